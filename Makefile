@@ -1,0 +1,47 @@
+# SPDX-FileCopyrightText: 2026 Arvenhold
+# SPDX-License-Identifier: Apache-2.0
+
+# A thin front of the CMake presets. Every target first installs the packages it misses.
+
+# Many tests wait rather than compute, so more of them run than there are cores.
+TEST_JOBS ?= $(shell echo $$(( $$(nproc) * 4 )))
+
+ifneq ($(shell command -v ccache),)
+export CMAKE_CXX_COMPILER_LAUNCHER := ccache
+endif
+
+.PHONY: help demo test test-asan test-tsan check docs package clean deps
+
+help: ## Show the targets
+	@awk -F ':.*## ' '/^[a-z-]+:.*## / { printf "make %-10s  %s\n", $$1, $$2 }' $(MAKEFILE_LIST)
+
+demo: deps ## Show a provider and a consumer on a real hub (KEEP=1: leave it running)
+	@cmake --preset release >/dev/null
+	@cmake --build --preset release
+	@tools/demo/run $(if $(KEEP),--keep)
+
+test: deps ## Build and run all tests
+	@tools/checks/run_tests dev $(TEST_JOBS)
+
+test-asan: deps ## The same tests under the address and undefined behaviour sanitizers
+	@tools/checks/run_tests asan-ubsan $(TEST_JOBS)
+
+test-tsan: deps ## The same tests under the thread sanitizer
+	@tools/checks/run_tests tsan $(TEST_JOBS)
+
+check: deps ## Run all static checks (ONLY="format layers": just these)
+	@tools/checks/check.py $(ONLY)
+
+docs: deps ## Write the interface's documentation to build/docs/html
+	@tools/checks/documentation.py
+
+package: deps ## Make a Debian package of the library in build/release
+	@cmake --preset release >/dev/null
+	@cmake --build --preset release --target corvel-hub-client
+	@cd build/release && cpack -G DEB
+
+clean: ## Remove everything that was built
+	@rm -rf build
+
+deps: ## Install the Debian packages that are missing
+	@packaging/install-packages
