@@ -1,0 +1,109 @@
+// SPDX-FileCopyrightText: 2026 Arvenhold
+// SPDX-License-Identifier: Apache-2.0
+
+// The NATS server of the development hub: a real nats-server, run as a child on a loopback port.
+
+#pragma once
+
+#include <sys/types.h>
+
+#include <cstddef>
+#include <cstdint>
+#include <memory>
+#include <mutex>
+#include <string>
+
+namespace arvenhold::corvel::hub::dev {
+
+class child_process;
+class event_log;
+
+struct nats_server_options {
+    /// The program; a name is looked up as find_executable() says.
+    std::string executable = "nats-server";
+
+    /// The port on 127.0.0.1; 0 for a free one.
+    std::uint16_t port = 0;
+
+    /// The greatest payload that the server takes, in bytes.
+    std::size_t max_payload = std::size_t{8} * 1024 * 1024;
+
+    /// The token that admits clients; empty for a random one. Letters and digits.
+    std::string token;
+};
+
+/// A nats-server that admits the holders of one token.
+///
+/// Port and token stay the same for the life of the object, through every stop and start.
+///
+/// @par Thread safety
+/// All operations may be called from any thread; those that change the server's state run one at a
+/// time.
+class nats_server {
+public:
+    /// Starts the server and waits until it takes connections.
+    ///
+    /// @param log  Gets the server's events. Must outlive the server.
+    ///
+    /// @throws dev_hub_failure  nats-server is not installed, the given port is taken, or the
+    /// server
+    ///                          does not come up.
+    nats_server(nats_server_options options, event_log& log);
+
+    nats_server(nats_server const&) = delete;
+    nats_server(nats_server&&) = delete;
+    nats_server& operator=(nats_server const&) = delete;
+    nats_server& operator=(nats_server&&) = delete;
+
+    /// Stops the server.
+    ~nats_server();
+
+    /// "nats://127.0.0.1:" and the port.
+    [[nodiscard]] std::string get_url() const;
+
+    [[nodiscard]] std::string get_token() const;
+
+    /// Whether the process lives, frozen or not.
+    [[nodiscard]] bool is_running() const;
+
+    /// The process, or -1 when it does not run.
+    [[nodiscard]] pid_t get_pid() const;
+
+    /// Lets the server end by itself, and ends it by force if it does not within two seconds. Does
+    /// nothing when it does not run.
+    void stop();
+
+    /// Ends the server at once, as a crash would. Does nothing when it does not run.
+    void kill();
+
+    /// Starts the server again on its port after stop() or kill(). Does nothing when it runs.
+    ///
+    /// @throws dev_hub_failure  The server does not come up, for example because another program
+    /// has
+    ///                          taken its port meanwhile. start() may be called again.
+    void start();
+
+    /// kill() and start().
+    void restart();
+
+    /// Stops the process without ending it: connections stay open, and nobody answers.
+    void freeze();
+
+    /// Lets a frozen server continue.
+    void thaw();
+
+private:
+    void end_locked(int signal_number);
+    void start_locked();
+    [[nodiscard]] bool try_port(std::uint16_t port);
+
+    nats_server_options const m_options;
+    std::string const m_executable;
+    event_log& m_log;
+
+    mutable std::mutex m_mutex; // guards everything below
+    std::uint16_t m_port = 0;
+    std::unique_ptr<child_process> m_process;
+};
+
+} // namespace arvenhold::corvel::hub::dev

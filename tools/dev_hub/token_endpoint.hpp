@@ -1,0 +1,116 @@
+// SPDX-FileCopyrightText: 2026 Arvenhold
+// SPDX-License-Identifier: Apache-2.0
+
+// The token endpoint of the development hub: OAuth2 client-credentials grant over HTTP on a
+// loopback port, with faults that tests switch on.
+
+#pragma once
+
+#include <chrono>
+#include <cstddef>
+#include <cstdint>
+#include <map>
+#include <memory>
+#include <string>
+#include <vector>
+
+namespace arvenhold::corvel::hub::dev {
+
+class event_log;
+
+struct client_credentials {
+    std::string client_id;
+    std::string client_secret;
+
+    friend bool operator==(client_credentials const&, client_credentials const&) = default;
+};
+
+struct token_endpoint_options {
+    /// The port on 127.0.0.1; 0 for a free one.
+    std::uint16_t port = 0;
+
+    /// Who is given a token.
+    std::vector<client_credentials> accepted_clients = {{"developer", "developer-secret"}};
+};
+
+/// A request as it arrived, whatever the answer was.
+struct token_request {
+    std::multimap<std::string, std::string> headers; ///< Names in lower case.
+    std::string body;
+    client_credentials client; ///< Decoded from the Basic header; empty if it cannot be decoded.
+    std::string grant_type;    ///< Empty if the body has none.
+    std::string scope;         ///< Empty if the body has none.
+};
+
+/// What the endpoint sends without looking at the request.
+struct fixed_answer {
+    int status = 200;
+    std::string content_type = "application/json";
+
+    /// The body in pieces. With more than one, each piece travels as an HTTP chunk of its own.
+    std::vector<std::string> body;
+
+    /// Announces a longer body than the pieces make up, and closes the connection after them.
+    bool cut_off = false;
+};
+
+/// Hands out the token of the NATS server to clients that it knows.
+///
+/// A right request is answered with status 200 and
+/// `{"access_token":"...","token_type":"Bearer","expires_in":3600}`, without white space. Any other
+/// gets an OAuth2 error document: 401 `invalid_client`; 400 `invalid_request` (content type, or no
+/// grant type), `unsupported_grant_type` (other than `client_credentials`) or `invalid_scope` (not
+/// one of `hub.variables.provide`, `hub.variables.readonly`, `hub.variables.readwrite`).
+///
+/// @par Thread safety
+/// All operations may be called from any thread.
+class token_endpoint {
+public:
+    /// Starts to listen.
+    ///
+    /// @param token  What clients are given.
+    /// @param log    Gets the endpoint's events. Must outlive the endpoint.
+    ///
+    /// @throws dev_hub_failure  The given port is taken.
+    token_endpoint(token_endpoint_options options, std::string token, event_log& log);
+
+    token_endpoint(token_endpoint const&) = delete;
+    token_endpoint(token_endpoint&&) = delete;
+    token_endpoint& operator=(token_endpoint const&) = delete;
+    token_endpoint& operator=(token_endpoint&&) = delete;
+
+    ~token_endpoint();
+
+    /// "http://127.0.0.1:", the port and "/token".
+    [[nodiscard]] std::string get_url() const;
+
+    /// All requests so far, in the order of their arrival. A request is here before it is answered.
+    [[nodiscard]] std::vector<token_request> get_requests() const;
+
+    /// @return whether at least `count` requests have arrived before `limit` had passed.
+    [[nodiscard]] bool wait_until_requested(
+        std::size_t count, std::chrono::milliseconds limit) const;
+
+    /// Every following answer is sent after `delay`; zero sends at once.
+    void set_delay(std::chrono::milliseconds delay);
+
+    /// Every following request gets this answer.
+    void answer_with(fixed_answer answer);
+
+    /// Ends answer_with().
+    void answer_normally();
+
+    /// Closes the port: connections are refused. Answers under way are still given, without delay.
+    void stop_listening();
+
+    /// Opens the same port again. Does nothing when it is open.
+    ///
+    /// @throws dev_hub_failure  Another program has taken the port meanwhile.
+    void listen_again();
+
+private:
+    class impl;
+    std::unique_ptr<impl> m_impl;
+};
+
+} // namespace arvenhold::corvel::hub::dev
