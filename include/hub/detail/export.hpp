@@ -1,0 +1,7 @@
+// SPDX-FileCopyrightText: 2026 Arvenhold
+// SPDX-License-Identifier: Apache-2.0
+
+#pragma once
+
+/// Marks a class as visible outside the shared library; everything else is built hidden.
+#define CORVEL_HUB_API __attribute__((visibility("default")))

@@ -1,0 +1,31 @@
+// SPDX-FileCopyrightText: 2026 Arvenhold
+// SPDX-License-Identifier: Apache-2.0
+
+#pragma once
+
+#include <hub/common.hpp>
+#include <hub/consumer.hpp>
+#include <hub/consumer_variable.hpp>
+#include <hub/corvel_hub_client_lib_initializer.hpp>
+#include <hub/errors.hpp>
+#include <hub/provider.hpp>
+#include <hub/provider_connection.hpp>
+#include <hub/provider_definition.hpp>
+#include <hub/provider_variable.hpp>
+#include <hub/variable_list.hpp>
+#include <hub/variable_write_command.hpp>
+#include <hub/version.hpp>
+
+/// Everything that belongs to Arvenhold.
+namespace arvenhold {
+
+/// Software for the controllers of the Corvel family.
+namespace corvel {
+
+/// The client side of a controller's data hub: a provider offers typed variables, a consumer finds
+/// providers and reads, writes and follows their variables.
+namespace hub {}
+
+} // namespace corvel
+
+} // namespace arvenhold

@@ -1,0 +1,36 @@
+// SPDX-FileCopyrightText: 2026 Arvenhold
+// SPDX-License-Identifier: Apache-2.0
+
+#pragma once
+
+#include <hub/common.hpp>
+#include <hub/detail/export.hpp>
+
+#include <cstddef>
+#include <exception>
+#include <string>
+#include <string_view>
+
+namespace arvenhold::corvel::hub {
+
+/// A value of one alternative was offered to a variable of another.
+class CORVEL_HUB_API incompatible_data_type : public std::exception {
+public:
+    /// @param id                 The variable.
+    /// @param message            What was attempted.
+    /// @param source_index       Index of the offered value's alternative.
+    /// @param destination_index  Index of the variable's alternative.
+    incompatible_data_type(
+        variable_id id,
+        std::string_view message,
+        std::size_t source_index,
+        std::size_t destination_index);
+
+    /// Returns the composed message; valid as long as this object.
+    char const* what() const noexcept override;
+
+private:
+    std::string m_message;
+};
+
+} // namespace arvenhold::corvel::hub

@@ -1,0 +1,220 @@
+// SPDX-FileCopyrightText: 2026 Arvenhold
+// SPDX-License-Identifier: Apache-2.0
+
+#pragma once
+
+#include <hub/common.hpp>
+#include <hub/detail/export.hpp>
+#include <hub/detail/thread_annotations.hpp>
+
+#include <atomic>
+#include <map>
+#include <memory>
+#include <mutex>
+#include <ostream>
+#include <string>
+#include <string_view>
+#include <tuple>
+#include <vector>
+
+namespace arvenhold::corvel::hub {
+
+class provider;
+class provider_definition;
+class provider_link;
+class provider_variable;
+
+/// The live variables of one registered definition, on the provider's side.
+///
+/// A provider makes one list for every definition that it registers. A change is recorded here
+/// first and leaves the process with the next change event. When the definition is replaced, or the
+/// provider disconnects, the list becomes stale: it can still be read, but refuses new values and
+/// qualities.
+///
+/// @par Ownership
+/// Shared by the provider and the application. A list may outlive its provider; publish(),
+/// bulk_publish(), set_quality() and bulk_set_quality() then throw operational_state_invalid and
+/// change nothing, everything else goes on working.
+///
+/// @par Thread safety
+/// All operations may be called from any thread, except that a thread between lock() and unlock()
+/// may call nothing but get_variables() and get_modification_tracker(). Lock order: provider, then
+/// list, then variable.
+class CORVEL_HUB_API variable_list {
+public:
+    /// The variables of a list, ordered by id.
+    using variable_map = std::map<variable_id, std::shared_ptr<provider_variable>>;
+
+    /// Makes a list of the variables of `definition`. Ids are consecutive, in the order of the
+    /// definition's entries, and greater than all ids given before in this process. All variables
+    /// are pending.
+    ///
+    /// @param definition  A finalized definition; the initial values are moved out of it.
+    /// @param parent      The provider that the list publishes through.
+    ///
+    /// @throws operational_state_invalid  The definition is not finalized. No id was given.
+    static std::shared_ptr<variable_list> create(provider_definition& definition, provider& parent);
+
+    variable_list(variable_list const&) = delete;
+    variable_list& operator=(variable_list const&) = delete;
+
+    /// Records a new value and sends it, with everything else pending, in one change event.
+    ///
+    /// @param id     A variable of this list.
+    /// @param value  The new value, of the type that the variable was defined with.
+    /// @param when   Time of the change and of the event.
+    ///
+    /// @throws variable_list_outdated     The list is stale. Nothing was recorded.
+    /// @throws variable_index_invalid     The id does not belong to this list. Nothing was
+    /// recorded.
+    /// @throws incompatible_data_type     The value has the wrong type. Nothing was recorded.
+    /// @throws operational_state_invalid  No definition is registered: if that was found before the
+    ///                                    value was recorded, nothing was recorded (stale list,
+    ///                                    provider gone), else the value stays recorded and
+    ///                                    pending.
+    /// @throws connection_failed          Not connected: the value stays recorded and pending.
+    ///                                    Sending failed: it stays recorded but is no longer
+    ///                                    pending, and the provider is marked failed.
+    ///
+    /// @par Blocking
+    /// Waits for the locks of the list and the provider, and for the NATS client to take the
+    /// message into its send buffer. Does not wait for the server or for any consumer.
+    void publish(variable_id id, variable_value value, timestamp when) CORVEL_HUB_EXCLUDES(m_mutex);
+
+    /// Records new values and sends them, with everything else pending, in one change event.
+    ///
+    /// The values are recorded one by one in the order of `values`, each under its own short hold
+    /// of the list's lock, so another thread may publish between two of them. After the last one a
+    /// single event is sent. An empty vector records nothing and still sends an event.
+    ///
+    /// @param values  Variable ids and new values.
+    /// @param when    Time of all the changes and of the event.
+    ///
+    /// @throws variable_list_outdated     The list is stale. Nothing was recorded.
+    /// @throws variable_index_invalid     An id does not belong to this list. Earlier elements stay
+    ///                                    recorded and pending, later ones are not looked at,
+    ///                                    nothing is sent.
+    /// @throws incompatible_data_type     A value has the wrong type. As for an invalid id.
+    /// @throws operational_state_invalid  As for publish().
+    /// @throws connection_failed          As for publish().
+    ///
+    /// @par Blocking
+    /// As for publish().
+    void bulk_publish(std::vector<std::tuple<variable_id, variable_value>> values, timestamp when)
+        CORVEL_HUB_EXCLUDES(m_mutex);
+
+    /// Records a new quality. It is sent with the next publication, whoever makes it.
+    ///
+    /// @param id       A variable of this list.
+    /// @param quality  The new quality.
+    /// @param when     Time of the change.
+    ///
+    /// @throws variable_list_outdated     The list is stale. Nothing was recorded.
+    /// @throws variable_index_invalid     The id does not belong to this list. Nothing was
+    /// recorded.
+    /// @throws operational_state_invalid  The list is stale and no definition is registered, or the
+    ///                                    provider is gone. Nothing was recorded.
+    void set_quality(variable_id id, variable_quality quality, timestamp when)
+        CORVEL_HUB_EXCLUDES(m_mutex);
+
+    /// Records new qualities and sends them, with everything else pending, in one change event, in
+    /// the manner of bulk_publish().
+    ///
+    /// @param qualities  Variable ids and new qualities.
+    /// @param when       Time of all the changes and of the event.
+    ///
+    /// @throws variable_list_outdated     The list is stale. Nothing was recorded.
+    /// @throws variable_index_invalid     As for bulk_publish().
+    /// @throws operational_state_invalid  As for publish().
+    /// @throws connection_failed          As for publish().
+    ///
+    /// @par Blocking
+    /// As for publish().
+    void bulk_set_quality(
+        std::vector<std::tuple<variable_id, variable_quality>> qualities, timestamp when)
+        CORVEL_HUB_EXCLUDES(m_mutex);
+
+    /// Records a value that a consumer has written. It is sent with the next publication. Works on
+    /// a stale list too.
+    ///
+    /// @param id     The variable to write.
+    /// @param value  The new value.
+    /// @param when   Time of the change.
+    ///
+    /// @throws variable_index_invalid  The list has no such variable. Nothing was recorded.
+    /// @throws variable_read_only      Consumers may not write the variable. Nothing was recorded.
+    /// @throws incompatible_data_type  The value has the wrong type. Nothing was recorded.
+    void write_variable(variable_id id, variable_value const& value, timestamp when)
+        CORVEL_HUB_EXCLUDES(m_mutex);
+
+    /// Makes every variable pending, so that the next change event carries all of them.
+    void mark_all_variables_pending() CORVEL_HUB_EXCLUDES(m_mutex);
+
+    /// Retires the list: all qualities become `bad`, nothing stays pending, changes are refused
+    /// from now on.
+    void mark_list_as_stale() CORVEL_HUB_EXCLUDES(m_mutex);
+
+    /// Returns the variable with the given id; valid as long as the list.
+    ///
+    /// @param id  A variable of this list.
+    ///
+    /// @throws variable_index_invalid  The list has no such variable.
+    std::shared_ptr<provider_variable> const& resolve_variable_by_id(variable_id id)
+        CORVEL_HUB_EXCLUDES(m_mutex);
+
+    /// Takes the lock of the list, which keeps values, tracker and stale flag from changing. The
+    /// lock is not recursive.
+    void lock() CORVEL_HUB_ACQUIRE(m_mutex);
+
+    /// Releases the lock of the list.
+    void unlock() CORVEL_HUB_RELEASE(m_mutex);
+
+    /// Returns the variables. The map never changes after the list has been made, so it may be read
+    /// without the lock.
+    variable_map const& get_variables() const;
+
+    /// Returns the ids of the pending variables. Call it while holding lock().
+    std::shared_ptr<modification_tracker> const& get_modification_tracker() const;
+
+    /// Writes a table of the variables to `os` and returns it.
+    ///
+    /// @param os  The stream; its format flags are left as they were. The list's lock is held while
+    ///            it is written to.
+    std::ostream& to_str(std::ostream& os) CORVEL_HUB_EXCLUDES(m_mutex);
+
+private:
+    struct variable_list_construction_enabler;
+
+    static std::atomic<variable_id> next_variable_id_; // the id the next variable of any list gets
+
+    // Fixed at construction.
+    provider* const m_parent; // only ever printed; the way to the provider is m_provider
+    std::weak_ptr<provider_link> const m_provider;
+    std::string const m_provider_identifier;
+    definition_fingerprint const m_fingerprint;
+    variable_map m_variables;
+    variable_id m_lowest_id = 0;
+    std::shared_ptr<modification_tracker> const m_tracker; // the set it points to is guarded
+
+    std::mutex m_mutex;
+
+    // Written under the lock. Read without it where a change that is accepted a moment too late
+    // does no harm: it is recorded in a list that nobody publishes any more.
+    std::atomic<bool> m_stale{false};
+
+    variable_list(provider_definition& definition, provider& parent);
+    ~variable_list() = default;
+
+    std::shared_ptr<provider_link> require_provider() const;
+    std::shared_ptr<provider_link> require_current() const;
+    [[noreturn]] void throw_outdated(provider_link& link) const;
+    provider_variable& variable_in_range(variable_id id, std::string_view function) const;
+};
+
+/// Writes variable_list::to_str().
+///
+/// @param os    The stream to write to.
+/// @param list  The list to write.
+CORVEL_HUB_API std::ostream& operator<<(std::ostream& os, variable_list& list);
+
+} // namespace arvenhold::corvel::hub

@@ -1,0 +1,221 @@
+// SPDX-FileCopyrightText: 2026 Arvenhold
+// SPDX-License-Identifier: Apache-2.0
+
+#include "model/provider_link.hpp"
+#include "model/stream_format.hpp"
+#include <hub/operational_state_invalid.hpp>
+#include <hub/provider.hpp>
+#include <hub/provider_definition.hpp>
+#include <hub/provider_variable.hpp>
+#include <hub/variable_index_invalid.hpp>
+#include <hub/variable_list.hpp>
+#include <hub/variable_list_outdated.hpp>
+#include <hub/variable_read_only.hpp>
+
+#include <iterator>
+#include <utility>
+
+namespace arvenhold::corvel::hub {
+
+// Lets create() use one allocation for the object and its reference count although the constructor
+// is private.
+struct variable_list::variable_list_construction_enabler : variable_list {
+    variable_list_construction_enabler(provider_definition& definition, provider& parent)
+        : variable_list{definition, parent} {}
+};
+
+std::atomic<variable_id> variable_list::next_variable_id_{0};
+
+variable_list::variable_list(provider_definition& definition, provider& parent)
+    : m_parent{&parent}
+    , m_provider{parent.link()}
+    , m_provider_identifier{parent.link()->get_identifier()}
+    , m_fingerprint{definition.get_fingerprint()}
+    , m_tracker{std::make_shared<modification_tracker>()} {
+    auto const [first, last] = definition.get_iterators();
+    // All ids are taken in one step, so that they are consecutive even when several providers of
+    // the process make lists at once.
+    m_lowest_id = next_variable_id_.fetch_add(static_cast<variable_id>(std::distance(first, last)));
+    auto id = m_lowest_id;
+    for (auto entry = first; entry != last; ++entry) {
+        auto& [path, initial_value, permissions] = *entry;
+        m_variables.emplace_hint(
+            m_variables.end(),
+            id,
+            provider_variable::create(id, path, initial_value, permissions, m_tracker));
+        ++id;
+    }
+}
+
+std::shared_ptr<variable_list> variable_list::create(
+    provider_definition& definition, provider& parent) {
+    return std::make_shared<variable_list_construction_enabler>(definition, parent);
+}
+
+void variable_list::publish(variable_id id, variable_value value, timestamp when) {
+    auto const provider = require_current();
+    auto& variable = variable_in_range(id, "publish()");
+    {
+        std::scoped_lock const lock{m_mutex};
+        variable.set_value(std::move(value), when);
+    }
+    provider->publish(when);
+}
+
+void variable_list::bulk_publish(
+    std::vector<std::tuple<variable_id, variable_value>> values, timestamp when) {
+    auto const provider = require_current();
+    for (auto& [id, value] : values) {
+        auto& variable = variable_in_range(id, "bulk_publish()");
+        std::scoped_lock const lock{m_mutex};
+        variable.set_value(std::move(value), when);
+    }
+    provider->publish(when);
+}
+
+void variable_list::set_quality(variable_id id, variable_quality quality, timestamp when) {
+    auto const provider = require_provider();
+    {
+        std::scoped_lock const lock{m_mutex};
+        // Intended: the only change that tests staleness under the lock.
+        if (!m_stale) {
+            variable_in_range(id, "set_quality()").set_quality(quality, when);
+            return;
+        }
+    }
+    // Takes the provider's lock, which comes before this list's; hence not above.
+    throw_outdated(*provider);
+}
+
+void variable_list::bulk_set_quality(
+    std::vector<std::tuple<variable_id, variable_quality>> qualities, timestamp when) {
+    auto const provider = require_current();
+    for (auto const& [id, quality] : qualities) {
+        auto& variable = variable_in_range(id, "bulk_set_quality()");
+        std::scoped_lock const lock{m_mutex};
+        variable.set_quality(quality, when);
+    }
+    provider->publish(when);
+}
+
+// Intended: works on a stale list; the provider has compared fingerprints before.
+void variable_list::write_variable(variable_id id, variable_value const& value, timestamp when) {
+    std::scoped_lock const lock{m_mutex};
+    auto const found = m_variables.find(id);
+    if (found == m_variables.end()) {
+        throw variable_index_invalid{id, "write_variable()"};
+    }
+    // Intended: unlike on the consumer's side, unknown permissions allow the write.
+    if (found->second->get_permissions() == variable_permissions::read_only) {
+        throw variable_read_only::for_variable(id);
+    }
+    found->second->set_value(value, when);
+}
+
+void variable_list::mark_all_variables_pending() {
+    std::scoped_lock const lock{m_mutex};
+    m_tracker->clear();
+    for (auto const& [id, variable] : m_variables) {
+        m_tracker->insert(id);
+    }
+}
+
+void variable_list::mark_list_as_stale() {
+    std::scoped_lock const lock{m_mutex};
+    for (auto const& [id, variable] : m_variables) {
+        variable->set_quality(variable_quality::bad, std::chrono::system_clock::now());
+    }
+    m_tracker->clear();
+    m_stale = true;
+}
+
+std::shared_ptr<provider_variable> const& variable_list::resolve_variable_by_id(variable_id id) {
+    std::scoped_lock const lock{m_mutex};
+    auto const found = m_variables.find(id);
+    if (found == m_variables.end()) {
+        throw variable_index_invalid{id, "resolve_variable_by_id()"};
+    }
+    return found->second;
+}
+
+void variable_list::lock() {
+    m_mutex.lock();
+}
+
+void variable_list::unlock() {
+    m_mutex.unlock();
+}
+
+variable_list::variable_map const& variable_list::get_variables() const {
+    return m_variables;
+}
+
+std::shared_ptr<modification_tracker> const& variable_list::get_modification_tracker() const {
+    return m_tracker;
+}
+
+std::shared_ptr<provider_link> variable_list::require_provider() const {
+    auto provider = m_provider.lock();
+    if (!provider) {
+        throw operational_state_invalid::for_client(
+            client_kind::provider,
+            m_provider_identifier,
+            "variable list cannot be changed, its provider is gone");
+    }
+    return provider;
+}
+
+std::shared_ptr<provider_link> variable_list::require_current() const {
+    auto provider = require_provider();
+    if (m_stale) {
+        throw_outdated(*provider);
+    }
+    return provider;
+}
+
+void variable_list::throw_outdated(provider_link& provider) const {
+    // Intended: with nothing registered the question itself throws, and that is what the caller
+    // gets: there is no current list to replace this one with.
+    auto const current_fingerprint = provider.get_fingerprint();
+    throw variable_list_outdated{m_provider_identifier, m_fingerprint, current_fingerprint};
+}
+
+// The map is complete and its ids are consecutive, so this needs no lock.
+provider_variable& variable_list::variable_in_range(
+    variable_id id, std::string_view function) const {
+    auto const found = m_variables.find(id);
+    if (found == m_variables.end()) {
+        throw variable_index_invalid{id, function};
+    }
+    return *found->second;
+}
+
+std::ostream& variable_list::to_str(std::ostream& os) {
+    stream_format_guard const format{os};
+    os << std::left;
+    os << "Variable list @ " << static_cast<void const*>(this) << (m_stale ? " <STALE>" : "")
+       << std::endl;
+    os << std::string(86, '-') << std::endl << std::endl;
+    std::scoped_lock const lock{m_mutex};
+    os << "Parent provider @ " << static_cast<void const*>(m_parent) << std::endl;
+    os << "Variable map @ " << static_cast<void const*>(&m_variables) << " has "
+       << m_variables.size() << " entries" << std::endl;
+    os << "Lowest current var index " << m_lowest_id << ", next to assign: " << next_variable_id_
+       << std::endl;
+    os << " ID          Path                           Perm"
+       << "  Quality            Type   Current"
+       << "                          Update Count"
+       << "          Last Update Tstamp" << std::endl;
+    // Intended: two longer than the header.
+    os << std::string(151, '-') << std::endl;
+    for (auto const& [id, variable] : m_variables) {
+        os << *variable << std::endl;
+    }
+    return os;
+}
+
+std::ostream& operator<<(std::ostream& os, variable_list& list) {
+    return list.to_str(os);
+}
+
+} // namespace arvenhold::corvel::hub
