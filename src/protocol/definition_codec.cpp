@@ -1,0 +1,132 @@
+// SPDX-FileCopyrightText: 2026 Arvenhold
+// SPDX-License-Identifier: Apache-2.0
+
+#include "protocol/definition_codec.hpp"
+
+#include "protocol/value_codec.hpp"
+
+#include <utility>
+
+namespace arvenhold::corvel::hub {
+
+namespace {
+
+VariableAccess to_wire(variable_permissions permissions) {
+    switch (permissions) {
+    case variable_permissions::read_write:
+        return VariableAccess::ReadWrite;
+    case variable_permissions::read_only:
+        return VariableAccess::ReadOnly;
+    }
+    return VariableAccess::Unspecified;
+}
+
+variable_permissions permissions_from_wire(VariableAccess access) {
+    return access == VariableAccess::ReadWrite ? variable_permissions::read_write
+                                               : variable_permissions::read_only;
+}
+
+received_definition with_variables(
+    ProviderDefinition const& definition, message_reader const& reader) {
+    if (definition.variable_definitions() == nullptr) {
+        reader.report_missing("message data (variable_definitions) nullptr");
+    }
+    return received_definition{definition};
+}
+
+} // namespace
+
+definition_writer::definition_writer(message_builder& builder)
+    : m_builder{builder} {
+    // Zero is a legal id and fingerprint, and other readers may not know the defaults.
+    m_builder.ForceDefaults(true);
+}
+
+void definition_writer::add(
+    variable_id id,
+    std::string const& path,
+    variable_value const& value,
+    variable_permissions permissions) {
+    m_definitions.push_back(CreateVariableDefinition(
+        m_builder, m_builder.CreateString(path), id, data_type_of(value), to_wire(permissions)));
+}
+
+void definition_writer::finish(definition_fingerprint fingerprint) {
+    auto const variables = m_builder.CreateVector(m_definitions);
+    // Field by field: the registry's mark must stay absent, which the all-in-one function would
+    // write as 0.
+    ProviderDefinitionBuilder definition{m_builder};
+    definition.add_fingerprint(fingerprint);
+    definition.add_variable_definitions(variables);
+    m_builder.Finish(CreateProviderDefinitionChangedEvent(m_builder, definition.Finish()));
+}
+
+definition_verdict read_verdict(payload const& message, message_reader const& reader) {
+    auto const* const event = message.root<ProviderDefinitionChangedEvent>();
+    if (event == nullptr) {
+        reader.report_missing("definition changed event data is nullptr");
+    }
+    auto const* const definition = event->provider_definition();
+    if (definition == nullptr) {
+        reader.report_missing("definition data is nullptr");
+    }
+    return {definition->fingerprint(), definition->valid() == 1};
+}
+
+received_definition::received_definition(ProviderDefinition const& definition)
+    : m_definition{&definition} {}
+
+definition_fingerprint received_definition::fingerprint() const {
+    return m_definition->fingerprint();
+}
+
+std::size_t received_definition::size() const {
+    return m_definition->variable_definitions()->size();
+}
+
+received_variable_definition received_definition::variable(
+    std::size_t position, message_reader const& reader) const {
+    auto const& definition =
+        *m_definition->variable_definitions()->Get(static_cast<flatbuffers::uoffset_t>(position));
+    if (definition.path() == nullptr) {
+        reader.report_missing("variable path nullptr");
+    }
+    auto value = initial_value_of(definition.data_type());
+    if (!value) {
+        reader.report_variable(definition.id());
+    }
+    return {
+        definition.id(),
+        definition.path()->str(),
+        permissions_from_wire(definition.access()),
+        *std::move(value)};
+}
+
+received_definition read_definition_reply(payload const& message, message_reader const& reader) {
+    auto const* const reply = message.root<ReadProviderDefinitionQueryResponse>();
+    if (reply == nullptr) {
+        reader.report_missing("message data nullptr");
+    }
+    if (reply->provider_definition() == nullptr) {
+        reader.report_missing("message data (provider_definition_reply) nullptr");
+    }
+    return with_variables(*reply->provider_definition(), reader);
+}
+
+std::optional<received_definition> read_definition_event(
+    payload const& message, message_reader const& reader) {
+    auto const* const event = message.root<ProviderDefinitionChangedEvent>();
+    if (event == nullptr) {
+        reader.report_missing("message data nullptr");
+    }
+    if (event->provider_definition() == nullptr) {
+        return std::nullopt;
+    }
+    return with_variables(*event->provider_definition(), reader);
+}
+
+void write_definition_request(message_builder& builder) {
+    builder.Finish(CreateReadProviderDefinitionQuery(builder));
+}
+
+} // namespace arvenhold::corvel::hub

@@ -1,0 +1,96 @@
+// SPDX-FileCopyrightText: 2026 Arvenhold
+// SPDX-License-Identifier: Apache-2.0
+
+#pragma once
+
+#include "protocol/builder.hpp"
+#include "protocol/message_reader.hpp"
+#include "protocol/payload.hpp"
+#include <hub/common.hpp>
+
+#include <cstddef>
+#include <optional>
+#include <string>
+#include <vector>
+
+namespace arvenhold::corvel::hub {
+
+struct ProviderDefinition;
+struct VariableDefinition;
+
+// Definitions on the wire: a provider's announcement, the registry's verdict, a consumer's request.
+// No state and no locks.
+
+/// Writes the announcement of a definition: any number of variables, then finish().
+class definition_writer {
+public:
+    /// @param builder  An empty builder; used until finished.
+    explicit definition_writer(message_builder& builder);
+
+    /// @param value  Only its type is written.
+    void add(
+        variable_id id,
+        std::string const& path,
+        variable_value const& value,
+        variable_permissions permissions);
+
+    /// Finishes the announcement. Only the registry marks a definition valid.
+    void finish(definition_fingerprint fingerprint);
+
+private:
+    message_builder& m_builder;
+    std::vector<flatbuffers::Offset<VariableDefinition>> m_definitions;
+};
+
+/// The registry's judgement of a definition.
+struct definition_verdict {
+    definition_fingerprint fingerprint = 0;
+    bool is_valid = false;
+};
+
+/// Reads the registry's announcement of a definition, as the provider concerned does.
+///
+/// @throws serialization_fault  Data or definition are missing.
+definition_verdict read_verdict(payload const& message, message_reader const& reader);
+
+/// One variable of a received definition, with the value that it begins with.
+struct received_variable_definition {
+    variable_id id = 0;
+    std::string path;
+    variable_permissions permissions = variable_permissions::read_only;
+    variable_value value;
+};
+
+/// A received definition, decoded variable by variable. Valid as long as the payload.
+class received_definition {
+public:
+    explicit received_definition(ProviderDefinition const& definition);
+
+    definition_fingerprint fingerprint() const;
+    std::size_t size() const;
+
+    /// Returns the variable at `position`, which is below size().
+    ///
+    /// @throws serialization_fault  The path is missing, or the type is missing or unknown.
+    received_variable_definition variable(std::size_t position, message_reader const& reader) const;
+
+private:
+    ProviderDefinition const* m_definition;
+};
+
+/// Reads the registry's reply to the request for a definition.
+///
+/// @throws serialization_fault  Data, definition or its list of variables are missing.
+received_definition read_definition_reply(payload const& message, message_reader const& reader);
+
+/// Reads the registry's announcement of a definition, as an attached consumer does. Nothing means
+/// that the definition was withdrawn.
+///
+/// @throws serialization_fault  Data or the definition's list of variables are missing.
+std::optional<received_definition> read_definition_event(
+    payload const& message, message_reader const& reader);
+
+/// Writes the request for a definition.
+void write_definition_request(message_builder& builder);
+
+} // namespace arvenhold::corvel::hub

@@ -1,0 +1,37 @@
+// SPDX-FileCopyrightText: 2026 Arvenhold
+// SPDX-License-Identifier: Apache-2.0
+
+#pragma once
+
+#include "protocol/builder.hpp"
+#include "protocol/message_reader.hpp"
+#include "protocol/payload.hpp"
+
+#include <set>
+#include <string>
+
+namespace arvenhold::corvel::hub {
+
+// What the registry says about itself and about the providers that it knows. No state and no locks.
+
+/// Tells whether the registry announces that it is ready.
+///
+/// @throws serialization_fault  Data are missing.
+bool read_registry_state(payload const& message, message_reader const& reader);
+
+/// Reads the reply to the request for the list of providers; returns their identifiers.
+///
+/// @throws serialization_fault  Data, list, its items or an identifier are missing.
+std::set<std::string> read_provider_list_reply(
+    payload const& message, message_reader const& reader);
+
+/// Reads the announcement of the list of providers; returns their identifiers.
+///
+/// @throws serialization_fault  Data, list, its items or an identifier are missing.
+std::set<std::string> read_provider_list_event(
+    payload const& message, message_reader const& reader);
+
+/// Writes the request for the list of providers.
+void write_provider_list_request(message_builder& builder);
+
+} // namespace arvenhold::corvel::hub

@@ -1,0 +1,134 @@
+// SPDX-FileCopyrightText: 2026 Arvenhold
+// SPDX-License-Identifier: Apache-2.0
+
+#include "protocol/value_codec.hpp"
+
+#include "protocol/time_codec.hpp"
+
+#include <array>
+
+namespace arvenhold::corvel::hub {
+
+namespace {
+
+// Indexed by the alternative of variable_value.
+constexpr std::array<VariableDataType, std::variant_size_v<variable_value>> data_types{
+    VariableDataType::Bool,
+    VariableDataType::Double,
+    VariableDataType::Int64,
+    VariableDataType::String,
+    VariableDataType::Timestamp,
+    VariableDataType::Duration,
+};
+
+// Writes the table of one value; each call leaves the tag that goes with it.
+class value_table_writer {
+public:
+    explicit value_table_writer(message_builder& builder)
+        : m_builder{builder} {}
+
+    written_value operator()(bool value) const {
+        return {VariableValue::BoolValue, CreateBoolValue(m_builder, value).Union()};
+    }
+
+    written_value operator()(double value) const {
+        return {VariableValue::DoubleValue, CreateDoubleValue(m_builder, value).Union()};
+    }
+
+    written_value operator()(std::int64_t value) const {
+        return {VariableValue::Int64Value, CreateInt64Value(m_builder, value).Union()};
+    }
+
+    written_value operator()(std::string const& value) const {
+        auto const text = m_builder.CreateString(value);
+        return {VariableValue::StringValue, CreateStringValue(m_builder, text).Union()};
+    }
+
+    written_value operator()(timestamp value) const {
+        auto const wire = to_wire(value);
+        return {VariableValue::TimestampValue, CreateTimestampValue(m_builder, &wire).Union()};
+    }
+
+    written_value operator()(std::chrono::nanoseconds value) const {
+        auto const wire = to_wire(value);
+        return {VariableValue::DurationValue, CreateDurationValue(m_builder, &wire).Union()};
+    }
+
+private:
+    message_builder& m_builder;
+};
+
+variable_value text_of(StringValue const& table, message_reader const& reader) {
+    if (table.value() == nullptr) {
+        reader.report_missing("string value nullptr");
+    }
+    return table.value()->str();
+}
+
+variable_value duration_of(DurationValue const& table) {
+    return table.value() != nullptr ? duration_from_wire(*table.value())
+                                    : std::chrono::nanoseconds{};
+}
+
+variable_value point_of(TimestampValue const& table) {
+    return table.value() != nullptr ? point_from_wire(*table.value()) : timestamp{};
+}
+
+} // namespace
+
+VariableDataType data_type_of(variable_value const& value) {
+    return value.valueless_by_exception() ? VariableDataType::NONE : data_types.at(value.index());
+}
+
+std::optional<variable_value> initial_value_of(VariableDataType type) {
+    switch (type) {
+    case VariableDataType::Bool:
+        return false;
+    case VariableDataType::Duration:
+        return std::chrono::nanoseconds{};
+    case VariableDataType::Double:
+        return 0.0;
+    case VariableDataType::Int64:
+        return std::int64_t{};
+    case VariableDataType::String:
+        return std::string{};
+    case VariableDataType::Timestamp:
+        // Intended: now, where every other type begins with zero.
+        return std::chrono::system_clock::now();
+    case VariableDataType::NONE:
+        break;
+    }
+    return std::nullopt;
+}
+
+written_value write_value(message_builder& builder, variable_value const& value) {
+    if (value.valueless_by_exception()) {
+        return {};
+    }
+    return std::visit(value_table_writer{builder}, value);
+}
+
+std::optional<variable_value> read_value(Variable const& item, message_reader const& reader) {
+    if (item.value() == nullptr) {
+        return std::nullopt;
+    }
+    switch (item.value_type()) {
+    case VariableValue::BoolValue:
+        return item.value_as_BoolValue()->value();
+    case VariableValue::DurationValue:
+        return duration_of(*item.value_as_DurationValue());
+    case VariableValue::DoubleValue:
+        return item.value_as_DoubleValue()->value();
+    case VariableValue::Int64Value:
+        return item.value_as_Int64Value()->value();
+    case VariableValue::StringValue:
+        return text_of(*item.value_as_StringValue(), reader);
+    case VariableValue::TimestampValue:
+        return point_of(*item.value_as_TimestampValue());
+    case VariableValue::NONE:
+        break;
+    }
+    return std::nullopt;
+}
+
+} // namespace arvenhold::corvel::hub

@@ -1,0 +1,104 @@
+// SPDX-FileCopyrightText: 2026 Arvenhold
+// SPDX-License-Identifier: Apache-2.0
+
+#pragma once
+
+#include "protocol/builder.hpp"
+#include "protocol/message_reader.hpp"
+#include "protocol/payload.hpp"
+#include <hub/common.hpp>
+
+#include <cstddef>
+#include <optional>
+#include <string_view>
+#include <vector>
+
+namespace arvenhold::corvel::hub {
+
+struct Variable;
+struct VariableList;
+
+// Lists of variables on the wire: change events, read requests and their replies, write commands.
+// No state and no locks; whoever calls holds the lock of what is being written.
+
+/// Writes one message that carries variables: any number of items, then one of the finish
+/// functions, after which the builder holds the finished message.
+class variables_writer {
+public:
+    /// @param builder  An empty builder; used until finished.
+    explicit variables_writer(message_builder& builder);
+
+    /// Adds an item of a change event, which takes the event's time.
+    void add_change(variable_id id, variable_value const& value, variable_quality quality);
+
+    /// Adds an item of a read reply, with the time of the variable's last update.
+    void add_reading(
+        variable_id id, variable_value const& value, variable_quality quality, timestamp when);
+
+    /// Adds an item of a write command, which has neither quality nor time.
+    void add_write(variable_id id, variable_value const& value);
+
+    void finish_changed_event(definition_fingerprint fingerprint, timestamp when);
+    void finish_read_reply(definition_fingerprint fingerprint, timestamp when);
+
+    /// Intended: a write command carries the epoch as its time; consumers do not stamp their
+    /// writes.
+    void finish_write_command(definition_fingerprint fingerprint);
+
+private:
+    message_builder& m_builder;
+    std::vector<flatbuffers::Offset<Variable>> m_items;
+
+    flatbuffers::Offset<VariableList> finish_list(
+        definition_fingerprint fingerprint, timestamp when);
+};
+
+/// Writes the request for the given variables, in their order.
+void write_read_request(message_builder& builder, std::vector<variable_id> const& ids);
+
+/// Returns the requested ids; none asks for every variable.
+std::vector<variable_id> read_read_request(payload const& message);
+
+/// One item of a received message.
+struct received_variable {
+    variable_id id = 0;
+    variable_quality quality = variable_quality::bad;
+    timestamp when; ///< The item's own time, or else the list's, or else the epoch.
+    std::optional<variable_value> value; ///< Nothing: the variable keeps its own.
+};
+
+/// The variables of a received message, decoded one by one. Valid as long as the payload and the
+/// reader.
+class received_variables {
+public:
+    received_variables(VariableList const& list, message_reader const& reader);
+
+    definition_fingerprint fingerprint() const;
+    std::size_t size() const;
+
+    /// Returns the item at `position`, which is below size().
+    ///
+    /// @throws serialization_fault  A text value without its text.
+    received_variable item(std::size_t position) const;
+
+private:
+    VariableList const* m_list;
+    message_reader const* m_reader;
+};
+
+/// Reads a change event.
+///
+/// @throws serialization_fault  Data, list, items or time are missing.
+received_variables read_changed_event(payload const& message, message_reader const& reader);
+
+/// Reads the reply to a read request.
+///
+/// @throws serialization_fault  Data, list or items are missing.
+received_variables read_read_reply(payload const& message, message_reader const& reader);
+
+/// Reads a write command.
+///
+/// @throws serialization_fault  Data, list or items are missing.
+received_variables read_write_command(payload const& message, message_reader const& reader);
+
+} // namespace arvenhold::corvel::hub
