@@ -20,14 +20,19 @@ demo: deps ## Show a provider and a consumer on a real hub (KEEP=1: leave it run
 	@cmake --build --preset release
 	@tools/demo/run $(if $(KEEP),--keep)
 
+test: preset := dev
 test: deps ## Build and run all tests
-	@tools/checks/run_tests dev $(TEST_JOBS)
 
+test-asan: preset := asan-ubsan
 test-asan: deps ## The same tests under the address and undefined behaviour sanitizers
-	@tools/checks/run_tests asan-ubsan $(TEST_JOBS)
 
+test-tsan: preset := tsan
 test-tsan: deps ## The same tests under the thread sanitizer
-	@tools/checks/run_tests tsan $(TEST_JOBS)
+
+test test-asan test-tsan:
+	@cmake --preset $(preset) >/dev/null
+	@cmake --build --preset $(preset)
+	@ctest --test-dir build/$(preset) --output-on-failure --parallel $(TEST_JOBS)
 
 check: deps ## Run all static checks (ONLY="format layers": just these)
 	@tools/checks/check.py $(ONLY)

@@ -1,0 +1,47 @@
+#!/usr/bin/env python3
+# SPDX-FileCopyrightText: 2026 Arvenhold
+# SPDX-License-Identifier: Apache-2.0
+
+"""Which folder may include what. A folder that is not listed may include everything."""
+
+import re
+
+import tree
+
+STANDARD = r"<[a-z_0-9/]+>$"  # <mutex>, <chrono>; no dot, so no foreign header
+FOREIGN = r"<(?!hub/)"
+ALLOWED = {
+    "include/hub": [STANDARD, r"<hub/"],
+    "src/base": [STANDARD, r'"base/'],
+    "src/model": [STANDARD, r"<hub/", r'"base/', r'"model/'],
+    "src/protocol": [STANDARD, r"<hub/", r'"base/', r'"protocol/', r"<flatbuffers/"],
+    "src/runtime": [
+        STANDARD, r"<hub/", r'"base/', r'"runtime/', r'"protocol/', r"<nats/", r"<curl/"],
+    "src/provider": [
+        STANDARD, r"<hub/", r'"base/', r'"provider/', r'"model/', r'"protocol/', r'"runtime/'],
+    "src/consumer": [
+        STANDARD, r"<hub/", r'"base/', r'"consumer/', r'"model/', r'"protocol/', r'"runtime/'],
+    "examples": [STANDARD, r"<hub/", r'"[^/]+"$'],
+    # The hub speaks the wire format, so it shares the internal readers and writers.
+    "tools/dev_hub": [FOREIGN, r'"base/', r'"protocol/', r'"runtime/', r'"dev_hub/'],
+    "tools": [FOREIGN, r"<hub/", r'"[^/]+"$'],
+}
+INCLUDE = re.compile(r'\s*#\s*include\s*(<[^>]+>|"[^"]+")')
+
+
+def folder_of(path):
+    """The most specific listed folder that the file is in."""
+    listed = [folder for folder in ALLOWED if str(path).startswith(folder + "/")]
+    return max(listed, key=len, default=None)
+
+
+def findings():
+    for path in tree.files("*.hpp", "*.cpp"):
+        folder = folder_of(path)
+        for number, line in tree.lines_of(path) if folder else []:
+            include = INCLUDE.match(line)
+            if include and not any(re.match(allowed, include[1]) for allowed in ALLOWED[folder]):
+                yield f"{path}:{number}: {folder} may not include {include[1]}"
+
+
+tree.conclude(list(findings()))
