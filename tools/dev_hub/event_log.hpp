@@ -39,7 +39,8 @@ enum class event_kind {
     provider_gone,   ///< The provider left the list. Subject: the provider.
     providers_requested, ///< A query for the list was answered.
     providers_published, ///< The list was published. Detail: the providers, separated by blanks.
-    message_ignored,     ///< A message was not understood or not wanted. Subject: the NATS subject.
+    message_ignored,     ///< Not understood or not wanted. Subject: the message's NATS subject.
+    publication_failed,  ///< The NATS client refused a message. Subject: the NATS subject.
 };
 
 /// One event.

@@ -95,14 +95,14 @@ public:
 private:
     void end_locked(int signal_number);
     void start_locked();
-    [[nodiscard]] bool try_port(std::uint16_t port);
+    [[nodiscard]] bool try_start_locked();
 
     nats_server_options const m_options;
     std::string const m_executable;
     event_log& m_log;
+    std::uint16_t m_port = 0; // fixed when the constructor returns
 
-    mutable std::mutex m_mutex; // guards everything below
-    std::uint16_t m_port = 0;
+    mutable std::mutex m_mutex; // guards the process
     std::unique_ptr<child_process> m_process;
 };
 

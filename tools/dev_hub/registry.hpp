@@ -38,7 +38,8 @@ struct registry_options {
 /// ("v1.loc.registry.providers.") are not taken for those of a provider.
 ///
 /// The registry survives restarts of the NATS server: it reconnects within a fraction of a second
-/// and announces itself ready.
+/// and announces itself ready. It then looks for lost providers only when their clients have had
+/// the time to reconnect, too.
 ///
 /// @par Thread safety
 /// All operations may be called from any thread. Operations that change something have had their

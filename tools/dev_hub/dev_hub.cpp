@@ -1,0 +1,32 @@
+// SPDX-FileCopyrightText: 2026 Arvenhold
+// SPDX-License-Identifier: Apache-2.0
+
+#include "dev_hub/dev_hub.hpp"
+
+#include <utility>
+
+namespace arvenhold::corvel::hub::dev {
+
+dev_hub::dev_hub(dev_hub_options options)
+    : m_log{options.lines}
+    , m_nats_server{std::move(options.nats_server), m_log}
+    , m_token_endpoint{std::move(options.token_endpoint), m_nats_server.get_token(), m_log}
+    , m_registry{m_nats_server.get_url(), m_nats_server.get_token(), options.registry, m_log} {}
+
+nats_server& dev_hub::get_nats_server() {
+    return m_nats_server;
+}
+
+token_endpoint& dev_hub::get_token_endpoint() {
+    return m_token_endpoint;
+}
+
+registry& dev_hub::get_registry() {
+    return m_registry;
+}
+
+event_log& dev_hub::get_log() {
+    return m_log;
+}
+
+} // namespace arvenhold::corvel::hub::dev

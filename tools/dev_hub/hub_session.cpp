@@ -1,0 +1,106 @@
+// SPDX-FileCopyrightText: 2026 Arvenhold
+// SPDX-License-Identifier: Apache-2.0
+
+#include "dev_hub/hub_session.hpp"
+
+#include "dev_hub/dev_hub_failure.hpp"
+
+#include <chrono>
+#include <utility>
+
+namespace arvenhold::corvel::hub::dev {
+namespace {
+
+constexpr std::chrono::milliseconds reconnect_wait{50};
+constexpr std::chrono::milliseconds flush_limit{5000};
+constexpr int unlimited = -1;
+
+void on_message(natsConnection*, natsSubscription*, natsMsg* message, void* closure) noexcept {
+    nats_message owned{message};
+    if (auto const box = mailbox_address::find(closure)) {
+        box->post(std::move(owned));
+    }
+}
+
+void on_reconnect(natsConnection*, void* closure) noexcept {
+    if (auto const box = mailbox_address::find(closure)) {
+        box->post(reconnected{});
+    }
+}
+
+void require(natsStatus status, std::string const& action) {
+    if (status != NATS_OK) {
+        throw dev_hub_failure{
+            "the registry failed to " + action + ": " + natsStatus_GetText(status)};
+    }
+}
+
+nats_options make_options(std::string const& url, std::string const& token, void* closure) {
+    natsOptions* created = nullptr;
+    require(natsOptions_Create(&created), "create options");
+    nats_options options{created};
+    require(natsOptions_SetURL(created, url.c_str()), "set the URL");
+    require(natsOptions_SetName(created, "registry"), "set the name");
+    require(natsOptions_SetToken(created, token.c_str()), "set the token");
+    require(natsOptions_SetNoEcho(created, true), "switch the echo off");
+    require(natsOptions_SetMaxReconnect(created, unlimited), "set the reconnect attempts");
+    require(natsOptions_SetReconnectWait(created, reconnect_wait.count()), "set the wait");
+    require(natsOptions_SetReconnectJitter(created, 0, 0), "set the jitter");
+    require(natsOptions_SetReconnectedCB(created, on_reconnect, closure), "set the callback");
+    // One thread delivers for all subscriptions. That keeps the order among them, and saves a
+    // thread for each.
+    require(natsOptions_UseGlobalMessageDelivery(created, true), "share the delivery");
+    return options;
+}
+
+} // namespace
+
+hub_session::hub_session(
+    std::string const& url, std::string const& token, std::shared_ptr<mailbox> const& box)
+    : m_address{box} {
+    auto const options = make_options(url, token, m_address.get_closure());
+    natsConnection* connection = nullptr;
+    require(natsConnection_Connect(&connection, options.get()), "connect to " + url);
+    m_connection.reset(connection);
+}
+
+hub_session::~hub_session() {
+    // A subscription that is destroyed while its connection still receives crashes the NATS client.
+    for (auto const& subscription : m_subscriptions) {
+        natsSubscription_Unsubscribe(subscription.get());
+    }
+    natsConnection_Close(m_connection.get());
+}
+
+bool hub_session::is_connected() const {
+    return natsConnection_Status(m_connection.get()) == NATS_CONN_STATUS_CONNECTED;
+}
+
+void hub_session::subscribe(std::string const& subject) {
+    natsSubscription* subscription = nullptr;
+    require(
+        natsConnection_Subscribe(
+            &subscription,
+            m_connection.get(),
+            subject.c_str(),
+            on_message,
+            m_address.get_closure()),
+        "subscribe to " + subject);
+    m_subscriptions.emplace_back(subscription);
+}
+
+void hub_session::flush() {
+    require(natsConnection_FlushTimeout(m_connection.get(), flush_limit.count()), "flush");
+}
+
+natsStatus hub_session::publish(
+    std::string const& subject, std::string const& reply, message_bytes const& bytes) {
+    auto const size = static_cast<int>(bytes.size());
+    if (reply.empty()) {
+        return natsConnection_Publish(m_connection.get(), subject.c_str(), bytes.data(), size);
+    }
+    return natsConnection_PublishRequest(
+        m_connection.get(), subject.c_str(), reply.c_str(), bytes.data(), size);
+}
+
+} // namespace arvenhold::corvel::hub::dev

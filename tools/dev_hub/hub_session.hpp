@@ -1,0 +1,58 @@
+// SPDX-FileCopyrightText: 2026 Arvenhold
+// SPDX-License-Identifier: Apache-2.0
+
+// The registry's connection to the NATS server. Used on the registry's thread alone; what arrives
+// is posted to a mailbox by threads of the NATS client.
+
+#pragma once
+
+#include "dev_hub/mailbox.hpp"
+#include "dev_hub/nats_handles.hpp"
+#include "dev_hub/registry_messages.hpp"
+
+#include <memory>
+#include <string>
+#include <vector>
+
+namespace arvenhold::corvel::hub::dev {
+
+/// One connection, which reconnects by itself for as long as it exists. Does not get its own
+/// publications.
+class hub_session {
+public:
+    /// Connects.
+    ///
+    /// @param box  Gets every message of every subscription, and every reconnect.
+    ///
+    /// @throws dev_hub_failure  The server does not admit the session.
+    hub_session(
+        std::string const& url, std::string const& token, std::shared_ptr<mailbox> const& box);
+
+    hub_session(hub_session const&) = delete;
+    hub_session(hub_session&&) = delete;
+    hub_session& operator=(hub_session const&) = delete;
+    hub_session& operator=(hub_session&&) = delete;
+
+    ~hub_session();
+
+    [[nodiscard]] bool is_connected() const;
+
+    /// @throws dev_hub_failure  The NATS client refuses.
+    void subscribe(std::string const& subject);
+
+    /// Waits until the server has taken everything so far, the subscriptions above all.
+    ///
+    /// @throws dev_hub_failure  The server does not answer.
+    void flush();
+
+    /// @param reply  The subject for answers; empty for none.
+    [[nodiscard]] natsStatus publish(
+        std::string const& subject, std::string const& reply, message_bytes const& bytes);
+
+private:
+    mailbox_address const m_address;
+    nats_connection m_connection;
+    std::vector<nats_subscription> m_subscriptions; // destroyed before the connection
+};
+
+} // namespace arvenhold::corvel::hub::dev

@@ -1,0 +1,67 @@
+// SPDX-FileCopyrightText: 2026 Arvenhold
+// SPDX-License-Identifier: Apache-2.0
+
+// What reaches the registry, in the order of arrival: messages, reconnects, and tasks from other
+// threads. Filled by threads of the NATS client and of the application, emptied by the registry's.
+
+#pragma once
+
+#include "dev_hub/nats_handles.hpp"
+
+#include <chrono>
+#include <condition_variable>
+#include <cstdint>
+#include <deque>
+#include <functional>
+#include <memory>
+#include <mutex>
+#include <optional>
+#include <variant>
+
+namespace arvenhold::corvel::hub::dev {
+
+/// The connection is back, and everything subscribed again.
+struct reconnected {};
+
+using mail = std::variant<nats_message, reconnected, std::function<void()>>;
+
+/// @par Thread safety
+/// All operations may be called from any thread.
+class mailbox {
+public:
+    void post(mail item);
+
+    /// Waits for the next item.
+    ///
+    /// @return nothing when `deadline` has passed.
+    [[nodiscard]] std::optional<mail> take(std::chrono::steady_clock::time_point deadline);
+
+private:
+    std::mutex m_mutex;
+    std::condition_variable m_filled;
+    std::deque<mail> m_items;
+};
+
+/// What the NATS client is given instead of a mailbox's address. Its callbacks can come after
+/// everything else is gone; then they find nothing under this address, which is never used again.
+class mailbox_address {
+public:
+    explicit mailbox_address(std::shared_ptr<mailbox> const& box);
+
+    mailbox_address(mailbox_address const&) = delete;
+    mailbox_address(mailbox_address&&) = delete;
+    mailbox_address& operator=(mailbox_address const&) = delete;
+    mailbox_address& operator=(mailbox_address&&) = delete;
+
+    ~mailbox_address();
+
+    [[nodiscard]] void* get_closure() const;
+
+    /// @return null if the address has gone.
+    [[nodiscard]] static std::shared_ptr<mailbox> find(void* closure);
+
+private:
+    std::uintptr_t const m_number;
+};
+
+} // namespace arvenhold::corvel::hub::dev

@@ -1,0 +1,163 @@
+// SPDX-FileCopyrightText: 2026 Arvenhold
+// SPDX-License-Identifier: Apache-2.0
+
+// The program corvel-dev-hub: a complete hub that runs until it is told to end.
+
+#include "dev_hub/dev_hub.hpp"
+#include "dev_hub/dev_hub_failure.hpp"
+
+#include <CLI/CLI.hpp>
+#include <nlohmann/json.hpp>
+
+#include <chrono>
+#include <csignal>
+#include <ctime>
+#include <exception>
+#include <iostream>
+#include <string>
+
+namespace {
+
+namespace dev = arvenhold::corvel::hub::dev;
+
+constexpr int exit_success = 0;
+constexpr int exit_failure = 1;
+constexpr int exit_wrong_usage = 2;
+
+constexpr std::chrono::milliseconds check_interval{250};
+
+constexpr char const* footer =
+    R"(When everything is ready, the program prints on standard output how to connect, for people and then
+once more as a line of JSON. Events follow on standard error, a line each.
+
+Signals:
+  SIGINT, SIGTERM  end the hub, nats-server included
+  SIGUSR1          kill nats-server and start it again on the same port
+  SIGUSR2          restart the registry, which forgets all providers
+
+Exit code: 0 ended by a signal, 1 something could not be started or nats-server ended, 2 wrong usage)";
+
+struct command_line {
+    dev::dev_hub_options hub;
+    dev::client_credentials client;
+};
+
+// Blocks the signals that the program waits for; threads started later inherit that.
+sigset_t block_signals() {
+    sigset_t signals{};
+    sigemptyset(&signals);
+    for (auto const number : {SIGINT, SIGTERM, SIGUSR1, SIGUSR2}) {
+        sigaddset(&signals, number);
+    }
+    ::pthread_sigmask(SIG_BLOCK, &signals, nullptr);
+    return signals;
+}
+
+// The next signal; -1 if none came within the interval.
+int wait_for_signal(sigset_t const& signals) {
+    timespec const limit{
+        0, std::chrono::duration_cast<std::chrono::nanoseconds>(check_interval).count()};
+    return ::sigtimedwait(&signals, nullptr, &limit);
+}
+
+void add_options(CLI::App& app, command_line& given) {
+    auto& nats_server = given.hub.nats_server;
+    auto& token_endpoint = given.hub.token_endpoint;
+    auto& registry = given.hub.registry;
+    app.add_option("--nats-port", nats_server.port, "Port of nats-server; 0 for a free one")
+        ->capture_default_str();
+    app.add_option("--token-port", token_endpoint.port, "Port of the token endpoint; 0 likewise")
+        ->capture_default_str();
+    app.add_option("--nats-server", nats_server.executable, "The program to run as nats-server")
+        ->capture_default_str();
+    app.add_option("--max-payload", nats_server.max_payload, "Greatest payload in bytes")
+        ->capture_default_str();
+    app.add_option("--client-id", given.client.client_id, "Client id that is given a token")
+        ->capture_default_str();
+    app.add_option("--client-secret", given.client.client_secret, "Secret that goes with it")
+        ->capture_default_str();
+    app.add_option_function<unsigned>(
+           "--verdict-delay",
+           [&registry](unsigned count) {
+               registry.verdict_delay = std::chrono::milliseconds{count};
+           },
+           "Milliseconds from a definition to its verdict")
+        ->default_str(std::to_string(registry.verdict_delay.count()));
+    app.add_option_function<unsigned>(
+           "--probe-interval",
+           [&registry](unsigned count) {
+               registry.probe_interval = std::chrono::milliseconds{count};
+           },
+           "Milliseconds between two looks for lost and returned providers")
+        ->default_str(std::to_string(registry.probe_interval.count()))
+        ->check(CLI::PositiveNumber);
+}
+
+void print_access(dev::dev_hub& hub, dev::client_credentials const& client) {
+    auto const nats_url = hub.get_nats_server().get_url();
+    auto const token_url = hub.get_token_endpoint().get_url();
+    nlohmann::ordered_json const line{
+        {"nats_url", nats_url},
+        {"token_url", token_url},
+        {"client_id", client.client_id},
+        {"client_secret", client.client_secret}};
+    std::cout << "The hub is ready. Ctrl-C ends it.\n"
+              << "  NATS server     " << nats_url << '\n'
+              << "  token endpoint  " << token_url << '\n'
+              << "  client id       " << client.client_id << '\n'
+              << "  client secret   " << client.client_secret << '\n'
+              << line.dump() << std::endl;
+}
+
+void obey(int signal_number, dev::dev_hub& hub) {
+    try {
+        if (signal_number == SIGUSR1) {
+            hub.get_nats_server().restart();
+        } else if (signal_number == SIGUSR2) {
+            hub.get_registry().restart();
+        }
+    } catch (dev::dev_hub_failure const& failure) {
+        std::cerr << failure.what() << std::endl;
+    }
+}
+
+int run(command_line const& given, sigset_t const& signals) {
+    dev::dev_hub hub{given.hub};
+    print_access(hub, given.client);
+    while (hub.get_nats_server().is_running()) {
+        auto const signal_number = wait_for_signal(signals);
+        if (signal_number == SIGINT || signal_number == SIGTERM) {
+            return exit_success;
+        }
+        obey(signal_number, hub);
+    }
+    std::cerr << "nats-server has ended\n";
+    return exit_failure;
+}
+
+} // namespace
+
+int main(int argc, char** argv) {
+    try {
+        auto const signals = block_signals();
+        command_line given;
+        given.client = given.hub.token_endpoint.accepted_clients.front();
+        CLI::App app{
+            "A complete hub for development: nats-server, token endpoint and registry on loopback "
+            "ports.",
+            "corvel-dev-hub"};
+        app.footer(footer);
+        add_options(app, given);
+        try {
+            app.parse(argc, argv);
+        } catch (CLI::ParseError const& error) {
+            return app.exit(error) == exit_success ? exit_success : exit_wrong_usage;
+        }
+        given.hub.token_endpoint.accepted_clients = {given.client};
+        given.hub.lines = &std::cerr;
+        return run(given, signals);
+    } catch (std::exception const& error) {
+        std::cerr << "corvel-dev-hub: " << error.what() << std::endl;
+        return exit_failure;
+    }
+}
