@@ -1,0 +1,171 @@
+# SPDX-FileCopyrightText: 2026 Arvenhold
+# SPDX-License-Identifier: Apache-2.0
+
+"""The checks that call a compiler or another tool."""
+
+import json
+
+from planted_tree import PlantedTree
+
+
+class Format(PlantedTree):
+    def setUp(self):
+        super().setUp()
+        self.copy(".clang-format")
+
+    def test_accepts_what_the_formatter_wrote(self):
+        self.plant("a.cpp", "int answer(int const& question);\n")
+        self.assert_clean("format")
+
+    def test_finds_anything_else(self):
+        self.plant("a.cpp", "int answer(const int &question);\n")
+        self.assert_fault("format", r"a\.cpp:1:.*code should be clang-formatted")
+
+
+class HeadersAlone(PlantedTree):
+    def test_accepts_a_header_that_includes_what_it_uses(self):
+        self.plant("include/hub/a.hpp", "#pragma once\n#include <string>\nstd::string name();\n")
+        self.assert_clean("headers_alone")
+
+    def test_finds_a_header_that_needs_another(self):
+        self.plant("src/model/a.hpp", "#pragma once\nstd::string name();\n")
+        self.assert_fault("headers_alone", r"src/model/a\.hpp: g\+\+ -std=c\+\+20:")
+
+    def test_finds_a_public_header_that_needs_the_newer_standard(self):
+        self.plant("include/hub/a.hpp",
+                   "#pragma once\ntemplate <class T> concept any = sizeof(T) > 0;\n")
+        code, output = self.run_check("headers_alone")
+        self.assertEqual(code, 1)
+        self.assertIn("include/hub/a.hpp: g++ -std=c++17:", output)
+        self.assertNotIn("include/hub/a.hpp: g++ -std=c++20:", output)
+
+
+class Snippets(PlantedTree):
+    def test_accepts_whole_files_later_files_that_include_earlier_ones_and_fragments(self):
+        self.plant("a.md", "```cpp\n// src/model/one.hpp\n#pragma once\nint one();\n```\n"
+                   '```cpp\n#include "model/one.hpp"\nint two() { return one() * 2; }\n```\n'
+                   "```c++\nsomething(else);\n```\n")
+        self.assert_clean("snippets")
+
+    def test_finds_an_example_that_does_not_compile(self):
+        self.plant("a.md", "```cpp\nint one();\n```\n```cpp\nint two() { return zwei; }\n```\n")
+        self.assert_fault("snippets", r"a\.md: block 2 does not compile:")
+
+
+class Documentation(PlantedTree):
+    HEAD = "#pragma once\n/// Everything.\nnamespace some {\n"
+
+    def setUp(self):
+        super().setUp()
+        self.copy("Doxyfile.in")
+        self.plant("CMakeLists.txt", "project(some VERSION 1.2.3 LANGUAGES CXX)\n")
+
+    def test_accepts_a_contract(self):
+        self.plant("include/hub/a.hpp", self.HEAD +
+                   "/// Returns the answer.\n/// @param question  Any.\nint answer(int question);\n}\n")
+        self.assert_clean("documentation")
+
+    def test_finds_an_undocumented_function(self):
+        self.plant("include/hub/a.hpp", self.HEAD + "int answer();\n}\n")
+        self.assert_fault("documentation", r"a\.hpp:4: .*answer.* is not documented")
+
+    def test_finds_an_undocumented_parameter(self):
+        self.plant("include/hub/a.hpp", self.HEAD +
+                   "/// Answers.\n/// @param one  Any.\nvoid answer(int one, int two);\n}\n")
+        self.assert_fault("documentation", r"parameter 'two'")
+
+
+class PublicSurface(PlantedTree):
+    LIBRARY = "build/clang/src/libcorvel-hub-client.so"
+
+    def build(self, source):
+        self.plant("a.cpp", source)
+        self.plant(self.LIBRARY, "")
+        self.command("clang++-14", "-shared", "-fPIC", "-fvisibility=hidden", "a.cpp", "-o",
+                     self.LIBRARY)
+
+    def test_accepts_its_own_list(self):
+        self.build('__attribute__((visibility("default"))) int answer(int) { return 1; }\n')
+        self.assert_clean("public_surface", "--update")
+        self.assert_clean("public_surface")
+
+    def test_finds_new_and_lost_symbols(self):
+        self.plant("packaging/abi/symbols.txt", "# a comment\nquestion()\n")
+        self.build('__attribute__((visibility("default"))) int answer(int) { return 1; }\n')
+        self.assert_found("public_surface", "exported, but not listed: answer(int)",
+                          "listed, but not exported: question()")
+
+
+class LockRules(PlantedTree):
+    HEAD = """#include <hub/detail/thread_annotations.hpp>
+#include <mutex>
+class counter {
+    std::mutex m_mutex;
+    int m_count CORVEL_HUB_GUARDED_BY(m_mutex) = 0;
+public:
+"""
+
+    def setUp(self):
+        super().setUp()
+        self.copy("include/hub/detail/thread_annotations.hpp")
+
+    def test_accepts_a_guarded_access(self):
+        self.plant("src/a.cpp", self.HEAD +
+                   "int next() { std::scoped_lock const lock{m_mutex}; return ++m_count; } };\n")
+        self.assert_clean("lock_rules")
+
+    def test_finds_an_unguarded_access(self):
+        self.plant("src/a.cpp", self.HEAD + "int next() { return ++m_count; } };\n")
+        self.assert_fault("lock_rules", "requires holding mutex 'm_mutex' exclusively")
+
+    def test_finds_a_wrong_order(self):
+        self.plant("src/a.cpp", """#include <hub/detail/thread_annotations.hpp>
+#include <mutex>
+class pair {
+    std::mutex m_first;
+    std::mutex m_second CORVEL_HUB_ACQUIRED_AFTER(m_first);
+public:
+    void both() {
+        std::scoped_lock const second{m_second};
+        std::scoped_lock const first{m_first};
+    }
+};
+""")
+        self.assert_fault("lock_rules", "mutex 'm_first' must be acquired before 'm_second'")
+
+
+class ClangTidy(PlantedTree):
+    def setUp(self):
+        super().setUp()
+        self.copy(".clang-tidy")
+        self.plant("build/clang/compile_commands.json", json.dumps([{
+            "directory": str(self.folder),
+            "file": str(self.folder / "src/a.cpp"),
+            "command": "clang++-14 -std=c++20 -c src/a.cpp",
+        }]))
+
+    def test_accepts_our_names(self):
+        self.plant("src/a.cpp", "class counter {\npublic:\n    int next() { return ++m_count; }\n\n"
+                   "private:\n    static int const first_id_;\n    int m_count = 0;\n};\n")
+        self.assert_clean("clang_tidy")
+
+    def test_finds_a_private_member_without_its_mark(self):
+        self.plant("src/a.cpp", "class counter {\npublic:\n    int next() { return ++count; }\n\n"
+                   "private:\n    int count = 0;\n};\n")
+        self.assert_fault("clang_tidy", "invalid case style for private member 'count'")
+
+    def test_finds_deep_nesting(self):
+        self.plant("src/a.cpp", "int depth(bool a, bool b, bool c, bool d) {\n"
+                   "    if (a) {\nif (b) {\nif (c) {\nif (d) {\nreturn 4;\n}\n}\n}\n}\nreturn 0;\n}\n")
+        self.assert_fault("clang_tidy", "readability-function-size")
+
+
+class ClangBuild(PlantedTree):
+    def test_finds_a_warning(self):
+        self.copy("CMakePresets.json")
+        self.plant("CMakeLists.txt", "cmake_minimum_required(VERSION 3.25)\nproject(some CXX)\n"
+                   "add_compile_options(-Wall -Werror)\nadd_library(a a.cpp)\n")
+        self.plant("a.cpp", "int answer() { int unused = 1; return 0; }\n")
+        self.assert_fault("clang_build", "unused variable 'unused'")
+        self.plant("a.cpp", "int answer() { return 0; }\n")
+        self.assert_clean("clang_build")

@@ -1,0 +1,174 @@
+# SPDX-FileCopyrightText: 2026 Arvenhold
+# SPDX-License-Identifier: Apache-2.0
+
+"""The checks that only read."""
+
+from planted_tree import PlantedTree
+
+LICENCE = "SPDX-FileCopyrightText: 2026 Arvenhold\n{0} SPDX-License-Identifier: Apache-2.0\n"
+SLASHES = "// " + LICENCE.format("//")
+
+
+class Licence(PlantedTree):
+    def test_accepts_every_comment_style_and_a_line_that_names_an_interpreter(self):
+        self.plant("a.cpp", SLASHES)
+        self.plant("b.py", "#!/usr/bin/env python3\n# " + LICENCE.format("#"))
+        self.plant("c.md", "<!--\n" + LICENCE.format("").replace("\n ", "\n") + "-->\n")
+        self.plant("d.json", "{}\n")
+        self.assert_clean("licence")
+
+    def test_finds_a_file_without_licence(self):
+        self.plant("a.cpp", "int answer();\n")
+        self.assert_found("licence", "a.cpp:1: does not begin with the two lines of the licence")
+
+    def test_finds_a_licence_that_comes_too_late(self):
+        self.plant("a.cpp", "int answer();\n" + SLASHES)
+        self.assert_found("licence", "a.cpp:1: does not begin with the two lines of the licence")
+
+
+class Words(PlantedTree):
+    # Each unwanted text stands in two pieces, as the check reads this file too.
+    def assert_unwanted(self, text, reason):
+        self.plant("a.md", f"\n{text}\n")
+        self.assert_found("words", f"a.md:2: {reason}: {text}")
+
+    def test_accepts_ordinary_sentences(self):
+        self.plant("a.cpp", "// Part of a specified whole; the first of #includes.\n")
+        self.assert_clean("words")
+
+    def test_finds_unfinished_work(self):
+        self.assert_unwanted("TO" "DO: ask", "unfinished work belongs in an issue")
+
+    def test_finds_the_number_of_an_issue(self):
+        self.assert_unwanted("As issue " "12 says", "numbers of issues mean nothing in a file")
+
+    def test_finds_a_reference_to_a_document_that_is_not_here(self):
+        self.assert_unwanted(
+            "As the spec" "ification says", "refers to a document that is not in the tree")
+
+    def test_finds_a_package_registry(self):
+        self.assert_unwanted(
+            "http://deb" ".example.org/",
+            "names a package registry; the machine's own configuration does that")
+
+
+class Commits(PlantedTree):
+    def commit(self, subject):
+        self.command("git", "-c", "user.name=a", "-c", "user.email=a@b", "commit", "--quiet",
+                     "--allow-empty", "--message", subject)
+
+    def test_accepts_a_layer_and_a_short_sentence(self):
+        self.commit("protocol: keep unknown tags from changing a value")
+        self.assert_clean("commits")
+
+    def test_finds_a_long_subject(self):
+        self.commit("protocol: " + "x" * 51)
+        self.assertIn("subject has 61 characters; 60 are the limit", self.run_check("commits")[1])
+
+    def test_finds_a_missing_layer(self):
+        self.commit("Fix it")
+        self.assertIn("subject does not begin with a layer", self.run_check("commits")[1])
+
+
+class Versions(PlantedTree):
+    def setUp(self):
+        super().setUp()
+        self.plant("CMakeLists.txt", "project(some VERSION 1.2.3 LANGUAGES CXX)\n")
+        self.plant("CHANGELOG.md", "## [1.2.3] 2030-01-01\n")
+        self.plant_header(3)
+
+    def plant_header(self, patch):
+        self.plant("include/hub/version.hpp",
+                   "#define SOME_VERSION_MAJOR 1\n#define SOME_VERSION_MINOR 2\n"
+                   f"#define SOME_VERSION_PATCH {patch}\n")
+
+    def test_accepts_one_version_everywhere(self):
+        self.assert_clean("versions")
+
+    def test_finds_another_version_in_the_header(self):
+        self.plant_header(4)
+        self.assert_found(
+            "versions", "include/hub/version.hpp: says 1.2.4, CMakeLists.txt says 1.2.3")
+
+    def test_finds_a_changelog_that_lags_behind(self):
+        self.plant("CHANGELOG.md", "## [1.2.2] 2029-01-01\n")
+        self.assert_found("versions", "CHANGELOG.md: says 1.2.2, CMakeLists.txt says 1.2.3")
+
+
+class Spelling(PlantedTree):
+    def test_accepts_the_misspellings_that_operators_search_for(self):
+        self.copy(".codespellrc")
+        self.plant("a.cpp", '"sujbect" "defintion"\n')
+        self.assert_clean("spelling")
+
+    def test_finds_any_other(self):
+        self.copy(".codespellrc")
+        self.plant("a.cpp", "// Recie" "ved too late.\n")
+        self.assert_fault("spelling", "a.cpp:1: Recie" "ved ==> Received")
+
+
+class Shell(PlantedTree):
+    def test_accepts_a_quoted_variable(self):
+        self.plant("a", '#!/usr/bin/env bash\necho "$1"\n')
+        self.assert_clean("shell")
+
+    def test_finds_an_unquoted_variable(self):
+        self.plant("a", "#!/usr/bin/env bash\necho $1\n")
+        self.assert_fault("shell", "SC2086")
+
+
+class Links(PlantedTree):
+    def test_accepts_files_headings_and_the_outside(self):
+        self.plant("docs/a.md", "# One `name`, two\n[b](../b.md#some-heading) [x](https://x.y/)\n"
+                   "[up](#one-name-two)\n```\n[in code](nowhere.md)\n```\n")
+        self.plant("b.md", "## Some heading\n")
+        self.assert_clean("links")
+
+    def test_finds_a_missing_file(self):
+        self.plant("docs/a.md", "\n[b](b.md)\n")
+        self.assert_found("links", "docs/a.md:2: b.md does not exist")
+
+    def test_finds_a_missing_heading(self):
+        self.plant("a.md", "[b](b.md#other)\n")
+        self.plant("b.md", "# Some heading\n")
+        self.assert_found("links", "a.md:1: b.md has no heading other")
+
+
+class Layers(PlantedTree):
+    def test_accepts_what_the_table_allows(self):
+        self.plant("include/hub/a.hpp", "#include <hub/b.hpp>\n#include <mutex>\n")
+        self.plant("src/provider/a.cpp",
+                   '#include "provider/a.hpp"\n#include "base/a.hpp"\n#include <hub/a.hpp>\n')
+        self.plant("src/runtime/a.cpp", "#include <nats/nats.h>\n#include <curl/curl.h>\n")
+        self.plant("tests/a.cpp", '#include <nats/nats.h>\n#include "provider/a.hpp"\n')
+        self.assert_clean("layers")
+
+    def test_finds_the_other_role(self):
+        self.plant("src/provider/a.cpp", '#include <mutex>\n  #  include "consumer/a.hpp"\n')
+        self.assert_found(
+            "layers", 'src/provider/a.cpp:2: src/provider may not include "consumer/a.hpp"')
+
+    def test_finds_a_foreign_library_outside_its_door(self):
+        self.plant("src/consumer/a.hpp", "#include <nats/nats.h>\n")
+        self.plant("include/hub/a.hpp", "#include <curl/curl.h>\n")
+        self.assert_found(
+            "layers",
+            "include/hub/a.hpp:1: include/hub may not include <curl/curl.h>",
+            "src/consumer/a.hpp:1: src/consumer may not include <nats/nats.h>")
+
+    def test_finds_an_example_that_reaches_behind_the_interface(self):
+        self.plant("examples/one/a.cpp", '#include "model/value_text.hpp"\n')
+        self.assert_found(
+            "layers", 'examples/one/a.cpp:1: examples may not include "model/value_text.hpp"')
+
+
+class ForeignTypes(PlantedTree):
+    def test_accepts_comments_and_a_parameter_called_nats_url(self):
+        self.plant("include/hub/a.hpp",
+                   "// a natsConnection\n/* a\n CURL */\nvoid connect(text const& nats_url);\n")
+        self.assert_clean("foreign_types")
+
+    def test_finds_a_handle(self):
+        self.plant("include/hub/a.hpp", "// one\nclass a { natsConnection* m_connection; };\n")
+        self.assert_found(
+            "foreign_types", "include/hub/a.hpp:2: natsConnection belongs to a foreign library")
