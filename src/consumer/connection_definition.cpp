@@ -1,0 +1,142 @@
+// SPDX-FileCopyrightText: 2026 Arvenhold
+// SPDX-License-Identifier: Apache-2.0
+
+#include "consumer/provider_connection_impl.hpp"
+#include "protocol/payload.hpp"
+#include "runtime/diagnostics.hpp"
+#include "runtime/operation_words.hpp"
+#include <hub/serialization_fault.hpp>
+
+#include <utility>
+
+namespace arvenhold::corvel::hub {
+
+void provider_connection::impl::request_provider_definition() {
+    {
+        std::scoped_lock const lock{m_mutex};
+        require_connected("query the provider definition from provider failed: provider connection "
+                          "is not in connected state");
+    }
+    message_builder request{initial_builder_size};
+    write_definition_request(request);
+    auto const reply = request_or_fault(
+        m_definition_query_subject, finished_bytes(request), words::request_definition);
+    try {
+        deserialize_provider_definition(reply, false);
+        update_all_variables();
+    } catch (...) {
+        set_fault_state();
+        throw;
+    }
+}
+
+void provider_connection::impl::deserialize_provider_definition(
+    nats_message const& message, bool is_event) {
+    payload const data{bytes_of(message)};
+    if (!is_event) {
+        adopt(read_definition_reply(data, reader(words::decode_definition)));
+    } else if (
+        auto const definition = read_definition_event(data, reader(words::decode_definition))) {
+        adopt(*definition);
+    } else {
+        withdraw_definition();
+    }
+}
+
+void provider_connection::impl::adopt(received_definition const& definition) {
+    {
+        std::scoped_lock const lock{m_mutex};
+        if (definition.fingerprint() == m_fingerprint) {
+            return; // values and qualities stay as they are
+        }
+    }
+    auto variables = std::make_shared<consumer_variable_map>();
+    auto const variable_reader = reader(words::decode_variable_definition);
+    for (std::size_t position = 0; position < definition.size(); ++position) {
+        auto [id, path, permissions, value] = definition.variable(position, variable_reader);
+        // Intended: of two variables with one id the first is kept.
+        variables->emplace(id, consumer_variable::create(id, path, value, permissions));
+    }
+    std::scoped_lock const lock{m_mutex};
+    if (m_state != provider_connection_state::disconnected) {
+        m_fingerprint = definition.fingerprint();
+        m_variables.swap(variables); // the old map goes after the lock
+    }
+}
+
+void provider_connection::impl::withdraw_definition() {
+    auto variables = std::make_shared<consumer_variable_map>();
+    std::scoped_lock const lock{m_mutex};
+    if (m_state != provider_connection_state::disconnected) {
+        mark_all_variables_bad();
+        m_fingerprint = 0;
+        m_variables.swap(variables);
+    }
+}
+
+void provider_connection::impl::recv_definition_changed_sub_handler(
+    natsConnection* /*connection*/,
+    natsSubscription* /*subscription*/,
+    natsMsg* raw_message,
+    void* closure) {
+    nats_message const message{raw_message};
+    if (closure == nullptr) {
+        write_error_line({"Failed to process provider definition changed event: "
+                          "unable to resolve associated provider connection"});
+        return;
+    }
+    auto& self = *static_cast<provider_connection*>(closure)->m_impl;
+    if (!message) {
+        self.set_fault_state();
+        write_error_line({"Failed to process provider definition changed event: "
+                          "event message unavailable"});
+        return;
+    }
+    switch (self.get_state()) {
+    case provider_connection_state::connected:
+        self.take_definition_event(message);
+        return;
+    case provider_connection_state::provider_unavailable:
+        return; // the definition is requested when the provider returns
+    case provider_connection_state::disconnected:
+    case provider_connection_state::faulted:
+        write_error_line({"Received a provider definition event, skipping it due to invalid "
+                          "provider connection state"});
+        return;
+    }
+}
+
+void provider_connection::impl::take_definition_event(nats_message const& message) {
+    try {
+        deserialize_provider_definition(message, true);
+    } catch (serialization_fault const& fault) {
+        set_fault_state();
+        write_error_line({fault.what()});
+        return;
+    }
+    if (!holds_definition()) {
+        write_error_line({"Received a provider definition event, but zero fingerprint or zero "
+                          "variable definitions were received"});
+        return;
+    }
+    try {
+        update_all_variables();
+    } catch (std::exception const& error) {
+        set_fault_state();
+        write_error_line({error.what()});
+        return;
+    }
+    // Intended: told also when the definition was the one that is held.
+    auto const listener = get_event_listener();
+    if (listener.function != nullptr) {
+        listener.function(
+            provider_connection_event::definition_updated, m_self, listener.user_data);
+    }
+}
+
+bool provider_connection::impl::holds_definition() {
+    std::scoped_lock const lock{m_mutex};
+    return m_fingerprint != 0 && m_variables && !m_variables->empty();
+}
+
+} // namespace arvenhold::corvel::hub

@@ -1,0 +1,214 @@
+// SPDX-FileCopyrightText: 2026 Arvenhold
+// SPDX-License-Identifier: Apache-2.0
+
+#pragma once
+
+#include "model/provider_link.hpp"
+#include "protocol/builder.hpp"
+#include "protocol/payload.hpp"
+#include "runtime/nats_session.hpp"
+#include <hub/authentication_failed.hpp>
+#include <hub/detail/thread_annotations.hpp>
+#include <hub/provider.hpp>
+
+#include <atomic>
+#include <condition_variable>
+#include <cstdint>
+#include <memory>
+#include <mutex>
+#include <optional>
+#include <string>
+#include <vector>
+
+namespace arvenhold::corvel::hub {
+
+/// State and operations of a provider. Shared by the provider and, for the length of one call each,
+/// by its lists and by callbacks of the NATS client; whoever comes late finds it disconnected.
+///
+/// Application threads run the public operations; the NATS client's threads run the handlers and
+/// the two connection event callbacks.
+///
+/// 1. Lock order: definition sending or validity, then state, then list, then variable.
+/// 2. The state lock is held over a call of the NATS client only in connect().
+/// 3. Fingerprint, list and definition message change together.
+/// 4. A failure is recorded only if the session that it happened in is still the current one.
+class provider::impl : public provider_link, public std::enable_shared_from_this<impl> {
+public:
+    impl(provider& self, std::string const& identifier);
+    impl(impl const&) = delete;
+    impl& operator=(impl const&) = delete;
+    ~impl() override = default;
+
+    // -- what the public class offers -------------------------------------------------------------
+
+    void connect(
+        std::string const& nats_url,
+        std::string const& token_url,
+        std::string const& client_id,
+        std::string const& client_secret);
+    void disconnect() CORVEL_HUB_EXCLUDES(m_state_mutex);
+    bool is_connected() CORVEL_HUB_EXCLUDES(m_state_mutex);
+    std::shared_ptr<variable_list> register_provider_definition(provider_definition& definition)
+        CORVEL_HUB_EXCLUDES(m_state_mutex);
+    std::shared_ptr<variable_list> get_variable_list() CORVEL_HUB_EXCLUDES(m_state_mutex);
+    void force_publish_all(timestamp when) CORVEL_HUB_EXCLUDES(m_state_mutex);
+    void set_variables_written_callback(variables_written_callback callback, void* user_data)
+        CORVEL_HUB_EXCLUDES(m_state_mutex);
+
+    /// What the destructor of the public class does: afterwards no callback runs.
+    void shut_down() CORVEL_HUB_EXCLUDES(m_state_mutex);
+
+    // -- what lists ask for -----------------------------------------------------------------------
+
+    std::string const& get_identifier() const override;
+    definition_fingerprint get_fingerprint() override CORVEL_HUB_EXCLUDES(m_state_mutex);
+    void publish(timestamp when) override CORVEL_HUB_EXCLUDES(m_state_mutex);
+
+    // -- session ----------------------------------------------------------------------------------
+
+    /// Marks the provider failed. Takes no lock: the NATS client holds its own meanwhile.
+    void token_handler_failed_callback(authentication_failed const& error);
+
+    /// Announces what is registered, after connecting and after every reconnect. Takes over the
+    /// state mutex when it is `already_locked`; never holds it on return.
+    void post_connect_handler(bool already_locked);
+
+    static void nats_dcon_callback(natsConnection* connection, void* closure);
+    static void nats_recon_callback(natsConnection* connection, void* closure);
+
+    // -- registration -----------------------------------------------------------------------------
+
+    /// Sends the definition message and waits for the registry's verdict.
+    void publish_provider_definition() CORVEL_HUB_EXCLUDES(m_state_mutex, m_validity_mutex);
+
+    void deserialize_provider_definition_validity(
+        payload const& message, definition_fingerprint& fingerprint, bool& valid) const;
+    void deserialize_registry_state(payload const& message, bool& ready) const;
+
+    static void provider_definition_event_sub_handler(
+        natsConnection* connection,
+        natsSubscription* subscription,
+        natsMsg* message,
+        void* closure);
+    static void registry_state_event_sub_handler(
+        natsConnection* connection,
+        natsSubscription* subscription,
+        natsMsg* message,
+        void* closure);
+
+    // -- publishing -------------------------------------------------------------------------------
+
+    /// Writes everything pending as one change event and leaves nothing pending.
+    static void serialize_publish_variables(
+        message_builder& builder,
+        timestamp when,
+        definition_fingerprint fingerprint,
+        std::shared_ptr<variable_list> const& list);
+
+    // -- serving ----------------------------------------------------------------------------------
+
+    /// Writes the reply with those of the requested variables that exist.
+    static void serialize_requested_variables(
+        message_builder& builder,
+        definition_fingerprint fingerprint,
+        std::vector<variable_id> const& ids,
+        std::shared_ptr<variable_list> const& list);
+
+    /// Returns the command; nothing when it was made for another definition than the expected one.
+    std::optional<variable_write_command> deserialize_write_command(
+        payload const& message, definition_fingerprint expected_fingerprint) const;
+
+    static void variable_read_request_sub_handler(
+        natsConnection* connection,
+        natsSubscription* subscription,
+        natsMsg* message,
+        void* closure);
+    static void variable_write_command_sub_handler(
+        natsConnection* connection,
+        natsSubscription* subscription,
+        natsMsg* message,
+        void* closure);
+
+private:
+    using definition_message = std::shared_ptr<message_builder const>;
+
+    // What a thread needs of the state to do something slow without the lock.
+    struct snapshot {
+        std::shared_ptr<nats_session> session;
+        std::shared_ptr<variable_list> list;
+        definition_fingerprint fingerprint = 0;
+    };
+
+    struct write_listener {
+        variables_written_callback function = nullptr;
+        void* user_data = nullptr;
+    };
+
+    // Fixed at construction.
+    provider& m_self; // for callbacks and new lists; not used once shut_down() has returned
+    std::string const m_identifier;
+    std::string const m_definition_subject;
+    std::string const m_change_event_subject;
+    std::string const m_read_request_subject;
+    std::string const m_write_command_subject;
+    std::string const m_registry_state_subject;
+    std::string const m_verdict_subject;
+    std::shared_ptr<callback_gate> const m_gate = std::make_shared<callback_gate>();
+
+    // Read without the lock by the callbacks, where a value that is about to change does no harm;
+    // m_failed is also written without it, by the token handler, which must not take locks.
+    std::atomic<bool> m_connected{false};
+    std::atomic<bool> m_failed{false};
+    std::atomic<bool> m_registered{false};
+
+    std::mutex
+        m_definition_send_mutex; // keeps definitions on the wire in the order of registration
+
+    std::mutex m_validity_mutex;
+    std::condition_variable m_verdict_arrived;
+    std::uint64_t m_verdicts CORVEL_HUB_GUARDED_BY(m_validity_mutex) = 0;
+    std::uint64_t m_cancellations CORVEL_HUB_GUARDED_BY(m_validity_mutex) = 0;
+
+    std::mutex m_state_mutex CORVEL_HUB_ACQUIRED_AFTER(m_validity_mutex, m_definition_send_mutex);
+    std::shared_ptr<nats_session> m_session CORVEL_HUB_GUARDED_BY(m_state_mutex);
+    definition_fingerprint m_fingerprint CORVEL_HUB_GUARDED_BY(m_state_mutex) = 0;
+    std::shared_ptr<variable_list> m_list CORVEL_HUB_GUARDED_BY(m_state_mutex);
+    definition_message m_definition CORVEL_HUB_GUARDED_BY(m_state_mutex);
+    definition_fingerprint m_reported_fingerprint CORVEL_HUB_GUARDED_BY(m_state_mutex) = 0;
+    bool m_definition_valid CORVEL_HUB_GUARDED_BY(m_state_mutex) = false;
+    write_listener m_write_listener CORVEL_HUB_GUARDED_BY(m_state_mutex);
+
+    // lifecycle.cpp
+    void open_session(session_settings settings) CORVEL_HUB_REQUIRES(m_state_mutex);
+    void subscribe_to_all() CORVEL_HUB_REQUIRES(m_state_mutex);
+    std::shared_ptr<nats_session> forget_session() CORVEL_HUB_REQUIRES(m_state_mutex);
+    bool is_usable() const;
+    void mark_failed(std::shared_ptr<nats_session> const& session)
+        CORVEL_HUB_EXCLUDES(m_state_mutex);
+    void require_usable(std::string_view operation) const;
+    [[noreturn]] void throw_state_invalid(std::string_view detail) const;
+    snapshot take_snapshot() CORVEL_HUB_EXCLUDES(m_state_mutex);
+
+    // registration.cpp
+    static definition_message serialize_provider_definition(
+        variable_list& list, definition_fingerprint fingerprint);
+    void send_definition() CORVEL_HUB_EXCLUDES(m_state_mutex);
+    bool wait_for_verdict(
+        std::chrono::steady_clock::time_point deadline, std::uint64_t cancellations)
+        CORVEL_HUB_REQUIRES(m_validity_mutex);
+    void announce_verdict() CORVEL_HUB_EXCLUDES(m_validity_mutex);
+    std::uint64_t count_cancellations() CORVEL_HUB_EXCLUDES(m_validity_mutex);
+    void cancel_waits() CORVEL_HUB_EXCLUDES(m_validity_mutex);
+    void take_verdict(nats_message const& message) CORVEL_HUB_EXCLUDES(m_state_mutex);
+
+    // publishing.cpp
+    snapshot snapshot_for_publishing() CORVEL_HUB_EXCLUDES(m_state_mutex);
+
+    // serving.cpp
+    void answer_read_request(nats_message const& message, natsSubscription* subscription);
+    void take_write_command(nats_message const& message);
+    void tell_application(definition_fingerprint fingerprint, variable_write_command const& command)
+        CORVEL_HUB_EXCLUDES(m_state_mutex);
+};
+
+} // namespace arvenhold::corvel::hub

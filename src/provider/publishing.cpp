@@ -1,0 +1,78 @@
+// SPDX-FileCopyrightText: 2026 Arvenhold
+// SPDX-License-Identifier: Apache-2.0
+
+#include "protocol/variables_codec.hpp"
+#include "provider/provider_impl.hpp"
+#include "runtime/operation_words.hpp"
+#include <hub/connection_failed.hpp>
+#include <hub/provider_variable.hpp>
+#include <hub/variable_list.hpp>
+
+namespace arvenhold::corvel::hub {
+
+void provider::impl::publish(timestamp when) {
+    message_builder builder{initial_builder_size};
+    auto const [session, list, fingerprint] = snapshot_for_publishing();
+    serialize_publish_variables(builder, when, fingerprint, list);
+    auto const status = session->publish(m_change_event_subject, finished_bytes(builder));
+    if (status != NATS_OK) {
+        mark_failed(session);
+        throw connection_failed::on_subject(
+            client_kind::provider,
+            m_identifier,
+            words::publish_updated_variables,
+            status,
+            natsStatus_GetText(status),
+            m_change_event_subject);
+    }
+}
+
+provider::impl::snapshot provider::impl::snapshot_for_publishing() {
+    std::scoped_lock const lock{m_state_mutex};
+    require_usable(words::publish_variables);
+    if (!m_registered) {
+        throw_state_invalid("cannot publish, no provider definition registered");
+    }
+    if (!m_list) {
+        throw_state_invalid("cannot publish, don't have a variable list");
+    }
+    return {m_session, m_list, m_fingerprint};
+}
+
+// Writing and clearing happen under one hold of the list's lock, so that a value which another
+// thread sets meanwhile goes either into this event or into the next one.
+void provider::impl::serialize_publish_variables(
+    message_builder& builder,
+    timestamp when,
+    definition_fingerprint fingerprint,
+    std::shared_ptr<variable_list> const& list) {
+    variables_writer writer{builder};
+    {
+        std::scoped_lock const lock{*list};
+        auto& pending = *list->get_modification_tracker();
+        for (auto const id : pending) {
+            auto& variable = *list->get_variables().at(id);
+            writer.add_change(id, variable.get_value(), variable.get_quality());
+        }
+        // Intended: before the event is sent; what a failed publication loses is not sent again.
+        pending.clear();
+    }
+    writer.finish_changed_event(fingerprint, when);
+}
+
+void provider::impl::force_publish_all(timestamp when) {
+    {
+        std::scoped_lock const lock{m_state_mutex};
+        require_usable(words::force_publish_variables);
+        if (!m_registered) {
+            throw_state_invalid("cannot force-publish, no provider definition registered");
+        }
+        if (!m_list) {
+            throw_state_invalid("cannot force-publish, don't have a variable list");
+        }
+        m_list->mark_all_variables_pending();
+    }
+    publish(when);
+}
+
+} // namespace arvenhold::corvel::hub

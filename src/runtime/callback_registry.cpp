@@ -1,0 +1,120 @@
+// SPDX-FileCopyrightText: 2026 Arvenhold
+// SPDX-License-Identifier: Apache-2.0
+
+#include "runtime/callback_registry.hpp"
+
+#include "runtime/never_destroyed.hpp"
+
+#include <cstdint>
+#include <unordered_map>
+#include <utility>
+
+namespace arvenhold::corvel::hub {
+
+namespace {
+
+struct callback_target {
+    std::shared_ptr<callback_gate> gate;
+    std::weak_ptr<void> object;
+};
+
+// Every registration of the process. Numbers are never given twice.
+class callback_registry {
+public:
+    void* add(callback_target target) {
+        std::scoped_lock const lock{m_mutex};
+        m_targets.emplace(++m_last_number, std::move(target));
+        return reinterpret_cast<void*>(m_last_number); // NOLINT(performance-no-int-to-ptr): number
+    }
+
+    void remove(void* closure) {
+        callback_target removed; // destroyed after the lock
+        std::scoped_lock const lock{m_mutex};
+        auto const found = m_targets.find(reinterpret_cast<std::uintptr_t>(closure));
+        removed = std::move(found->second);
+        m_targets.erase(found);
+    }
+
+    callback_target find(void* closure) {
+        std::scoped_lock const lock{m_mutex};
+        auto const found = m_targets.find(reinterpret_cast<std::uintptr_t>(closure));
+        return found == m_targets.end() ? callback_target{} : found->second;
+    }
+
+private:
+    std::mutex m_mutex;
+    std::unordered_map<std::uintptr_t, callback_target> m_targets;
+    std::uintptr_t m_last_number = 0;
+};
+
+callback_registry& registry() {
+    static never_destroyed<callback_registry> instance;
+    return *instance;
+}
+
+} // namespace
+
+bool callback_gate::enter() {
+    std::scoped_lock const lock{m_mutex};
+    if (m_shut) {
+        return false;
+    }
+    ++m_inside;
+    return true;
+}
+
+void callback_gate::leave() {
+    // Notified under the lock: the waiting thread may destroy the gate as soon as it can go on.
+    std::scoped_lock const lock{m_mutex};
+    --m_inside;
+    m_left.notify_all();
+}
+
+void callback_gate::shut() {
+    int own = 0;
+    for (auto const* entry = callback_entry::innermost_; entry != nullptr; entry = entry->m_outer) {
+        own += entry->m_gate.get() == this ? 1 : 0;
+    }
+    std::unique_lock lock{m_mutex};
+    m_shut = true;
+    m_left.wait(lock, [this, own] { return m_inside <= own; });
+}
+
+callback_registration::callback_registration(
+    std::shared_ptr<callback_gate> gate, std::weak_ptr<void> target)
+    : m_closure{registry().add({std::move(gate), std::move(target)})} {}
+
+callback_registration::~callback_registration() {
+    registry().remove(m_closure);
+}
+
+void* callback_registration::closure() const {
+    return m_closure;
+}
+
+thread_local callback_entry const* callback_entry::innermost_ = nullptr;
+
+callback_entry::callback_entry(void* closure) {
+    auto found = registry().find(closure);
+    if (!found.gate || !found.gate->enter()) {
+        return;
+    }
+    m_gate = std::move(found.gate);
+    m_target = found.object.lock();
+    m_outer = std::exchange(innermost_, this);
+}
+
+callback_entry::~callback_entry() {
+    if (!m_gate) {
+        return;
+    }
+    m_target.reset(); // still inside: this may be the object's end
+    innermost_ = m_outer;
+    m_gate->leave();
+}
+
+void* callback_entry::target() const {
+    return m_target.get();
+}
+
+} // namespace arvenhold::corvel::hub

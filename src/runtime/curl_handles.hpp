@@ -1,0 +1,36 @@
+// SPDX-FileCopyrightText: 2026 Arvenhold
+// SPDX-License-Identifier: Apache-2.0
+
+#pragma once
+
+#include "runtime/c_handle.hpp"
+
+#include <curl/curl.h>
+
+namespace arvenhold::corvel::hub {
+
+using curl_easy_handle = c_handle<CURL, curl_easy_cleanup>;
+using curl_header_list = c_handle<curl_slist, curl_slist_free_all>;
+using curl_text = c_handle<char, curl_free>;
+
+/// Keeps libcurl set up for the length of one transfer. At process exit a transfer may still be
+/// running on a thread of the NATS client; libcurl is then left as it is instead of being torn down
+/// under the transfer, and no further transfer begins.
+class curl_usage {
+public:
+    curl_usage();
+    curl_usage(curl_usage const&) = delete;
+    curl_usage& operator=(curl_usage const&) = delete;
+    ~curl_usage();
+
+    /// Tells whether libcurl may be used.
+    bool is_granted() const;
+
+    /// Forbids further use; tells whether nobody was using libcurl, so that it may be torn down.
+    static bool end_for_process();
+
+private:
+    bool const m_granted;
+};
+
+} // namespace arvenhold::corvel::hub

@@ -1,0 +1,66 @@
+// SPDX-FileCopyrightText: 2026 Arvenhold
+// SPDX-License-Identifier: Apache-2.0
+
+#include "runtime/curl_handles.hpp"
+#include <hub/corvel_hub_client_lib_initializer.hpp>
+
+#include <atomic>
+
+namespace arvenhold::corvel::hub {
+
+namespace {
+
+// The number of running transfers, and far above it the mark that no further one may begin. Atomic
+// because transfers begin on any thread, also while the process exits.
+constexpr int ended_mark = 1 << 30;
+constinit std::atomic<int> curl_users{0};
+
+// libcurl asks to be set up while the process has one thread, which is true when libraries are
+// loaded and seldom later: hence this one global object with a constructor.
+#pragma GCC diagnostic push
+#ifdef __clang__
+#pragma GCC diagnostic ignored "-Wglobal-constructors"
+#endif
+[[maybe_unused]] corvel_hub_client_lib_initializer* const initializer =
+    &corvel_hub_client_lib_initializer::get_instance();
+#pragma GCC diagnostic pop
+
+} // namespace
+
+corvel_hub_client_lib_initializer::corvel_hub_client_lib_initializer() {
+    curl_global_init(CURL_GLOBAL_ALL);
+}
+
+corvel_hub_client_lib_initializer::~corvel_hub_client_lib_initializer() {
+    if (curl_usage::end_for_process()) {
+        curl_global_cleanup();
+    }
+}
+
+corvel_hub_client_lib_initializer& corvel_hub_client_lib_initializer::get_instance() {
+    // The destructor is wanted: it tears libcurl down at process exit.
+#pragma GCC diagnostic push
+#ifdef __clang__
+#pragma GCC diagnostic ignored "-Wexit-time-destructors"
+#endif
+    static corvel_hub_client_lib_initializer instance;
+#pragma GCC diagnostic pop
+    return instance;
+}
+
+curl_usage::curl_usage()
+    : m_granted{curl_users.fetch_add(1) < ended_mark} {}
+
+curl_usage::~curl_usage() {
+    curl_users.fetch_sub(1);
+}
+
+bool curl_usage::is_granted() const {
+    return m_granted;
+}
+
+bool curl_usage::end_for_process() {
+    return curl_users.fetch_add(ended_mark) == 0;
+}
+
+} // namespace arvenhold::corvel::hub

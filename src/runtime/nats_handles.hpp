@@ -1,0 +1,34 @@
+// SPDX-FileCopyrightText: 2026 Arvenhold
+// SPDX-License-Identifier: Apache-2.0
+
+#pragma once
+
+#include "runtime/c_handle.hpp"
+
+#include <nats/nats.h>
+
+#include <cstddef>
+#include <string_view>
+
+namespace arvenhold::corvel::hub {
+
+// The one include of the NATS client outside nats_session, and the owners of its handles. A message
+// may be released anywhere; the others are released by nats_session alone, which knows when it is
+// safe.
+
+using nats_message = c_handle<natsMsg, natsMsg_Destroy>;
+using nats_options = c_handle<natsOptions, natsOptions_Destroy>;
+using nats_connection = c_handle<natsConnection, natsConnection_Destroy>;
+using nats_subscription = c_handle<natsSubscription, natsSubscription_Destroy>;
+
+/// Returns the bytes of a message; none for a null one.
+inline std::string_view bytes_of(nats_message const& message) {
+    if (!message) {
+        return {};
+    }
+    return {
+        natsMsg_GetData(message.get()),
+        static_cast<std::size_t>(natsMsg_GetDataLength(message.get()))};
+}
+
+} // namespace arvenhold::corvel::hub

@@ -1,0 +1,200 @@
+// SPDX-FileCopyrightText: 2026 Arvenhold
+// SPDX-License-Identifier: Apache-2.0
+
+#include "runtime/nats_session.hpp"
+
+#include "runtime/callback_boundary.hpp"
+#include "runtime/token_callback.hpp"
+
+#include <algorithm>
+#include <iterator>
+#include <utility>
+
+namespace arvenhold::corvel::hub {
+
+namespace {
+
+constexpr std::chrono::milliseconds reply_flush_limit{500};
+
+char const* token_entrance(void* closure) noexcept {
+    callback_entry const entry{closure};
+    char const* token = nullptr;
+    if (entry.target() != nullptr) {
+        at_callback_boundary([&] { token = nats_token_callback(entry.target()); });
+    }
+    return token;
+}
+
+} // namespace
+
+nats_session::nats_session(
+    session_settings settings, std::shared_ptr<callback_gate> gate, std::weak_ptr<void> owner)
+    : m_settings{std::move(settings)}
+    , m_token_parameters{std::make_shared<token_parameters const>(m_settings.token)}
+    , m_owner_callbacks{std::make_unique<callback_registration>(gate, std::move(owner))}
+    , m_token_callbacks{std::make_unique<callback_registration>(
+          gate, std::const_pointer_cast<token_parameters>(m_token_parameters))} {}
+
+nats_session::~nats_session() {
+    close();
+}
+
+natsStatus nats_session::connect() {
+    make_options();
+    natsConnection* connection = nullptr;
+    auto const status = natsConnection_Connect(&connection, m_options.get());
+    m_connection.reset(connection);
+    return status;
+}
+
+// Only connecting tells whether the options are usable. A name that makes no inbox prefix, because
+// of a blank in it, say, leaves the default prefix in force, with which replies arrive all the
+// same.
+void nats_session::make_options() {
+    natsOptions* created = nullptr;
+    natsOptions_Create(&created);
+    m_options.reset(created);
+    natsOptions_SetURL(created, m_settings.server_url.c_str());
+    natsOptions_SetName(created, m_settings.client_name.c_str());
+    natsOptions_SetCustomInboxPrefix(created, m_settings.inbox_prefix.c_str());
+    natsOptions_SetTokenHandler(created, &token_entrance, m_token_callbacks->closure());
+    natsOptions_SetAllowReconnect(created, true);
+    auto* const owner = m_owner_callbacks->closure();
+    natsOptions_SetReconnectedCB(created, m_settings.reconnected, owner);
+    natsOptions_SetDisconnectedCB(created, m_settings.disconnected, owner);
+    // An environment variable could merge all handlers into one thread; the one that waits for the
+    // registry's verdict would then keep the verdict from arriving.
+    natsOptions_UseGlobalMessageDelivery(created, false);
+}
+
+subscribe_outcome nats_session::subscribe(
+    std::string const& subject, natsMsgHandler handler, void* closure) {
+    subscribe_outcome outcome;
+    outcome.status = natsConnection_Subscribe(
+        &outcome.subscription, m_connection.get(), subject.c_str(), handler, closure);
+    if (outcome.status == NATS_OK) {
+        nats_subscription subscription{outcome.subscription};
+        std::scoped_lock const lock{m_mutex};
+        m_subscriptions.emplace_back(std::move(subscription));
+    }
+    return outcome;
+}
+
+subscribe_outcome nats_session::subscribe(std::string const& subject, natsMsgHandler handler) {
+    return subscribe(subject, handler, m_owner_callbacks->closure());
+}
+
+void nats_session::unsubscribe(natsSubscription* subscription) {
+    std::shared_ptr<natsSubscription> ended;
+    {
+        std::scoped_lock const lock{m_mutex};
+        auto const found = std::find_if(
+            m_subscriptions.begin(), m_subscriptions.end(), [subscription](auto const& candidate) {
+                return candidate.get() == subscription;
+            });
+        if (found == m_subscriptions.end()) {
+            return;
+        }
+        ended = std::move(*found);
+        m_subscriptions.erase(found);
+    }
+    natsSubscription_Unsubscribe(ended.get());
+    std::scoped_lock const lock{m_mutex};
+    m_parked.push_back(std::move(ended));
+}
+
+natsStatus nats_session::publish(std::string const& subject, std::string_view bytes) {
+    return natsConnection_Publish(
+        m_connection.get(), subject.c_str(), bytes.data(), static_cast<int>(bytes.size()));
+}
+
+request_outcome nats_session::request(std::string const& subject, std::string_view bytes) {
+    if (!begin_request()) {
+        return {NATS_CONNECTION_CLOSED, nullptr};
+    }
+    natsMsg* reply = nullptr;
+    auto const status = natsConnection_Request(
+        &reply,
+        m_connection.get(),
+        subject.c_str(),
+        bytes.data(),
+        static_cast<int>(bytes.size()),
+        request_time_limit.count());
+    end_request();
+    return {status, nats_message{reply}};
+}
+
+natsStatus nats_session::flush(std::chrono::milliseconds limit) {
+    subscription_list parked;
+    {
+        std::scoped_lock const lock{m_mutex};
+        parked.swap(m_parked);
+    }
+    auto const status = natsConnection_FlushTimeout(m_connection.get(), limit.count());
+    if (status != NATS_OK) {
+        std::scoped_lock const lock{m_mutex};
+        std::move(parked.begin(), parked.end(), std::back_inserter(m_parked));
+    }
+    // After a round trip the server knows that the parked subscriptions have ended, and everything
+    // that it sent before has been taken in: they may be destroyed here.
+    return status;
+}
+
+void nats_session::flush_when_idle(natsSubscription* subscription) {
+    int waiting = 0;
+    int waiting_bytes = 0;
+    natsSubscription_GetPending(subscription, &waiting, &waiting_bytes);
+    if (waiting == 0) {
+        static_cast<void>(flush(reply_flush_limit));
+    }
+}
+
+void nats_session::close() {
+    m_owner_callbacks.reset();
+    m_token_callbacks.reset();
+    end_subscriptions();
+    wait_for_requests();
+    natsConnection_Close(m_connection.get());
+}
+
+bool nats_session::is_closed() {
+    std::scoped_lock const lock{m_mutex};
+    return m_closing;
+}
+
+void nats_session::end_subscriptions() {
+    subscription_list ended;
+    {
+        std::scoped_lock const lock{m_mutex};
+        ended = m_subscriptions;
+    }
+    for (auto const& subscription : ended) {
+        natsSubscription_Unsubscribe(subscription.get());
+    }
+}
+
+// Not analysed: the lock is lent to the wait.
+void nats_session::wait_for_requests() CORVEL_HUB_NO_THREAD_SAFETY_ANALYSIS {
+    std::unique_lock lock{m_mutex};
+    m_closing = true;
+    while (m_running_requests != 0) {
+        m_request_ended.wait(lock);
+    }
+}
+
+bool nats_session::begin_request() {
+    std::scoped_lock const lock{m_mutex};
+    if (m_closing) {
+        return false;
+    }
+    ++m_running_requests;
+    return true;
+}
+
+void nats_session::end_request() {
+    std::scoped_lock const lock{m_mutex};
+    --m_running_requests;
+    m_request_ended.notify_all();
+}
+
+} // namespace arvenhold::corvel::hub

@@ -1,0 +1,26 @@
+// SPDX-FileCopyrightText: 2026 Arvenhold
+// SPDX-License-Identifier: Apache-2.0
+
+#pragma once
+
+#include <hub/authentication_failed.hpp>
+
+#include <functional>
+#include <string>
+
+namespace arvenhold::corvel::hub {
+
+/// What a client needs to fetch its tokens. One immutable record for each session, shared with the
+/// NATS client's threads.
+struct token_parameters {
+    std::string endpoint;
+    std::string client_id;
+    std::string secret;
+    std::string scope;
+
+    /// Told about every failure, on the thread that fetches; takes no lock, as the NATS client
+    /// holds its own meanwhile.
+    std::function<void(authentication_failed const&)> on_failure;
+};
+
+} // namespace arvenhold::corvel::hub
