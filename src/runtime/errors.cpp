@@ -8,6 +8,7 @@
 #include <hub/provider_definition.hpp>
 
 #include <iomanip>
+#include <locale>
 #include <sstream>
 #include <utility>
 
@@ -25,14 +26,13 @@ std::string_view kind_text(client_kind kind) {
 template <class... Pieces>
 std::string compose(Pieces const&... pieces) {
     std::ostringstream text;
+    text.imbue(std::locale::classic()); // the application's own locale may group digits
     (text << ... << pieces);
     return std::move(text).str();
 }
 
 std::string bracketed(variable_id id) {
-    std::ostringstream text;
-    text << '[' << std::setw(id_width) << id << "] ";
-    return std::move(text).str();
+    return compose('[', std::setw(id_width), id, "] ");
 }
 
 std::string about_connection(std::string_view consumer_name, std::string_view provider_id) {
