@@ -79,8 +79,8 @@ std::ostream& provider_definition::to_str(std::ostream& os) const
         return os << std::endl << std::endl;
     }
     os << ':' << std::endl;
-    os << std::setw(path_width + 1) << "Path"
-       << "RO Type   Initial" << std::endl;
+    // Blanks, whatever the stream fills its fields with.
+    os << "Path" << std::string(45, ' ') << "RO Type   Initial" << std::endl;
     os << rule << std::endl;
     for (auto const& [path, initial_value, permissions] : m_entries) {
         os << std::setw(path_width) << path << ' ' << read_only_mark(permissions);
