@@ -44,7 +44,7 @@ class Words(PlantedTree):
 
     def test_finds_a_reference_to_a_document_that_is_not_here(self):
         self.assert_unwanted(
-            "As the spec" "ification says", "refers to a document that is not in the tree")
+            "As the sp" "ecification says", "refers to a document that is not in the tree")
 
     def test_finds_a_package_registry(self):
         self.assert_unwanted(
