@@ -45,7 +45,7 @@ struct consumer_link {
 /// request
 ///    for the list of providers included. Connections are told, and the application is called, with
 ///    no lock held.
-class consumer::impl : public std::enable_shared_from_this<impl> {
+class CORVEL_HUB_INTERNAL consumer::impl : public std::enable_shared_from_this<impl> {
 public:
     using identifier_set = std::set<std::string>;
 

@@ -29,7 +29,7 @@ namespace arvenhold::corvel::hub {
 ///    NATS client, decoding or a callback. Work runs on a copy of the pointer to the map.
 /// 2. The map is replaced, never changed; it is null once disconnected.
 /// 3. `disconnected` and `faulted` are final, `disconnected` more so.
-class provider_connection::impl {
+class CORVEL_HUB_INTERNAL provider_connection::impl {
 public:
     impl(provider_connection& self, std::string const& provider_id, consumer_link link);
     impl(impl const&) = delete;

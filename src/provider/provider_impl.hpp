@@ -32,7 +32,8 @@ namespace arvenhold::corvel::hub {
 /// 2. The state lock is held over a call of the NATS client only in connect().
 /// 3. Fingerprint, list and definition message change together.
 /// 4. A failure is recorded only if the session that it happened in is still the current one.
-class provider::impl : public provider_link, public std::enable_shared_from_this<impl> {
+class CORVEL_HUB_INTERNAL provider::impl : public provider_link,
+                                           public std::enable_shared_from_this<impl> {
 public:
     impl(provider& self, std::string const& identifier);
     impl(impl const&) = delete;
