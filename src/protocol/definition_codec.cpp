@@ -74,21 +74,22 @@ definition_verdict read_verdict(payload const& message, message_reader const& re
 }
 
 received_definition::received_definition(ProviderDefinition const& definition)
-    : m_definition{&definition} {}
+    : m_definition{&definition}
+    , m_variables{definition.variable_definitions()} {}
 
 definition_fingerprint received_definition::fingerprint() const {
     return m_definition->fingerprint();
 }
 
 std::size_t received_definition::size() const {
-    return m_definition->variable_definitions()->size();
+    return m_variables->size();
 }
 
 received_variable_definition received_definition::variable(
     std::size_t position, message_reader const& reader) const {
-    auto const& definition =
-        *m_definition->variable_definitions()->Get(static_cast<flatbuffers::uoffset_t>(position));
-    if (definition.path() == nullptr) {
+    auto const& definition = *m_variables->Get(static_cast<flatbuffers::uoffset_t>(position));
+    auto const* const path = definition.path();
+    if (path == nullptr) {
         reader.report_missing("variable path nullptr");
     }
     auto value = initial_value_of(definition.data_type());
@@ -97,7 +98,7 @@ received_variable_definition received_definition::variable(
     }
     return {
         definition.id(),
-        definition.path()->str(),
+        path->str(),
         permissions_from_wire(definition.access()),
         *std::move(value)};
 }

@@ -64,6 +64,7 @@ struct received_variable_definition {
 /// A received definition, decoded variable by variable. Valid as long as the payload.
 class received_definition {
 public:
+    /// @param definition  One with a list of variables.
     explicit received_definition(ProviderDefinition const& definition);
 
     definition_fingerprint fingerprint() const;
@@ -76,6 +77,7 @@ public:
 
 private:
     ProviderDefinition const* m_definition;
+    flatbuffers::Vector<flatbuffers::Offset<VariableDefinition>> const* m_variables;
 };
 
 /// Reads the registry's reply to the request for a definition.

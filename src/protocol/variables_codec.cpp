@@ -106,6 +106,7 @@ std::vector<variable_id> read_read_request(payload const& message) {
 
 received_variables::received_variables(VariableList const& list, message_reader const& reader)
     : m_list{&list}
+    , m_items{list.items()}
     , m_reader{&reader} {}
 
 definition_fingerprint received_variables::fingerprint() const {
@@ -113,11 +114,11 @@ definition_fingerprint received_variables::fingerprint() const {
 }
 
 std::size_t received_variables::size() const {
-    return m_list->items()->size();
+    return m_items->size();
 }
 
 received_variable received_variables::item(std::size_t position) const {
-    auto const& item = *m_list->items()->Get(static_cast<flatbuffers::uoffset_t>(position));
+    auto const& item = *m_items->Get(static_cast<flatbuffers::uoffset_t>(position));
     auto const* const time = item.timestamp() != nullptr ? item.timestamp() : m_list->timestamp();
     return {
         item.id(),

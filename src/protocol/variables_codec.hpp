@@ -71,6 +71,7 @@ struct received_variable {
 /// reader.
 class received_variables {
 public:
+    /// @param list  One with items.
     received_variables(VariableList const& list, message_reader const& reader);
 
     definition_fingerprint fingerprint() const;
@@ -83,6 +84,7 @@ public:
 
 private:
     VariableList const* m_list;
+    flatbuffers::Vector<flatbuffers::Offset<Variable>> const* m_items;
     message_reader const* m_reader;
 };
 
