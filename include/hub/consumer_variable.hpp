@@ -118,10 +118,7 @@ private:
     std::uint64_t m_update_count CORVEL_HUB_GUARDED_BY(m_mutex) = 0;
 
     consumer_variable(
-        variable_id id,
-        std::string const& path,
-        variable_value& value,
-        variable_permissions permissions);
+        variable_id id, std::string path, variable_value& value, variable_permissions permissions);
     ~consumer_variable() = default;
 
     // Applies one received item: the quality, then the value, which is kept when there is none.

@@ -110,7 +110,7 @@ private:
 
     provider_variable(
         variable_id id,
-        std::string const& path,
+        std::string path,
         variable_value& value,
         variable_permissions permissions,
         std::shared_ptr<modification_tracker> const& tracker);

@@ -131,7 +131,7 @@ public:
     /// @par Blocking
     /// As for publish().
     void bulk_set_quality(
-        std::vector<std::tuple<variable_id, variable_quality>> qualities, timestamp when)
+        std::vector<std::tuple<variable_id, variable_quality>> const& qualities, timestamp when)
         CORVEL_HUB_EXCLUDES(m_mutex);
 
     /// Records a value that a consumer has written. It is sent with the next publication. Works on
@@ -185,15 +185,16 @@ public:
 private:
     struct variable_list_construction_enabler;
 
-    static std::atomic<variable_id> next_variable_id_; // the id the next variable of any list gets
+    // The id that the next variable of any list gets. Atomic because lists may be made at once.
+    static std::atomic<variable_id> next_variable_id_; // NOLINT(*-avoid-non-const-global-variables)
 
     // Fixed at construction.
     provider* const m_parent; // only ever printed; the way to the provider is m_provider
     std::weak_ptr<provider_link> const m_provider;
     std::string const m_provider_identifier;
     definition_fingerprint const m_fingerprint;
+    variable_id const m_lowest_id;
     variable_map m_variables;
-    variable_id m_lowest_id = 0;
     std::shared_ptr<modification_tracker> const m_tracker; // the set it points to is guarded
 
     std::mutex m_mutex;
@@ -205,9 +206,10 @@ private:
     variable_list(provider_definition& definition, provider& parent);
     ~variable_list() = default;
 
+    static variable_id take_ids(provider_definition& definition);
     std::shared_ptr<provider_link> require_provider() const;
     std::shared_ptr<provider_link> require_current() const;
-    [[noreturn]] void throw_outdated(provider_link& link) const;
+    [[noreturn]] void throw_outdated(provider_link& provider) const;
     provider_variable& variable_in_range(variable_id id, std::string_view function) const;
 };
 

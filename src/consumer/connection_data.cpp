@@ -143,12 +143,13 @@ std::vector<variable_id> provider_connection::impl::get_updated_variables_since(
         require_held(fingerprint);
         variables = m_variables;
     }
+    if (!variables) {
+        return {};
+    }
     std::vector<variable_id> updated;
-    if (variables) {
-        for (auto const& [id, variable] : *variables) {
-            if (variable->get_last_publish_timestamp() >= since) {
-                updated.push_back(id);
-            }
+    for (auto const& [id, variable] : *variables) {
+        if (variable->get_last_publish_timestamp() >= since) {
+            updated.push_back(id);
         }
     }
     return updated;

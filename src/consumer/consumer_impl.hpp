@@ -51,7 +51,7 @@ public:
 
     impl(
         consumer& self,
-        std::string const& name,
+        std::string name,
         bool read_only,
         providers_changed_callback providers_changed,
         void* user_data);

@@ -16,12 +16,12 @@ namespace arvenhold::corvel::hub {
 
 consumer::impl::impl(
     consumer& self,
-    std::string const& name,
+    std::string name,
     bool read_only,
     providers_changed_callback providers_changed,
     void* user_data)
     : m_self{self}
-    , m_name{name}
+    , m_name{std::move(name)}
     , m_read_only{read_only}
     , m_listener{providers_changed, user_data}
     , m_providers_query_subject{providers_query_subject}

@@ -83,7 +83,7 @@ consumer::impl::presence_changes consumer::impl::record_presence(
     presence_changes changes;
     std::scoped_lock const lock{m_mutex};
     for (auto const& [provider_id, connection] : m_attached_connections) {
-        if (identifiers.count(provider_id) == 0) {
+        if (!identifiers.contains(provider_id)) {
             // Intended: told with every list that the provider is missing from.
             changes.lost.push_back(connection);
             m_lost_providers.insert(provider_id);

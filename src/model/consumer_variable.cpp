@@ -21,20 +21,14 @@ constexpr int update_count_width = 12;
 // is private.
 struct consumer_variable::consumer_variable_construction_enabler : consumer_variable {
     consumer_variable_construction_enabler(
-        variable_id id,
-        std::string const& path,
-        variable_value& value,
-        variable_permissions permissions)
-        : consumer_variable{id, path, value, permissions} {}
+        variable_id id, std::string path, variable_value& value, variable_permissions permissions)
+        : consumer_variable{id, std::move(path), value, permissions} {}
 };
 
 consumer_variable::consumer_variable(
-    variable_id id,
-    std::string const& path,
-    variable_value& value,
-    variable_permissions permissions)
+    variable_id id, std::string path, variable_value& value, variable_permissions permissions)
     : m_id{id}
-    , m_path{path}
+    , m_path{std::move(path)}
     , m_permissions{permissions}
     , m_value{std::move(value)} {}
 

@@ -21,21 +21,21 @@ constexpr int update_count_width = 19;
 struct provider_variable::provider_variable_construction_enabler : provider_variable {
     provider_variable_construction_enabler(
         variable_id id,
-        std::string const& path,
+        std::string path,
         variable_value& value,
         variable_permissions permissions,
         std::shared_ptr<modification_tracker> const& tracker)
-        : provider_variable{id, path, value, permissions, tracker} {}
+        : provider_variable{id, std::move(path), value, permissions, tracker} {}
 };
 
 provider_variable::provider_variable(
     variable_id id,
-    std::string const& path,
+    std::string path,
     variable_value& value,
     variable_permissions permissions,
     std::shared_ptr<modification_tracker> const& tracker)
     : m_id{id}
-    , m_path{path}
+    , m_path{std::move(path)}
     , m_permissions{permissions}
     , m_value{std::move(value)}
     , m_last_publish_timestamp{std::chrono::system_clock::now()}

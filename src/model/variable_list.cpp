@@ -24,6 +24,7 @@ struct variable_list::variable_list_construction_enabler : variable_list {
         : variable_list{definition, parent} {}
 };
 
+// NOLINTNEXTLINE(*-avoid-non-const-global-variables): ids are unique in the process
 std::atomic<variable_id> variable_list::next_variable_id_{0};
 
 variable_list::variable_list(provider_definition& definition, provider& parent)
@@ -31,11 +32,9 @@ variable_list::variable_list(provider_definition& definition, provider& parent)
     , m_provider{parent.link()}
     , m_provider_identifier{parent.link()->get_identifier()}
     , m_fingerprint{definition.get_fingerprint()}
+    , m_lowest_id{take_ids(definition)}
     , m_tracker{std::make_shared<modification_tracker>()} {
     auto const [first, last] = definition.get_iterators();
-    // All ids are taken in one step, so that they are consecutive even when several providers of
-    // the process make lists at once.
-    m_lowest_id = next_variable_id_.fetch_add(static_cast<variable_id>(std::distance(first, last)));
     auto id = m_lowest_id;
     for (auto entry = first; entry != last; ++entry) {
         auto& [path, initial_value, permissions] = *entry;
@@ -45,6 +44,13 @@ variable_list::variable_list(provider_definition& definition, provider& parent)
             provider_variable::create(id, path, initial_value, permissions, m_tracker));
         ++id;
     }
+}
+
+// All in one step, so that they are consecutive even when several providers of the process make
+// lists at once.
+variable_id variable_list::take_ids(provider_definition& definition) {
+    auto const [first, last] = definition.get_iterators();
+    return next_variable_id_.fetch_add(static_cast<variable_id>(std::distance(first, last)));
 }
 
 std::shared_ptr<variable_list> variable_list::create(
@@ -65,10 +71,10 @@ void variable_list::publish(variable_id id, variable_value value, timestamp when
 void variable_list::bulk_publish(
     std::vector<std::tuple<variable_id, variable_value>> values, timestamp when) {
     auto const provider = require_current();
-    for (auto& [id, value] : values) {
-        auto& variable = variable_in_range(id, "bulk_publish()");
+    for (auto& entry : values) {
+        auto& variable = variable_in_range(std::get<variable_id>(entry), "bulk_publish()");
         std::scoped_lock const lock{m_mutex};
-        variable.set_value(std::move(value), when);
+        variable.set_value(std::move(std::get<variable_value>(entry)), when);
     }
     provider->publish(when);
 }
@@ -88,7 +94,7 @@ void variable_list::set_quality(variable_id id, variable_quality quality, timest
 }
 
 void variable_list::bulk_set_quality(
-    std::vector<std::tuple<variable_id, variable_quality>> qualities, timestamp when) {
+    std::vector<std::tuple<variable_id, variable_quality>> const& qualities, timestamp when) {
     auto const provider = require_current();
     for (auto const& [id, quality] : qualities) {
         auto& variable = variable_in_range(id, "bulk_set_quality()");

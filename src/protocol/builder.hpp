@@ -19,7 +19,9 @@ inline constexpr std::size_t initial_builder_size = 1024;
 
 /// Returns the bytes of a finished message; valid until the builder changes.
 inline std::string_view finished_bytes(message_builder const& builder) {
-    return {reinterpret_cast<char const*>(builder.GetBufferPointer()), builder.GetSize()};
+    return {
+        static_cast<char const*>(static_cast<void const*>(builder.GetBufferPointer())),
+        builder.GetSize()};
 }
 
 } // namespace arvenhold::corvel::hub

@@ -15,6 +15,7 @@ namespace {
 constexpr std::size_t smallest_message_size = 12;
 
 bool is_aligned(char const* address) {
+    // NOLINTNEXTLINE(*-reinterpret-cast): only the number matters
     return reinterpret_cast<std::uintptr_t>(address) % alignof(std::uint64_t) == 0;
 }
 
@@ -27,7 +28,8 @@ payload::payload(std::string_view bytes)
     }
     m_aligned_copy.resize((bytes.size() + sizeof(std::uint64_t) - 1) / sizeof(std::uint64_t));
     std::memcpy(m_aligned_copy.data(), bytes.data(), bytes.size());
-    m_bytes = {reinterpret_cast<char const*>(m_aligned_copy.data()), bytes.size()};
+    m_bytes = {
+        static_cast<char const*>(static_cast<void const*>(m_aligned_copy.data())), bytes.size()};
 }
 
 void const* payload::root_address() const {

@@ -12,6 +12,21 @@
 
 namespace arvenhold::corvel::hub {
 
+namespace {
+
+// Intended: a request for an unknown variable is no error; the reply leaves it out.
+void add_reading_if_known(
+    variables_writer& writer, variable_list::variable_map const& variables, variable_id id) {
+    auto const found = variables.find(id);
+    if (found == variables.end()) {
+        return;
+    }
+    auto const [value, when] = found->second->get_value_with_timestamp();
+    writer.add_reading(id, value, found->second->get_quality(), when);
+}
+
+} // namespace
+
 void provider::impl::variable_read_request_sub_handler(
     natsConnection* /*connection*/,
     natsSubscription* subscription,
@@ -86,14 +101,8 @@ void provider::impl::serialize_requested_variables(
     variables_writer writer{builder};
     {
         std::scoped_lock const lock{*list};
-        auto const& variables = list->get_variables();
         for (auto const id : ids) {
-            auto const found = variables.find(id);
-            if (found == variables.end()) {
-                continue; // Intended: a request for an unknown variable is no error.
-            }
-            auto const [value, when] = found->second->get_value_with_timestamp();
-            writer.add_reading(id, value, found->second->get_quality(), when);
+            add_reading_if_known(writer, list->get_variables(), id);
         }
     }
     writer.finish_read_reply(fingerprint, std::chrono::system_clock::now());

@@ -23,27 +23,30 @@ class callback_registry {
 public:
     void* add(callback_target target) {
         std::scoped_lock const lock{m_mutex};
-        m_targets.emplace(++m_last_number, std::move(target));
-        return reinterpret_cast<void*>(m_last_number); // NOLINT(performance-no-int-to-ptr): number
+        ++m_last_number;
+        // NOLINTNEXTLINE(*-reinterpret-cast, performance-no-int-to-ptr): a number, never followed
+        auto* const closure = reinterpret_cast<void*>(m_last_number);
+        m_targets.emplace(closure, std::move(target));
+        return closure;
     }
 
     void remove(void* closure) {
         callback_target removed; // destroyed after the lock
         std::scoped_lock const lock{m_mutex};
-        auto const found = m_targets.find(reinterpret_cast<std::uintptr_t>(closure));
+        auto const found = m_targets.find(closure);
         removed = std::move(found->second);
         m_targets.erase(found);
     }
 
     callback_target find(void* closure) {
         std::scoped_lock const lock{m_mutex};
-        auto const found = m_targets.find(reinterpret_cast<std::uintptr_t>(closure));
+        auto const found = m_targets.find(closure);
         return found == m_targets.end() ? callback_target{} : found->second;
     }
 
 private:
     std::mutex m_mutex;
-    std::unordered_map<std::uintptr_t, callback_target> m_targets;
+    std::unordered_map<void*, callback_target> m_targets;
     std::uintptr_t m_last_number = 0;
 };
 
@@ -92,6 +95,7 @@ void* callback_registration::closure() const {
     return m_closure;
 }
 
+// NOLINTNEXTLINE(*-avoid-non-const-global-variables): each thread has its own
 thread_local callback_entry const* callback_entry::innermost_ = nullptr;
 
 callback_entry::callback_entry(void* closure) {

@@ -74,6 +74,7 @@ private:
     friend class callback_gate;
 
     // The entries of the calling thread, innermost first.
+    // NOLINTNEXTLINE(*-avoid-non-const-global-variables): each thread has its own
     static thread_local callback_entry const* innermost_;
 
     std::shared_ptr<callback_gate> m_gate; // null when turned away

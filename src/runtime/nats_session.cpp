@@ -33,7 +33,7 @@ nats_session::nats_session(
     , m_token_parameters{std::make_shared<token_parameters const>(m_settings.token)}
     , m_owner_callbacks{std::make_unique<callback_registration>(gate, std::move(owner))}
     , m_token_callbacks{std::make_unique<callback_registration>(
-          gate, std::const_pointer_cast<token_parameters>(m_token_parameters))} {}
+          std::move(gate), std::const_pointer_cast<token_parameters>(m_token_parameters))} {}
 
 nats_session::~nats_session() {
     close();

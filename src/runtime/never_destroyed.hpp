@@ -3,7 +3,8 @@
 
 #pragma once
 
-#include <memory>
+#include <array>
+#include <cstddef>
 #include <new>
 
 namespace arvenhold::corvel::hub {
@@ -13,8 +14,9 @@ namespace arvenhold::corvel::hub {
 template <class Object>
 class never_destroyed {
 public:
+    // NOLINTNEXTLINE(*-member-init): the object is made in the storage
     never_destroyed() {
-        ::new (static_cast<void*>(m_storage)) Object;
+        ::new (m_storage.data()) Object;
     }
 
     never_destroyed(never_destroyed const&) = delete;
@@ -22,11 +24,11 @@ public:
     ~never_destroyed() = default;
 
     Object& operator*() {
-        return *std::launder(reinterpret_cast<Object*>(m_storage));
+        return *std::launder(static_cast<Object*>(static_cast<void*>(m_storage.data())));
     }
 
 private:
-    alignas(Object) unsigned char m_storage[sizeof(Object)];
+    alignas(Object) std::array<std::byte, sizeof(Object)> m_storage;
 };
 
 } // namespace arvenhold::corvel::hub
