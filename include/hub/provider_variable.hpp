@@ -113,7 +113,7 @@ private:
         std::string path,
         variable_value& value,
         variable_permissions permissions,
-        std::shared_ptr<modification_tracker> const& tracker);
+        std::shared_ptr<modification_tracker> tracker);
     ~provider_variable() = default;
 
     void record_change(timestamp when) CORVEL_HUB_REQUIRES(m_mutex);

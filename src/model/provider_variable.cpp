@@ -24,8 +24,8 @@ struct provider_variable::provider_variable_construction_enabler : provider_vari
         std::string path,
         variable_value& value,
         variable_permissions permissions,
-        std::shared_ptr<modification_tracker> const& tracker)
-        : provider_variable{id, std::move(path), value, permissions, tracker} {}
+        std::shared_ptr<modification_tracker> tracker)
+        : provider_variable{id, std::move(path), value, permissions, std::move(tracker)} {}
 };
 
 provider_variable::provider_variable(
@@ -33,13 +33,13 @@ provider_variable::provider_variable(
     std::string path,
     variable_value& value,
     variable_permissions permissions,
-    std::shared_ptr<modification_tracker> const& tracker)
+    std::shared_ptr<modification_tracker> tracker)
     : m_id{id}
     , m_path{std::move(path)}
     , m_permissions{permissions}
     , m_value{std::move(value)}
     , m_last_publish_timestamp{std::chrono::system_clock::now()}
-    , m_tracker{tracker} {
+    , m_tracker{std::move(tracker)} {
     m_tracker->insert(m_id);
 }
 

@@ -24,6 +24,7 @@ public:
 
     payload(payload const&) = delete;
     payload& operator=(payload const&) = delete;
+    ~payload() = default;
 
     /// Returns the root table, or null when there are too few bytes for any table.
     template <class Table>
