@@ -172,3 +172,17 @@ class ForeignTypes(PlantedTree):
         self.plant("include/hub/a.hpp", "// one\nclass a { natsConnection* m_connection; };\n")
         self.assert_found(
             "foreign_types", "include/hub/a.hpp:2: natsConnection belongs to a foreign library")
+
+
+class Suppressions(PlantedTree):
+    def test_accepts_a_rule_and_a_reason(self):
+        self.plant("a.cpp", "int a; // NOLINT(*-magic, cert-a): given\n"
+                   "// NOLINTNEXTLINE(some-rule): the reason\nint b;\n")
+        self.assert_clean("suppressions")
+
+    def test_finds_a_missing_rule_or_reason(self):
+        self.plant("a.cpp", "int a; // NOLINT\nint b; // NOLINT(some-rule)\n")
+        self.assert_found(
+            "suppressions",
+            "a.cpp:1: a suppression reads NOLINT(rule): reason: int a; // NOLINT",
+            "a.cpp:2: a suppression reads NOLINT(rule): reason: int b; // NOLINT(some-rule)")

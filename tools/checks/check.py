@@ -12,8 +12,8 @@ import time
 # The cheap ones first. The last ones need what `clang_build` leaves in build/clang.
 CHECKS = [
     "licence", "words", "commits", "versions", "spelling", "shell", "links", "layers",
-    "foreign_types", "format", "documentation", "snippets", "clang_build", "headers_alone",
-    "public_surface", "lock_rules", "clang_tidy",
+    "foreign_types", "suppressions", "format", "documentation", "snippets", "clang_build",
+    "headers_alone", "public_surface", "lock_rules", "clang_tidy",
 ]
 
 
