@@ -5,7 +5,6 @@
 #include "protocol/payload.hpp"
 #include "runtime/diagnostics.hpp"
 #include "runtime/operation_words.hpp"
-#include <hub/connection_failed.hpp>
 #include <hub/provider_definition_mismatch.hpp>
 #include <hub/variable_index_invalid.hpp>
 #include <hub/variable_read_only.hpp>
@@ -104,16 +103,7 @@ void provider_connection::impl::write_variables(
         throw;
     }
     auto const status = m_link.session->publish(m_write_subject, finished_bytes(command));
-    if (status != NATS_OK) {
-        set_fault_state();
-        throw connection_failed::on_subject(
-            client_kind::consumer,
-            m_link.name,
-            words::write_variables,
-            status,
-            natsStatus_GetText(status),
-            m_write_subject);
-    }
+    require_ok(status, words::write_variables, m_write_subject);
 }
 
 void provider_connection::impl::serialize_write_command(

@@ -80,16 +80,7 @@ void provider_connection::impl::subscribe_to_changes(
 natsSubscription* provider_connection::impl::subscribe_or_fault(
     std::string const& subject, natsMsgHandler handler, void* closure, std::string_view operation) {
     auto const outcome = m_link.session->subscribe(subject, handler, closure);
-    if (outcome.status != NATS_OK) {
-        set_fault_state();
-        throw connection_failed::on_subject(
-            client_kind::consumer,
-            m_link.name,
-            operation,
-            outcome.status,
-            natsStatus_GetText(outcome.status),
-            subject);
-    }
+    require_ok(outcome.status, operation, subject);
     return outcome.subscription;
 }
 
@@ -198,6 +189,16 @@ void provider_connection::impl::require_held(definition_fingerprint fingerprint)
     }
 }
 
+void provider_connection::impl::require_ok(
+    natsStatus status, std::string_view operation, std::string const& subject) {
+    if (status == NATS_OK) {
+        return;
+    }
+    set_fault_state();
+    throw connection_failed::on_subject(
+        client_kind::consumer, m_link.name, operation, status, natsStatus_GetText(status), subject);
+}
+
 message_reader provider_connection::impl::reader(std::string_view operation) const {
     return {client_kind::consumer, m_link.name, operation};
 }
@@ -205,16 +206,7 @@ message_reader provider_connection::impl::reader(std::string_view operation) con
 nats_message provider_connection::impl::request_or_fault(
     std::string const& subject, std::string_view bytes, std::string_view operation) {
     auto outcome = m_link.session->request(subject, bytes);
-    if (outcome.status != NATS_OK) {
-        set_fault_state();
-        throw connection_failed::on_subject(
-            client_kind::consumer,
-            m_link.name,
-            operation,
-            outcome.status,
-            natsStatus_GetText(outcome.status),
-            subject);
-    }
+    require_ok(outcome.status, operation, subject);
     return std::move(outcome.reply);
 }
 

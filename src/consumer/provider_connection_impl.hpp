@@ -153,6 +153,9 @@ private:
     void mark_all_variables_bad() CORVEL_HUB_REQUIRES(m_mutex);
     void require_connected(std::string_view refusal) CORVEL_HUB_REQUIRES(m_mutex);
     void require_held(definition_fingerprint fingerprint) CORVEL_HUB_REQUIRES(m_mutex);
+    // Unless the status is NATS_OK, faults the connection and throws connection_failed.
+    void require_ok(natsStatus status, std::string_view operation, std::string const& subject)
+        CORVEL_HUB_EXCLUDES(m_mutex);
     message_reader reader(std::string_view operation) const;
     nats_message request_or_fault(
         std::string const& subject, std::string_view bytes, std::string_view operation)
