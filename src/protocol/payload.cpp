@@ -3,8 +3,6 @@
 
 #include "protocol/payload.hpp"
 
-#include <flatbuffers/flatbuffers.h>
-
 #include <cstring>
 
 namespace arvenhold::corvel::hub {
@@ -32,11 +30,15 @@ payload::payload(std::string_view bytes)
         static_cast<char const*>(static_cast<void const*>(m_aligned_copy.data())), bytes.size()};
 }
 
+std::uint8_t const* payload::address() const {
+    return static_cast<std::uint8_t const*>(static_cast<void const*>(m_bytes.data()));
+}
+
 void const* payload::root_address() const {
     if (m_bytes.size() < smallest_message_size) {
         return nullptr;
     }
-    return flatbuffers::GetRoot<void>(m_bytes.data());
+    return flatbuffers::GetRoot<void>(address());
 }
 
 } // namespace arvenhold::corvel::hub

@@ -3,8 +3,11 @@
 
 #pragma once
 
+#include <flatbuffers/flatbuffers.h>
+
 #include <cstddef>
 #include <cstdint>
+#include <limits>
 #include <string_view>
 #include <vector>
 
@@ -13,8 +16,9 @@ namespace arvenhold::corvel::hub {
 /// The bytes of a received message, ready to be read in place.
 ///
 /// The NATS client hands out bytes at any address, while a message must be read from a multiple of
-/// eight; where needed the bytes are copied. Nothing beyond the length is checked: the peers on the
-/// hub are trusted to send well-formed messages.
+/// eight; where needed the bytes are copied. By default nothing beyond the length is checked,
+/// because the peers on the hub are trusted to send well-formed messages; built with
+/// CORVEL_HUB_VERIFY_MESSAGES, a message whose structure is broken counts as one without data.
 ///
 /// Made by a handler on its delivery thread for the length of one message; the bytes that it was
 /// made from must stay valid as long as it.
@@ -29,6 +33,15 @@ public:
     /// Returns the root table, or null when there are too few bytes for any table.
     template <class Table>
     Table const* root() const {
+#ifdef CORVEL_HUB_VERIFY_MESSAGES
+        // The bytes are aligned here whatever their sender did, and lists may be of any length.
+        constexpr flatbuffers::uoffset_t depth_limit = 64;
+        constexpr auto table_limit = std::numeric_limits<flatbuffers::uoffset_t>::max();
+        flatbuffers::Verifier verifier{address(), m_bytes.size(), depth_limit, table_limit, false};
+        if (!verifier.template VerifyBuffer<Table>(nullptr)) {
+            return nullptr;
+        }
+#endif
         return static_cast<Table const*>(root_address());
     }
 
@@ -36,6 +49,7 @@ private:
     std::vector<std::uint64_t> m_aligned_copy;
     std::string_view m_bytes;
 
+    std::uint8_t const* address() const;
     void const* root_address() const;
 };
 
