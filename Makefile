@@ -40,10 +40,9 @@ check: deps ## Run all static checks (ONLY="format layers": just these)
 docs: deps ## Write the interface's documentation to build/docs/html
 	@tools/checks/documentation.py
 
-package: deps ## Make a Debian package of the library in build/release
-	@cmake --preset release >/dev/null
-	@cmake --build --preset release --target corvel-hub-client
-	@cd build/release && cpack -G DEB
+package: deps ## Make a Debian package of the library in build/package
+	@cmake --preset package >/dev/null
+	@cmake --build --preset package --target package
 
 clean: ## Remove everything that was built
 	@rm -rf build
