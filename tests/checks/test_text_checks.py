@@ -69,6 +69,18 @@ class Commits(PlantedTree):
         self.commit("Fix it")
         self.assertIn("subject does not begin with a layer", self.run_check("commits")[1])
 
+    def test_leaves_commits_alone_that_can_no_longer_be_changed(self):
+        self.commit("Fix it")
+        self.commit("protocol: keep unknown tags")
+        self.assert_clean("commits")
+
+    def test_looks_at_everything_that_is_about_to_be_pushed(self):
+        self.commit("protocol: keep unknown tags")
+        self.command("git", "checkout", "--quiet", "--track", "-b", "mine")
+        self.commit("Fix it")
+        self.commit("protocol: keep known tags")
+        self.assertIn("subject does not begin with a layer", self.run_check("commits")[1])
+
 
 class Versions(PlantedTree):
     def setUp(self):

@@ -2,7 +2,8 @@
 # SPDX-FileCopyrightText: 2026 Arvenhold
 # SPDX-License-Identifier: Apache-2.0
 
-"""Every commit says in its subject which layer it changes and what it does, in 60 characters."""
+"""A commit says in its subject which layer it changes and what it does, in 60 characters. Looks at
+what is about to be pushed, as older commits can no longer be changed, and always at the last one."""
 
 import re
 import subprocess
@@ -20,8 +21,17 @@ def faults(subject):
         yield "does not begin with a layer, as in `protocol: keep unknown tags`"
 
 
-log = subprocess.run(["git", "log", "--format=%h %s"], capture_output=True, text=True, check=False)
+def commits():
+    ahead = subjects("@{upstream}..HEAD")
+    return ahead or subjects("-1")
+
+
+def subjects(which):
+    log = subprocess.run(
+        ["git", "log", "--format=%h %s", which], capture_output=True, text=True, check=False)
+    return [line.split(" ", 1) for line in log.stdout.splitlines()]
+
+
 tree.conclude([
     f"{commit}: subject {fault}: {subject}"
-    for commit, subject in (line.split(" ", 1) for line in log.stdout.splitlines())
-    for fault in faults(subject)])
+    for commit, subject in commits() for fault in faults(subject)])
