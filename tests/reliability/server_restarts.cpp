@@ -1,0 +1,128 @@
+// SPDX-FileCopyrightText: 2026 Arvenhold
+// SPDX-License-Identifier: Apache-2.0
+
+#include "reliability/row.hpp"
+#include "reliability/world.hpp"
+#include "support/await.hpp"
+
+#include <array>
+#include <atomic>
+#include <chrono>
+#include <sstream>
+#include <thread>
+
+namespace arvenhold::corvel::hub::reliability {
+
+std::string run_server_restarts(effort how_much);
+
+namespace {
+
+using std::chrono::milliseconds;
+using std::chrono::steady_clock;
+
+constexpr std::size_t variable_count = 60;
+
+// Keeps both applications busy until told to stop.
+class load {
+public:
+    load(providing_application& providing, consuming_application& consuming)
+        : m_publisher{[this, &providing] {
+            repeat(m_published, [&providing] { return providing.publish_all(); });
+        }}
+        , m_reader{[this, &consuming] {
+            repeat(m_read, [&consuming] { return consuming.read_and_write(); });
+        }} {}
+
+    load(load const&) = delete;
+    load& operator=(load const&) = delete;
+
+    ~load() {
+        m_stopped = true;
+        m_publisher.join();
+        m_reader.join();
+    }
+
+    // Tells whether both have succeeded again since the given counts.
+    [[nodiscard]] bool has_moved_on(std::uint64_t published, std::uint64_t read) const {
+        return m_published > published + 3 && m_read > read + 3;
+    }
+
+    [[nodiscard]] std::uint64_t published() const {
+        return m_published;
+    }
+
+    [[nodiscard]] std::uint64_t read() const {
+        return m_read;
+    }
+
+private:
+    std::atomic<bool> m_stopped{false};
+    std::atomic<std::uint64_t> m_published{0};
+    std::atomic<std::uint64_t> m_read{0};
+    std::thread m_publisher;
+    std::thread m_reader;
+
+    template <class Work>
+    void repeat(std::atomic<std::uint64_t>& successes, Work work) {
+        while (!m_stopped) {
+            if (work()) {
+                ++successes;
+            }
+            std::this_thread::sleep_for(milliseconds{5}); // the pace of the load
+        }
+    }
+};
+
+struct restart_world {
+    dev::dev_hub hub;
+    providing_application providing{hub, "boiler", variable_count};
+    consuming_application consuming{hub, "monitor", "boiler"};
+    steady_clock::duration longest_recovery{};
+
+    void restart_after(milliseconds outage) {
+        {
+            load const busy{providing, consuming};
+            demand(await([&busy] { return busy.has_moved_on(0, 0); }, patience), "no load");
+            hub.get_nats_server().kill();
+            std::this_thread::sleep_for(outage); // the length of the outage is what is tested
+            auto const published = busy.published();
+            auto const read = busy.read();
+            auto const begin = steady_clock::now();
+            hub.get_nats_server().start();
+            demand(
+                await([&] { return busy.has_moved_on(published, read); }, patience),
+                "publishing and reading did not go on after the restart");
+            longest_recovery = std::max(longest_recovery, steady_clock::now() - begin);
+        }
+        // The quiet period: everything changes once more while both sides are there.
+        demand(
+            await(
+                [this] { return providing.publish_all() && consuming.read_and_write(); }, patience),
+            "the sides did not come back");
+        demand(
+            await([this] { return is_equal(providing.get_list(), consuming.get_connection()); }),
+            "a value, quality or time stamp differs");
+        demand(
+            hub.get_registry().get_definition("boiler").has_value(),
+            "the definition was not registered again");
+    }
+};
+
+} // namespace
+
+std::string run_server_restarts(effort how_much) {
+    std::array const outages{milliseconds{200}, milliseconds{2'000}, milliseconds{20'000}};
+    auto const restarts = how_much == effort::full ? 100U : 2U;
+    restart_world world;
+    for (unsigned restart = 0; restart < restarts; ++restart) {
+        world.restart_after(outages.at(restart % outages.size()));
+    }
+    std::ostringstream figures;
+    figures << restarts << " restarts; longest from the restart to publishing and reading "
+            << std::chrono::duration_cast<milliseconds>(world.longest_recovery).count()
+            << " ms; provider recovered by its application " << world.providing.get_recoveries()
+            << " times, consumer " << world.consuming.get_recoveries() << " times";
+    return figures.str();
+}
+
+} // namespace arvenhold::corvel::hub::reliability
