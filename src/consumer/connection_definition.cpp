@@ -58,7 +58,7 @@ void provider_connection::impl::adopt(received_definition const& definition) {
         variables->emplace(id, consumer_variable::create(id, path, value, permissions));
     }
     std::scoped_lock const lock{m_mutex};
-    if (m_state != provider_connection_state::disconnected) {
+    if (m_variables) { // not disconnected meanwhile
         m_fingerprint = definition.fingerprint();
         m_variables.swap(variables); // the old map goes after the lock
     }
@@ -67,7 +67,7 @@ void provider_connection::impl::adopt(received_definition const& definition) {
 void provider_connection::impl::withdraw_definition() {
     auto variables = std::make_shared<consumer_variable_map>();
     std::scoped_lock const lock{m_mutex};
-    if (m_state != provider_connection_state::disconnected) {
+    if (m_variables) { // not disconnected meanwhile
         mark_all_variables_bad();
         m_fingerprint = 0;
         m_variables.swap(variables);

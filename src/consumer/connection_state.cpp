@@ -139,15 +139,17 @@ provider_connection::impl::event_listener provider_connection::impl::record_avai
 }
 
 void provider_connection::impl::set_fault_state() {
+    // Intended: from every state. A disconnected connection shows that way that an operation which
+    // was still running has failed.
     std::scoped_lock const lock{m_mutex};
-    if (m_state == provider_connection_state::disconnected) {
-        return; // an operation that was running when the application gave the connection up
-    }
     m_state = provider_connection_state::faulted;
     mark_all_variables_bad();
 }
 
 void provider_connection::impl::mark_all_variables_bad() {
+    if (!m_variables) {
+        return; // disconnected
+    }
     for (auto const& [id, variable] : *m_variables) {
         variable->update_quality(variable_quality::bad);
     }

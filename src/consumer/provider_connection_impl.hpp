@@ -27,8 +27,8 @@ namespace arvenhold::corvel::hub {
 ///
 /// 1. The lock is held for short accesses to the state and to variables, never over a call of the
 ///    NATS client, decoding or a callback. Work runs on a copy of the pointer to the map.
-/// 2. The map is replaced, never changed; it is null once disconnected.
-/// 3. `disconnected` and `faulted` are final, `disconnected` more so.
+/// 2. The map is replaced, never changed; it is null once disconnected, whatever the state is then.
+/// 3. Nothing leads back from `disconnected` and `faulted` to `connected`.
 class CORVEL_HUB_INTERNAL provider_connection::impl {
 public:
     impl(provider_connection& self, std::string const& provider_id, consumer_link link);
