@@ -1,0 +1,34 @@
+// SPDX-FileCopyrightText: 2026 Arvenhold
+// SPDX-License-Identifier: Apache-2.0
+
+#include "inbox.hpp"
+
+#include <utility>
+
+void inbox::follow(hub::provider_connection& connection) {
+    connection.set_event_callback(take_event, this);
+    connection.set_variables_changed_callback(take_changes, this);
+}
+
+news inbox::take() {
+    std::scoped_lock const lock{m_mutex};
+    return std::exchange(m_news, {});
+}
+
+void inbox::take_event(
+    hub::provider_connection_event event, hub::provider_connection&, void* user_data) {
+    auto& self = *static_cast<inbox*>(user_data);
+    std::scoped_lock const lock{self.m_mutex};
+    self.m_news.events.push_back(event);
+}
+
+void inbox::take_changes(
+    hub::definition_fingerprint,
+    std::vector<hub::variable_id> changed, // NOLINT(performance-unnecessary-value-param): as given
+    hub::provider_connection&,
+    void* user_data) {
+    auto& self = *static_cast<inbox*>(user_data);
+    std::scoped_lock const lock{self.m_mutex};
+    ++self.m_news.change_events;
+    self.m_news.changed.insert(changed.begin(), changed.end());
+}

@@ -1,0 +1,96 @@
+// SPDX-FileCopyrightText: 2026 Arvenhold
+// SPDX-License-Identifier: Apache-2.0
+
+// A provider that consumers may command: a valve whose opening can be written, between 0 and 100
+// per cent. Try it with write_value.
+
+#include <hub/hub.hpp>
+
+#include <algorithm>
+#include <chrono>
+#include <csignal>
+#include <exception>
+#include <iostream>
+#include <iterator>
+#include <string>
+#include <thread>
+#include <tuple>
+#include <vector>
+
+namespace {
+
+namespace hub = arvenhold::corvel::hub;
+
+// NOLINTNEXTLINE(cppcoreguidelines-avoid-non-const-global-variables): for the signal handler
+volatile std::sig_atomic_t stop_requested = 0;
+
+void request_stop(int) {
+    stop_requested = 1;
+}
+
+// Writes one value of a command into the list. Nothing in a command has been checked before:
+// write_variable() refuses unknown ids, read-only variables and wrong types with an exception.
+void take(hub::variable_list& list, hub::variable_id id, hub::variable_value const& value) {
+    auto const now = std::chrono::system_clock::now();
+    try {
+        list.write_variable(id, value, now);
+    } catch (std::exception const& refusal) {
+        std::cerr << "refused: " << refusal.what() << std::endl;
+        return;
+    }
+    // What the value means is for the application to check. The opening is the only variable that
+    // can be written, so this value is one.
+    auto const opening = std::clamp(std::get<double>(value), 0.0, 100.0);
+    std::cout << "the opening is now " << opening << std::endl;
+    // The writer gets no answer; it sees what became of its command by this change event.
+    list.publish(id, opening, now);
+}
+
+// The library calls this on a thread of its own, one command after the other.
+void take_command(
+    hub::definition_fingerprint,
+    hub::variable_write_command const& command,
+    hub::provider& receiver,
+    void*) {
+    auto const list = receiver.get_variable_list();
+    for (auto const& [id, value] : command.entries) {
+        take(*list, id, value);
+    }
+}
+
+void provide(std::vector<std::string> const& arguments) {
+    hub::provider_definition definition{1};
+    definition.add_variable_definition(
+        "serial_number", std::string{"V-1077"}, hub::variable_permissions::read_only);
+    definition.add_variable_definition(
+        "opening_percent", 0.0, hub::variable_permissions::read_write);
+    definition.finalize();
+
+    hub::provider provider{"valve"};
+    provider.register_provider_definition(definition);
+    provider.set_variables_written_callback(take_command, nullptr);
+    provider.connect(arguments.at(0), arguments.at(1), arguments.at(2), arguments.at(3));
+    std::cout << "taking commands; Ctrl-C ends it" << std::endl;
+    while (stop_requested == 0) {
+        std::this_thread::sleep_for(std::chrono::milliseconds{200});
+    }
+}
+
+} // namespace
+
+int main(int argc, char** argv) {
+    std::vector<std::string> const arguments(std::next(argv), std::next(argv, argc));
+    if (arguments.size() != 4) {
+        std::cerr << "usage: take_commands <nats-url> <token-url> <client-id> <client-secret>\n";
+        return 2;
+    }
+    std::ignore = std::signal(SIGINT, request_stop);
+    std::ignore = std::signal(SIGTERM, request_stop);
+    try {
+        provide(arguments);
+    } catch (std::exception const& error) {
+        std::cerr << "take_commands: " << error.what() << '\n';
+        return 1;
+    }
+    return 0;
+}
