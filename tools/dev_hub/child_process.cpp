@@ -13,6 +13,7 @@
 #include <algorithm>
 #include <array>
 #include <cerrno>
+#include <climits>
 #include <condition_variable>
 #include <csignal>
 #include <cstddef>
@@ -86,11 +87,12 @@ std::size_t read_some(file_descriptor const& from, std::span<std::byte> to) {
 
 // A pipe that holds the text and is closed behind it. Nobody has to keep writing.
 file_descriptor make_pipe_with(std::string_view text) {
-    auto pipe = make_pipe();
-    if (!text.empty()
-        && ::write(pipe.writing.get(), text.data(), text.size())
-               != static_cast<ssize_t>(text.size())) {
+    if (text.size() > PIPE_BUF) {
         throw dev_hub_failure{"the standard input for a program does not fit into a pipe"};
+    }
+    auto pipe = make_pipe();
+    if (::write(pipe.writing.get(), text.data(), text.size()) < 0) {
+        throw std::system_error{errno, std::generic_category(), "write"};
     }
     return std::move(pipe.reading);
 }
@@ -176,6 +178,15 @@ public:
         std::scoped_lock const lock{m_mutex};
         if (!m_ended) {
             ::kill(m_pid, signal_number);
+        }
+    }
+
+    void freeze() const {
+        send_signal(SIGSTOP);
+        // Without the lock, which is needed to notice that the program ends instead.
+        siginfo_t ignored{};
+        while (::waitid(P_PID, static_cast<id_t>(m_pid), &ignored, WSTOPPED | WNOWAIT) != 0
+               && errno == EINTR) {
         }
     }
 
@@ -328,6 +339,10 @@ bool child_process::is_running() const {
 
 void child_process::send_signal(int signal_number) const {
     m_guardian->send_signal(signal_number);
+}
+
+void child_process::freeze() const {
+    m_guardian->freeze();
 }
 
 bool child_process::wait_until_ended(std::chrono::milliseconds limit) const {

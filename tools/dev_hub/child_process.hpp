@@ -31,7 +31,7 @@ public:
     ///
     /// @param executable      Path of the program; see find_executable().
     /// @param arguments       Its arguments, without the program's name.
-    /// @param standard_input  What it can read from its standard input; at most 64 KiB.
+    /// @param standard_input  What it can read from its standard input; at most 4 KiB.
     ///
     /// @throws dev_hub_failure  It could not be started. Nothing is left behind.
     child_process(
@@ -53,6 +53,9 @@ public:
 
     /// Sends a signal; does nothing when the program has ended.
     void send_signal(int signal_number) const;
+
+    /// Suspends the program until it gets SIGCONT. It stands still when this returns.
+    void freeze() const;
 
     /// Waits for the program's end.
     ///

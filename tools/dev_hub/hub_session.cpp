@@ -58,6 +58,9 @@ nats_options make_options(std::string const& url, std::string const& token, void
 hub_session::hub_session(
     std::string const& url, std::string const& token, std::shared_ptr<mailbox> const& box)
     : m_address{box} {
+    natsStatistics* statistics = nullptr;
+    require(natsStatistics_Create(&statistics), "create statistics");
+    m_statistics.reset(statistics);
     auto const options = make_options(url, token, m_address.get_closure());
     natsConnection* connection = nullptr;
     require(natsConnection_Connect(&connection, options.get()), "connect to " + url);
@@ -74,6 +77,13 @@ hub_session::~hub_session() {
 
 bool hub_session::is_connected() const {
     return natsConnection_Status(m_connection.get()) == NATS_CONN_STATUS_CONNECTED;
+}
+
+std::uint64_t hub_session::get_reconnect_count() const {
+    std::uint64_t count = 0;
+    natsConnection_GetStats(m_connection.get(), m_statistics.get());
+    natsStatistics_GetCounts(m_statistics.get(), nullptr, nullptr, nullptr, nullptr, &count);
+    return count;
 }
 
 void hub_session::subscribe(std::string const& subject) {

@@ -10,6 +10,7 @@
 #include "dev_hub/nats_handles.hpp"
 #include "dev_hub/registry_messages.hpp"
 
+#include <cstdint>
 #include <memory>
 #include <string>
 #include <vector>
@@ -37,6 +38,9 @@ public:
 
     [[nodiscard]] bool is_connected() const;
 
+    /// How often the session has reconnected.
+    [[nodiscard]] std::uint64_t get_reconnect_count() const;
+
     /// @throws dev_hub_failure  The NATS client refuses.
     void subscribe(std::string const& subject);
 
@@ -52,6 +56,7 @@ public:
 private:
     mailbox_address const m_address;
     nats_connection m_connection;
+    nats_statistics m_statistics;
     std::vector<nats_subscription> m_subscriptions; // destroyed before the connection
 };
 

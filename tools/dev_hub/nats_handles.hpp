@@ -22,6 +22,7 @@ struct nats_deleter {
 using nats_message = std::unique_ptr<natsMsg, nats_deleter<natsMsg_Destroy>>;
 using nats_options = std::unique_ptr<natsOptions, nats_deleter<natsOptions_Destroy>>;
 using nats_subscription = std::unique_ptr<natsSubscription, nats_deleter<natsSubscription_Destroy>>;
+using nats_statistics = std::unique_ptr<natsStatistics, nats_deleter<natsStatistics_Destroy>>;
 using nats_connection = std::unique_ptr<natsConnection, nats_deleter<natsConnection_Destroy>>;
 
 } // namespace arvenhold::corvel::hub::dev

@@ -115,7 +115,7 @@ void nats_server::restart() {
 void nats_server::freeze() {
     std::scoped_lock const lock{m_mutex};
     if (m_process != nullptr) {
-        m_process->send_signal(SIGSTOP);
+        m_process->freeze();
         m_log.record(event_kind::nats_server_frozen, get_url(), {});
     }
 }

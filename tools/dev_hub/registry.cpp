@@ -193,8 +193,9 @@ private:
 
     void do_what_is_due(steady_clock::time_point now) {
         while (!m_verdicts.empty() && m_verdicts.begin()->first <= now) {
-            auto const next = m_verdicts.extract(m_verdicts.begin());
-            publish_verdict(next.mapped());
+            auto const next = std::move(m_verdicts.begin()->second);
+            m_verdicts.erase(m_verdicts.begin());
+            publish_verdict(next);
         }
         if (m_list_is_due && m_list_held_until <= now) {
             publish_list();
@@ -207,6 +208,7 @@ private:
 
     void open_session() {
         m_session = std::make_unique<hub_session>(m_url, m_token, m_mailbox);
+        m_noticed_reconnects = 0;
         for (auto const& pattern : make_definition_patterns()) {
             m_session->subscribe(pattern);
         }
@@ -246,14 +248,8 @@ private:
         } else if (auto const* const task = std::get_if<std::function<void()>>(&*item)) {
             (*task)();
         } else {
-            take_reconnect();
+            notice_reconnect();
         }
-    }
-
-    void take_reconnect() {
-        // Who is not there yet is not to be taken for lost.
-        m_next_probe = std::max(m_next_probe, steady_clock::now() + reconnect_time);
-        announce_ready();
     }
 
     void take_message(nats_message const& message) {
@@ -346,7 +342,22 @@ private:
 
     // Who is there.
 
+    // Also called without being told of a reconnect, because the telling can wait for callbacks of
+    // other connections in this process.
+    void notice_reconnect() {
+        if (m_session == nullptr || !m_session->is_connected()) {
+            return;
+        }
+        auto const count = m_session->get_reconnect_count();
+        if (std::exchange(m_noticed_reconnects, count) == count) {
+            return;
+        }
+        m_all_are_back_at = steady_clock::now() + reconnect_time;
+        announce_ready();
+    }
+
     void probe_all() {
+        notice_reconnect();
         if (m_behaviour.silent || m_session == nullptr || !m_session->is_connected()) {
             return;
         }
@@ -365,7 +376,9 @@ private:
         }
         auto const [state, known] = entry->second;
         if (natsMsg_IsNoResponders(message.get())) {
-            if (state == presence::listed && set_presence(provider, presence::gone)) {
+            notice_reconnect();
+            if (state == presence::listed && m_all_are_back_at <= steady_clock::now()
+                && set_presence(provider, presence::gone)) {
                 announce_list();
             }
             return;
@@ -440,6 +453,8 @@ private:
     std::multimap<steady_clock::time_point, pending_verdict> m_verdicts; // by the time they are due
     behaviour m_behaviour;
     steady_clock::time_point m_next_probe;
+    std::uint64_t m_noticed_reconnects = 0; // of the present session
+    steady_clock::time_point m_all_are_back_at;
     steady_clock::time_point m_list_held_until;
     bool m_list_is_due = false;
     bool m_stopped = false;

@@ -1,0 +1,159 @@
+// SPDX-FileCopyrightText: 2026 Arvenhold
+// SPDX-License-Identifier: Apache-2.0
+
+#include "dev_hub/dev_hub_failure.hpp"
+#include "dev_hub/event_log.hpp"
+#include "dev_hub/nats_server.hpp"
+#include "raw_client.hpp"
+#include "support/thrown_message.hpp"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <string>
+
+namespace arvenhold::corvel::hub::dev {
+namespace {
+
+using testing::MatchesRegex;
+
+class nats_server_test : public testing::Test {
+protected:
+    event_log log{nullptr};
+    nats_server server{{}, log};
+};
+
+TEST_F(nats_server_test, admits_holders_of_its_token) {
+    EXPECT_EQ(try_to_connect(server.get_url(), server.get_token()), NATS_OK);
+}
+
+TEST_F(nats_server_test, refuses_holders_of_another_token) {
+    EXPECT_EQ(try_to_connect(server.get_url(), "another"), NATS_CONNECTION_AUTH_FAILED);
+}
+
+TEST_F(nats_server_test, makes_up_a_random_token) {
+    nats_server const other{{}, log};
+
+    EXPECT_THAT(server.get_token(), MatchesRegex("[0-9a-f]{32}"));
+    EXPECT_NE(server.get_token(), other.get_token());
+}
+
+TEST_F(nats_server_test, takes_payloads_of_eight_mebibytes) {
+    raw_client const client{server};
+
+    EXPECT_EQ(natsConnection_GetMaxPayload(client.get_connection()), 8'388'608);
+}
+
+TEST_F(nats_server_test, takes_the_given_settings) {
+    nats_server_options options;
+    options.token = "given";
+    options.max_payload = 2048;
+    nats_server const other{options, log};
+    raw_client const client{other.get_url(), "given"};
+
+    EXPECT_EQ(natsConnection_GetMaxPayload(client.get_connection()), 2048);
+}
+
+TEST_F(nats_server_test, says_that_a_given_port_is_taken) {
+    auto const port = server.get_url().substr(std::string{"nats://127.0.0.1:"}.size());
+    nats_server_options options;
+    options.port = static_cast<std::uint16_t>(std::stoi(port));
+
+    auto const message = thrown_message<dev_hub_failure>([&] {
+        nats_server const other{options, log};
+    });
+
+    EXPECT_EQ(message, "nats-server cannot use port " + port + ": another program listens there");
+}
+
+TEST_F(nats_server_test, names_the_package_when_the_program_is_missing) {
+    nats_server_options options;
+    options.executable = "no-such-program-anywhere";
+
+    EXPECT_EQ(
+        thrown_message<dev_hub_failure>([&] {
+            nats_server const other{options, log};
+        }),
+        "no-such-program-anywhere was not found; the Debian package nats-server has it: apt-get "
+        "install nats-server");
+}
+
+TEST_F(nats_server_test, says_what_the_program_says_when_it_does_not_start) {
+    nats_server_options options;
+    options.token = "\"";
+
+    EXPECT_THAT(
+        thrown_message<dev_hub_failure>([&] {
+            nats_server const other{options, log};
+        }),
+        testing::StartsWith("nats-server did not start; it says:\nnats-server: "));
+}
+
+TEST_F(nats_server_test, leaves_nobody_on_its_port_when_stopped) {
+    server.stop();
+
+    EXPECT_EQ(try_to_connect(server.get_url(), server.get_token()), NATS_NO_SERVER);
+    EXPECT_FALSE(server.is_running());
+    EXPECT_EQ(server.get_pid(), -1);
+}
+
+TEST_F(nats_server_test, ends_at_once_when_killed) {
+    server.kill();
+
+    EXPECT_EQ(try_to_connect(server.get_url(), server.get_token()), NATS_NO_SERVER);
+    EXPECT_FALSE(server.is_running());
+}
+
+TEST_F(nats_server_test, starts_again_on_the_same_port_with_the_same_token) {
+    auto const url = server.get_url();
+    server.stop();
+
+    server.start();
+
+    EXPECT_EQ(try_to_connect(url, server.get_token()), NATS_OK);
+    EXPECT_EQ(log.get_count(event_kind::nats_server_started, url), 2U);
+    EXPECT_EQ(log.get_count(event_kind::nats_server_ended, url), 1U);
+}
+
+TEST_F(nats_server_test, is_another_process_after_a_restart) {
+    auto const pid = server.get_pid();
+
+    server.restart();
+
+    EXPECT_TRUE(server.is_running());
+    EXPECT_NE(server.get_pid(), pid);
+    EXPECT_EQ(try_to_connect(server.get_url(), server.get_token()), NATS_OK);
+}
+
+TEST_F(nats_server_test, stays_the_same_process_when_started_twice) {
+    auto const pid = server.get_pid();
+
+    server.start();
+
+    EXPECT_EQ(server.get_pid(), pid);
+}
+
+TEST_F(nats_server_test, answers_nobody_while_frozen_and_continues_when_thawed) {
+    raw_client const client{server};
+
+    server.freeze();
+    auto const frozen = natsConnection_FlushTimeout(client.get_connection(), 100);
+    server.thaw();
+    auto const thawed = natsConnection_FlushTimeout(client.get_connection(), 10'000);
+
+    EXPECT_EQ(frozen, NATS_TIMEOUT);
+    EXPECT_EQ(thawed, NATS_OK);
+    EXPECT_EQ(log.get_count(event_kind::nats_server_frozen), 1U);
+    EXPECT_EQ(log.get_count(event_kind::nats_server_thawed), 1U);
+}
+
+TEST_F(nats_server_test, can_be_stopped_while_frozen) {
+    server.freeze();
+
+    server.stop();
+
+    EXPECT_FALSE(server.is_running());
+}
+
+} // namespace
+} // namespace arvenhold::corvel::hub::dev
