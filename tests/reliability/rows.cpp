@@ -6,6 +6,9 @@
 namespace arvenhold::corvel::hub::reliability {
 
 std::string run_server_restarts(effort how_much);
+std::string run_cycles(effort how_much);
+std::string run_slow_callback(effort how_much);
+std::string run_numbers(effort how_much);
 
 std::vector<row> const& all_rows() {
     static std::vector<row> const rows{
@@ -16,6 +19,21 @@ std::vector<row> const& all_rows() {
          "both sides reconnect, the definition is registered again, all values, qualities and time "
          "stamps are equal afterwards",
          &run_server_restarts},
+        {9,
+         "10,000 connects and disconnects, 10,000 connections to a provider made and destroyed",
+         "memory, files and threads stay as they are after the warm-up",
+         &run_cycles},
+        {10,
+         "a callback that takes 1 s, at 10,000 events in a second",
+         "memory stays within the limit of the NATS client; afterwards one read makes all values "
+         "equal; the loss can be seen",
+         &run_slow_callback},
+        {12,
+         "limits of int64, NaN, infinities, -0.0, negative and huge durations, times before 1970 "
+         "and "
+         "in 2262, a clock set back by an hour",
+         "every value arrives as it was set, durations in whole microseconds",
+         &run_numbers},
     };
     return rows;
 }
