@@ -6,6 +6,8 @@
 namespace arvenhold::corvel::hub::reliability {
 
 std::string run_server_restarts(effort how_much);
+std::string run_calls_from_callbacks(effort how_much);
+std::string run_destruction(effort how_much);
 std::string run_cycles(effort how_much);
 std::string run_slow_callback(effort how_much);
 std::string run_numbers(effort how_much);
@@ -19,6 +21,16 @@ std::vector<row> const& all_rows() {
          "both sides reconnect, the definition is registered again, all values, qualities and time "
          "stamps are equal afterwards",
          &run_server_restarts},
+        {7,
+         "every operation called from inside every callback",
+         "each returns within 10 s",
+         &run_calls_from_callbacks},
+        {8,
+         "objects destroyed during traffic, from callbacks of other objects, and disconnected by "
+         "two "
+         "threads at once",
+         "no crash, no hang; no finding of a sanitizer",
+         &run_destruction},
         {9,
          "10,000 connects and disconnects, 10,000 connections to a provider made and destroyed",
          "memory, files and threads stay as they are after the warm-up",
