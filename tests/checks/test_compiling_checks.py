@@ -141,7 +141,8 @@ class ClangTidy(PlantedTree):
         self.plant("build/clang/compile_commands.json", json.dumps([{
             "directory": str(self.folder),
             "file": str(self.folder / "src/a.cpp"),
-            "command": "clang++-14 -std=c++20 -c src/a.cpp",
+            "command": "clang++-14 -std=c++20 -Wall -Werror -o a.o -c "
+                       f"{self.folder}/src/a.cpp",
         }]))
 
     def test_accepts_our_names(self):
@@ -154,6 +155,29 @@ class ClangTidy(PlantedTree):
                    "private:\n    int count = 0;\n};\n")
         self.assert_fault("clang_tidy", "invalid case style for private member 'count'")
 
+    def test_finds_what_the_compiler_warns_of(self):
+        self.plant("src/a.cpp", "int answer() {\n    int unused = 1;\n    return 0;\n}\n")
+        self.assert_fault("clang_tidy", "unused variable 'unused'")
+
+    def test_looks_again_when_a_header_has_changed(self):
+        self.plant("src/a.hpp", "inline int one() {\n    return 1;\n}\n")
+        self.plant("src/a.cpp", '#include "a.hpp"\nint two() {\n    return 2 * one();\n}\n')
+        self.assert_clean("clang_tidy")
+        self.plant("src/a.hpp", "inline int one() {\n    int unused = 1;\n    return 1;\n}\n")
+        self.assert_fault("clang_tidy", "unused variable 'unused'")
+
+    def test_looks_again_when_a_comment_that_silenced_a_rule_has_changed(self):
+        self.plant("src/a.cpp", "int* none() {\n    return 0; // NOLINT(modernize-use-nullptr): given\n}\n")
+        self.assert_clean("clang_tidy")
+        self.plant("src/a.cpp", "int* none() {\n    return 0; // given\n}\n")
+        self.assert_fault("clang_tidy", "use nullptr")
+
+    def test_looks_again_when_a_rule_has_changed(self):
+        self.plant("src/a.cpp", "int answer() {\n    return 17;\n}\n")
+        self.assert_clean("clang_tidy")
+        self.plant(".clang-tidy", "Checks: '-*,readability-magic-numbers'\nWarningsAsErrors: '*'\n")
+        self.assert_fault("clang_tidy", "17 is a magic number")
+
     def test_finds_deep_nesting(self):
         self.plant("src/a.cpp", "int depth(bool a, bool b, bool c, bool d) {\n"
                    "    if (a) {\nif (b) {\nif (c) {\nif (d) {\nreturn 4;\n}\n}\n}\n}\nreturn 0;\n}\n")
@@ -164,7 +188,7 @@ class ClangBuild(PlantedTree):
     def test_finds_a_warning(self):
         self.copy("CMakePresets.json")
         self.plant("CMakeLists.txt", "cmake_minimum_required(VERSION 3.25)\nproject(some CXX)\n"
-                   "add_compile_options(-Wall -Werror)\nadd_library(a a.cpp)\n")
+                   "add_compile_options(-Wall -Werror)\nadd_library(corvel-hub-client a.cpp)\n")
         self.plant("a.cpp", "int answer() { int unused = 1; return 0; }\n")
         self.assert_fault("clang_build", "unused variable 'unused'")
         self.plant("a.cpp", "int answer() { return 0; }\n")

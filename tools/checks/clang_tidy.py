@@ -2,29 +2,58 @@
 # SPDX-FileCopyrightText: 2026 Arvenhold
 # SPDX-License-Identifier: Apache-2.0
 
-"""clang-tidy over everything that is compiled; .clang-tidy says which rules hold."""
+"""clang-tidy over everything that is compiled, the compiler's own warnings included; .clang-tidy
+says which rules hold. A file that was clean is not looked at again until what the compiler sees of
+it, or a rule, has changed."""
 
 import functools
+import hashlib
 import json
-import os
 import pathlib
+import re
+import shlex
+import subprocess
 
 import tree
 
 BUILD = pathlib.Path("build/clang")
+CLEAN = BUILD / "clang-tidy-clean"
 
 
-def sources():
-    """The compiled files of the tree, the longest first so that no core is left with one late."""
+def compiled():
+    """The compile commands of the tree's own files, the longest files first so that no core is
+    left with one of them at the end."""
     commands = json.loads((BUILD / "compile_commands.json").read_text(encoding="utf-8"))
-    top = pathlib.Path.cwd()
-    compiled = {pathlib.Path(command["file"]) for command in commands}
-    own = [path for path in compiled if path.is_relative_to(top) and path.is_file()]
-    return sorted((str(path.relative_to(top)) for path in own), key=os.path.getsize, reverse=True)
+    own = {str(path.absolute()) for path in tree.files("*.cpp")}
+    by_file = {command["file"]: command for command in commands if command["file"] in own}
+    return sorted(by_file.values(), key=lambda command: -pathlib.Path(command["file"]).stat().st_size)
 
 
-def fault(source):
-    return tree.finding_of(["clang-tidy-14", "-p", str(BUILD), "--quiet", source])
+def what_decides(command, rules):
+    """A name for all that the analysis depends on: the rules, and the source with its headers and
+    comments, which may silence a rule."""
+    words = shlex.split(command["command"])
+    preprocess = words[:words.index("-o")] + ["-E", "-CC", command["file"]]
+    seen = subprocess.run(preprocess, cwd=command["directory"], capture_output=True, check=False)
+    return hashlib.sha256(rules + command["command"].encode() + seen.stdout).hexdigest()
 
 
-tree.conclude(tree.findings_of([functools.partial(fault, source) for source in sources()]))
+def fault(command, rules):
+    mark = CLEAN / what_decides(command, rules)
+    if mark.exists():
+        return None
+    finding = tree.finding_of(["clang-tidy-14", "-p", str(BUILD), "--quiet", command["file"]])
+    if finding is None:
+        mark.touch()
+        return None
+    return re.sub(r"^\d+ warnings? generated\.\n", "", finding, flags=re.MULTILINE)
+
+
+def main():
+    CLEAN.mkdir(exist_ok=True)
+    rules = b"".join(path.read_bytes() for path in tree.files(".clang-tidy", "**/.clang-tidy"))
+    tree.conclude(tree.findings_of(
+        [functools.partial(fault, command, rules) for command in compiled()]))
+
+
+main()
