@@ -29,6 +29,14 @@ class stage {
 public:
     using operation = std::function<void(stage&)>;
 
+private:
+    // Declared first: the objects below use them in their callbacks to the very end.
+    dev::dev_hub& m_hub;
+    std::promise<void> m_done;
+    std::mutex m_mutex;
+    operation m_operation;
+
+public:
     explicit stage(dev::dev_hub& hub)
         : m_hub{hub} {
         register_and_connect();
@@ -80,11 +88,6 @@ public:
     std::shared_ptr<provider_connection> connection;
 
 private:
-    dev::dev_hub& m_hub;
-    std::promise<void> m_done;
-    std::mutex m_mutex;
-    operation m_operation;
-
     // Only the first callback runs the operation; what the operation throws is no matter here.
     void act() {
         operation chosen;
