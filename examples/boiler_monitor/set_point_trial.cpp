@@ -47,9 +47,7 @@ void set_point_trial::advance(news const& latest) {
     case phase::written:
         // The provider does not answer a command; that it has published the variable is the answer.
         if (latest.changed.count(m_set_point->get_id()) != 0) {
-            m_display.say(
-                "the boiler has taken the set point: " + to_text(number_of(*m_set_point)));
-            m_phase = phase::taken;
+            answer();
         }
         break;
     case phase::taken:
@@ -75,18 +73,27 @@ void set_point_trial::watch() {
 // First the values are set here, then they are sent, as many as there are, in one command.
 void set_point_trial::write() {
     auto const present = number_of(*m_set_point);
-    auto const wanted = present < higher_set_point ? higher_set_point : lower_set_point;
+    m_wanted = present < higher_set_point ? higher_set_point : lower_set_point;
     m_first_temperature = number_of(*m_temperature);
-    m_set_point->set_value(wanted, std::chrono::system_clock::now());
+    m_set_point->set_value(m_wanted, std::chrono::system_clock::now());
     m_connection.write_variables(
         m_connection.get_current_variables().fingerprint, {m_set_point->get_id()});
-    m_display.say("writing the set point: " + to_text(present) + " -> " + to_text(wanted));
+    m_display.say("writing the set point: " + to_text(present) + " -> " + to_text(m_wanted));
+}
+
+// What a provider makes of a written value is its own affair.
+void set_point_trial::answer() {
+    auto const present = number_of(*m_set_point);
+    bool const is_taken = present == m_wanted;
+    m_display.say(
+        (is_taken ? "the boiler has taken the set point: " : "the boiler has another set point: ")
+        + to_text(present));
+    m_phase = is_taken ? phase::taken : phase::over;
 }
 
 void set_point_trial::follow() {
-    auto const wanted = number_of(*m_set_point);
     auto const temperature = number_of(*m_temperature);
-    if (std::abs(wanted - temperature) < std::abs(wanted - m_first_temperature) / 2) {
+    if (std::abs(m_wanted - temperature) < std::abs(m_wanted - m_first_temperature) / 2) {
         m_display.say(
             "the temperature follows: " + to_text(m_first_temperature) + " -> "
             + to_text(temperature));

@@ -40,9 +40,11 @@ private:
     std::chrono::steady_clock::time_point const m_start = std::chrono::steady_clock::now();
     phase m_phase = phase::watching;
     std::uint64_t m_change_events = 0;
+    double m_wanted = 0;
     double m_first_temperature = 0;
 
     void watch();
     void write();
+    void answer();
     void follow();
 };
