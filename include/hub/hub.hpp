@@ -16,16 +16,12 @@
 #include <hub/variable_write_command.hpp>
 #include <hub/version.hpp>
 
+/// @namespace arvenhold
 /// Everything that belongs to Arvenhold.
-namespace arvenhold {
 
+/// @namespace arvenhold::corvel
 /// Software for the controllers of the Corvel family.
-namespace corvel {
 
 /// The client side of a controller's data hub: a provider offers typed variables, a consumer finds
 /// providers and reads, writes and follows their variables.
-namespace hub {}
-
-} // namespace corvel
-
-} // namespace arvenhold
+namespace arvenhold::corvel::hub {}
