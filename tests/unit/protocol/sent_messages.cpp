@@ -1,0 +1,131 @@
+// SPDX-FileCopyrightText: 2026 Arvenhold
+// SPDX-License-Identifier: Apache-2.0
+
+#include "sent_messages.hpp"
+
+#include "protocol/definition_codec.hpp"
+#include "protocol/hub_messages_generated.h"
+#include "protocol/registry_codec.hpp"
+#include "protocol/variables_codec.hpp"
+
+namespace arvenhold::corvel::hub {
+
+namespace {
+
+using std::chrono::nanoseconds;
+
+constexpr definition_fingerprint fingerprint = 0xFEDCBA9876543210;
+constexpr timestamp in_this_century{nanoseconds{1'700'000'000'123'456'789}};
+constexpr timestamp before_the_epoch{nanoseconds{-1'500'000'001}};
+constexpr nanoseconds cycle{90'000'000'500};
+constexpr char const* mode = "hand \"wheel\" \xC3\xBC\n";
+
+template <class Root, class Write>
+sent_message sent(std::string const& name, std::string const& root_table, Write const& write) {
+    message_builder builder;
+    write(builder);
+    auto const accepted = [](flatbuffers::Verifier& verifier) {
+        return verifier.VerifyBuffer<Root>(nullptr);
+    };
+    return {
+        name, "arvenhold.corvel.hub." + root_table, accepted, std::string{finished_bytes(builder)}};
+}
+
+void announce(message_builder& builder) {
+    definition_writer writer{builder};
+    writer.add(0, "pump/running", true, variable_permissions::read_only);
+    writer.add(1, "cycle/duration", nanoseconds{}, variable_permissions::read_only);
+    writer.add(2, "pump/speed", 0.0, variable_permissions::read_write);
+    writer.add(3, "pieces", std::int64_t{}, variable_permissions::read_only);
+    writer.add(4, "mode", std::string{}, variable_permissions::read_write);
+    writer.add(0xFFFFFFFF, "service/last", timestamp{}, variable_permissions::read_only);
+    writer.finish(fingerprint);
+}
+
+void announce_nothing(message_builder& builder) {
+    definition_writer{builder}.finish(0);
+}
+
+void tell_changes(message_builder& builder) {
+    variables_writer writer{builder};
+    writer.add_change(0, true, variable_quality::good);
+    writer.add_change(1, cycle, variable_quality::bad);
+    writer.add_change(2, -0.5, variable_quality::uncertain);
+    writer.add_change(3, std::int64_t{-42}, variable_quality::uncertain_last_usable_value);
+    writer.add_change(4, std::string{mode}, variable_quality::uncertain_initial_value);
+    writer.add_change(0xFFFFFFFF, before_the_epoch, variable_quality{65});
+    writer.finish_changed_event(fingerprint, in_this_century);
+}
+
+void tell_zeros(message_builder& builder) {
+    variables_writer writer{builder};
+    writer.add_change(0, false, variable_quality::bad);
+    writer.add_change(0, nanoseconds{}, variable_quality::bad);
+    writer.add_change(0, 0.0, variable_quality::bad);
+    writer.add_change(0, std::int64_t{}, variable_quality::bad);
+    writer.add_change(0, std::string{}, variable_quality::bad);
+    writer.add_change(0, timestamp{}, variable_quality::bad);
+    writer.finish_changed_event(0, timestamp{});
+}
+
+void tell_nothing(message_builder& builder) {
+    variables_writer{builder}.finish_changed_event(fingerprint, in_this_century);
+}
+
+void answer(message_builder& builder) {
+    variables_writer writer{builder};
+    writer.add_reading(0, true, variable_quality::good, in_this_century);
+    writer.add_reading(1, cycle, variable_quality::good, before_the_epoch);
+    writer.add_reading(2, 0.0, variable_quality::bad, timestamp{});
+    writer.add_reading(3, std::int64_t{-42}, variable_quality::good, in_this_century);
+    writer.add_reading(4, std::string{mode}, variable_quality::good, in_this_century);
+    writer.add_reading(0xFFFFFFFF, before_the_epoch, variable_quality::good, in_this_century);
+    writer.finish_read_reply(fingerprint, in_this_century);
+}
+
+void command(message_builder& builder) {
+    variables_writer writer{builder};
+    writer.add_write(4, std::string{mode});
+    writer.add_write(2, 1.5);
+    writer.add_write(0, false);
+    writer.add_write(3, std::int64_t{-42});
+    writer.add_write(1, cycle);
+    writer.add_write(0xFFFFFFFF, before_the_epoch);
+    writer.finish_write_command(fingerprint);
+}
+
+void ask_for_three(message_builder& builder) {
+    write_read_request(builder, {2, 0, 0xFFFFFFFF});
+}
+
+void ask_for_all(message_builder& builder) {
+    write_read_request(builder, {});
+}
+
+} // namespace
+
+std::vector<sent_message> sent_messages() {
+    return {
+        sent<ProviderDefinitionChangedEvent>(
+            "definition_changed_event", "ProviderDefinitionChangedEvent", announce),
+        sent<ProviderDefinitionChangedEvent>(
+            "definition_changed_event_of_nothing",
+            "ProviderDefinitionChangedEvent",
+            announce_nothing),
+        sent<VariablesChangedEvent>(
+            "variables_changed_event", "VariablesChangedEvent", tell_changes),
+        sent<VariablesChangedEvent>(
+            "variables_changed_event_of_zeros", "VariablesChangedEvent", tell_zeros),
+        sent<VariablesChangedEvent>(
+            "variables_changed_event_of_nothing", "VariablesChangedEvent", tell_nothing),
+        sent<ReadVariablesQueryResponse>("read_reply", "ReadVariablesQueryResponse", answer),
+        sent<ReadVariablesQuery>("read_request", "ReadVariablesQuery", ask_for_three),
+        sent<ReadVariablesQuery>("read_request_for_all", "ReadVariablesQuery", ask_for_all),
+        sent<WriteVariablesCommand>("write_command", "WriteVariablesCommand", command),
+        sent<ReadProviderDefinitionQuery>(
+            "definition_request", "ReadProviderDefinitionQuery", write_definition_request),
+        sent<ReadProvidersQuery>(
+            "provider_list_request", "ReadProvidersQuery", write_provider_list_request)};
+}
+
+} // namespace arvenhold::corvel::hub

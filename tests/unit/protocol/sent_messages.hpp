@@ -1,0 +1,31 @@
+// SPDX-FileCopyrightText: 2026 Arvenhold
+// SPDX-License-Identifier: Apache-2.0
+
+#pragma once
+
+#include <flatbuffers/flatbuffers.h>
+
+#include <ostream>
+#include <string>
+#include <vector>
+
+namespace arvenhold::corvel::hub {
+
+/// A message as the library sends it.
+struct sent_message {
+    std::string name;
+    std::string root_table;
+    bool (*is_accepted_by)(flatbuffers::Verifier&);
+    std::string bytes;
+};
+
+/// Every kind of message that providers and consumers send, with all types, and with zeros and
+/// empty vectors.
+std::vector<sent_message> sent_messages();
+
+/// Names a failed test.
+inline std::ostream& operator<<(std::ostream& os, sent_message const& message) {
+    return os << message.name;
+}
+
+} // namespace arvenhold::corvel::hub
