@@ -32,7 +32,7 @@ test-tsan: deps ## The same tests under the thread sanitizer
 test test-asan test-tsan:
 	@cmake --preset $(preset) >/dev/null
 	@cmake --build --preset $(preset)
-	@ctest --test-dir build/$(preset) --output-on-failure --parallel $(TEST_JOBS)
+	@ctest --preset $(preset) --parallel $(TEST_JOBS)
 
 check: deps ## Run all static checks (ONLY="format layers": just these)
 	@tools/checks/check.py $(ONLY)
