@@ -6,10 +6,13 @@
 namespace arvenhold::corvel::hub::reliability {
 
 std::string run_server_restarts(effort how_much);
+std::string run_replacements(effort how_much);
+std::string run_registries(effort how_much);
 std::string run_calls_from_callbacks(effort how_much);
 std::string run_destruction(effort how_much);
 std::string run_cycles(effort how_much);
 std::string run_slow_callback(effort how_much);
+std::string run_identifiers(effort how_much);
 std::string run_numbers(effort how_much);
 
 std::vector<row> const& all_rows() {
@@ -21,6 +24,14 @@ std::vector<row> const& all_rows() {
          "both sides reconnect, the definition is registered again, all values, qualities and time "
          "stamps are equal afterwards",
          &run_server_restarts},
+        {5,
+         "the definition replaced under reading, writing and events",
+         "no value under a wrong fingerprint; the last definition wins",
+         &run_replacements},
+        {6,
+         "a registry that answers at once, twice, late or not at all, rejects, restarts",
+         "accepted, rejected or timed out as documented; published again after a restart",
+         &run_registries},
         {7,
          "every operation called from inside every callback",
          "each returns within 10 s",
@@ -40,6 +51,12 @@ std::vector<row> const& all_rows() {
          "memory stays within the limit of the NATS client; afterwards one read makes all values "
          "equal; the loss can be seen",
          &run_slow_callback},
+        {11,
+         "identifiers and paths that are empty, contain blanks, dots, wildcards, quotes, "
+         "backslashes, "
+         "4 KiB, not UTF-8; 20,000 variables; an event above max_payload",
+         "the documented outcome, no crash",
+         &run_identifiers},
         {12,
          "limits of int64, NaN, infinities, -0.0, negative and huge durations, times before 1970 "
          "and "
