@@ -1,0 +1,278 @@
+// SPDX-FileCopyrightText: 2026 Arvenhold
+// SPDX-License-Identifier: Apache-2.0
+
+// What the model's classes promise to several threads at once. The thread sanitizer looks on.
+
+#include "support/dump.hpp"
+#include "support/lists.hpp"
+#include "support/recording_provider.hpp"
+#include <hub/consumer_variable.hpp>
+#include <hub/errors.hpp>
+#include <hub/provider_definition.hpp>
+#include <hub/provider_variable.hpp>
+#include <hub/variable_list.hpp>
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <atomic>
+#include <chrono>
+#include <cstddef>
+#include <cstdint>
+#include <functional>
+#include <latch>
+#include <memory>
+#include <mutex>
+#include <optional>
+#include <string>
+#include <thread>
+#include <vector>
+
+namespace arvenhold::corvel::hub {
+
+namespace {
+
+using std::chrono::nanoseconds;
+using testing::ElementsAre;
+using testing::SizeIs;
+
+constexpr auto read_write = variable_permissions::read_write;
+constexpr int repetitions = 200;
+
+timestamp at(std::int64_t count) {
+    return timestamp{nanoseconds{count}};
+}
+
+// Runs the functions at once, each on a thread of its own, and waits for all of them.
+void run_at_once(std::vector<std::function<void()>> const& functions) {
+    std::latch all_started{static_cast<std::ptrdiff_t>(functions.size())};
+    std::vector<std::jthread> threads;
+    threads.reserve(functions.size());
+    for (auto const& function : functions) {
+        threads.emplace_back([&] {
+            all_started.arrive_and_wait();
+            function();
+        });
+    }
+}
+
+template <class Step>
+auto repeated(Step step) {
+    return [step] {
+        for (int round = 0; round < repetitions; ++round) {
+            step(round);
+        }
+    };
+}
+
+TEST(lists_made_at_once, have_consecutive_ids_and_share_none) {
+    recording_provider parent{"press-4"};
+    std::mutex mutex;
+    std::vector<std::vector<variable_id>> ids_of_lists;
+    auto const make_lists = repeated([&](int) {
+        auto const list = make_list(
+            parent.get(),
+            11,
+            {{"a", 1.5, read_write}, {"b", true, read_write}, {"c", 2.5, read_write}});
+        std::scoped_lock const lock{mutex};
+        ids_of_lists.push_back(ids_of(*list));
+    });
+
+    run_at_once(std::vector<std::function<void()>>(8, make_lists));
+
+    ASSERT_THAT(ids_of_lists, SizeIs(8 * repetitions));
+    std::ranges::sort(ids_of_lists);
+    auto next_id = ids_of_lists.front().front();
+    for (auto const& ids : ids_of_lists) {
+        EXPECT_THAT(ids, ElementsAre(next_id, next_id + 1, next_id + 2));
+        next_id += 3;
+    }
+}
+
+TEST(definition_extended_at_once, keeps_every_variable) {
+    provider_definition definition{11};
+    auto const add_one = repeated([&](int round) {
+        definition.add_variable_definition("one " + std::to_string(round), 1.5, read_write);
+    });
+    auto const add_two = repeated([&](int) {
+        definition.bulk_add_variable_definitions({{"a", 1.5, read_write}, {"b", 2.5, read_write}});
+    });
+    auto const look = repeated([&](int) {
+        EXPECT_FALSE(definition.is_finalized());
+        EXPECT_THROW(definition.get_iterators(), operational_state_invalid);
+    });
+
+    run_at_once({add_one, add_one, add_two, add_two, look});
+
+    definition.finalize();
+    auto const [first, last] = definition.get_iterators();
+    EXPECT_EQ(last - first, 6 * repetitions);
+}
+
+TEST(definition_finalized_while_it_is_extended, has_what_was_added_without_an_exception) {
+    provider_definition definition{11};
+    std::atomic<int> added{0};
+    auto const add_until_refused = [&] {
+        EXPECT_THROW(
+            for (;; ++added) { definition.add_variable_definition("a", 1.5, read_write); },
+            operational_state_invalid);
+    };
+    auto const finalize = [&] {
+        while (added < repetitions) {
+            std::this_thread::yield();
+        }
+        definition.finalize();
+    };
+
+    run_at_once({add_until_refused, add_until_refused, finalize});
+
+    auto const [first, last] = definition.get_iterators();
+    EXPECT_EQ(last - first, added);
+}
+
+// A list of one integer whose value always equals its time stamp.
+class list_used_at_once : public testing::Test {
+protected:
+    recording_provider parent{"press-4"};
+    std::shared_ptr<variable_list> list =
+        make_list(parent.get(), 11, {{"count", std::int64_t{0}, read_write}});
+    variable_id const count = ids_of(*list).front();
+
+    auto publishing() {
+        return repeated(
+            [this](int round) { list->publish(count, std::int64_t{round}, at(round)); });
+    }
+};
+
+TEST_F(list_used_at_once, counts_every_change_and_every_publication) {
+    auto const publish_many = repeated([&](int round) {
+        list->bulk_publish({{count, std::int64_t{round}}, {count, std::int64_t{round}}}, at(round));
+    });
+    auto const change_quality =
+        repeated([&](int round) { list->set_quality(count, variable_quality::good, at(round)); });
+    auto const change_qualities = repeated([&](int round) {
+        list->bulk_set_quality({{count, variable_quality::bad}}, at(round));
+    });
+    auto const write =
+        repeated([&](int round) { list->write_variable(count, std::int64_t{round}, at(round)); });
+
+    run_at_once({publishing(), publish_many, change_quality, change_qualities, write});
+
+    EXPECT_EQ(list->get_variables().at(count)->get_update_count(), 6 * repetitions);
+    EXPECT_THAT(parent.link().publications(), SizeIs(3 * repetitions));
+}
+
+TEST_F(list_used_at_once, is_read_and_dumped_meanwhile) {
+    list->publish(count, std::int64_t{0}, at(0));
+    auto const& variable = list->resolve_variable_by_id(count);
+    auto const read_together = repeated([&](int) {
+        auto const [value, when] = variable->get_value_with_timestamp();
+        EXPECT_EQ(at(std::get<std::int64_t>(value)), when);
+    });
+    auto const dump = repeated([&](int) { dump_of(*list); });
+    auto const read_alone = repeated([&](int) {
+        variable->get_quality();
+        variable->get_last_publish_timestamp();
+        variable->get_update_count();
+        dump_of(*variable);
+    });
+    auto const look_up = repeated([&](int) {
+        EXPECT_EQ(list->resolve_variable_by_id(count)->get_id(), count);
+        EXPECT_THAT(list->get_variables(), SizeIs(1));
+    });
+
+    run_at_once({publishing(), publishing(), read_together, read_alone, dump, look_up});
+
+    EXPECT_EQ(variable->get_update_count(), 2 * repetitions + 1);
+}
+
+TEST_F(list_used_at_once, lets_its_provider_empty_the_tracker_meanwhile) {
+    parent.link().on_publish = [&] {
+        forget_pending(*list);
+    };
+    auto const mark = repeated([&](int) { list->mark_all_variables_pending(); });
+
+    run_at_once({publishing(), publishing(), mark, mark});
+
+    forget_pending(*list);
+    list->set_quality(count, variable_quality::good, at(1));
+    EXPECT_THAT(pending_of(*list), testing::UnorderedElementsAre(count));
+}
+
+TEST_F(list_used_at_once, can_be_retired_meanwhile) {
+    auto const publish_until_refused = [&] {
+        EXPECT_THROW(
+            for (std::int64_t round = 0;; ++round) { list->publish(count, round, at(round)); },
+            variable_list_outdated);
+    };
+    auto const change_until_refused = [&] {
+        EXPECT_THROW(
+            for (std::int64_t round = 0;;
+                 ++round) { list->set_quality(count, variable_quality::good, at(round)); },
+            variable_list_outdated);
+    };
+    auto const retire = [&] {
+        while (parent.link().publications().size() < repetitions) {
+            std::this_thread::yield();
+        }
+        list->mark_list_as_stale();
+    };
+
+    run_at_once({publish_until_refused, publish_until_refused, change_until_refused, retire});
+
+    EXPECT_EQ(list->get_variables().at(count)->get_quality(), variable_quality::bad);
+}
+
+TEST(list_whose_provider_goes_at_once, refuses_changes_from_then_on) {
+    std::optional<recording_provider> parent{"press-4"};
+    auto const list = make_list(parent->get(), 11, {{"count", std::int64_t{0}, read_write}});
+    auto const count = ids_of(*list).front();
+    std::atomic<int> published{0};
+    auto const publish_until_refused = [&] {
+        EXPECT_THROW(
+            for (std::int64_t round = 0;; ++round) {
+                list->publish(count, round, at(round));
+                ++published;
+            },
+            operational_state_invalid);
+    };
+    auto const destroy_provider = [&] {
+        while (published < repetitions) {
+            std::this_thread::yield();
+        }
+        parent.reset();
+    };
+
+    run_at_once({publish_until_refused, publish_until_refused, destroy_provider});
+
+    EXPECT_EQ(list->get_variables().at(count)->get_update_count(), published);
+}
+
+TEST(consumer_variable_used_at_once, keeps_value_and_time_stamp_together_and_counts_every_change) {
+    variable_value initial{std::int64_t{0}};
+    auto const variable = consumer_variable::create(7, "count", initial, read_write);
+    auto const receive =
+        repeated([&](int round) { variable->update_value(std::int64_t{round}, at(round)); });
+    auto const set =
+        repeated([&](int round) { variable->set_value(std::int64_t{round}, at(round)); });
+    auto const receive_quality =
+        repeated([&](int) { variable->update_quality(variable_quality::uncertain); });
+    auto const read = repeated([&](int) {
+        auto const [value, when] = variable->get_value_with_timestamp();
+        EXPECT_EQ(at(std::get<std::int64_t>(value)), when);
+        variable->get_quality();
+        variable->get_last_publish_timestamp();
+        variable->get_update_count();
+        dump_of(*variable);
+    });
+
+    run_at_once({receive, receive, set, receive_quality, read, read});
+
+    EXPECT_EQ(variable->get_update_count(), 3 * repetitions);
+    EXPECT_EQ(variable->get_quality(), variable_quality::uncertain);
+}
+
+} // namespace
+
+} // namespace arvenhold::corvel::hub
