@@ -17,7 +17,7 @@ help: ## Show the targets
 
 demo: deps ## Show a provider and a consumer on a real hub (KEEP=1: leave it running)
 	@cmake --preset release >/dev/null
-	@cmake --build --preset release
+	@cmake --build --preset release --target corvel-dev-hub boiler boiler_monitor
 	@tools/demo/run $(if $(KEEP),--keep)
 
 test: preset := dev
