@@ -59,7 +59,9 @@ void plant::feed(double step) {
 
 void plant::set_set_point(double celsius) {
     std::scoped_lock const lock{m_mutex};
-    m_state.set_point_celsius = std::clamp(celsius, lowest_set_point, highest_set_point);
+    if (!std::isnan(celsius)) {
+        m_state.set_point_celsius = std::clamp(celsius, lowest_set_point, highest_set_point);
+    }
 }
 
 void plant::set_mode(std::string const& mode) {
