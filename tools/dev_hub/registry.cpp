@@ -3,6 +3,7 @@
 
 #include "dev_hub/registry.hpp"
 
+#include "dev_hub/dev_hub_failure.hpp"
 #include "dev_hub/event_log.hpp"
 #include "dev_hub/hub_session.hpp"
 #include "dev_hub/hub_subjects.hpp"
@@ -106,7 +107,7 @@ public:
         m_thread.join();
     }
 
-    // Runs `work` on the registry's thread, and waits for what it returns or throws.
+    // Runs `work`, which must not throw, on the registry's thread, and waits for what it returns.
     template <class Work>
     auto perform(Work work) {
         using result = std::invoke_result_t<Work&>;
@@ -159,14 +160,20 @@ public:
         }
     }
 
-    void restart() {
+    // Why the registry is away now; nothing if it is back.
+    std::optional<std::string> restart() {
         m_session.reset();
         m_entries.clear();
         m_verdicts.clear();
         m_list_held_until = steady_clock::now() + m_options.probe_interval;
         m_list_is_due = true;
         update_list();
-        open_session();
+        try {
+            open_session();
+        } catch (dev_hub_failure const& failure) {
+            return failure.what();
+        }
+        return {};
     }
 
     void go_silent() {
@@ -207,14 +214,15 @@ private:
     }
 
     void open_session() {
-        m_session = std::make_unique<hub_session>(m_url, m_token, m_mailbox);
-        m_noticed_reconnects = 0;
+        auto session = std::make_unique<hub_session>(m_url, m_token, m_mailbox);
         for (auto const& pattern : make_definition_patterns()) {
-            m_session->subscribe(pattern);
+            session->subscribe(pattern);
         }
-        m_session->subscribe(registry_queries_pattern);
-        m_session->subscribe(std::string{probe_inbox} + ">");
-        m_session->flush();
+        session->subscribe(registry_queries_pattern);
+        session->subscribe(std::string{probe_inbox} + ">");
+        session->flush();
+        m_session = std::move(session);
+        m_noticed_reconnects = 0;
         announce_ready();
     }
 
@@ -530,7 +538,9 @@ void registry::forget_provider(std::string const& provider) {
 }
 
 void registry::restart() {
-    m_impl->perform([&] { m_impl->restart(); });
+    if (auto const reason = m_impl->perform([&] { return m_impl->restart(); })) {
+        throw dev_hub_failure{*reason};
+    }
 }
 
 } // namespace arvenhold::corvel::hub::dev

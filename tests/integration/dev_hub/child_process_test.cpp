@@ -3,12 +3,15 @@
 
 #include "dev_hub/child_process.hpp"
 #include "dev_hub/dev_hub_failure.hpp"
-#include "raw_client.hpp"
+#include "support/raw_peer.hpp"
 #include "support/thrown_message.hpp"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <unistd.h>
+
+#include <chrono>
 #include <csignal>
 #include <fstream>
 #include <memory>
@@ -23,20 +26,20 @@ using testing::Optional;
 TEST(child_process, gives_its_standard_input_and_collects_its_output) {
     child_process const child{"/bin/cat", {}, "some text"};
 
-    EXPECT_TRUE(child.wait_until_ended(time_limit));
+    EXPECT_TRUE(child.wait_until_ended(patience));
     EXPECT_EQ(child.get_output(), "some text");
 }
 
 TEST(child_process, collects_standard_error_as_well) {
     child_process const child{"/bin/sh", {"-c", "echo wrong >&2"}};
 
-    EXPECT_TRUE(child.wait_until_output_contains("wrong\n", time_limit));
+    EXPECT_TRUE(child.wait_until_output_contains("wrong\n", patience));
 }
 
 TEST(child_process, keeps_the_latest_part_of_a_long_output) {
     child_process const child{"/bin/sh", {"-c", "yes | head -c 100000; printf end"}};
 
-    ASSERT_TRUE(child.wait_until_ended(time_limit));
+    ASSERT_TRUE(child.wait_until_ended(patience));
 
     EXPECT_EQ(child.get_output().size(), 65536U);
     EXPECT_THAT(child.get_output(), EndsWith("y\nend"));
@@ -44,15 +47,18 @@ TEST(child_process, keeps_the_latest_part_of_a_long_output) {
 
 TEST(child_process, does_not_wait_for_output_of_a_program_that_has_ended) {
     child_process const child{"/bin/true", {}};
+    auto const start = std::chrono::steady_clock::now();
 
-    EXPECT_FALSE(child.wait_until_output_contains("anything", time_limit));
+    EXPECT_FALSE(child.wait_until_output_contains("anything", patience));
+
+    EXPECT_LT(std::chrono::steady_clock::now() - start, patience);
     EXPECT_FALSE(child.is_running());
 }
 
 TEST(child_process, reports_the_exit_code) {
     child_process const child{"/bin/sh", {"-c", "exit 3"}};
 
-    EXPECT_TRUE(child.wait_until_ended(time_limit));
+    EXPECT_TRUE(child.wait_until_ended(patience));
     EXPECT_THAT(child.get_exit_code(), Optional(3));
 }
 
@@ -61,7 +67,7 @@ TEST(child_process, reports_no_exit_code_of_a_program_that_a_signal_ended) {
 
     child.send_signal(SIGKILL);
 
-    EXPECT_TRUE(child.wait_until_ended(time_limit));
+    EXPECT_TRUE(child.wait_until_ended(patience));
     EXPECT_EQ(child.get_exit_code(), std::nullopt);
 }
 
@@ -100,7 +106,7 @@ TEST(child_process, stands_still_while_frozen) {
 
 TEST(child_process, is_not_frozen_when_it_has_ended) {
     child_process const child{"/bin/true", {}};
-    ASSERT_TRUE(child.wait_until_ended(time_limit));
+    ASSERT_TRUE(child.wait_until_ended(patience));
 
     child.freeze();
 
@@ -129,11 +135,18 @@ TEST(child_process, outlives_the_thread_that_started_it) {
 }
 
 TEST(child_process, inherits_no_files_but_its_standard_ones) {
-    child_process const other{"/bin/cat", {}};
+    auto const inheritable = ::dup(STDERR_FILENO);
     child_process const child{"/bin/ls", {"/proc/self/fd"}};
+    ::close(inheritable);
 
-    EXPECT_TRUE(child.wait_until_ended(time_limit));
+    EXPECT_TRUE(child.wait_until_ended(patience));
     EXPECT_EQ(child.get_output(), "0\n1\n2\n3\n"); // the last one is the folder being read
+}
+
+TEST(child_process, runs_in_a_process_group_of_its_own) {
+    child_process const child{"/bin/cat", {"/dev/zero"}};
+
+    EXPECT_EQ(::getpgid(child.get_pid()), child.get_pid());
 }
 
 TEST(child_process, starts_with_no_signal_blocked) {
@@ -145,7 +158,7 @@ TEST(child_process, starts_with_no_signal_blocked) {
     child_process const child{"/bin/grep", {"SigBlk", "/proc/self/status"}};
     ::pthread_sigmask(SIG_SETMASK, &previous, nullptr);
 
-    EXPECT_TRUE(child.wait_until_ended(time_limit));
+    EXPECT_TRUE(child.wait_until_ended(patience));
     EXPECT_EQ(child.get_output(), "SigBlk:\t0000000000000000\n");
 }
 

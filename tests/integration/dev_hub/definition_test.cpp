@@ -2,6 +2,7 @@
 // SPDX-License-Identifier: Apache-2.0
 
 #include "dev_hub/definition.hpp"
+#include "support/case_name.hpp"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -61,7 +62,7 @@ INSTANTIATE_TEST_SUITE_P(
             "id_twice", {{"a", 1, 1, 1}, {"b", 1, 1, 1}}, "variable 1: its id occurs twice"},
         broken_case{"no_type", {{"a", 1, 0, 1}}, "variable 1: its data type 0 is unknown"},
         broken_case{"unknown_type", {{"a", 1, 7, 1}}, "variable 1: its data type 7 is unknown"}),
-    [](auto const& given) { return std::string{given.param.name}; });
+    case_name);
 
 } // namespace
 } // namespace arvenhold::corvel::hub::dev

@@ -3,8 +3,10 @@
 
 // The program corvel-dev-hub, run as its users run it.
 
+#include "connect_attempt.hpp"
 #include "dev_hub/child_process.hpp"
-#include "raw_client.hpp"
+#include "support/await.hpp"
+#include "support/raw_peer.hpp"
 #include "wire_messages.hpp"
 
 #include <gmock/gmock.h>
@@ -17,7 +19,6 @@
 #include <filesystem>
 #include <fstream>
 #include <string>
-#include <thread>
 #include <vector>
 
 namespace arvenhold::corvel::hub::dev {
@@ -39,15 +40,6 @@ std::vector<pid_t> get_children(pid_t parent) {
         }
     }
     return children;
-}
-
-template <class Condition>
-bool await(Condition condition) {
-    auto const deadline = std::chrono::steady_clock::now() + time_limit;
-    while (!condition() && std::chrono::steady_clock::now() < deadline) {
-        std::this_thread::yield();
-    }
-    return condition();
 }
 
 bool is_gone(pid_t pid) {
@@ -72,7 +64,7 @@ protected:
     pid_t server = -1;
 
     void SetUp() override {
-        ASSERT_TRUE(child.wait_until_output_contains("\"}\n", time_limit)) << child.get_output();
+        ASSERT_TRUE(child.wait_until_output_contains("\"}\n", patience)) << child.get_output();
         auto const output = child.get_output();
         auto const line = output.find("{\"");
         access = nlohmann::json::parse(output.substr(line, output.find('\n', line) - line));
@@ -94,16 +86,12 @@ protected:
             "application/x-www-form-urlencoded");
         return nlohmann::json::parse(response->body)["access_token"];
     }
-
-    raw_client connect() {
-        return {access["nats_url"], get_token()};
-    }
 };
 
 TEST_F(running_program, prints_what_a_client_needs_to_connect) {
     EXPECT_EQ(access["client_id"], "my \"client\"");
     EXPECT_EQ(access["client_secret"], "my secret");
-    EXPECT_EQ(try_to_connect(access["nats_url"], get_token()), NATS_OK);
+    EXPECT_EQ(try_to_connect(access["nats_url"], get_token()).status, NATS_OK);
     auto const output = child.get_output();
     EXPECT_THAT(output, HasSubstr("The hub is ready. Ctrl-C ends it.\n"));
     EXPECT_THAT(output, HasSubstr("\n  NATS server     " + std::string{access["nats_url"]} + "\n"));
@@ -114,13 +102,13 @@ TEST_F(running_program, prints_what_a_client_needs_to_connect) {
 }
 
 TEST_F(running_program, passes_its_options_on) {
-    auto const client = connect();
+    auto const client = try_to_connect(access["nats_url"], get_token());
 
-    EXPECT_EQ(natsConnection_GetMaxPayload(client.get_connection()), 100'000);
+    EXPECT_EQ(natsConnection_GetMaxPayload(client.connection.get()), 100'000);
 }
 
 TEST_F(running_program, writes_events) {
-    EXPECT_TRUE(child.wait_until_output_contains(" registry ready\n", time_limit));
+    EXPECT_TRUE(child.wait_until_output_contains(" registry ready\n", patience));
 }
 
 class ending_signal : public running_program, public testing::WithParamInterface<int> {};
@@ -128,7 +116,7 @@ class ending_signal : public running_program, public testing::WithParamInterface
 TEST_P(ending_signal, ends_program_and_server) {
     child.send_signal(GetParam());
 
-    ASSERT_TRUE(child.wait_until_ended(time_limit));
+    ASSERT_TRUE(child.wait_until_ended(patience));
     EXPECT_THAT(child.get_exit_code(), Optional(0));
     EXPECT_TRUE(is_gone(server));
 }
@@ -144,7 +132,8 @@ TEST_F(running_program, takes_the_server_with_it_when_it_is_killed) {
     child.send_signal(SIGKILL);
 
     // Not by its process number: who inherits the process may be slow to take note of its end.
-    EXPECT_TRUE(await([&] { return try_to_connect(access["nats_url"], token) == NATS_NO_SERVER; }));
+    EXPECT_TRUE(
+        await([&] { return try_to_connect(access["nats_url"], token).status == NATS_NO_SERVER; }));
 }
 
 TEST_F(running_program, restarts_the_server_on_user_signal_one) {
@@ -153,24 +142,22 @@ TEST_F(running_program, restarts_the_server_on_user_signal_one) {
     child.send_signal(SIGUSR1);
 
     EXPECT_TRUE(await([this] { return is_gone(server); }));
-    EXPECT_TRUE(await([&] { return try_to_connect(access["nats_url"], token) == NATS_OK; }));
+    EXPECT_TRUE(await([&] { return try_to_connect(access["nats_url"], token).status == NATS_OK; }));
 }
 
 TEST_F(running_program, restarts_the_registry_on_user_signal_two) {
-    auto client = connect();
-    auto states = client.listen("v1.loc.registry.state.evt.changed");
+    raw_peer peer{access["nats_url"], get_token()};
+    auto states = peer.listen("v1.loc.registry.state.evt.changed");
 
     child.send_signal(SIGUSR2);
 
-    auto const state = states.take();
-    ASSERT_TRUE(state.has_value());
-    EXPECT_EQ(read_registry_state(*state), 1);
+    EXPECT_EQ(read_registry_state(states.take().bytes), 1);
 }
 
 TEST_F(running_program, ends_with_a_message_when_the_server_ends) {
     ::kill(server, SIGKILL);
 
-    ASSERT_TRUE(child.wait_until_ended(time_limit));
+    ASSERT_TRUE(child.wait_until_ended(patience));
     EXPECT_THAT(child.get_exit_code(), Optional(1));
     EXPECT_THAT(child.get_output(), HasSubstr("nats-server has ended\n"));
 }
@@ -178,7 +165,7 @@ TEST_F(running_program, ends_with_a_message_when_the_server_ends) {
 TEST(program, explains_itself) {
     child_process const child{program, {"--help"}};
 
-    ASSERT_TRUE(child.wait_until_ended(time_limit));
+    ASSERT_TRUE(child.wait_until_ended(patience));
     EXPECT_THAT(child.get_exit_code(), Optional(0));
     for (auto const* const word :
          {"--nats-port",
@@ -196,10 +183,16 @@ TEST(program, explains_itself) {
     }
 }
 
+TEST(program, finds_the_server_without_a_path) {
+    child_process const child{"/usr/bin/env", {"PATH=/nowhere", program}};
+
+    EXPECT_TRUE(child.wait_until_output_contains("The hub is ready.", patience));
+}
+
 TEST(program, refuses_an_unknown_option) {
     child_process const child{program, {"--unknown"}};
 
-    ASSERT_TRUE(child.wait_until_ended(time_limit));
+    ASSERT_TRUE(child.wait_until_ended(patience));
     EXPECT_THAT(child.get_exit_code(), Optional(2));
     EXPECT_THAT(child.get_output(), HasSubstr("--unknown"));
 }
@@ -207,7 +200,7 @@ TEST(program, refuses_an_unknown_option) {
 TEST(program, says_which_package_is_missing) {
     child_process const child{program, {"--nats-server", "no-such-program-anywhere"}};
 
-    ASSERT_TRUE(child.wait_until_ended(time_limit));
+    ASSERT_TRUE(child.wait_until_ended(patience));
     EXPECT_THAT(child.get_exit_code(), Optional(1));
     EXPECT_EQ(
         child.get_output(),

@@ -4,7 +4,8 @@
 #include "dev_hub/dev_hub_failure.hpp"
 #include "dev_hub/event_log.hpp"
 #include "dev_hub/token_endpoint.hpp"
-#include "raw_client.hpp"
+#include "support/case_name.hpp"
+#include "support/raw_peer.hpp"
 #include "support/thrown_message.hpp"
 
 #include <gmock/gmock.h>
@@ -208,13 +209,13 @@ INSTANTIATE_TEST_SUITE_P(
             form_content,
             400,
             R"({"error":"invalid_scope","error_description":"unknown scope"})"}),
-    [](auto const& given) { return std::string{given.param.name}; });
+    case_name);
 
 TEST_F(token_endpoint_test, records_requests) {
     auto const first = post();
     auto const second = post("Basic *", "scope=hub.variables.readonly");
 
-    ASSERT_TRUE(endpoint.wait_until_requested(2, time_limit));
+    ASSERT_TRUE(endpoint.wait_until_requested(2, patience));
     auto const requests = endpoint.get_requests();
 
     ASSERT_THAT(requests, SizeIs(2));
@@ -231,6 +232,15 @@ TEST_F(token_endpoint_test, records_requests) {
 
 TEST_F(token_endpoint_test, does_not_wait_longer_than_asked_for_requests) {
     EXPECT_FALSE(endpoint.wait_until_requested(1, 1ms));
+}
+
+TEST_F(token_endpoint_test, does_not_let_a_client_keep_its_connection) {
+    client.set_keep_alive(true);
+
+    auto const response = post();
+
+    ASSERT_TRUE(response);
+    EXPECT_EQ(response->get_header_value("Connection"), "close");
 }
 
 TEST_F(token_endpoint_test, knows_no_other_path) {
@@ -255,7 +265,7 @@ TEST_F(token_endpoint_test, answers_after_the_delay) {
 TEST_F(token_endpoint_test, gives_delayed_answers_at_once_when_it_stops_listening) {
     endpoint.set_delay(1h);
     auto response = std::async(std::launch::async, [&] { return post(); });
-    ASSERT_TRUE(endpoint.wait_until_requested(1, time_limit));
+    ASSERT_TRUE(endpoint.wait_until_requested(1, patience));
 
     endpoint.stop_listening();
 

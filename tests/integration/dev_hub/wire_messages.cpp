@@ -17,19 +17,21 @@ using flatbuffers::FlatBufferBuilder;
 using flatbuffers::Offset;
 
 template <class Root>
-std::vector<std::uint8_t> finish(FlatBufferBuilder& builder, Offset<Root> root) {
+std::string finish(FlatBufferBuilder& builder, Offset<Root> root) {
     builder.Finish(root);
     auto const bytes = std::span{builder.GetBufferPointer(), builder.GetSize()};
     return {bytes.begin(), bytes.end()};
 }
 
 template <class Root>
-Root const& read(std::vector<std::uint8_t> const& bytes) {
-    flatbuffers::Verifier verifier{bytes.data(), bytes.size()};
+Root const& read(std::string const& bytes) {
+    // NOLINTNEXTLINE(cppcoreguidelines-pro-type-reinterpret-cast): the verifier wants bytes
+    auto const* const data = reinterpret_cast<std::uint8_t const*>(bytes.data());
+    flatbuffers::Verifier verifier{data, bytes.size()};
     if (!verifier.VerifyBuffer<Root>(nullptr)) {
         throw std::runtime_error{"not a message of this kind"};
     }
-    return *flatbuffers::GetRoot<Root>(bytes.data());
+    return *flatbuffers::GetRoot<Root>(data);
 }
 
 template <class Field>
@@ -65,7 +67,7 @@ std::vector<std::string> read_providers(ProviderList const& list) {
 
 } // namespace
 
-std::vector<std::uint8_t> make_definition_event(definition const& published) {
+std::string make_definition_event(definition const& published) {
     FlatBufferBuilder builder;
     std::vector<Offset<VariableDefinition>> entries;
     for (auto const& entry : published.variables) {
@@ -81,22 +83,22 @@ std::vector<std::uint8_t> make_definition_event(definition const& published) {
     return finish(builder, CreateProviderDefinitionChangedEvent(builder, carried));
 }
 
-std::vector<std::uint8_t> make_empty_definition_event() {
+std::string make_empty_definition_event() {
     FlatBufferBuilder builder;
     return finish(builder, CreateProviderDefinitionChangedEvent(builder));
 }
 
-std::vector<std::uint8_t> make_definition_query() {
+std::string make_definition_query() {
     FlatBufferBuilder builder;
     return finish(builder, CreateReadProviderDefinitionQuery(builder));
 }
 
-std::vector<std::uint8_t> make_list_query() {
+std::string make_list_query() {
     FlatBufferBuilder builder;
     return finish(builder, CreateReadProvidersQuery(builder));
 }
 
-std::vector<std::uint8_t> make_read_reply(std::uint64_t fingerprint) {
+std::string make_read_reply(std::uint64_t fingerprint) {
     FlatBufferBuilder builder;
     auto const items = builder.CreateVector(std::vector<Offset<Variable>>{});
     Timestamp const now{1, 0};
@@ -106,27 +108,27 @@ std::vector<std::uint8_t> make_read_reply(std::uint64_t fingerprint) {
             builder, CreateVariableList(builder, fingerprint, &now, items)));
 }
 
-std::optional<carried_definition> read_definition_changed(std::vector<std::uint8_t> const& bytes) {
+std::optional<carried_definition> read_definition_changed(std::string const& bytes) {
     return read_definition(read<ProviderDefinitionChangedEvent>(bytes).provider_definition());
 }
 
-std::optional<carried_definition> read_definition_answer(std::vector<std::uint8_t> const& bytes) {
+std::optional<carried_definition> read_definition_answer(std::string const& bytes) {
     return read_definition(read<ReadProviderDefinitionQueryResponse>(bytes).provider_definition());
 }
 
-std::vector<std::string> read_changed_providers(std::vector<std::uint8_t> const& bytes) {
+std::vector<std::string> read_changed_providers(std::string const& bytes) {
     return read_providers(require(read<ProvidersChangedEvent>(bytes).providers()));
 }
 
-std::vector<std::string> read_answered_providers(std::vector<std::uint8_t> const& bytes) {
+std::vector<std::string> read_answered_providers(std::string const& bytes) {
     return read_providers(require(read<ReadProvidersQueryResponse>(bytes).providers()));
 }
 
-int read_registry_state(std::vector<std::uint8_t> const& bytes) {
+int read_registry_state(std::string const& bytes) {
     return static_cast<int>(read<RegistryStateChangedEvent>(bytes).state());
 }
 
-std::vector<std::uint32_t> read_requested_ids(std::vector<std::uint8_t> const& bytes) {
+std::vector<std::uint32_t> read_requested_ids(std::string const& bytes) {
     auto const& ids = require(read<ReadVariablesQuery>(bytes).ids());
     return {ids.begin(), ids.end()};
 }

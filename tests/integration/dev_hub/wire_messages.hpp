@@ -15,11 +15,11 @@
 
 namespace arvenhold::corvel::hub::dev {
 
-[[nodiscard]] std::vector<std::uint8_t> make_definition_event(definition const& published);
-[[nodiscard]] std::vector<std::uint8_t> make_empty_definition_event();
-[[nodiscard]] std::vector<std::uint8_t> make_definition_query();
-[[nodiscard]] std::vector<std::uint8_t> make_list_query();
-[[nodiscard]] std::vector<std::uint8_t> make_read_reply(std::uint64_t fingerprint);
+[[nodiscard]] std::string make_definition_event(definition const& published);
+[[nodiscard]] std::string make_empty_definition_event();
+[[nodiscard]] std::string make_definition_query();
+[[nodiscard]] std::string make_list_query();
+[[nodiscard]] std::string make_read_reply(std::uint64_t fingerprint);
 
 /// A definition as a message carries it.
 struct carried_definition {
@@ -31,15 +31,11 @@ struct carried_definition {
 
 // Reading fails the test when the bytes are no such message. What a message may lack is optional.
 
-[[nodiscard]] std::optional<carried_definition> read_definition_changed(
-    std::vector<std::uint8_t> const& bytes);
-[[nodiscard]] std::optional<carried_definition> read_definition_answer(
-    std::vector<std::uint8_t> const& bytes);
-[[nodiscard]] std::vector<std::string> read_changed_providers(
-    std::vector<std::uint8_t> const& bytes);
-[[nodiscard]] std::vector<std::string> read_answered_providers(
-    std::vector<std::uint8_t> const& bytes);
-[[nodiscard]] int read_registry_state(std::vector<std::uint8_t> const& bytes);
-[[nodiscard]] std::vector<std::uint32_t> read_requested_ids(std::vector<std::uint8_t> const& bytes);
+[[nodiscard]] std::optional<carried_definition> read_definition_changed(std::string const& bytes);
+[[nodiscard]] std::optional<carried_definition> read_definition_answer(std::string const& bytes);
+[[nodiscard]] std::vector<std::string> read_changed_providers(std::string const& bytes);
+[[nodiscard]] std::vector<std::string> read_answered_providers(std::string const& bytes);
+[[nodiscard]] int read_registry_state(std::string const& bytes);
+[[nodiscard]] std::vector<std::uint32_t> read_requested_ids(std::string const& bytes);
 
 } // namespace arvenhold::corvel::hub::dev
