@@ -111,6 +111,10 @@ public:
     /// stale. If connected, publishes it and waits for the registry's verdict; otherwise that
     /// happens at the end of the next connect().
     ///
+    /// Every registration gives the variables new ids, also one with the same contents as before.
+    /// It therefore needs a fingerprint that this process has not used: consumers that are attached
+    /// take the same one for the definition that they hold, and fault with the first new id.
+    ///
     /// @param definition  A finalized definition; its initial values are moved into the list.
     /// @return            The list of the new definition's variables.
     ///
