@@ -34,8 +34,10 @@ public:
         callback_target removed; // destroyed after the lock
         std::scoped_lock const lock{m_mutex};
         auto const found = m_targets.find(closure);
-        removed = std::move(found->second);
-        m_targets.erase(found);
+        if (found != m_targets.end()) {
+            removed = std::move(found->second);
+            m_targets.erase(found);
+        }
     }
 
     callback_target find(void* closure) {
@@ -88,11 +90,15 @@ callback_registration::callback_registration(
     : m_closure{registry().add({std::move(gate), std::move(target)})} {}
 
 callback_registration::~callback_registration() {
-    registry().remove(m_closure);
+    withdraw();
 }
 
 void* callback_registration::closure() const {
     return m_closure;
+}
+
+void callback_registration::withdraw() {
+    registry().remove(m_closure);
 }
 
 // NOLINTNEXTLINE(*-avoid-non-const-global-variables): each thread has its own

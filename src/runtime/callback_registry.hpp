@@ -42,7 +42,7 @@ private:
     void leave();
 };
 
-/// The right of an object to be called back, from construction to destruction.
+/// The right of an object to be called back, from construction until it is withdrawn.
 class callback_registration {
 public:
     /// @param gate    Counts the callbacks.
@@ -54,6 +54,10 @@ public:
 
     /// Returns what the NATS client is given as the closure.
     void* closure() const;
+
+    /// Ends the right; callbacks that were let in go on. Does nothing if it has ended. May be
+    /// called from any thread.
+    void withdraw();
 
 private:
     void* const m_closure;

@@ -25,46 +25,59 @@ char const* token_entrance(void* closure) noexcept {
     return token;
 }
 
+// The NATS client destroys the heap when a URL is nothing but white space; an empty one it refuses.
+char const* usable_url(std::string const& url) {
+    return url.find_first_not_of(" \t\n\v\f\r") == std::string::npos ? "" : url.c_str();
+}
+
 } // namespace
 
 nats_session::nats_session(
     session_settings settings, std::shared_ptr<callback_gate> gate, std::weak_ptr<void> owner)
     : m_settings{std::move(settings)}
     , m_token_parameters{std::make_shared<token_parameters const>(m_settings.token)}
-    , m_owner_callbacks{std::make_unique<callback_registration>(gate, std::move(owner))}
-    , m_token_callbacks{std::make_unique<callback_registration>(
-          std::move(gate), std::const_pointer_cast<token_parameters>(m_token_parameters))} {}
+    , m_owner_callbacks{gate, std::move(owner)}
+    , m_token_callbacks{
+          std::move(gate), std::const_pointer_cast<token_parameters>(m_token_parameters)} {}
 
 nats_session::~nats_session() {
     close();
 }
 
 natsStatus nats_session::connect() {
-    make_options();
+    auto status = make_options();
+    if (status != NATS_OK) {
+        return status;
+    }
     natsConnection* connection = nullptr;
-    auto const status = natsConnection_Connect(&connection, m_options.get());
+    status = natsConnection_Connect(&connection, m_options.get());
     m_connection.reset(connection);
     return status;
 }
 
-// Only connecting tells whether the options are usable. A name that makes no inbox prefix, because
-// of a blank in it, say, leaves the default prefix in force, with which replies arrive all the
-// same.
-void nats_session::make_options() {
+// Without options or a URL the NATS client would connect to a default server, so failing to make
+// these two counts; only connecting tells whether the rest is usable. A name that makes no inbox
+// prefix, because of a blank in it, say, leaves the default prefix in force, with which replies
+// arrive all the same.
+natsStatus nats_session::make_options() {
     natsOptions* created = nullptr;
-    natsOptions_Create(&created);
+    auto status = natsOptions_Create(&created);
     m_options.reset(created);
-    natsOptions_SetURL(created, m_settings.server_url.c_str());
+    if (status != NATS_OK) {
+        return status;
+    }
+    status = natsOptions_SetURL(created, usable_url(m_settings.server_url));
     natsOptions_SetName(created, m_settings.client_name.c_str());
     natsOptions_SetCustomInboxPrefix(created, m_settings.inbox_prefix.c_str());
-    natsOptions_SetTokenHandler(created, &token_entrance, m_token_callbacks->closure());
+    natsOptions_SetTokenHandler(created, &token_entrance, m_token_callbacks.closure());
     natsOptions_SetAllowReconnect(created, true);
-    auto* const owner = m_owner_callbacks->closure();
+    auto* const owner = m_owner_callbacks.closure();
     natsOptions_SetReconnectedCB(created, m_settings.reconnected, owner);
     natsOptions_SetDisconnectedCB(created, m_settings.disconnected, owner);
     // An environment variable could merge all handlers into one thread; the one that waits for the
     // registry's verdict would then keep the verdict from arriving.
     natsOptions_UseGlobalMessageDelivery(created, false);
+    return status;
 }
 
 subscribe_outcome nats_session::subscribe(
@@ -81,7 +94,7 @@ subscribe_outcome nats_session::subscribe(
 }
 
 subscribe_outcome nats_session::subscribe(std::string const& subject, natsMsgHandler handler) {
-    return subscribe(subject, handler, m_owner_callbacks->closure());
+    return subscribe(subject, handler, m_owner_callbacks.closure());
 }
 
 void nats_session::unsubscribe(natsSubscription* subscription) {
@@ -150,8 +163,8 @@ void nats_session::flush_when_idle(natsSubscription* subscription) {
 }
 
 void nats_session::close() {
-    m_owner_callbacks.reset();
-    m_token_callbacks.reset();
+    m_owner_callbacks.withdraw();
+    m_token_callbacks.withdraw();
     end_subscriptions();
     wait_for_requests();
     natsConnection_Close(m_connection.get());

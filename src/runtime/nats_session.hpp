@@ -109,8 +109,8 @@ private:
 
     session_settings const m_settings;
     std::shared_ptr<token_parameters const> const m_token_parameters;
-    std::unique_ptr<callback_registration> m_owner_callbacks; // reset when closing
-    std::unique_ptr<callback_registration> m_token_callbacks; // likewise
+    callback_registration m_owner_callbacks; // withdrawn when closing
+    callback_registration m_token_callbacks; // likewise
 
     // In this order, so that the destructor releases them in the opposite one.
     nats_options m_options;
@@ -123,7 +123,7 @@ private:
     int m_running_requests CORVEL_HUB_GUARDED_BY(m_mutex) = 0;
     bool m_closing CORVEL_HUB_GUARDED_BY(m_mutex) = false;
 
-    void make_options();
+    natsStatus make_options();
     bool begin_request() CORVEL_HUB_EXCLUDES(m_mutex);
     void end_request() CORVEL_HUB_EXCLUDES(m_mutex);
     void end_subscriptions() CORVEL_HUB_EXCLUDES(m_mutex);
