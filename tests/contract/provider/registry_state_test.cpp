@@ -1,0 +1,140 @@
+// SPDX-FileCopyrightText: 2026 Arvenhold
+// SPDX-License-Identifier: Apache-2.0
+
+#include "boiler_test.hpp"
+#include "hidden_provider.hpp"
+#include "support/odd_messages.hpp"
+
+namespace arvenhold::corvel::hub {
+
+namespace {
+
+using testing::ElementsAre;
+using testing::IsEmpty;
+using testing::SizeIs;
+
+class registry_state : public boiler_test {
+protected:
+    void announce(std::string const& bytes) {
+        nats.deliver({.subject = subjects::registry_state, .bytes = bytes});
+    }
+};
+
+TEST_F(registry_state, ready_makes_the_provider_send_the_same_announcement_again) {
+    auto const list = start();
+    list->publish(speed_of(*list), 1.5, noon);
+
+    with_verdict(verdict_on(7, 1), [&] { announce(ready_registry()); });
+
+    auto const announcements = nats.published(subjects::definition);
+    ASSERT_THAT(announcements, SizeIs(2));
+    EXPECT_EQ(announcements[0].bytes, announcements[1].bytes);
+    EXPECT_THAT(errors.text(), IsEmpty());
+}
+
+TEST_F(registry_state, ready_publishes_no_variables) {
+    auto const list = start();
+    list->set_quality(speed_of(*list), variable_quality::bad, noon);
+
+    with_verdict(verdict_on(7, 1), [&] { announce(ready_registry()); });
+
+    EXPECT_THAT(nats.published(subjects::change_event), SizeIs(1));
+}
+
+TEST_F(registry_state, not_ready_or_unknown_or_absent_sends_nothing) {
+    static_cast<void>(start());
+
+    announce(wire::registry_state_changed_event(0));
+    announce(wire::registry_state_changed_event(2));
+    announce(wire::registry_state_changed_event(std::nullopt));
+
+    EXPECT_THAT(nats.calls(), IsEmpty());
+    EXPECT_THAT(errors.text(), IsEmpty());
+}
+
+TEST_F(registry_state, without_data_is_reported) {
+    static_cast<void>(start());
+
+    announce("");
+
+    EXPECT_EQ(
+        errors.flushed_text(),
+        "Provider boiler: encountered invalid serialized data for operation: "
+        "deserialize_registry_state: state changed event data is nullptr\n\n");
+    EXPECT_THAT(nats.calls(), IsEmpty());
+}
+
+TEST_F(registry_state, without_a_message_is_reported) {
+    static_cast<void>(start());
+
+    nats.deliver_null(subjects::registry_state);
+
+    EXPECT_EQ(
+        errors.flushed_text(),
+        "Failed to process registry state event: registry state message unavailable\n");
+}
+
+TEST_F(registry_state, of_nobody_is_reported_and_released) {
+    registry_state_handler()(
+        nullptr,
+        nullptr,
+        nats.make_message({.subject = subjects::registry_state, .bytes = ready_registry()}),
+        nullptr);
+
+    EXPECT_EQ(
+        errors.flushed_text(),
+        "Failed to process registry state event: unable to resolve associated provider\n");
+}
+
+TEST_F(registry_state, ready_reports_an_announcement_that_cannot_be_sent) {
+    static_cast<void>(start());
+    nats.fail_next("natsConnection_Publish", NATS_IO_ERROR);
+
+    announce(ready_registry());
+
+    EXPECT_EQ(
+        errors.flushed_text(),
+        "Failed to publish provider definition after registry was ready: Provider boiler: failed "
+        "to publish the provider definition (related sujbect: v1.loc.boiler.def.evt.changed), NATS "
+        "returns: 3 = IO Error\n\n");
+    EXPECT_FALSE(boiler.is_connected());
+}
+
+TEST_F(registry_state, ready_reports_a_rejection) {
+    static_cast<void>(start());
+
+    with_verdict(verdict_on(7, 0), [&] { announce(ready_registry()); });
+
+    EXPECT_EQ(
+        errors.flushed_text(),
+        "Failed to publish provider definition after registry was ready: Provider boiler: "
+        "published an invalid provider definition with fingerprint: 7. Check variable identifier "
+        "syntax rules and try again\n\n");
+    EXPECT_THROW(boiler.get_fingerprint(), operational_state_invalid);
+}
+
+// The one message that a handler keeps for good.
+TEST(unregistered_registry_state, is_neither_read_nor_released) {
+    captured_stream errors{std::cerr};
+    fake_nats nats;
+    nats.skip_token_handler();
+    {
+        provider boiler{"boiler"};
+        boiler.connect("nats://hub:4222", "http://hub/token", "id", "secret");
+
+        nats.deliver({.subject = subjects::registry_state, .bytes = ready_registry()});
+        nats.deliver({.subject = subjects::registry_state, .bytes = ""});
+
+        EXPECT_THAT(nats.published(), IsEmpty());
+        EXPECT_THAT(errors.text(), IsEmpty());
+    }
+    EXPECT_THAT(
+        nats.take_live_handles(),
+        ElementsAre(
+            "message v1.loc.registry.state.evt.changed",
+            "message v1.loc.registry.state.evt.changed"));
+}
+
+} // namespace
+
+} // namespace arvenhold::corvel::hub

@@ -1,0 +1,34 @@
+// SPDX-FileCopyrightText: 2026 Arvenhold
+// SPDX-License-Identifier: Apache-2.0
+
+#pragma once
+
+#include <memory>
+#include <string>
+
+namespace arvenhold::corvel::hub {
+
+/// A token endpoint over TLS whose certificate nobody has signed, and which names another host.
+class self_signed_endpoint {
+public:
+    /// Makes a certificate with the program openssl, and serves on a free loopback port.
+    ///
+    /// @param reply  What every request is answered with.
+    explicit self_signed_endpoint(std::string reply);
+
+    self_signed_endpoint(self_signed_endpoint const&) = delete;
+    self_signed_endpoint(self_signed_endpoint&&) = delete;
+    self_signed_endpoint& operator=(self_signed_endpoint const&) = delete;
+    self_signed_endpoint& operator=(self_signed_endpoint&&) = delete;
+
+    ~self_signed_endpoint();
+
+    /// "https://127.0.0.1:", the port and "/token".
+    [[nodiscard]] std::string get_url() const;
+
+private:
+    class impl;
+    std::unique_ptr<impl> m_impl;
+};
+
+} // namespace arvenhold::corvel::hub
