@@ -29,17 +29,25 @@ def compiled():
     return sorted(by_file.values(), key=lambda command: -pathlib.Path(command["file"]).stat().st_size)
 
 
-def what_decides(command, rules):
+def rules_for(source):
+    """The texts of the rule files that hold for the source, the tree's own and those below it."""
+    folders = pathlib.Path(source).relative_to(pathlib.Path.cwd()).parents
+    files = [folder / ".clang-tidy" for folder in folders]
+    return b"".join(file.read_bytes() for file in files if file.is_file())
+
+
+def what_decides(command):
     """A name for all that the analysis depends on: the rules, and the source with its headers and
     comments, which may silence a rule."""
     words = shlex.split(command["command"])
     preprocess = words[:words.index("-o")] + ["-E", "-CC", command["file"]]
     seen = subprocess.run(preprocess, cwd=command["directory"], capture_output=True, check=False)
+    rules = rules_for(command["file"])
     return hashlib.sha256(rules + command["command"].encode() + seen.stdout).hexdigest()
 
 
-def fault(command, rules):
-    mark = CLEAN / what_decides(command, rules)
+def fault(command):
+    mark = CLEAN / what_decides(command)
     if mark.exists():
         return None
     finding = tree.finding_of(["clang-tidy-14", "-p", str(BUILD), "--quiet", command["file"]])
@@ -51,9 +59,7 @@ def fault(command, rules):
 
 def main():
     CLEAN.mkdir(exist_ok=True)
-    rules = b"".join(path.read_bytes() for path in tree.files(".clang-tidy", "**/.clang-tidy"))
-    tree.conclude(tree.findings_of(
-        [functools.partial(fault, command, rules) for command in compiled()]))
+    tree.conclude(tree.findings_of([functools.partial(fault, command) for command in compiled()]))
 
 
 main()
