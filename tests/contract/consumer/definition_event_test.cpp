@@ -387,6 +387,20 @@ TEST_F(definition_event, lets_the_callback_use_the_new_variables) {
     EXPECT_EQ(error_output.text(), "");
 }
 
+TEST_F(definition_event, calls_nobody_when_the_connection_is_disconnected_meanwhile) {
+    auto const connection = attach();
+    nats.answer_requests(variables_query, [&](std::string const& /*bytes*/) {
+        connection->disconnect();
+        return fake_nats::request_answer{NATS_OK, wire::read_reply(78, {})};
+    });
+
+    announce(new_definition);
+
+    EXPECT_THAT(journal.get(), IsEmpty());
+    EXPECT_EQ(connection->get_state(), state::disconnected);
+    EXPECT_EQ(error_output.text(), "");
+}
+
 TEST_F(definition_event, lets_the_callback_disconnect_the_connection) {
     auto const connection = attach_before_a_new_definition();
     connection->set_event_callback(

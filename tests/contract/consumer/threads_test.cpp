@@ -78,6 +78,42 @@ TEST_F(several_threads, that_disconnect_wait_for_a_request_of_another_thread) {
     EXPECT_EQ(nats.open_connections(), 0U);
 }
 
+TEST_F(several_threads, may_disconnect_a_consumer_for_good_while_it_reconnects) {
+    connect();
+    std::future<void> disconnected;
+    nats.answer_requests(providers_query, [&](std::string const& /*bytes*/) {
+        disconnected = std::async(std::launch::async, [this] { panel.disconnect(); });
+        EXPECT_TRUE(await([this] { return !panel.is_connected(); }));
+        return fake_nats::request_answer{NATS_OK, wire::provider_list_reply({"boiler"})};
+    });
+
+    nats.regain_connection();
+
+    disconnected.get();
+    EXPECT_FALSE(panel.is_connected());
+    EXPECT_THAT(panel.get_provider_identifiers(), IsNull());
+}
+
+TEST_F(several_threads, end_what_was_half_made_even_if_a_reconnect_still_uses_it) {
+    refuse(providers_query, NATS_NO_RESPONDERS);
+    EXPECT_THROW(connect(), connection_failed);
+    std::latch in_use{1};
+    nats.answer_requests(providers_query, [&](std::string const& /*bytes*/) {
+        answer(providers_query, wire::provider_list_reply({"boiler"}));
+        in_use.count_down();
+        EXPECT_TRUE(await([this] { return nats.open_subjects().empty(); }));
+        return fake_nats::request_answer{NATS_TIMEOUT};
+    });
+    nats.regain_connection(fake_nats::run_on::own_thread);
+    in_use.wait();
+
+    connect();
+
+    EXPECT_TRUE(panel.is_connected());
+    EXPECT_EQ(nats.open_connections(), 1U);
+    EXPECT_TRUE(nats.wait_until_delivered());
+}
+
 TEST_F(several_threads, may_disconnect_at_once) {
     attach();
     std::latch start{2};
