@@ -4,10 +4,11 @@
 #include "reliability/row.hpp"
 #include "reliability/world.hpp"
 
-#include <array>
+#include <algorithm>
 #include <chrono>
 #include <functional>
 #include <future>
+#include <iterator>
 #include <memory>
 #include <string>
 
@@ -139,7 +140,7 @@ struct named {
     std::function<void(stage&)> call;
 };
 
-std::vector<named> operations() {
+std::vector<named> operations_of_connecting() {
     return {
         {"provider::disconnect",
          [](stage& s) {
@@ -167,6 +168,11 @@ std::vector<named> operations() {
          [](stage& s) {
              static_cast<void>(provider_connection::create("boiler", s.client));
          }},
+    };
+}
+
+std::vector<named> operations_on_data() {
+    return {
         {"read_variables",
          [](stage& s) {
              s.connection->update_all_variables();
@@ -202,6 +208,12 @@ std::vector<named> operations() {
              static_cast<void>(s.server.get_fingerprint());
          }},
     };
+}
+
+std::vector<named> operations() {
+    auto all = operations_of_connecting();
+    std::ranges::copy(operations_on_data(), std::back_inserter(all));
+    return all;
 }
 
 std::vector<named> callbacks() {

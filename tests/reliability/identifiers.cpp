@@ -86,11 +86,14 @@ void try_paths(dev::dev_hub& hub) {
         {">", "works"},
         {std::string(4096, 'p'), "works"},
     };
-    for (auto const& [path, outcome] : expected) {
+    for (auto const& expectation : expected) {
+        auto const& path = expectation.first;
         provider server{"odd-paths"};
         connect(server, hub);
         demand_outcome(
-            "path " + path, outcome_of([&] { offer(server, path, 1, "text"); }), outcome);
+            "path " + path,
+            outcome_of([&] { offer(server, path, 1, "text"); }),
+            expectation.second);
     }
 }
 
@@ -107,7 +110,7 @@ void try_sizes(dev::dev_hub& hub) {
         "a variable of many is missing");
 
     auto const first = list->get_variables().begin()->first;
-    std::string const above_max_payload(9 * 1024 * 1024, 'x');
+    std::string const above_max_payload(std::size_t{9} * 1024 * 1024, 'x');
     demand_outcome(
         "an event above max_payload",
         outcome_of([&] { list->publish(first, above_max_payload, now()); }),

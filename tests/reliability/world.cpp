@@ -5,6 +5,7 @@
 
 #include "support/await.hpp"
 
+#include <algorithm>
 #include <exception>
 #include <utility>
 #include <vector>
@@ -55,15 +56,13 @@ bool is_equal(variable_list& provided, provider_connection& consumed) {
     if (!current.variables || current.variables->size() != provided.get_variables().size()) {
         return false;
     }
-    for (auto const& [id, original] : provided.get_variables()) {
+    return std::ranges::all_of(provided.get_variables(), [&current](auto const& entry) {
+        auto const& [id, original] = entry;
         auto const copy = current.variables->find(id);
-        if (copy == current.variables->end()
-            || original->get_quality() != copy->second->get_quality()
-            || original->get_value_with_timestamp() != copy->second->get_value_with_timestamp()) {
-            return false;
-        }
-    }
-    return true;
+        return copy != current.variables->end()
+            && original->get_quality() == copy->second->get_quality()
+            && original->get_value_with_timestamp() == copy->second->get_value_with_timestamp();
+    });
 }
 
 providing_application::providing_application(
@@ -134,9 +133,9 @@ std::uint64_t providing_application::get_recoveries() const {
 }
 
 consuming_application::consuming_application(
-    dev::dev_hub& hub, std::string const& name, std::string const& provider_identifier)
+    dev::dev_hub& hub, std::string const& name, std::string provider_identifier)
     : m_hub{hub}
-    , m_provider_identifier{provider_identifier}
+    , m_provider_identifier{std::move(provider_identifier)}
     , m_consumer{name, false, nullptr, nullptr} {
     await([this] { return start(); }, patience);
 }

@@ -54,7 +54,7 @@ private:
 class consuming_application {
 public:
     consuming_application(
-        dev::dev_hub& hub, std::string const& name, std::string const& provider_identifier);
+        dev::dev_hub& hub, std::string const& name, std::string provider_identifier);
 
     /// Reads everything and writes one variable; recovers if the connection is faulted.
     ///

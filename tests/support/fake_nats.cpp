@@ -244,7 +244,7 @@ public:
     std::deque<subscription_record> m_subscriptions;
 
 private:
-    static fake_nats_engine* installed_;
+    static fake_nats_engine* installed_; // NOLINT(*-avoid-non-const-global-variables)
 
     bool m_stopping = false;
     own_thread m_callback_thread;
@@ -265,6 +265,7 @@ private:
     std::vector<subscription_record*> open_subscriptions(std::string_view subject);     // locks
 };
 
+// NOLINTNEXTLINE(*-avoid-non-const-global-variables): one fake at a time, like the library
 fake_nats_engine* fake_nats_engine::installed_ = nullptr;
 
 fake_nats_engine::fake_nats_engine() {
@@ -936,8 +937,8 @@ char const* natsStatus_GetText(natsStatus status) {
     return arvenhold::corvel::hub::status_texts.at(status);
 }
 
-natsStatus natsOptions_Create(natsOptions** newOpts) {
-    return fake_nats_engine::installed().create(newOpts);
+natsStatus natsOptions_Create(natsOptions** created) {
+    return fake_nats_engine::installed().create(created);
 }
 
 natsStatus natsOptions_SetURL(natsOptions* opts, char const* url) {
@@ -950,15 +951,15 @@ natsStatus natsOptions_SetName(natsOptions* opts, char const* name) {
         opts, "natsOptions_SetName", text_of(name), [](auto& /*options*/) {});
 }
 
-natsStatus natsOptions_SetCustomInboxPrefix(natsOptions* opts, char const* inboxPrefix) {
+natsStatus natsOptions_SetCustomInboxPrefix(natsOptions* opts, char const* prefix) {
     return fake_nats_engine::installed().set_option(
-        opts, "natsOptions_SetCustomInboxPrefix", text_of(inboxPrefix), [](auto& /*options*/) {});
+        opts, "natsOptions_SetCustomInboxPrefix", text_of(prefix), [](auto& /*options*/) {});
 }
 
-natsStatus natsOptions_SetTokenHandler(natsOptions* opts, natsTokenHandler tokenCb, void* closure) {
+natsStatus natsOptions_SetTokenHandler(natsOptions* opts, natsTokenHandler handler, void* closure) {
     return fake_nats_engine::installed().set_option(
         opts, "natsOptions_SetTokenHandler", "", [=](auto& options) {
-            options.token = {tokenCb, closure};
+            options.token = {handler, closure};
         });
 }
 
@@ -968,18 +969,18 @@ natsStatus natsOptions_SetAllowReconnect(natsOptions* opts, bool allow) {
 }
 
 natsStatus natsOptions_SetReconnectedCB(
-    natsOptions* opts, natsConnectionHandler reconnectedCb, void* closure) {
+    natsOptions* opts, natsConnectionHandler handler, void* closure) {
     return fake_nats_engine::installed().set_option(
         opts, "natsOptions_SetReconnectedCB", "", [=](auto& options) {
-            options.reconnected = {reconnectedCb, closure};
+            options.reconnected = {handler, closure};
         });
 }
 
 natsStatus natsOptions_SetDisconnectedCB(
-    natsOptions* opts, natsConnectionHandler disconnectedCb, void* closure) {
+    natsOptions* opts, natsConnectionHandler handler, void* closure) {
     return fake_nats_engine::installed().set_option(
         opts, "natsOptions_SetDisconnectedCB", "", [=](auto& options) {
-            options.disconnected = {disconnectedCb, closure};
+            options.disconnected = {handler, closure};
         });
 }
 
@@ -1004,24 +1005,24 @@ natsStatus natsConnection_Subscribe(
     natsConnection* nc,
     char const* subject,
     natsMsgHandler cb,
-    void* cbClosure) {
-    return fake_nats_engine::installed().subscribe(sub, nc, subject, {cb, cbClosure});
+    void* closure) {
+    return fake_nats_engine::installed().subscribe(sub, nc, subject, {cb, closure});
 }
 
 natsStatus natsConnection_Publish(
-    natsConnection* nc, char const* subj, void const* data, int dataLen) {
-    return fake_nats_engine::installed().publish(nc, {subj, bytes_of(data, dataLen)});
+    natsConnection* nc, char const* subj, void const* data, int length) {
+    return fake_nats_engine::installed().publish(nc, {subj, bytes_of(data, length)});
 }
 
 natsStatus natsConnection_Request(
-    natsMsg** replyMsg,
+    natsMsg** reply,
     natsConnection* nc,
     char const* subj,
     void const* data,
-    int dataLen,
+    int length,
     int64_t timeout) {
     return fake_nats_engine::installed().request(
-        replyMsg, nc, {subj, bytes_of(data, dataLen)}, timeout);
+        reply, nc, {subj, bytes_of(data, length)}, timeout);
 }
 
 natsStatus natsConnection_FlushTimeout(natsConnection* nc, int64_t timeout) {

@@ -133,8 +133,8 @@ TEST_F(fake_nats_test, delivers_nothing_after_unsubscribing) {
 }
 
 TEST_F(fake_nats_test, answers_requests_by_script) {
-    nats.answer_requests("ask", {.bytes = "answer", .misalignment = 3});
-    nats.answer_requests("silent", {.status = NATS_TIMEOUT});
+    nats.answer_requests("ask", fake_nats::request_answer{.bytes = "answer", .misalignment = 3});
+    nats.answer_requests("silent", fake_nats::request_answer{.status = NATS_TIMEOUT});
     natsMsg* answer = nullptr;
     natsMsg* none = nullptr;
 
@@ -210,7 +210,7 @@ TEST_F(fake_nats_test, finds_a_request_in_flight_when_the_connection_is_closed) 
     nats.answer_requests("ask", [&](std::string const& /*bytes*/) {
         asked.count_down();
         closed.wait();
-        return fake_nats::request_answer{.status = NATS_CONNECTION_CLOSED};
+        return fake_nats::fake_nats::request_answer{.status = NATS_CONNECTION_CLOSED};
     });
     auto request = std::async(std::launch::async, [this] {
         natsMsg* reply = nullptr;

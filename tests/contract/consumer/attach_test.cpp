@@ -531,7 +531,7 @@ TEST_F(requesting_the_definition, is_refused_unless_the_connection_is_connected)
     auto const connection = attach();
     auto const refusal = [&] {
         nats.forget_calls();
-        auto const message = thrown_message<operational_state_invalid>(
+        auto message = thrown_message<operational_state_invalid>(
             [&] { connection->request_provider_definition(); });
         EXPECT_THAT(nats.calls(), IsEmpty());
         return message;

@@ -150,8 +150,8 @@ TEST_F(change_event, without_a_message_faults_the_connection) {
 }
 
 TEST_F(change_event, without_a_connection_is_reported_and_released) {
-    auto const unresolved = "Failed to process variables changed event: unable to resolve "
-                            "associated provider connection\n";
+    auto const* const unresolved = "Failed to process variables changed event: unable to resolve "
+                                   "associated provider connection\n";
 
     variables_changed_handler()(
         nullptr, nullptr, nats.make_message({variables_changed, ""}), nullptr);

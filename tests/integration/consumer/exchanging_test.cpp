@@ -11,9 +11,7 @@ namespace arvenhold::corvel::hub {
 
 namespace {
 
-using testing::Each;
 using testing::ElementsAre;
-using testing::IsEmpty;
 
 class attached_panel : public panel_on_hub {
 protected:

@@ -18,7 +18,10 @@ void panel_on_hub::connect() {
     connect(panel);
 }
 
-void panel_on_hub::connect(consumer& client, std::string const& secret) {
+void panel_on_hub::connect(
+    consumer& client,
+    std::string const&
+        secret) { // NOLINT(readability-make-member-function-const): starts a client of this hub
     client.connect(hub.nats_server.get_url(), hub.token_endpoint.get_url(), "developer", secret);
 }
 

@@ -23,7 +23,7 @@ struct recorded_call {
 };
 
 // Written before main() begins.
-constinit recorded_call set_up{};
+constinit recorded_call set_up{}; // NOLINT(*-avoid-non-const-global-variables)
 
 template <class Function>
 Function* real_function(char const* name) {

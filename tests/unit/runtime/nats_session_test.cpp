@@ -272,7 +272,7 @@ TEST_F(session, reports_a_publication_that_fails) {
 }
 
 TEST_F(session, requests_with_a_limit_of_five_seconds) {
-    nats.answer_requests("ask", {.bytes = "answer"});
+    nats.answer_requests("ask", fake_nats::request_answer{.bytes = "answer"});
 
     auto const outcome = subject->request("ask", "abc");
 
@@ -283,7 +283,7 @@ TEST_F(session, requests_with_a_limit_of_five_seconds) {
 }
 
 TEST_F(session, reports_a_request_that_fails) {
-    nats.answer_requests("ask", {.status = NATS_TIMEOUT});
+    nats.answer_requests("ask", fake_nats::request_answer{.status = NATS_TIMEOUT});
 
     auto const silent = subject->request("ask", "");
     auto const unknown = subject->request("nobody", "");
@@ -474,7 +474,7 @@ TEST_F(session, refuses_everything_after_its_end) {
 }
 
 TEST_F(session, makes_no_request_after_its_end) {
-    nats.answer_requests("ask", {.bytes = "answer"});
+    nats.answer_requests("ask", fake_nats::request_answer{.bytes = "answer"});
     subject->close();
 
     auto const outcome = subject->request("ask", "");
@@ -532,7 +532,7 @@ TEST_F(session, lets_running_requests_end_before_it_closes_the_connection) {
     nats.answer_requests("ask", [&](std::string const& /*bytes*/) {
         asked.count_down();
         may_answer.wait();
-        return fake_nats::request_answer{.bytes = "answer"};
+        return fake_nats::fake_nats::request_answer{.bytes = "answer"};
     });
     auto request = std::async(std::launch::async, [&] { return subject->request("ask", ""); });
     asked.wait();
@@ -574,7 +574,7 @@ TEST_F(session, may_be_closed_by_a_handler) {
 
 TEST_F(session, may_be_closed_by_many_threads_that_still_use_it) {
     constexpr int count = 6;
-    nats.answer_requests("ask", {.bytes = "answer"});
+    nats.answer_requests("ask", fake_nats::request_answer{.bytes = "answer"});
     std::latch begin{count};
     std::vector<std::future<void>> users;
     for (int number = 0; number < count; ++number) {
