@@ -18,10 +18,8 @@ void panel_on_hub::connect() {
     connect(panel);
 }
 
-void panel_on_hub::connect(
-    consumer& client,
-    std::string const&
-        secret) { // NOLINT(readability-make-member-function-const): starts a client of this hub
+// NOLINTNEXTLINE(readability-make-member-function-const): starts a client of this hub
+void panel_on_hub::connect(consumer& client, std::string const& secret) {
     client.connect(hub.nats_server.get_url(), hub.token_endpoint.get_url(), "developer", secret);
 }
 
