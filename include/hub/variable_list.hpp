@@ -186,7 +186,8 @@ private:
     struct variable_list_construction_enabler;
 
     // The id that the next variable of any list gets. Atomic because lists may be made at once.
-    static std::atomic<variable_id> next_variable_id_; // NOLINT(*-avoid-non-const-global-variables)
+    // NOLINTNEXTLINE(*-avoid-non-const-global-variables): ids are unique in the process
+    static std::atomic<variable_id> next_variable_id_;
 
     // Fixed at construction.
     provider* const m_parent; // only ever printed; the way to the provider is m_provider

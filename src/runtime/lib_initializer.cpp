@@ -13,7 +13,8 @@ namespace {
 // The number of running transfers, and far above it the mark that no further one may begin. Atomic
 // because transfers begin on any thread, also while the process exits.
 constexpr int ended_mark = 1 << 30;
-constinit std::atomic<int> curl_users{0}; // NOLINT(*-avoid-non-const-global-variables)
+// NOLINTNEXTLINE(*-avoid-non-const-global-variables): libcurl is set up for the process
+constinit std::atomic<int> curl_users{0};
 
 // libcurl asks to be set up while the process has one thread, which is true when libraries are
 // loaded and seldom later: hence this one global object with a constructor.

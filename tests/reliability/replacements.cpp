@@ -186,7 +186,7 @@ std::thread until(std::atomic<bool>& stopped, Work work) {
         while (!stopped) {
             try {
                 work();
-            } catch (std::exception const&) { // NOLINT(bugprone-empty-catch)
+            } catch (std::exception const&) { // NOLINT(bugprone-empty-catch): expected here
                 // Refused, because the definition was replaced at this moment.
             }
             std::this_thread::sleep_for(std::chrono::milliseconds{1}); // the pace of the load

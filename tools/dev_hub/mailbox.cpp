@@ -59,8 +59,7 @@ mailbox_address::~mailbox_address() {
 }
 
 void* mailbox_address::get_closure() const {
-    // The NATS client passes the number through and never follows it.
-    // NOLINTNEXTLINE(cppcoreguidelines-pro-type-reinterpret-cast,performance-no-int-to-ptr)
+    // NOLINTNEXTLINE(*-pro-type-reinterpret-cast, performance-no-int-to-ptr): never followed
     return reinterpret_cast<void*>(m_number);
 }
 

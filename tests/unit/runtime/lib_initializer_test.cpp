@@ -23,7 +23,8 @@ struct recorded_call {
 };
 
 // Written before main() begins.
-constinit recorded_call set_up{}; // NOLINT(*-avoid-non-const-global-variables)
+// NOLINTNEXTLINE(*-avoid-non-const-global-variables): see above
+constinit recorded_call set_up{};
 
 template <class Function>
 Function* real_function(char const* name) {

@@ -26,7 +26,6 @@ using testing::Contains;
 using testing::ElementsAre;
 using testing::IsEmpty;
 using testing::Not;
-using testing::SizeIs;
 
 // What a role is to its session.
 struct session_owner {
