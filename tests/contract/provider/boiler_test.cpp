@@ -3,6 +3,8 @@
 
 #include "boiler_test.hpp"
 
+#include <stdexcept>
+
 namespace arvenhold::corvel::hub {
 
 boiler_test::boiler_test() {
@@ -33,7 +35,11 @@ void boiler_test::deliver_verdict(std::string const& bytes, std::size_t misalign
 }
 
 std::string boiler_test::last_published(char const* subject) const {
-    return nats.published(subject).back().bytes;
+    auto const published = nats.published(subject);
+    if (published.empty()) {
+        throw std::runtime_error{std::string{"nothing was published on "} + subject};
+    }
+    return published.back().bytes;
 }
 
 } // namespace arvenhold::corvel::hub

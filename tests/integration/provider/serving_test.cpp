@@ -259,18 +259,17 @@ protected:
     }
 };
 
-TEST_F(provider_without_a_list, answers_no_request) {
-    auto replies = peer.listen("replies");
-
+TEST_F(provider_without_a_list, lets_a_request_run_into_its_time_out) {
     publish_until_written(
         errors,
         "Provider boiler: failed to assemble reply for read request: variable list unavailable\n",
         subjects::read_request,
-        request_for_all(),
-        "replies");
+        request_for_all());
 
-    peer.settle();
-    EXPECT_EQ(replies.waiting(), 0U);
+    auto const answer =
+        peer.request(subjects::read_request, request_for_all(), std::chrono::milliseconds{300});
+
+    EXPECT_EQ(answer.status, NATS_TIMEOUT);
 }
 
 TEST_F(provider_without_a_list, drops_commands) {
