@@ -73,11 +73,9 @@ public:
     /// @param client_secret   Client secret for the same.
     ///
     /// @throws connection_failed    The session could not be opened, the subscription failed, or
-    /// the
-    ///                              registry did not answer. The consumer is not connected.
+    ///                              the registry did not answer. The consumer is not connected.
     /// @throws serialization_fault  The registry's list is malformed. The consumer is connected,
-    /// with
-    ///                              the list that it had before.
+    ///                              with the list that it had before.
     ///
     /// @par Blocking
     /// Up to about 2 s for the server, token request included, and up to 5 s for the registry.
@@ -92,8 +90,8 @@ public:
     /// the session. Does nothing while not connected.
     ///
     /// @par Blocking
-    /// Up to 5 s for a request that another thread has made and that nobody answers, and up to 0.5
-    /// s for unsent data. Callbacks that are running are not waited for.
+    /// Up to 5 s for a request that another thread has made and that nobody answers, and up to
+    /// 0.5 s for unsent data. Callbacks that are running are not waited for.
     void disconnect();
 
     /// Tells whether the session is open and the list of providers was received. Stays true while
@@ -115,7 +113,8 @@ public:
     /// @throws provider_definition_mismatch  The provider replaced its definition meanwhile.
     /// @throws variable_index_invalid        The provider sent a variable that it has not defined.
     /// @throws incompatible_data_type        The provider sent a value of another type than
-    /// defined. After each of these nothing is attached; the call may be repeated.
+    ///                                       defined.
+    /// After each of these nothing is attached; the call may be repeated.
     ///
     /// @par Blocking
     /// Up to 5 s each for the registry and for the provider, and up to 1 s for the server.

@@ -78,9 +78,9 @@ public:
     /// @param client_secret  Client secret for the same.
     ///
     /// @throws connection_failed            The session could not be opened: nothing is connected.
-    /// Or
-    ///                                      a subscription failed: the provider is marked failed,
-    ///                                      disconnect() cleans up. Or sending failed: likewise.
+    ///                                      Or a subscription failed: the provider is marked
+    ///                                      failed, disconnect() cleans up. Or sending failed:
+    ///                                      likewise.
     /// @throws operational_state_invalid    The registry did not answer in time. The provider is
     ///                                      connected and its definition stays registered.
     /// @throws invalid_provider_definition  The registry rejected the definition. The provider is
@@ -119,8 +119,7 @@ public:
     /// @return            The list of the new definition's variables.
     ///
     /// @throws operational_state_invalid    The definition is not finalized: nothing has changed.
-    /// Or
-    ///                                      the registry did not answer in time: the definition
+    ///                                      Or the registry did not answer in time: the definition
     ///                                      stays registered.
     /// @throws connection_failed            Sending failed: the definition stays registered, the
     ///                                      provider is marked failed.

@@ -77,8 +77,7 @@ public:
     ///
     /// @param provider_id  Identifier of the provider.
     /// @param owner        A connected consumer. It neither disconnects this connection nor tells
-    /// it
-    ///                     about lost and returned providers.
+    ///                     it about lost and returned providers.
     static std::shared_ptr<provider_connection> create(
         std::string const& provider_id, consumer& owner);
 
@@ -90,22 +89,19 @@ public:
     ///
     /// @param fingerprint  The definition that the ids belong to.
     /// @param ids          The variables to read. None reads all; every id that the provider
-    /// answers
-    ///                     must be known here.
+    ///                     answers must be known here.
     ///
     /// @throws operational_state_invalid     The connection is not in state `connected`. Nothing
-    /// was
-    ///                                       sent.
+    ///                                       was sent.
     /// @throws provider_definition_mismatch  The connection holds another definition: nothing was
     ///                                       sent. Or the provider does: nothing was changed.
     /// @throws connection_failed             The request failed. The connection is `faulted`.
     /// @throws serialization_fault           The reply is malformed. The connection is `faulted`.
     /// @throws variable_index_invalid        The reply has an unknown id. The connection is
-    /// `faulted`;
-    ///                                       variables before that id have their new values.
+    ///                                       `faulted`; variables before that id have their new
+    ///                                       values.
     /// @throws incompatible_data_type        The reply has a value of another type. As for an
-    /// unknown
-    ///                                       id.
+    ///                                       unknown id.
     ///
     /// @par Blocking
     /// Up to 5 s for the provider.
@@ -121,8 +117,7 @@ public:
     /// @param ids          The variables to write.
     ///
     /// @throws operational_state_invalid     The connection is not in state `connected`. Nothing
-    /// was
-    ///                                       sent.
+    ///                                       was sent.
     /// @throws provider_definition_mismatch  The connection holds another definition. Nothing was
     ///                                       sent.
     /// @throws variable_read_only            The consumer is read-only. Nothing was sent.

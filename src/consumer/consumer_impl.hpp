@@ -42,9 +42,8 @@ struct consumer_link {
 /// 1. Lock order: consumer, then connection, then variable; the lock of the identifiers is taken
 ///    last and for a copy only.
 /// 2. The consumer's lock is held over calls of the NATS client only in connect(), the first
-/// request
-///    for the list of providers included. Connections are told, and the application is called, with
-///    no lock held.
+///    request for the list of providers included. Connections are told, and the application is
+///    called, with no lock held.
 class CORVEL_HUB_INTERNAL consumer::impl : public std::enable_shared_from_this<impl> {
 public:
     using identifier_set = std::set<std::string>;

@@ -55,8 +55,7 @@ struct subscribe_outcome {
 ///    destroyed. The NATS client reads freed memory when a subscription is destroyed while a
 ///    message for it arrives, or when it is closed while a reply arrives.
 /// 2. A subscription that ends early is parked. It is destroyed when a round trip to the server
-/// shows
-///    that no message for it can arrive any more, or with the session.
+///    shows that no message for it can arrive any more, or with the session.
 /// 3. No lock is held while the NATS client is called.
 class nats_session {
 public:

@@ -32,8 +32,7 @@ struct definition {
 /// occurs twice; every data type is known.
 ///
 /// @return a text that names the first variable that breaks a rule, and the rule; nothing for a
-/// good
-///         definition.
+///         good definition.
 [[nodiscard]] std::optional<std::string> find_broken_rule(definition const& checked);
 
 } // namespace arvenhold::corvel::hub::dev

@@ -46,8 +46,7 @@ public:
     /// @param log  Gets the server's events. Must outlive the server.
     ///
     /// @throws dev_hub_failure  nats-server is not installed, the given port is taken, or the
-    /// server
-    ///                          does not come up.
+    ///                          server does not come up.
     nats_server(nats_server_options options, event_log& log);
 
     nats_server(nats_server const&) = delete;
@@ -79,8 +78,7 @@ public:
     /// Starts the server again on its port after stop() or kill(). Does nothing when it runs.
     ///
     /// @throws dev_hub_failure  The server does not come up, for example because another program
-    /// has
-    ///                          taken its port meanwhile. start() may be called again.
+    ///                          has taken its port meanwhile. start() may be called again.
     void start();
 
     /// kill() and start().

@@ -280,6 +280,17 @@ TEST(definition_dump, of_an_empty_definition_leaves_the_flags_of_the_stream_as_t
     EXPECT_EQ(text.flags(), before);
 }
 
+TEST(definition_dump, writes_integers_in_decimal_on_any_stream) {
+    provider_definition definition{255};
+    add_one_variable_of_every_type(definition);
+    std::ostringstream text;
+    text << std::hex;
+
+    definition.to_str(text);
+
+    EXPECT_EQ(text.str(), dump_of(definition));
+}
+
 TEST(definition_dump, aligns_paths_to_the_left_on_any_stream) {
     provider_definition definition{18446744073709551615U};
     add_one_variable_of_every_type(definition);

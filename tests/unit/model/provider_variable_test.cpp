@@ -304,6 +304,16 @@ TEST_F(provider_variable_dump, returns_the_stream) {
     EXPECT_EQ(text.str(), once + once);
 }
 
+TEST_F(provider_variable_dump, writes_integers_in_decimal_on_any_stream) {
+    auto const variable = published_variable(std::int64_t{255});
+    std::ostringstream text;
+    text << std::hex;
+
+    text << *variable;
+
+    EXPECT_EQ(text.str(), dump_of(*variable));
+}
+
 TEST_F(provider_variable_dump, leaves_the_flags_of_the_stream_as_they_were) {
     auto const variable = published_variable(1.5);
     for (auto const adjustment : {std::ios::left, std::ios::right, std::ios::internal}) {

@@ -892,6 +892,15 @@ TEST_F(list_dump, leaves_the_flags_of_the_stream_as_they_were) {
     EXPECT_EQ(text.flags(), before);
 }
 
+TEST_F(list_dump, writes_integers_in_decimal_on_any_stream) {
+    std::ostringstream text;
+    text << std::oct;
+
+    list->to_str(text);
+
+    EXPECT_EQ(text.str(), dump_of(*list));
+}
+
 TEST_F(list_dump, aligns_its_columns_in_the_same_way_on_any_stream) {
     std::ostringstream text;
     text << std::internal;
