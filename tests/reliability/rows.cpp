@@ -6,6 +6,7 @@
 namespace arvenhold::corvel::hub::reliability {
 
 std::string run_server_restarts(effort how_much);
+std::string run_token_endpoints(effort how_much);
 std::string run_replacements(effort how_much);
 std::string run_registries(effort how_much);
 std::string run_calls_from_callbacks(effort how_much);
@@ -24,6 +25,14 @@ std::vector<row> const& all_rows() {
          "both sides reconnect, the definition is registered again, all values, qualities and time "
          "stamps are equal afterwards",
          &run_server_restarts},
+        {3,
+         "a token endpoint that refuses the connection, answers 401, HTML, nothing, a blank after "
+         "the brace, another first key, no closing quote, in two pieces split at every byte, 1 "
+         "MiB, "
+         "a redirect, drop by drop, later than 5 s, with a self-signed certificate",
+         "the documented exception and line each time within 7 s; the same object connects with a "
+         "good endpoint afterwards",
+         &run_token_endpoints},
         {5,
          "the definition replaced under reading, writing and events",
          "no value under a wrong fingerprint; the last definition wins",
