@@ -6,6 +6,7 @@
 namespace arvenhold::corvel::hub::reliability {
 
 std::string run_server_restarts(effort how_much);
+std::string run_mute_servers(effort how_much);
 std::string run_token_endpoints(effort how_much);
 std::string run_replacements(effort how_much);
 std::string run_registries(effort how_much);
@@ -15,6 +16,8 @@ std::string run_cycles(effort how_much);
 std::string run_slow_callback(effort how_much);
 std::string run_identifiers(effort how_much);
 std::string run_numbers(effort how_much);
+std::string run_random_sequences(effort how_much);
+std::string run_random_sequence(std::uint64_t seed);
 
 std::vector<row> const& all_rows() {
     static std::vector<row> const rows{
@@ -25,6 +28,13 @@ std::vector<row> const& all_rows() {
          "both sides reconnect, the definition is registered again, all values, qualities and time "
          "stamps are equal afterwards",
          &run_server_restarts},
+        {2,
+         "nats-server frozen for 5 s; what passes between both applications and the server "
+         "swallowed for 8 s without closing a connection, which the NATS client notices after up "
+         "to 6 minutes, so that the router between them resets the connections in the end",
+         "no call takes longer than documented; then both sides go on, and all values, qualities "
+         "and time stamps become equal",
+         &run_mute_servers},
         {3,
          "a token endpoint that refuses the connection, answers 401, HTML, nothing, a blank after "
          "the brace, another first key, no closing quote, in two pieces split at every byte, 1 "
@@ -72,6 +82,13 @@ std::vector<row> const& all_rows() {
          "in 2262, a clock set back by an hour",
          "every value arrives as it was set, durations in whole microseconds",
          &run_numbers},
+        {13,
+         "random sequences of operations and faults, against a model of the documented state "
+         "machines",
+         "every operation ends as the model says; after each quiet period all states, values, "
+         "qualities and time stamps are those of the model",
+         &run_random_sequences,
+         &run_random_sequence},
     };
     return rows;
 }

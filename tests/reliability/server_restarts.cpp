@@ -1,12 +1,13 @@
 // SPDX-FileCopyrightText: 2026 Arvenhold
 // SPDX-License-Identifier: Apache-2.0
 
+#include "reliability/load.hpp"
 #include "reliability/row.hpp"
 #include "reliability/world.hpp"
 #include "support/await.hpp"
 
+#include <algorithm>
 #include <array>
-#include <atomic>
 #include <chrono>
 #include <sstream>
 #include <thread>
@@ -21,57 +22,6 @@ using std::chrono::milliseconds;
 using std::chrono::steady_clock;
 
 constexpr std::size_t variable_count = 60;
-
-// Keeps both applications busy until told to stop.
-class load {
-public:
-    load(providing_application& providing, consuming_application& consuming)
-        : m_publisher{[this, &providing] {
-            repeat(m_published, [&providing] { return providing.publish_all(); });
-        }}
-        , m_reader{[this, &consuming] {
-            repeat(m_read, [&consuming] { return consuming.read_and_write(); });
-        }} {}
-
-    load(load const&) = delete;
-    load& operator=(load const&) = delete;
-
-    ~load() {
-        m_stopped = true;
-        m_publisher.join();
-        m_reader.join();
-    }
-
-    // Tells whether both have succeeded again since the given counts.
-    [[nodiscard]] bool has_moved_on(std::uint64_t published, std::uint64_t read) const {
-        return m_published > published + 3 && m_read > read + 3;
-    }
-
-    [[nodiscard]] std::uint64_t published() const {
-        return m_published;
-    }
-
-    [[nodiscard]] std::uint64_t read() const {
-        return m_read;
-    }
-
-private:
-    std::atomic<bool> m_stopped{false};
-    std::atomic<std::uint64_t> m_published{0};
-    std::atomic<std::uint64_t> m_read{0};
-    std::thread m_publisher;
-    std::thread m_reader;
-
-    template <class Work>
-    void repeat(std::atomic<std::uint64_t>& successes, Work work) {
-        while (!m_stopped) {
-            if (work()) {
-                ++successes;
-            }
-            std::this_thread::sleep_for(milliseconds{5}); // the pace of the load
-        }
-    }
-};
 
 struct restart_world {
     dev::dev_hub hub;

@@ -65,9 +65,26 @@ bool is_equal(variable_list& provided, provider_connection& consumed) {
     });
 }
 
-providing_application::providing_application(
-    dev::dev_hub& hub, std::string const& identifier, std::size_t variables)
+longest_calls::measurement::measurement(std::chrono::milliseconds& longest)
+    : m_longest{longest} {}
+
+longest_calls::measurement::~measurement() {
+    m_longest = std::max(
+        m_longest,
+        std::chrono::duration_cast<std::chrono::milliseconds>(
+            std::chrono::steady_clock::now() - m_begin));
+}
+
+known_servers::known_servers(dev::dev_hub& hub, std::vector<std::string> urls)
     : m_hub{hub}
+    , m_urls{urls.empty() ? std::vector{hub.get_nats_server().get_url()} : std::move(urls)} {}
+
+providing_application::providing_application(
+    dev::dev_hub& hub,
+    std::string const& identifier,
+    std::size_t variables,
+    std::vector<std::string> servers)
+    : m_servers{hub, std::move(servers)}
     , m_variables{variables}
     , m_fingerprint{variables}
     , m_provider{identifier} {
@@ -80,7 +97,7 @@ bool providing_application::start() {
     fill(definition, m_variables);
     try {
         m_list = m_provider.register_provider_definition(definition);
-        connect(m_provider, m_hub);
+        m_calls.measure("provider::connect", [this] { m_servers.connect(m_provider); });
     } catch (std::exception const&) {
         return false;
     }
@@ -110,10 +127,10 @@ bool providing_application::publish_all() {
         ++position;
     }
     try {
-        m_list->bulk_publish(std::move(values), now());
+        m_calls.measure("publish", [&] { m_list->bulk_publish(std::move(values), now()); });
         return true;
     } catch (std::exception const&) {
-        m_provider.disconnect();
+        m_calls.measure("provider::disconnect", [this] { m_provider.disconnect(); });
         ++m_recoveries;
         start();
         return false;
@@ -132,9 +149,16 @@ std::uint64_t providing_application::get_recoveries() const {
     return m_recoveries;
 }
 
+longest_calls const& providing_application::get_longest_calls() const {
+    return m_calls;
+}
+
 consuming_application::consuming_application(
-    dev::dev_hub& hub, std::string const& name, std::string provider_identifier)
-    : m_hub{hub}
+    dev::dev_hub& hub,
+    std::string const& name,
+    std::string provider_identifier,
+    std::vector<std::string> servers)
+    : m_servers{hub, std::move(servers)}
     , m_provider_identifier{std::move(provider_identifier)}
     , m_consumer{name, false, nullptr, nullptr} {
     await([this] { return start(); }, patience);
@@ -142,8 +166,9 @@ consuming_application::consuming_application(
 
 bool consuming_application::start() {
     try {
-        connect(m_consumer, m_hub);
-        m_connection = m_consumer.attach_to_provider(m_provider_identifier);
+        m_calls.measure("consumer::connect", [this] { m_servers.connect(m_consumer); });
+        m_connection = m_calls.measure(
+            "attach", [this] { return m_consumer.attach_to_provider(m_provider_identifier); });
     } catch (std::exception const&) {
         return false;
     }
@@ -153,16 +178,17 @@ bool consuming_application::start() {
 bool consuming_application::read_and_write() {
     try {
         auto const current = m_connection->get_current_variables();
-        m_connection->update_all_variables();
+        m_calls.measure("read", [this] { m_connection->update_all_variables(); });
         auto const chosen = std::next(current.variables->begin(), writable_position);
         chosen->second->set_value(++m_written, now());
-        m_connection->write_variables(current.fingerprint, {chosen->first});
+        m_calls.measure(
+            "write", [&] { m_connection->write_variables(current.fingerprint, {chosen->first}); });
         return true;
     } catch (std::exception const&) {
         auto const state = m_connection->get_state();
         if (state == provider_connection_state::faulted
             || state == provider_connection_state::disconnected) {
-            m_consumer.disconnect();
+            m_calls.measure("consumer::disconnect", [this] { m_consumer.disconnect(); });
             ++m_recoveries;
             start();
         }
@@ -180,6 +206,10 @@ provider_connection& consuming_application::get_connection() {
 
 std::uint64_t consuming_application::get_recoveries() const {
     return m_recoveries;
+}
+
+longest_calls const& consuming_application::get_longest_calls() const {
+    return m_calls;
 }
 
 } // namespace arvenhold::corvel::hub::reliability

@@ -8,20 +8,79 @@
 
 #include <chrono>
 #include <cstdint>
+#include <map>
 #include <memory>
 #include <string>
+#include <utility>
+#include <vector>
 
 namespace arvenhold::corvel::hub::reliability {
 
 /// How long anything may take that is announced by nobody.
 inline constexpr std::chrono::seconds patience{60};
 
+/// How long the longest call of each operation has taken. Used by one thread at a time.
+class longest_calls {
+public:
+    template <class Call>
+    auto measure(std::string const& operation, Call call) {
+        measurement const ended_by_return_or_throw{m_longest[operation]};
+        return call();
+    }
+
+    [[nodiscard]] std::map<std::string, std::chrono::milliseconds> const& get() const {
+        return m_longest;
+    }
+
+private:
+    class measurement {
+    public:
+        explicit measurement(std::chrono::milliseconds& longest);
+        measurement(measurement const&) = delete;
+        measurement& operator=(measurement const&) = delete;
+        ~measurement();
+
+    private:
+        std::chrono::milliseconds& m_longest;
+        std::chrono::steady_clock::time_point const m_begin = std::chrono::steady_clock::now();
+    };
+
+    std::map<std::string, std::chrono::milliseconds> m_longest;
+};
+
+/// The servers that an application knows, one of which is tried with each connect.
+class known_servers {
+public:
+    /// @param urls  None for the hub's own.
+    known_servers(dev::dev_hub& hub, std::vector<std::string> urls);
+
+    /// Connects with the hub's first client to the server whose turn it is.
+    template <class Client>
+    void connect(Client& client) {
+        client.connect(
+            m_urls.at(m_attempts++ % m_urls.size()),
+            m_hub.get_token_endpoint().get_url(),
+            "developer",
+            "developer-secret");
+    }
+
+private:
+    dev::dev_hub& m_hub;
+    std::vector<std::string> const m_urls;
+    std::size_t m_attempts = 0;
+};
+
 /// An application that provides variables of all six types and recovers the way the documents say:
 /// after a failure it disconnects, registers again and connects.
 class providing_application {
 public:
     /// @param variables  How many; at least six.
-    providing_application(dev::dev_hub& hub, std::string const& identifier, std::size_t variables);
+    /// @param servers    As known_servers has them.
+    providing_application(
+        dev::dev_hub& hub,
+        std::string const& identifier,
+        std::size_t variables,
+        std::vector<std::string> servers = {});
 
     /// Changes every variable and publishes; recovers if the provider has failed.
     ///
@@ -31,9 +90,11 @@ public:
     [[nodiscard]] provider& get_provider();
     [[nodiscard]] variable_list& get_list();
     [[nodiscard]] std::uint64_t get_recoveries() const;
+    [[nodiscard]] longest_calls const& get_longest_calls() const;
 
 private:
-    dev::dev_hub& m_hub;
+    known_servers m_servers;
+    longest_calls m_calls;
     std::size_t const m_variables;
     definition_fingerprint const m_fingerprint;
     provider m_provider;
@@ -53,8 +114,12 @@ private:
 /// it disconnects, connects and attaches again.
 class consuming_application {
 public:
+    /// @param servers  As known_servers has them.
     consuming_application(
-        dev::dev_hub& hub, std::string const& name, std::string provider_identifier);
+        dev::dev_hub& hub,
+        std::string const& name,
+        std::string provider_identifier,
+        std::vector<std::string> servers = {});
 
     /// Reads everything and writes one variable; recovers if the connection is faulted.
     ///
@@ -64,9 +129,11 @@ public:
     [[nodiscard]] consumer& get_consumer();
     [[nodiscard]] provider_connection& get_connection();
     [[nodiscard]] std::uint64_t get_recoveries() const;
+    [[nodiscard]] longest_calls const& get_longest_calls() const;
 
 private:
-    dev::dev_hub& m_hub;
+    known_servers m_servers;
+    longest_calls m_calls;
     std::string const m_provider_identifier;
     consumer m_consumer;
     std::shared_ptr<provider_connection> m_connection;
@@ -88,11 +155,7 @@ variable_value value_for(std::size_t position, std::uint64_t round);
 /// Connects with the hub's first client.
 template <class Client>
 void connect(Client& client, dev::dev_hub& hub) {
-    client.connect(
-        hub.get_nats_server().get_url(),
-        hub.get_token_endpoint().get_url(),
-        "developer",
-        "developer-secret");
+    known_servers{hub, {}}.connect(client);
 }
 
 } // namespace arvenhold::corvel::hub::reliability

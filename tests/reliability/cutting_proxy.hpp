@@ -1,0 +1,56 @@
+// SPDX-FileCopyrightText: 2026 Arvenhold
+// SPDX-License-Identifier: Apache-2.0
+
+// Stands between clients and a server the way a router does, and can lose what passes without a
+// word to either side.
+
+#pragma once
+
+#include <atomic>
+#include <cstdint>
+#include <memory>
+#include <string>
+#include <thread>
+#include <vector>
+
+namespace arvenhold::corvel::hub::reliability {
+
+/// Passes TCP connections to a server on, from a free port on loopback.
+class cutting_proxy {
+public:
+    /// @param server_url  "nats://127.0.0.1:" and the port.
+    explicit cutting_proxy(std::string const& server_url);
+
+    cutting_proxy(cutting_proxy const&) = delete;
+    cutting_proxy& operator=(cutting_proxy const&) = delete;
+
+    /// Closes everything.
+    ~cutting_proxy();
+
+    /// What clients connect to instead.
+    [[nodiscard]] std::string get_url() const;
+
+    /// Swallows every byte in both directions from now on. Connections stay open until one side
+    /// closes its end, and new ones are taken.
+    void cut();
+
+    /// Closes all connections, for each may have lost bytes, and passes new ones on.
+    void mend();
+
+private:
+    class connection;
+
+    std::uint16_t const m_server_port;
+    int const m_listener;
+    std::atomic<bool> m_cut{false};    // read by the thread for each piece
+    std::atomic<bool> m_mended{false}; // a request to the thread, which clears it
+    std::atomic<bool> m_ending{false};
+    std::vector<std::unique_ptr<connection>> m_connections; // used by the thread alone
+    std::thread m_thread;
+
+    void run();
+    void take_connection();
+    void pass_on();
+};
+
+} // namespace arvenhold::corvel::hub::reliability
