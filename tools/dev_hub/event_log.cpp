@@ -12,7 +12,7 @@
 namespace arvenhold::corvel::hub::dev {
 namespace {
 
-constexpr std::size_t kept_events = 100'000;
+constexpr std::size_t kept_events = 10'000;
 
 char const* get_label(event_kind kind) {
     switch (kind) {

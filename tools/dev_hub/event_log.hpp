@@ -50,7 +50,7 @@ struct hub_event {
     std::string detail;  ///< Everything else, for people.
 };
 
-/// Keeps the latest hundred thousand events.
+/// Keeps the latest ten thousand events.
 ///
 /// @par Thread safety
 /// All operations may be called from any thread.

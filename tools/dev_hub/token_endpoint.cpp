@@ -18,6 +18,7 @@
 #include <array>
 #include <cctype>
 #include <condition_variable>
+#include <deque>
 #include <mutex>
 #include <numeric>
 #include <optional>
@@ -29,6 +30,7 @@ namespace arvenhold::corvel::hub::dev {
 namespace {
 
 constexpr char const* path = "/token";
+constexpr std::size_t kept_requests = 1'000;
 constexpr char const* json_content = "application/json";
 constexpr std::array known_scopes{
     provider_scope, read_only_consumer_scope, read_write_consumer_scope};
@@ -153,7 +155,7 @@ public:
 
     [[nodiscard]] std::vector<token_request> get_requests() const {
         std::scoped_lock const lock{m_mutex};
-        return m_requests;
+        return {m_requests.begin(), m_requests.end()};
     }
 
     [[nodiscard]] bool wait_until_requested(
@@ -257,6 +259,9 @@ private:
     std::optional<fixed_answer> take_request(token_request const& request) {
         std::unique_lock lock{m_mutex};
         m_requests.push_back(request);
+        if (m_requests.size() > kept_requests) {
+            m_requests.pop_front();
+        }
         m_changed.notify_all();
         m_changed.wait_for(lock, m_delay, [this] { return m_closing; });
         return m_fixed_answer;
@@ -293,7 +298,7 @@ private:
 
     mutable std::mutex m_mutex; // guards what the request threads share, down to m_closing
     mutable std::condition_variable m_changed;
-    std::vector<token_request> m_requests;
+    std::deque<token_request> m_requests;
     std::chrono::milliseconds m_delay{0};
     std::optional<fixed_answer> m_fixed_answer;
     bool m_closing = false;

@@ -84,10 +84,11 @@ public:
     /// "http://127.0.0.1:", the port and "/token".
     [[nodiscard]] std::string get_url() const;
 
-    /// All requests so far, in the order of their arrival. A request is here before it is answered.
+    /// The latest thousand requests, in the order of their arrival. A request is here before it is
+    /// answered.
     [[nodiscard]] std::vector<token_request> get_requests() const;
 
-    /// @return whether at least `count` requests have arrived before `limit` had passed.
+    /// @return whether at least `count` requests were kept before `limit` had passed.
     [[nodiscard]] bool wait_until_requested(
         std::size_t count, std::chrono::milliseconds limit) const;
 

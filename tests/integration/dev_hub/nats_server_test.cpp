@@ -2,9 +2,13 @@
 // SPDX-License-Identifier: Apache-2.0
 
 #include "connect_attempt.hpp"
+#include "dev_hub/child_process.hpp"
 #include "dev_hub/dev_hub_failure.hpp"
 #include "dev_hub/event_log.hpp"
 #include "dev_hub/nats_server.hpp"
+#include "support/await.hpp"
+#include "support/free_port.hpp"
+#include "support/raw_peer.hpp"
 #include "support/thrown_message.hpp"
 
 #include <gmock/gmock.h>
@@ -12,11 +16,16 @@
 
 #include <chrono>
 #include <string>
+#include <utility>
 
 namespace arvenhold::corvel::hub::dev {
 namespace {
 
 using testing::MatchesRegex;
+
+std::string get_port(nats_server const& server) {
+    return server.get_url().substr(std::string{"nats://127.0.0.1:"}.size());
+}
 
 class nats_server_test : public testing::Test {
 protected:
@@ -56,7 +65,7 @@ TEST_F(nats_server_test, takes_the_given_settings) {
 }
 
 TEST_F(nats_server_test, says_that_a_given_port_is_taken) {
-    auto const port = server.get_url().substr(std::string{"nats://127.0.0.1:"}.size());
+    auto const port = get_port(server);
     nats_server_options options;
     options.port = static_cast<std::uint16_t>(std::stoi(port));
 
@@ -157,6 +166,40 @@ TEST_F(nats_server_test, can_be_stopped_while_frozen) {
     // By itself, not by force, which follows after two seconds.
     EXPECT_LT(std::chrono::steady_clock::now() - start, std::chrono::seconds{2});
     EXPECT_FALSE(server.is_running());
+}
+
+TEST_F(nats_server_test, drops_a_client_that_does_not_answer_in_the_given_interval) {
+    nats_server_options options;
+    options.ping_interval = std::chrono::seconds{1};
+    nats_server const other{options, log};
+    // The shell is a client that sends what a client begins with, and then only listens.
+    child_process const silent{
+        "/bin/bash",
+        {"-c",
+         "exec 3<>/dev/tcp/127.0.0.1/" + get_port(other) + "; echo 'CONNECT {\"auth_token\":\""
+             + other.get_token() + "\",\"verbose\":false}' >&3; exec cat <&3"}};
+
+    EXPECT_TRUE(silent.wait_until_output_contains("-ERR 'Stale Connection'", patience));
+    EXPECT_TRUE(silent.wait_until_ended(patience));
+}
+
+TEST(nats_server_in_a_cluster, passes_messages_on_to_the_other_server) {
+    event_log log{nullptr};
+    nats_server_options options;
+    options.token = "common";
+    options.cluster_ports = {find_free_port(), find_free_port()};
+    nats_server const first{options, log};
+    std::swap(options.cluster_ports.front(), options.cluster_ports.back());
+    nats_server const second{options, log};
+    raw_peer listener{first.get_url(), "common"};
+    raw_peer speaker{second.get_url(), "common"};
+    auto inbox = listener.listen("greeting");
+
+    // The servers get to know each other in the background.
+    EXPECT_TRUE(await([&] {
+        speaker.publish("greeting", "hello");
+        return inbox.waiting() > 0;
+    }));
 }
 
 } // namespace

@@ -4,6 +4,8 @@
 #include "dev_hub/dev_hub.hpp"
 #include "dev_hub/dev_hub_failure.hpp"
 #include "dev_hub/registry.hpp"
+#include "support/await.hpp"
+#include "support/free_port.hpp"
 #include "support/raw_peer.hpp"
 #include "support/thrown_message.hpp"
 #include "wire_messages.hpp"
@@ -618,6 +620,25 @@ TEST_F(registry_test, takes_nobody_for_lost_while_the_server_is_away) {
     server.kill();
 
     EXPECT_FALSE(tested.wait_until_provider_gone("boiler", 200ms));
+}
+
+TEST(registry_in_a_cluster, moves_to_another_server_when_its_own_is_killed) {
+    auto options = make_options();
+    options.nats_server.token = "common";
+    options.nats_server.cluster_ports = {find_free_port(), find_free_port()};
+    dev_hub hub{options};
+    std::swap(options.nats_server.cluster_ports[0], options.nats_server.cluster_ports[1]);
+    nats_server const other{options.nats_server, hub.get_log()};
+    raw_peer peer{other.get_url(), "common"};
+    auto const ask = [&peer] {
+        return peer.request("v1.loc.registry.providers.qry.read", make_list_query());
+    };
+    ASSERT_TRUE(await([&] { return ask().status == NATS_OK; }));
+
+    hub.get_nats_server().kill();
+
+    EXPECT_TRUE(hub.get_log().wait_until_recorded(event_kind::registry_ready, {}, 2, patience));
+    EXPECT_EQ(ask().status, NATS_OK);
 }
 
 TEST(dev_hub, admits_clients_with_its_token_and_writes_a_line_per_event) {

@@ -230,6 +230,17 @@ TEST_F(token_endpoint_test, records_requests) {
     EXPECT_EQ(requests[1].scope, "hub.variables.readonly");
 }
 
+TEST_F(token_endpoint_test, keeps_the_latest_thousand_requests) {
+    for (int number = 0; number <= 1'000; ++number) {
+        ASSERT_TRUE(post(good_header, ("scope=" + std::to_string(number)).c_str()));
+    }
+
+    auto const requests = endpoint.get_requests();
+    ASSERT_THAT(requests, SizeIs(1'000));
+    EXPECT_EQ(requests.front().scope, "1");
+    EXPECT_EQ(requests.back().scope, "1000");
+}
+
 TEST_F(token_endpoint_test, does_not_wait_longer_than_asked_for_requests) {
     EXPECT_FALSE(endpoint.wait_until_requested(1, 1ms));
 }
