@@ -9,14 +9,29 @@
 #include <exception>
 #include <iostream>
 #include <string>
+#include <string_view>
 
 namespace {
 
 using namespace arvenhold::corvel::hub::reliability;
 
-int run(row const& chosen, effort how_much) {
+constexpr std::string_view seed_prefix = "seed=";
+
+bool can_run(row const& chosen, std::string const& how_much) {
+    return how_much == "quick" || how_much == "full"
+        || (chosen.run_seed != nullptr && how_much.starts_with(seed_prefix));
+}
+
+std::string get_figures(row const& chosen, std::string const& how_much) {
+    if (how_much.starts_with(seed_prefix)) {
+        return chosen.run_seed(std::stoull(how_much.substr(seed_prefix.size())));
+    }
+    return chosen.run(how_much == "full" ? effort::full : effort::quick);
+}
+
+int run(row const& chosen, std::string const& how_much) {
     try {
-        auto const figures = chosen.run(how_much);
+        auto const figures = get_figures(chosen, how_much);
         std::cout << "| " << chosen.number << " | " << chosen.fault << " | " << chosen.must_hold
                   << " | " << figures << " |" << std::endl;
         return EXIT_SUCCESS;
@@ -30,14 +45,15 @@ int run(row const& chosen, effort how_much) {
 
 int main(int argument_count, char** arguments) {
     std::vector<std::string> const words{arguments + 1, arguments + argument_count};
-    if (words.size() == 2 && (words[1] == "quick" || words[1] == "full")) {
+    if (words.size() == 2) {
         for (auto const& candidate : all_rows()) {
-            if (std::to_string(candidate.number) == words[0]) {
-                return run(candidate, words[1] == "full" ? effort::full : effort::quick);
+            if (std::to_string(candidate.number) == words[0] && can_run(candidate, words[1])) {
+                return run(candidate, words[1]);
             }
         }
     }
-    std::cerr << "usage: reliability ROW quick|full\nrows:\n";
+    std::cerr << "usage: reliability ROW quick|full|seed=NUMBER\n"
+                 "A seed runs one sequence of row 13 alone.\nrows:\n";
     for (auto const& candidate : all_rows()) {
         std::cerr << "  " << candidate.number << "  " << candidate.fault << '\n';
     }

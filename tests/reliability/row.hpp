@@ -3,6 +3,7 @@
 
 #pragma once
 
+#include <cstdint>
 #include <stdexcept>
 #include <string>
 #include <string_view>
@@ -22,6 +23,9 @@ struct row {
     std::string_view fault;     ///< What is done to the library.
     std::string_view must_hold; ///< What is demanded.
     std::string (*run)(effort); ///< Returns the figures; throws row_failure.
+
+    /// The same for a single seed; null for a row that draws nothing.
+    std::string (*run_seed)(std::uint64_t) = nullptr;
 };
 
 /// Something that must hold does not.
