@@ -10,7 +10,7 @@ ifneq ($(shell command -v ccache),)
 export CMAKE_CXX_COMPILER_LAUNCHER := ccache
 endif
 
-.PHONY: help demo test test-asan test-tsan check docs package clean deps
+.PHONY: help demo test test-asan test-tsan check bench docs package clean deps
 
 help: ## Show the targets
 	@awk -F ':.*## ' '/^[a-z-]+:.*## / { printf "make %-10s  %s\n", $$1, $$2 }' $(MAKEFILE_LIST)
@@ -36,6 +36,11 @@ test test-asan test-tsan:
 
 check: deps ## Run all static checks (ONLY="format layers": just these)
 	@tools/checks/check.py $(ONLY)
+
+bench: deps ## Compare the library with hand-written code, and tell which targets are met
+	@cmake --preset release >/dev/null
+	@cmake --build --preset release --target corvel-hub-bench
+	@bench/run
 
 docs: deps ## Write the interface's documentation to build/docs/html
 	@tools/checks/documentation.py
