@@ -39,6 +39,19 @@ nats_server_options with_token(nats_server_options options) {
     return options;
 }
 
+// The part of the server's configuration that makes it one of a cluster; empty without one.
+std::string make_cluster_configuration(std::vector<std::uint16_t> const& ports) {
+    if (ports.empty()) {
+        return {};
+    }
+    std::string routes;
+    for (std::size_t other = 1; other < ports.size(); ++other) {
+        routes += "nats-route://127.0.0.1:" + std::to_string(ports[other]) + "\n";
+    }
+    return "cluster { name: hub, listen: 127.0.0.1:" + std::to_string(ports.front())
+         + ", routes: [\n" + routes + "] }\n";
+}
+
 std::string get_installed(std::string const& executable) {
     if (auto const found = find_executable(executable)) {
         return *found;
@@ -155,7 +168,9 @@ bool nats_server::try_start_locked() {
     // Over standard input, so that the token shows in no list of processes and no file is left.
     auto const configuration = "listen: \"" + address + "\"\n"
                              + "max_payload: " + std::to_string(m_options.max_payload) + "\n"
-                             + "authorization { token: \"" + m_options.token + "\" }\n";
+                             + "ping_interval: " + std::to_string(m_options.ping_interval.count())
+                             + "\n" + "authorization { token: \"" + m_options.token + "\" }\n"
+                             + make_cluster_configuration(m_options.cluster_ports);
     m_process = std::make_unique<child_process>(
         m_executable, std::vector<std::string>{"-c", "/dev/stdin"}, configuration);
     if (m_process->wait_until_output_contains(

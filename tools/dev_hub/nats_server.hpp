@@ -7,11 +7,13 @@
 
 #include <sys/types.h>
 
+#include <chrono>
 #include <cstddef>
 #include <cstdint>
 #include <memory>
 #include <mutex>
 #include <string>
+#include <vector>
 
 namespace arvenhold::corvel::hub::dev {
 
@@ -30,6 +32,14 @@ struct nats_server_options {
 
     /// The token that admits clients; empty for a random one. Letters and digits.
     std::string token;
+
+    /// A client that says nothing is asked in this interval whether it is still there, and is
+    /// dropped instead of being asked a third time in vain.
+    std::chrono::seconds ping_interval{120};
+
+    /// The ports on 127.0.0.1 at which the servers of a cluster find each other, this server's own
+    /// first; none for a server on its own. The servers of a cluster must have the same token.
+    std::vector<std::uint16_t> cluster_ports;
 };
 
 /// A nats-server that admits the holders of one token.

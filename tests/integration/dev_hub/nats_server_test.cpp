@@ -176,8 +176,8 @@ TEST_F(nats_server_test, drops_a_client_that_does_not_answer_in_the_given_interv
     child_process const silent{
         "/bin/bash",
         {"-c",
-         "exec 3<>/dev/tcp/127.0.0.1/" + get_port(other) + "; echo 'CONNECT {\"auth_token\":\""
-             + other.get_token() + "\",\"verbose\":false}' >&3; exec cat <&3"}};
+         "exec 3<>/dev/tcp/127.0.0.1/" + get_port(other) + R"(; echo 'CONNECT {"auth_token":")"
+             + other.get_token() + R"(","verbose":false}' >&3; exec cat <&3)"}};
 
     EXPECT_TRUE(silent.wait_until_output_contains("-ERR 'Stale Connection'", patience));
     EXPECT_TRUE(silent.wait_until_ended(patience));
