@@ -372,6 +372,7 @@ void hub_model::judge_normally() {
 
 void hub_model::withdraw_definition() {
     m_registry.known.reset();
+    m_uncertain = true; // the provider gets the event, too
     auto const& connection = m_consumer.attached;
     if (connection && connection->state == provider_connection_state::connected) {
         *connection = {provider_connection_state::connected, 0, {}, {}};

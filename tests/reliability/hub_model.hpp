@@ -166,8 +166,9 @@ public:
     /// takes the five seconds of its time limit.
     [[nodiscard]] bool attaching_takes_long() const;
 
-    /// Whether the order of the definition event and the list of providers has decided if the
-    /// consumer used the event, since the last call. Both ways end alike.
+    /// Whether events were sent, since the last call, of which their receivers may show nothing:
+    /// because they are not meant for them, or because another event was faster. What can be seen
+    /// is the same either way.
     bool take_uncertainty();
 
 private:

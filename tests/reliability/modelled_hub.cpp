@@ -9,8 +9,11 @@
 #include "support/odd_messages.hpp"
 
 #include <cxxabi.h>
+#include <unistd.h>
 
 #include <cstdlib>
+#include <filesystem>
+#include <fstream>
 #include <limits>
 #include <sstream>
 #include <typeinfo>
@@ -28,10 +31,6 @@ constexpr milliseconds verdict_delay{10};
 
 // Long enough for a provider to announce itself to a registry that has restarted.
 constexpr milliseconds probe_interval{100};
-
-// One shows that everything has reached the server that the provider has sent before. Nothing shows
-// that it has handled an event of the registry, but meanwhile it has had the time for it.
-constexpr unsigned round_trips = 3;
 
 constexpr std::uint32_t unused_id = std::numeric_limits<std::uint32_t>::max();
 
@@ -149,6 +148,31 @@ variable_permissions permissions_at(std::size_t position) {
     return position % 3 == 1 ? variable_permissions::read_only : variable_permissions::read_write;
 }
 
+bool rests(std::filesystem::path const& thread) {
+    std::ifstream file{thread / "stat"};
+    std::string line;
+    std::getline(file, line);
+    // The state follows the name, which may contain anything, in brackets.
+    auto const end_of_name = line.rfind(')');
+    return end_of_name == std::string::npos || line.substr(end_of_name + 2, 1) == "S";
+}
+
+// A thread of the NATS client that a message was given to does not rest before it has handled it.
+void wait_until_threads_rest() {
+    std::set<std::filesystem::path> busy;
+    for (auto const& thread : std::filesystem::directory_iterator{"/proc/self/task"}) {
+        if (thread.path().filename() != std::to_string(gettid())) {
+            busy.insert(thread.path());
+        }
+    }
+    demand(
+        await([&] {
+            std::erase_if(busy, rests);
+            return busy.empty();
+        }),
+        "a thread never rests");
+}
+
 std::shared_ptr<list_model> model_of(
     variable_list const& list, definition_fingerprint fingerprint, std::uint64_t values) {
     auto model = std::make_shared<list_model>();
@@ -182,6 +206,7 @@ modelled_hub::modelled_hub(shared_hub& services, std::uint64_t number)
     m_witness.now = first_time();
     make_provider();
     make_consumer(false);
+    flush_registry(); // of what the sequence before has caused
 }
 
 modelled_hub::~modelled_hub() {
@@ -369,13 +394,27 @@ void modelled_hub::settle(std::size_t updates_before, std::size_t certain_update
             "the consumer was not told of every list of providers");
     }
     demand(await([&] { return find_difference().empty(); }), find_difference());
-    settle_definition_events(updates_before, certain_updates);
-    settle_change_events();
+    if (model.take_uncertainty()) {
+        repeat_definition_event();
+        settle_change_events();
+        wait_until_threads_rest();
+    } else {
+        demand(
+            await([&] { return m_witness.definition_updates >= updates_before + certain_updates; }),
+            "the consumer's application was not told of a definition");
+        settle_change_events();
+    }
     auto const difference = find_difference();
     demand(difference.empty(), difference);
 }
 
 // Whatever the registry has sent has reached the server afterwards.
+void modelled_hub::flush_registry() {
+    auto const answer = m_services.peer.request(
+        "v1.loc.registry.providers.qry.read", wire::read_providers_query_response({}));
+    demand(answer.status == NATS_OK, "the registry does not answer");
+}
+
 void modelled_hub::settle_registry() {
     auto const& log = m_services.hub.get_log();
     auto const& expected = model.get_registry();
@@ -397,9 +436,7 @@ void modelled_hub::settle_registry() {
             await([&] { return count_published_lists() > *before; }),
             "the registry has not published its list after a restart");
     }
-    auto const answer = m_services.peer.request(
-        "v1.loc.registry.providers.qry.read", wire::read_providers_query_response({}));
-    demand(answer.status == NATS_OK, "the registry does not answer");
+    flush_registry();
 }
 
 // Whatever the provider has sent has reached the server afterwards.
@@ -411,23 +448,14 @@ void modelled_hub::settle_provider() {
     if (!expected.is_connected || !expected.list) {
         return;
     }
-    for (unsigned count = 0; count < round_trips; ++count) {
-        auto const answer = m_services.peer.request(
-            "v1.loc." + m_provider_identifier + ".vars.qry.read",
-            wire::read_variables_query({{unused_id}}));
-        demand(answer.status == NATS_OK, "the provider does not answer");
-    }
+    auto const answer = m_services.peer.request(
+        "v1.loc." + m_provider_identifier + ".vars.qry.read",
+        wire::read_variables_query({{unused_id}}));
+    demand(answer.status == NATS_OK, "the provider does not answer");
 }
 
-void modelled_hub::settle_definition_events(
-    std::size_t updates_before, std::size_t certain_updates) {
+void modelled_hub::repeat_definition_event() {
     auto const& connection = model.get_consumer().attached;
-    if (!model.take_uncertainty()) {
-        demand(
-            await([&] { return m_witness.definition_updates >= updates_before + certain_updates; }),
-            "the consumer's application was not told of a definition");
-        return;
-    }
     if (!connection || connection->state != provider_connection_state::connected
         || connection->fingerprint == 0) {
         return;

@@ -108,9 +108,10 @@ private:
     void make_consumer(bool read_only);
     [[nodiscard]] std::size_t count_published_lists() const;
     void settle(std::size_t updates_before, std::size_t certain_updates);
+    void flush_registry();
     void settle_registry();
     void settle_provider();
-    void settle_definition_events(std::size_t updates_before, std::size_t certain_updates);
+    void repeat_definition_event();
     void settle_change_events();
     [[nodiscard]] std::string find_difference();
     [[nodiscard]] std::string find_difference_of_provider();
