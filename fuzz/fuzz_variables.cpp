@@ -1,0 +1,190 @@
+// SPDX-FileCopyrightText: 2026 Arvenhold
+// SPDX-License-Identifier: Apache-2.0
+
+// Lists of variables of any shape, and read requests: the readers yield what was written, or the
+// fault that goes with what is missing.
+
+#include "fuzz/support/expected.hpp"
+#include "fuzz/support/inputs.hpp"
+#include "fuzz/support/target.hpp"
+#include "protocol/payload.hpp"
+#include "protocol/variables_codec.hpp"
+#include <hub/serialization_fault.hpp>
+
+#include <bit>
+
+namespace arvenhold::corvel::hub::fuzz {
+
+namespace {
+
+constexpr std::uint8_t string_tag = 5;
+
+// The alternative of a value's field that goes with a tag; none for a tag without a type.
+std::optional<std::size_t> alternative_of(std::uint8_t tag) {
+    switch (tag) {
+    case 1:
+        return 0; // bool
+    case 3:
+        return 1; // double
+    case 4:
+        return 2; // int64
+    case string_tag:
+        return 3; // text
+    case 2:
+    case 6:
+        return 4; // span and point in time
+    default:
+        return std::nullopt;
+    }
+}
+
+std::uint64_t nanoseconds_of(wire::time_struct const& time) {
+    return static_cast<std::uint64_t>(time.seconds) * 1'000'000'000U
+         + static_cast<std::uint64_t>(std::int64_t{time.nanos});
+}
+
+timestamp point_of(wire::time_struct const& time) {
+    return timestamp{std::chrono::nanoseconds{static_cast<std::int64_t>(nanoseconds_of(time))}};
+}
+
+std::chrono::nanoseconds span_of(wire::time_struct const& time) {
+    auto const count = static_cast<std::int64_t>(nanoseconds_of(time));
+    return std::chrono::nanoseconds{count - count % 1000};
+}
+
+// What a tag makes of the field that belongs to it; of an absent one, the type's zero.
+variable_value value_of(std::uint8_t tag, std::optional<wire::value_field> const& field) {
+    switch (tag) {
+    case 1:
+        return field ? std::get<bool>(*field) : false;
+    case 2:
+        return span_of(field ? std::get<wire::time_struct>(*field) : wire::time_struct{});
+    case 3:
+        return field ? std::get<double>(*field) : 0.0;
+    case 4:
+        return field ? std::get<std::int64_t>(*field) : 0;
+    case string_tag:
+        return std::get<std::string>(*field);
+    default:
+        return point_of(field ? std::get<wire::time_struct>(*field) : wire::time_struct{});
+    }
+}
+
+bool is_same(variable_value const& one, variable_value const& other) {
+    auto const* const number = std::get_if<double>(&one);
+    auto const* const other_number = std::get_if<double>(&other);
+    if (number != nullptr && other_number != nullptr) {
+        // Bit by bit, for numbers that are none.
+        return std::bit_cast<std::uint64_t>(*number) == std::bit_cast<std::uint64_t>(*other_number);
+    }
+    return one == other;
+}
+
+void check_value(std::optional<variable_value> const& value, wire::variable_table const& table) {
+    auto const tag = table.value_type.value_or(0);
+    auto const alternative = alternative_of(tag);
+    if (!table.value || !alternative) {
+        require(!value, "a variable without a value keeps its own");
+    } else if (!table.value->value || table.value->value->index() == *alternative) {
+        require(value && is_same(*value, value_of(tag, table.value->value)), "the value is kept");
+    } // Otherwise the table is another type's: well-formed, but without a meaning.
+}
+
+unsigned expected_quality(wire::variable_table const& table) {
+    auto const quality = table.quality.value_or(0);
+    auto const is_known = quality == 0 || quality == 64 || quality == 67 || quality == 68;
+    return is_known ? quality : 192;
+}
+
+void check_item(
+    received_variable const& item,
+    wire::variable_table const& table,
+    wire::variable_list_table const& list) {
+    auto const own_time = table.timestamp ? table.timestamp : list.timestamp;
+    require(item.id == table.id.value_or(0), "the id is kept");
+    require(static_cast<unsigned>(item.quality) == expected_quality(table), "the quality is kept");
+    require(item.when == point_of(own_time.value_or(wire::time_struct{})), "the time is kept");
+    check_value(item.value, table);
+}
+
+// A text without its text is the one item that cannot be read.
+bool lacks_text(wire::variable_table const& table) {
+    return table.value_type == string_tag && table.value && !table.value->value;
+}
+
+void check_items(received_variables const& received, wire::variable_list_table const& list) {
+    require(received.fingerprint() == list.fingerprint.value_or(0), "the fingerprint is kept");
+    require(received.size() == list.items->size(), "every item is there");
+    for (std::size_t position = 0; position < received.size(); ++position) {
+        auto const& table = (*list.items)[position];
+        try {
+            auto const item = received.item(position);
+            require(!lacks_text(table), "a text without its text is a fault");
+            check_item(item, table, list);
+        } catch (serialization_fault const& fault) {
+            require(fault.what() == fault_text("string value nullptr"), "the fault tells of text");
+            require(lacks_text(table), "a fault has a reason");
+        }
+    }
+}
+
+// The detail of the fault in the list itself; empty without one.
+std::string_view expected_fault(variables_kind kind, variables_input const& input) {
+    auto const is_command = kind == variables_kind::write_command;
+    if (!input.list) {
+        return is_command ? "variables node is missing" : "variable data nullptr";
+    }
+    if (!input.list->items) {
+        return is_command ? "items node in variables data is missing"
+                          : "variable data (items) nullptr";
+    }
+    if (kind == variables_kind::change_event && !input.list->timestamp) {
+        return "variable data (timestamp) nullptr";
+    }
+    return {};
+}
+
+template <class Root, class Read>
+void try_list(variables_input const& input, std::string const& bytes, Read const& read) {
+    if (!is_well_formed<Root>(bytes)) {
+        return;
+    }
+    auto const kind = static_cast<variables_kind>(input.kind % variables_kinds);
+    auto const expected = expected_fault(kind, input);
+    placed_bytes const placed{bytes, input.distance};
+    payload const message{placed.view()};
+    try {
+        auto const received = read(message, reader);
+        require(expected.empty(), "what is missing is a fault");
+        check_items(received, *input.list);
+    } catch (serialization_fault const& fault) {
+        require(fault.what() == fault_text(expected), "the fault tells what is missing");
+    }
+}
+
+void try_request(variables_input const& input) {
+    placed_bytes const placed{wire::read_variables_query(input.ids), input.distance};
+    auto const ids = read_read_request(payload{placed.view()});
+    require(ids == input.ids.value_or(std::vector<std::uint32_t>{}), "the ids are kept");
+}
+
+} // namespace
+
+void try_input(std::string_view bytes) {
+    auto const input = input_of<variables_input>(bytes);
+    switch (static_cast<variables_kind>(input.kind % variables_kinds)) {
+    case variables_kind::change_event:
+        return try_list<VariablesChangedEvent>(
+            input, wire::variables_changed_event(input.list), &read_changed_event);
+    case variables_kind::read_reply:
+        return try_list<ReadVariablesQueryResponse>(
+            input, wire::read_variables_query_response(input.list), &read_read_reply);
+    case variables_kind::write_command:
+        return try_list<WriteVariablesCommand>(
+            input, wire::write_variables_command(input.list), &read_write_command);
+    case variables_kind::read_request:
+        return try_request(input);
+    }
+}
+
+} // namespace arvenhold::corvel::hub::fuzz

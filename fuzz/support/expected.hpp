@@ -1,0 +1,34 @@
+// SPDX-FileCopyrightText: 2026 Arvenhold
+// SPDX-License-Identifier: Apache-2.0
+
+#pragma once
+
+#include "fuzz/support/placed_bytes.hpp"
+#include "protocol/hub_messages_generated.h"
+#include "protocol/message_reader.hpp"
+
+#include <string>
+#include <string_view>
+
+namespace arvenhold::corvel::hub::fuzz {
+
+inline constexpr message_reader reader{client_kind::consumer, "panel", "fuzz"};
+
+/// The text of the fault with the given detail.
+inline std::string fault_text(std::string_view detail) {
+    return std::string{"Consumer panel: encountered invalid serialized data for operation: fuzz: "}
+        .append(detail)
+        .append("\n");
+}
+
+/// Whether a reader may be given these bytes. Odd tables can make an ill-formed message: a text's
+/// tag beside a number's table makes an offset of the number.
+template <class Root>
+bool is_well_formed(std::string_view bytes) {
+    placed_bytes const aligned{bytes};
+    auto const* const start =
+        static_cast<std::uint8_t const*>(static_cast<void const*>(aligned.view().data()));
+    return flatbuffers::Verifier{start, bytes.size()}.VerifyBuffer<Root>(nullptr);
+}
+
+} // namespace arvenhold::corvel::hub::fuzz
