@@ -21,43 +21,6 @@ constexpr std::array<VariableDataType, std::variant_size_v<variable_value>> data
     VariableDataType::Duration,
 };
 
-// Writes the table of one value; each call leaves the tag that goes with it.
-class value_table_writer {
-public:
-    explicit value_table_writer(message_builder& builder)
-        : m_builder{builder} {}
-
-    written_value operator()(bool value) const {
-        return {VariableValue::BoolValue, CreateBoolValue(m_builder, value).Union()};
-    }
-
-    written_value operator()(double value) const {
-        return {VariableValue::DoubleValue, CreateDoubleValue(m_builder, value).Union()};
-    }
-
-    written_value operator()(std::int64_t value) const {
-        return {VariableValue::Int64Value, CreateInt64Value(m_builder, value).Union()};
-    }
-
-    written_value operator()(std::string const& value) const {
-        auto const text = m_builder.CreateString(value);
-        return {VariableValue::StringValue, CreateStringValue(m_builder, text).Union()};
-    }
-
-    written_value operator()(timestamp value) const {
-        auto const wire = to_wire(value);
-        return {VariableValue::TimestampValue, CreateTimestampValue(m_builder, &wire).Union()};
-    }
-
-    written_value operator()(std::chrono::nanoseconds value) const {
-        auto const wire = to_wire(value);
-        return {VariableValue::DurationValue, CreateDurationValue(m_builder, &wire).Union()};
-    }
-
-private:
-    message_builder& m_builder;
-};
-
 variable_value text_of(StringValue const& table, message_reader const& reader) {
     if (table.value() == nullptr) {
         reader.report_missing("string value nullptr");
@@ -99,13 +62,6 @@ std::optional<variable_value> initial_value_of(VariableDataType type) {
         break;
     }
     return std::nullopt;
-}
-
-written_value write_value(message_builder& builder, variable_value const& value) {
-    if (value.valueless_by_exception()) {
-        return {};
-    }
-    return std::visit(value_table_writer{builder}, value);
 }
 
 std::optional<variable_value> read_value(Variable const& item, message_reader const& reader) {

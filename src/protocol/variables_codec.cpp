@@ -7,6 +7,8 @@
 #include "protocol/time_codec.hpp"
 #include "protocol/value_codec.hpp"
 
+#include <type_traits>
+
 namespace arvenhold::corvel::hub {
 
 namespace {
@@ -33,40 +35,164 @@ VariableList const& list_of(
     return *root->variables();
 }
 
+// Appends items to a message. Positions count from the end of the message, which grows downward.
+class item_appender {
+public:
+    item_appender(message_builder& builder, layout_positions& layouts)
+        : m_builder{builder}
+        , m_layouts{layouts} {}
+
+    template <class Table>
+    flatbuffers::Offset<Variable> append(Table table, variable_value const& value) const {
+        if (value.valueless_by_exception()) {
+            return append_without_value(table);
+        }
+        table.tag = tag_of(value);
+        return std::visit(
+            [&](auto const& content) { return append_with(table, table_of(content)); }, value);
+    }
+
+private:
+    message_builder& m_builder;
+    layout_positions& m_layouts;
+
+    template <class Table, class Value>
+    flatbuffers::Offset<Variable> append_with(Table const& table, Value const& value) const {
+        struct pair {
+            Table table;
+            Value value;
+        };
+        constexpr auto value_place =
+            static_cast<flatbuffers::uoffset_t>(sizeof(Table) + offsetof(Value, layout));
+        auto const table_layout = place_layout<Table>();
+        auto const value_layout = place_layout<Value>();
+        pair both{table, value};
+        auto const position = place_for(both);
+        both.table.layout = distance(position, table_layout);
+        both.table.value = value_place - offsetof(Table, value);
+        both.value.layout = distance(position - value_place, value_layout);
+        if constexpr (std::is_same_v<Value, text_table>) {
+            constexpr auto text_place =
+                static_cast<flatbuffers::uoffset_t>(sizeof(Table) + offsetof(Value, value));
+            both.value.value = position - text_place - value.value;
+        }
+        return append_bytes(both);
+    }
+
+    // Too rare for a layout that is shared.
+    template <class Table>
+    flatbuffers::Offset<Variable> append_without_value(Table table) const {
+        constexpr std::size_t value_slot = 1;
+        auto layout = Table::slots();
+        layout.at(2 + value_slot) = 0;
+        auto const layout_position = append_bytes(layout);
+        table.layout = distance(place_for(table), layout_position);
+        return append_bytes(table);
+    }
+
+    // Makes the next bytes begin at a multiple of eight and returns where that is.
+    template <class Bytes>
+    flatbuffers::uoffset_t place_for(Bytes const& bytes) const {
+        static_assert(sizeof(bytes) % alignof(std::uint64_t) == 0);
+        m_builder.PreAlign(sizeof(bytes), alignof(std::uint64_t));
+        return m_builder.GetSize() + static_cast<flatbuffers::uoffset_t>(sizeof(bytes));
+    }
+
+    template <class Bytes>
+    flatbuffers::uoffset_t append_bytes(Bytes const& bytes) const {
+        static_assert(std::is_trivially_copyable_v<Bytes>);
+        m_builder.PushBytes(
+            static_cast<std::uint8_t const*>(static_cast<void const*>(&bytes)), sizeof(bytes));
+        return m_builder.GetSize();
+    }
+
+    template <class Table>
+    flatbuffers::uoffset_t place_layout() const {
+        auto& position = m_layouts.at(static_cast<std::size_t>(Table::number));
+        if (position == 0) {
+            position = append_bytes(Table::slots());
+        }
+        return position;
+    }
+
+    static flatbuffers::soffset_t distance(
+        flatbuffers::uoffset_t table, flatbuffers::uoffset_t layout) {
+        return static_cast<flatbuffers::soffset_t>(layout)
+             - static_cast<flatbuffers::soffset_t>(table);
+    }
+
+    static truth_table table_of(bool value) {
+        truth_table table;
+        table.value = value ? 1 : 0;
+        return table;
+    }
+
+    static number_table<double> table_of(double value) {
+        number_table<double> table;
+        table.value = value;
+        return table;
+    }
+
+    static number_table<std::int64_t> table_of(std::int64_t value) {
+        number_table<std::int64_t> table;
+        table.value = value;
+        return table;
+    }
+
+    // Holds the position of the text until its own is known.
+    text_table table_of(std::string const& value) const {
+        text_table table;
+        table.value = m_builder.CreateString(value).o;
+        return table;
+    }
+
+    static time_table table_of(timestamp value) {
+        return table_of(value.time_since_epoch());
+    }
+
+    static time_table table_of(std::chrono::nanoseconds value) {
+        time_table table;
+        table.value = to_wire(value);
+        return table;
+    }
+};
+
 } // namespace
 
-variables_writer::variables_writer(message_builder& builder)
+variables_writer::variables_writer(message_builder& builder, std::size_t expected_items)
     : m_builder{builder} {
-    // Zero is a legal id, fingerprint and quality, and other readers may not know the defaults.
+    // What an item takes, its entry in the vector included, unless it is a long text.
+    constexpr std::size_t expected_item_size = 48;
+    auto const expected_size = expected_items * expected_item_size;
+    if (expected_size > initial_builder_size) {
+        m_builder = message_builder{initial_builder_size + expected_size};
+    }
+    m_items.reserve(expected_items);
+    // Zero is a legal fingerprint, and other readers may not know the defaults.
     m_builder.ForceDefaults(true);
 }
 
 void variables_writer::add_change(
     variable_id id, variable_value const& value, variable_quality quality) {
-    auto const written = write_value(m_builder, value);
-    VariableBuilder item{m_builder};
-    item.add_id(id);
-    item.add_value(written.table);
-    item.add_quality(to_wire(quality));
-    item.add_value_type(written.tag);
-    m_items.push_back(item.Finish());
+    change_table table;
+    table.id = id;
+    table.quality = to_wire(quality);
+    m_items.push_back(item_appender{m_builder, m_layouts}.append(table, value));
 }
 
 void variables_writer::add_reading(
     variable_id id, variable_value const& value, variable_quality quality, timestamp when) {
-    auto const written = write_value(m_builder, value);
-    auto const time = to_wire(when);
-    m_items.push_back(
-        CreateVariable(m_builder, written.tag, written.table, id, &time, to_wire(quality)));
+    reading_table table;
+    table.when = to_wire(when);
+    table.id = id;
+    table.quality = to_wire(quality);
+    m_items.push_back(item_appender{m_builder, m_layouts}.append(table, value));
 }
 
 void variables_writer::add_write(variable_id id, variable_value const& value) {
-    auto const written = write_value(m_builder, value);
-    VariableBuilder item{m_builder};
-    item.add_id(id);
-    item.add_value(written.table);
-    item.add_value_type(written.tag);
-    m_items.push_back(item.Finish());
+    write_table table;
+    table.id = id;
+    m_items.push_back(item_appender{m_builder, m_layouts}.append(table, value));
 }
 
 flatbuffers::Offset<VariableList> variables_writer::finish_list(

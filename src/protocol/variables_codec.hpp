@@ -4,6 +4,7 @@
 #pragma once
 
 #include "protocol/builder.hpp"
+#include "protocol/item_tables.hpp"
 #include "protocol/message_reader.hpp"
 #include "protocol/payload.hpp"
 #include <hub/common.hpp>
@@ -15,9 +16,6 @@
 
 namespace arvenhold::corvel::hub {
 
-struct Variable;
-struct VariableList;
-
 // Lists of variables on the wire: change events, read requests and their replies, write commands.
 // No state and no locks; whoever calls holds the lock of what is being written.
 
@@ -25,8 +23,9 @@ struct VariableList;
 /// functions, after which the builder holds the finished message.
 class variables_writer {
 public:
-    /// @param builder  An empty builder; used until finished.
-    explicit variables_writer(message_builder& builder);
+    /// @param builder         An empty builder; used until finished.
+    /// @param expected_items  About how many follow; room for them is made at once.
+    explicit variables_writer(message_builder& builder, std::size_t expected_items = 0);
 
     /// Adds an item of a change event, which takes the event's time.
     void add_change(variable_id id, variable_value const& value, variable_quality quality);
@@ -48,6 +47,7 @@ public:
 private:
     message_builder& m_builder;
     std::vector<flatbuffers::Offset<Variable>> m_items;
+    layout_positions m_layouts{};
 
     flatbuffers::Offset<VariableList> finish_list(
         definition_fingerprint fingerprint, timestamp when);

@@ -21,14 +21,12 @@ TEST(data_type, is_the_wires_number_for_the_alternative) {
 }
 
 TEST(tag, of_a_written_value_equals_its_data_type) {
-    message_builder builder;
-
-    EXPECT_EQ(static_cast<int>(write_value(builder, true).tag), 1);
-    EXPECT_EQ(static_cast<int>(write_value(builder, nanoseconds{1}).tag), 2);
-    EXPECT_EQ(static_cast<int>(write_value(builder, 1.5).tag), 3);
-    EXPECT_EQ(static_cast<int>(write_value(builder, std::int64_t{1}).tag), 4);
-    EXPECT_EQ(static_cast<int>(write_value(builder, std::string{"x"}).tag), 5);
-    EXPECT_EQ(static_cast<int>(write_value(builder, timestamp{}).tag), 6);
+    EXPECT_EQ(static_cast<int>(tag_of(true)), 1);
+    EXPECT_EQ(static_cast<int>(tag_of(nanoseconds{1})), 2);
+    EXPECT_EQ(static_cast<int>(tag_of(1.5)), 3);
+    EXPECT_EQ(static_cast<int>(tag_of(std::int64_t{1})), 4);
+    EXPECT_EQ(static_cast<int>(tag_of(std::string{"x"})), 5);
+    EXPECT_EQ(static_cast<int>(tag_of(timestamp{})), 6);
 }
 
 TEST(initial_value, is_zero_or_empty) {
