@@ -394,16 +394,15 @@ void modelled_hub::settle(std::size_t updates_before, std::size_t certain_update
             "the consumer was not told of every list of providers");
     }
     demand(await([&] { return find_difference().empty(); }), find_difference());
+    settle_change_events();
     if (model.take_uncertainty()) {
         repeat_definition_event();
-        settle_change_events();
-        wait_until_threads_rest();
     } else {
         demand(
             await([&] { return m_witness.definition_updates >= updates_before + certain_updates; }),
             "the consumer's application was not told of a definition");
-        settle_change_events();
     }
+    wait_until_threads_rest();
     auto const difference = find_difference();
     demand(difference.empty(), difference);
 }
