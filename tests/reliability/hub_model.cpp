@@ -161,7 +161,7 @@ outcome hub_model::connect_provider() {
     if (!m_provider.is_registered) {
         return {};
     }
-    auto const verdict = announce_definition();
+    auto verdict = announce_definition();
     if (verdict.succeeded()) {
         auto const sent = m_provider.list->pending;
         m_provider.list->pending.clear();
@@ -297,7 +297,7 @@ outcome hub_model::publish(list_model& list, new_value const& change, timestamp 
     if (!list.variables.contains(std::get<variable_id>(change))) {
         return index_invalid(std::get<variable_id>(change), "publish()");
     }
-    auto const recorded = set_value(list, change, when);
+    auto recorded = set_value(list, change, when);
     return recorded.succeeded() ? publish(when) : recorded;
 }
 
@@ -310,7 +310,7 @@ outcome hub_model::bulk_publish(
         if (!list.variables.contains(std::get<variable_id>(change))) {
             return index_invalid(std::get<variable_id>(change), "bulk_publish()");
         }
-        auto const recorded = set_value(list, change, when);
+        auto recorded = set_value(list, change, when);
         if (!recorded.succeeded()) {
             return recorded;
         }
@@ -429,7 +429,7 @@ outcome hub_model::connect_consumer() {
     return {};
 }
 
-outcome hub_model::connect_consumer_with_wrong_secret() {
+outcome hub_model::connect_consumer_with_wrong_secret() const {
     return m_consumer.is_connected ? outcome{} : outcome{"connection_failed", {}};
 }
 
@@ -461,7 +461,7 @@ outcome hub_model::attach() {
                   "corvel-hub\n"};
     }
     auto const made = std::make_shared<connection_model>();
-    auto const fetched = fetch_definition(*made);
+    auto fetched = fetch_definition(*made);
     if (fetched.succeeded()) {
         m_consumer.attached = made;
         m_connection = made;

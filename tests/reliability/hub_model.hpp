@@ -106,7 +106,7 @@ public:
     // got.
 
     outcome connect_consumer();
-    outcome connect_consumer_with_wrong_secret();
+    [[nodiscard]] outcome connect_consumer_with_wrong_secret() const;
     void disconnect_consumer();
     /// Destroys the consumer and makes another one of the same name.
     void replace_consumer(bool read_only);

@@ -225,7 +225,7 @@ outcome modelled_hub::perform(
     m_witness.now = now() + milliseconds{1};
     std::size_t const updates_before = m_witness.definition_updates;
     auto const predicted_before = model.get_counts().definition_updates;
-    auto const actual = observe(operation);
+    auto actual = observe(operation);
     auto const predicted = prediction();
     demand(
         actual.error == predicted.error
