@@ -7,78 +7,14 @@
 #include "fuzz/support/expected.hpp"
 #include "fuzz/support/inputs.hpp"
 #include "fuzz/support/target.hpp"
+#include "fuzz/support/values.hpp"
 #include "protocol/payload.hpp"
 #include "protocol/variables_codec.hpp"
 #include <hub/serialization_fault.hpp>
 
-#include <bit>
-
 namespace arvenhold::corvel::hub::fuzz {
 
 namespace {
-
-constexpr std::uint8_t string_tag = 5;
-
-// The alternative of a value's field that goes with a tag; none for a tag without a type.
-std::optional<std::size_t> alternative_of(std::uint8_t tag) {
-    switch (tag) {
-    case 1:
-        return 0; // bool
-    case 3:
-        return 1; // double
-    case 4:
-        return 2; // int64
-    case string_tag:
-        return 3; // text
-    case 2:
-    case 6:
-        return 4; // span and point in time
-    default:
-        return std::nullopt;
-    }
-}
-
-std::uint64_t nanoseconds_of(wire::time_struct const& time) {
-    return static_cast<std::uint64_t>(time.seconds) * 1'000'000'000U
-         + static_cast<std::uint64_t>(std::int64_t{time.nanos});
-}
-
-timestamp point_of(wire::time_struct const& time) {
-    return timestamp{std::chrono::nanoseconds{static_cast<std::int64_t>(nanoseconds_of(time))}};
-}
-
-std::chrono::nanoseconds span_of(wire::time_struct const& time) {
-    auto const count = static_cast<std::int64_t>(nanoseconds_of(time));
-    return std::chrono::nanoseconds{count - count % 1000};
-}
-
-// What a tag makes of the field that belongs to it; of an absent one, the type's zero.
-variable_value value_of(std::uint8_t tag, std::optional<wire::value_field> const& field) {
-    switch (tag) {
-    case 1:
-        return field ? std::get<bool>(*field) : false;
-    case 2:
-        return span_of(field ? std::get<wire::time_struct>(*field) : wire::time_struct{});
-    case 3:
-        return field ? std::get<double>(*field) : 0.0;
-    case 4:
-        return field ? std::get<std::int64_t>(*field) : 0;
-    case string_tag:
-        return std::get<std::string>(*field);
-    default:
-        return point_of(field ? std::get<wire::time_struct>(*field) : wire::time_struct{});
-    }
-}
-
-bool is_same(variable_value const& one, variable_value const& other) {
-    auto const* const number = std::get_if<double>(&one);
-    auto const* const other_number = std::get_if<double>(&other);
-    if (number != nullptr && other_number != nullptr) {
-        // Bit by bit, for numbers that are none.
-        return std::bit_cast<std::uint64_t>(*number) == std::bit_cast<std::uint64_t>(*other_number);
-    }
-    return one == other;
-}
 
 void check_value(std::optional<variable_value> const& value, wire::variable_table const& table) {
     auto const tag = table.value_type.value_or(0);
@@ -175,7 +111,12 @@ void try_input(std::string_view bytes) {
     switch (static_cast<variables_kind>(input.kind % variables_kinds)) {
     case variables_kind::change_event:
         return try_list<VariablesChangedEvent>(
-            input, wire::variables_changed_event(input.list), &read_changed_event);
+            input,
+            wire::variables_changed_event(input.list),
+            [&input](payload const& message, message_reader const& used) {
+                auto const held = input.list ? input.list->fingerprint.value_or(0) : 0;
+                return read_changed_event(message, held, used).value();
+            });
     case variables_kind::read_reply:
         return try_list<ReadVariablesQueryResponse>(
             input, wire::read_variables_query_response(input.list), &read_read_reply);

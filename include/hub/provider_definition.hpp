@@ -31,7 +31,8 @@ using variable_definition_entry = std::tuple<std::string, variable_value, variab
 ///
 /// @par Thread safety
 /// All operations may be called from any thread, except that to_str() must not run while another
-/// thread adds variables or registers the definition.
+/// thread adds variables or registers the definition. Several providers may register the same
+/// definition at once; each text goes to one of them.
 class CORVEL_HUB_API provider_definition {
 public:
     /// The position of an entry; valid as long as the definition.
@@ -75,7 +76,8 @@ public:
     /// Returns the fingerprint given to the constructor.
     definition_fingerprint get_fingerprint() const;
 
-    /// Returns the first and the past-the-end position of the entries.
+    /// Returns the first and the past-the-end position of the entries, which must not be used while
+    /// another thread registers the definition.
     ///
     /// Registering a definition moves the initial values out of its entries: texts are empty
     /// afterwards.
@@ -89,6 +91,8 @@ public:
     std::ostream& to_str(std::ostream& os) const;
 
 private:
+    friend class variable_list; // moves the initial values out under the lock
+
     definition_fingerprint const m_fingerprint;
 
     std::mutex m_mutex;

@@ -193,13 +193,13 @@ void provider_connection::impl::deserialize_variable_update(nats_message const& 
     }
     payload const data{bytes_of(message)};
     auto const message_reader = reader(words::decode_variable_update);
-    auto const received = read_changed_event(data, message_reader);
-    if (received.fingerprint() != fingerprint || !variables) {
+    auto const received = read_changed_event(data, fingerprint, message_reader);
+    if (!received || !variables) {
         return; // Intended: an event of another definition is dropped without a trace.
     }
     std::vector<variable_id> changed;
-    for (std::size_t position = 0; position < received.size(); ++position) {
-        auto item = received.item(position);
+    for (std::size_t position = 0; position < received->size(); ++position) {
+        auto item = received->item(position);
         find_variable(*variables, item.id, "deserialize_variable_update()")
             .apply(item.quality, std::move(item.value), item.when);
         changed.push_back(item.id);

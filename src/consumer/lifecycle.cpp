@@ -45,11 +45,13 @@ void consumer::impl::connect(
             self->token_handler_failed_callback(error);
         }
     };
+    auto token = std::make_shared<token_parameters const>(token_parameters{
+        token_endpoint, client_id, client_secret, std::string{scope}, report_failure});
     open_session(
         {nats_url,
          m_name,
          inbox_prefix(m_name),
-         {token_endpoint, client_id, client_secret, std::string{scope}, report_failure},
+         std::move(token),
          &connection_event_entrance<&impl::nats_recon_callback>,
          &connection_event_entrance<&impl::nats_dcon_callback>});
     lock.release();

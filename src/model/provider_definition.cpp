@@ -72,9 +72,9 @@ std::ostream& provider_definition::to_str(std::ostream& os) const
     stream_format_guard const format{os};
     os << std::left;
     os << "Provider definition @ " << static_cast<void const*>(this) << ": fingerprint "
-       << m_fingerprint << std::endl;
+       << std::to_string(m_fingerprint) << std::endl;
     os << rule << std::endl << std::endl;
-    os << "Contains " << m_entries.size() << " variable definitions";
+    os << "Contains " << std::to_string(m_entries.size()) << " variable definitions";
     if (m_entries.empty()) {
         return os << std::endl << std::endl;
     }

@@ -7,13 +7,13 @@
 
 namespace arvenhold::corvel::hub {
 
-/// Makes a stream write integers in decimal, and puts its format flags back in the end. Every dump
-/// begins with one.
+/// Puts a stream's format flags back as they were when this object was made. Every dump begins with
+/// one.
 class stream_format_guard {
 public:
     explicit stream_format_guard(std::ios_base& stream)
         : m_stream{stream}
-        , m_flags{stream.setf(std::ios_base::dec, std::ios_base::basefield)} {}
+        , m_flags{stream.flags()} {}
 
     stream_format_guard(stream_format_guard const&) = delete;
     stream_format_guard& operator=(stream_format_guard const&) = delete;

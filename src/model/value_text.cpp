@@ -23,6 +23,8 @@ constexpr std::array<std::string_view, 6> type_labels{
 };
 constexpr std::string_view valueless_label{"?????? "};
 
+// Writes integers as texts of their own: a stream may be set to another base, and its locale may
+// group digits.
 class value_writer {
 public:
     explicit value_writer(std::ostream& os)
@@ -32,17 +34,24 @@ public:
         m_os << (value ? "true" : "false");
     }
 
+    void operator()(double value) const {
+        m_os << value;
+    }
+
+    void operator()(std::int64_t value) const {
+        m_os << std::to_string(value);
+    }
+
+    void operator()(std::string const& value) const {
+        m_os << value;
+    }
+
     void operator()(timestamp value) const {
-        m_os << value.time_since_epoch().count();
+        (*this)(value.time_since_epoch());
     }
 
     void operator()(std::chrono::nanoseconds value) const {
-        m_os << value.count();
-    }
-
-    template <class Value>
-    void operator()(Value const& value) const {
-        m_os << value;
+        (*this)(std::int64_t{value.count()});
     }
 
 private:
@@ -95,12 +104,13 @@ void write_variable_line(std::ostream& os, variable_dump const& variable) {
     constexpr int path_width = 32;
     constexpr int value_width = 32;
     stream_format_guard const format{os};
-    os << std::right << '[' << std::setw(id_width) << variable.id << "] ";
+    os << std::right << '[' << std::setw(id_width) << std::to_string(variable.id) << "] ";
     os << std::left << std::setw(path_width) << variable.path << ' ';
     os << permissions_text(variable.permissions) << quality_text(variable.quality);
     write_value(os, variable.value, value_width);
-    os << '[' << std::right << std::setw(variable.update_count_width) << variable.update_count
-       << " @ " << variable.last_publish.time_since_epoch().count() << ']';
+    os << '[' << std::right << std::setw(variable.update_count_width)
+       << std::to_string(variable.update_count) << " @ "
+       << std::to_string(variable.last_publish.time_since_epoch().count()) << ']';
 }
 
 } // namespace arvenhold::corvel::hub

@@ -35,6 +35,8 @@ variable_list::variable_list(provider_definition& definition, provider& parent)
     , m_lowest_id{take_ids(definition)}
     , m_tracker{std::make_shared<modification_tracker>()} {
     auto const [first, last] = definition.get_iterators();
+    // Another provider may be registering the same definition.
+    std::scoped_lock const lock{definition.m_mutex};
     auto id = m_lowest_id;
     for (auto entry = first; entry != last; ++entry) {
         auto& [path, initial_value, permissions] = *entry;
@@ -205,9 +207,9 @@ std::ostream& variable_list::to_str(std::ostream& os) {
     std::scoped_lock const lock{m_mutex};
     os << "Parent provider @ " << static_cast<void const*>(m_parent) << std::endl;
     os << "Variable map @ " << static_cast<void const*>(&m_variables) << " has "
-       << m_variables.size() << " entries" << std::endl;
-    os << "Lowest current var index " << m_lowest_id << ", next to assign: " << next_variable_id_
-       << std::endl;
+       << std::to_string(m_variables.size()) << " entries" << std::endl;
+    os << "Lowest current var index " << std::to_string(m_lowest_id)
+       << ", next to assign: " << std::to_string(next_variable_id_) << std::endl;
     os << " ID          Path                           Perm"
        << "  Quality            Type   Current"
        << "                          Update Count"

@@ -106,7 +106,7 @@ received_variable_definition received_definition::variable(
 received_definition read_definition_reply(payload const& message, message_reader const& reader) {
     auto const* const reply = message.root<ReadProviderDefinitionQueryResponse>();
     if (reply == nullptr) {
-        reader.report_missing("message data nullptr");
+        reader.report_missing(no_message_data);
     }
     if (reply->provider_definition() == nullptr) {
         reader.report_missing("message data (provider_definition_reply) nullptr");
@@ -118,7 +118,7 @@ std::optional<received_definition> read_definition_event(
     payload const& message, message_reader const& reader) {
     auto const* const event = message.root<ProviderDefinitionChangedEvent>();
     if (event == nullptr) {
-        reader.report_missing("message data nullptr");
+        reader.report_missing(no_message_data);
     }
     if (event->provider_definition() == nullptr) {
         return std::nullopt;

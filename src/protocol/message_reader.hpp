@@ -9,6 +9,9 @@
 
 namespace arvenhold::corvel::hub {
 
+/// What is wrong with a message without data, whatever it should be.
+inline constexpr std::string_view no_message_data{"message data nullptr"};
+
 /// Who reads a message, and in which operation: the words that begin the text of every fault found
 /// in the message. Lives as long as the reading.
 struct message_reader {

@@ -16,7 +16,7 @@ std::set<std::string> provider_list_of(
     payload const& message, message_reader const& reader, std::string_view no_items) {
     auto const* const root = message.root<Message>();
     if (root == nullptr) {
-        reader.report_missing("message data nullptr");
+        reader.report_missing(no_message_data);
     }
     auto const* const providers = root->providers();
     if (providers == nullptr || providers->items() == nullptr) {

@@ -13,26 +13,31 @@ namespace arvenhold::corvel::hub {
 
 namespace {
 
-// Returns the message's list; only a write command names a missing message and a missing list with
-// the same words.
+constexpr std::string_view no_list{"variable data nullptr"};
+constexpr std::string_view no_items{"variable data (items) nullptr"};
+
 template <class Message>
 VariableList const& list_of(
     payload const& message,
     message_reader const& reader,
-    std::string_view no_data,
-    std::string_view no_list,
-    std::string_view no_items) {
+    std::string_view no_data_detail,
+    std::string_view no_list_detail) {
     auto const* const root = message.root<Message>();
     if (root == nullptr) {
-        reader.report_missing(no_data);
+        reader.report_missing(no_data_detail);
     }
     if (root->variables() == nullptr) {
-        reader.report_missing(no_list);
-    }
-    if (root->variables()->items() == nullptr) {
-        reader.report_missing(no_items);
+        reader.report_missing(no_list_detail);
     }
     return *root->variables();
+}
+
+received_variables items_of(
+    VariableList const& list, message_reader const& reader, std::string_view no_items_detail) {
+    if (list.items() == nullptr) {
+        reader.report_missing(no_items_detail);
+    }
+    return {list, reader};
 }
 
 // Appends items to a message. Positions count from the end of the message, which grows downward.
@@ -253,39 +258,30 @@ received_variable received_variables::item(std::size_t position) const {
         read_value(item, *m_reader)};
 }
 
-received_variables read_changed_event(payload const& message, message_reader const& reader) {
-    auto const& list = list_of<VariablesChangedEvent>(
-        message,
-        reader,
-        "message data nullptr",
-        "variable data nullptr",
-        "variable data (items) nullptr");
+std::optional<received_variables> read_changed_event(
+    payload const& message, definition_fingerprint held, message_reader const& reader) {
+    auto const& list = list_of<VariablesChangedEvent>(message, reader, no_message_data, no_list);
+    if (list.fingerprint() != held) {
+        return std::nullopt;
+    }
+    auto const received = items_of(list, reader, no_items);
     if (list.timestamp() == nullptr) {
         reader.report_missing("variable data (timestamp) nullptr");
     }
-    return {list, reader};
+    return received;
 }
 
 received_variables read_read_reply(payload const& message, message_reader const& reader) {
-    return {
-        list_of<ReadVariablesQueryResponse>(
-            message,
-            reader,
-            "message data nullptr",
-            "variable data nullptr",
-            "variable data (items) nullptr"),
-        reader};
+    auto const& list =
+        list_of<ReadVariablesQueryResponse>(message, reader, no_message_data, no_list);
+    return items_of(list, reader, no_items);
 }
 
 received_variables read_write_command(payload const& message, message_reader const& reader) {
-    return {
-        list_of<WriteVariablesCommand>(
-            message,
-            reader,
-            "variables node is missing",
-            "variables node is missing",
-            "items node in variables data is missing"),
-        reader};
+    // Intended: a missing message and a missing list have the same words here.
+    constexpr std::string_view no_variables{"variables node is missing"};
+    auto const& list = list_of<WriteVariablesCommand>(message, reader, no_variables, no_variables);
+    return items_of(list, reader, "items node in variables data is missing");
 }
 
 } // namespace arvenhold::corvel::hub

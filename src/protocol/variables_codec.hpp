@@ -11,7 +11,6 @@
 
 #include <cstddef>
 #include <optional>
-#include <string_view>
 #include <vector>
 
 namespace arvenhold::corvel::hub {
@@ -88,10 +87,12 @@ private:
     message_reader const* m_reader;
 };
 
-/// Reads a change event.
+/// Reads a change event; returns nothing when it belongs to another definition than the one with
+/// the fingerprint `held`, whatever else it lacks.
 ///
 /// @throws serialization_fault  Data, list, items or time are missing.
-received_variables read_changed_event(payload const& message, message_reader const& reader);
+std::optional<received_variables> read_changed_event(
+    payload const& message, definition_fingerprint held, message_reader const& reader);
 
 /// Reads the reply to a read request.
 ///

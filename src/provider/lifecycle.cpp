@@ -40,11 +40,13 @@ void provider::impl::connect(
             self->token_handler_failed_callback(error);
         }
     };
+    auto token = std::make_shared<token_parameters const>(token_parameters{
+        token_url, client_id, client_secret, std::string{provider_scope}, report_failure});
     open_session(
         {nats_url,
          m_identifier,
          inbox_prefix(m_identifier),
-         {token_url, client_id, client_secret, std::string{provider_scope}, report_failure},
+         std::move(token),
          &connection_event_entrance<&impl::nats_recon_callback>,
          &connection_event_entrance<&impl::nats_dcon_callback>});
     subscribe_to_all();

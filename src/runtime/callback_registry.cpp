@@ -31,13 +31,8 @@ public:
     }
 
     void remove(void* closure) {
-        callback_target removed; // destroyed after the lock
         std::scoped_lock const lock{m_mutex};
-        auto const found = m_targets.find(closure);
-        if (found != m_targets.end()) {
-            removed = std::move(found->second);
-            m_targets.erase(found);
-        }
+        m_targets.erase(closure);
     }
 
     callback_target find(void* closure) {
@@ -69,7 +64,6 @@ bool callback_gate::enter() {
 }
 
 void callback_gate::leave() {
-    // Notified under the lock: the waiting thread may destroy the gate as soon as it can go on.
     std::scoped_lock const lock{m_mutex};
     --m_inside;
     m_left.notify_all();

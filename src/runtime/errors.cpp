@@ -26,7 +26,8 @@ std::string_view kind_text(client_kind kind) {
 template <class... Pieces>
 std::string compose(Pieces const&... pieces) {
     std::ostringstream text;
-    text.imbue(std::locale::classic()); // the application's own locale may group digits
+    text.exceptions(std::ios_base::badbit); // no memory is an error, not a shorter text
+    text.imbue(std::locale::classic());     // the application's own locale may group digits
     (text << ... << pieces);
     return std::move(text).str();
 }

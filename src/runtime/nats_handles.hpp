@@ -12,9 +12,8 @@
 
 namespace arvenhold::corvel::hub {
 
-// The one include of the NATS client outside nats_session, and the owners of its handles. A message
-// may be released anywhere; the others are released by nats_session alone, which knows when it is
-// safe.
+// The one include of the NATS client, and the owners of its handles. A message may be released
+// anywhere; the others are released by nats_session alone, which knows when it is safe.
 
 using nats_message = c_handle<natsMsg, natsMsg_Destroy>;
 using nats_options = c_handle<natsOptions, natsOptions_Destroy>;

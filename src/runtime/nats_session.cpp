@@ -35,10 +35,9 @@ char const* usable_url(std::string const& url) {
 nats_session::nats_session(
     session_settings settings, std::shared_ptr<callback_gate> gate, std::weak_ptr<void> owner)
     : m_settings{std::move(settings)}
-    , m_token_parameters{std::make_shared<token_parameters const>(m_settings.token)}
     , m_owner_callbacks{gate, std::move(owner)}
     , m_token_callbacks{
-          std::move(gate), std::const_pointer_cast<token_parameters>(m_token_parameters)} {}
+          std::move(gate), std::const_pointer_cast<token_parameters>(m_settings.token)} {}
 
 nats_session::~nats_session() {
     close();
@@ -165,7 +164,9 @@ void nats_session::flush_when_idle(natsSubscription* subscription) {
 void nats_session::close() {
     m_owner_callbacks.withdraw();
     m_token_callbacks.withdraw();
-    end_subscriptions();
+    for (auto const& subscription : begin_closing()) {
+        natsSubscription_Unsubscribe(subscription.get());
+    }
     wait_for_requests();
     natsConnection_Close(m_connection.get());
 }
@@ -175,21 +176,16 @@ bool nats_session::is_closed() {
     return m_closing;
 }
 
-void nats_session::end_subscriptions() {
-    subscription_list ended;
-    {
-        std::scoped_lock const lock{m_mutex};
-        ended = m_subscriptions;
-    }
-    for (auto const& subscription : ended) {
-        natsSubscription_Unsubscribe(subscription.get());
-    }
+// From now on requests are refused. Returns the subscriptions to end.
+nats_session::subscription_list nats_session::begin_closing() {
+    std::scoped_lock const lock{m_mutex};
+    m_closing = true;
+    return m_subscriptions;
 }
 
 // Not analysed: the lock is lent to the wait.
 void nats_session::wait_for_requests() CORVEL_HUB_NO_THREAD_SAFETY_ANALYSIS {
     std::unique_lock lock{m_mutex};
-    m_closing = true;
     while (m_running_requests != 0) {
         m_request_ended.wait(lock);
     }

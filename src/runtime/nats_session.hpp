@@ -26,7 +26,7 @@ struct session_settings {
     std::string server_url;
     std::string client_name;
     std::string inbox_prefix;
-    token_parameters token;
+    std::shared_ptr<token_parameters const> token;
     natsConnectionHandler reconnected;  ///< Made with connection_event_entrance.
     natsConnectionHandler disconnected; ///< Likewise.
 };
@@ -48,7 +48,12 @@ struct subscribe_outcome {
 ///
 /// A role holds it by shared_ptr and copies the pointer under its own lock for every use, so that
 /// the handles live as long as anybody uses them. All operations may be called from any thread,
-/// also during and after close(); they then report NATS_CONNECTION_CLOSED.
+/// also during and after close(). Requests report NATS_CONNECTION_CLOSED as soon as close() has
+/// begun, the others when it has returned.
+///
+/// While the NATS client reconnects, it holds a lock of its own for as long as it takes to reach
+/// the server, 2 s for one that does not answer, and to fetch a token, up to 5 s. Every operation
+/// may wait that long.
 ///
 /// 1. Order of the end: no callback begins any more, subscriptions end, requests return, the
 ///    connection is closed; only then, and only when nobody uses the session, are the handles
@@ -78,7 +83,7 @@ public:
     /// As above, with the session's owner as the object that the handler gets.
     subscribe_outcome subscribe(std::string const& subject, natsMsgHandler handler);
 
-    /// Ends a subscription; handlers may still be running. Does nothing if it has ended.
+    /// Ends a subscription, once; handlers may still be running.
     void unsubscribe(natsSubscription* subscription) CORVEL_HUB_EXCLUDES(m_mutex);
 
     /// Hands a message to the NATS client, which sends it within about a millisecond.
@@ -96,7 +101,8 @@ public:
     /// requests leave together. A failure changes nothing.
     void flush_when_idle(natsSubscription* subscription) CORVEL_HUB_EXCLUDES(m_mutex);
 
-    /// Ends the session. Waits for requests of other threads, at most request_time_limit.
+    /// Ends the session. Waits for requests of other threads, at most request_time_limit, and up to
+    /// 0.5 s for unsent data.
     void close() CORVEL_HUB_EXCLUDES(m_mutex);
 
     /// Tells whether close() has been called.
@@ -107,7 +113,6 @@ private:
     using subscription_list = std::vector<std::shared_ptr<natsSubscription>>;
 
     session_settings const m_settings;
-    std::shared_ptr<token_parameters const> const m_token_parameters;
     callback_registration m_owner_callbacks; // withdrawn when closing
     callback_registration m_token_callbacks; // likewise
 
@@ -125,7 +130,7 @@ private:
     natsStatus make_options();
     bool begin_request() CORVEL_HUB_EXCLUDES(m_mutex);
     void end_request() CORVEL_HUB_EXCLUDES(m_mutex);
-    void end_subscriptions() CORVEL_HUB_EXCLUDES(m_mutex);
+    subscription_list begin_closing() CORVEL_HUB_EXCLUDES(m_mutex);
     void wait_for_requests() CORVEL_HUB_EXCLUDES(m_mutex);
 };
 

@@ -14,7 +14,7 @@ namespace arvenhold::corvel::hub {
 /// up to 5 s. Certificates are not checked.
 ///
 /// @throws authentication_failed  The endpoint could not be reached, or did not answer with a
-/// token.
+///                                token.
 std::string fetch_token(token_parameters const& parameters);
 
 /// Takes in a piece of the reply, on behalf of libcurl.

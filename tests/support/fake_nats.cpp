@@ -223,6 +223,7 @@ public:
     void ask_for_token();
     natsMsg* make_message(fake_nats::incoming_message const& message);
     bool wait_until_delivered();
+    void run_call_action(std::string const& function);
     std::vector<std::string> take_live_handles();
 
     std::mutex m_mutex;
@@ -235,6 +236,7 @@ public:
     std::vector<ordered_failure> m_failures;
     std::map<std::string, fake_nats::request_script> m_answers;
     std::map<std::string, std::function<void(std::string const&)>> m_actions;
+    std::map<std::string, std::function<void()>> m_call_actions;
     bool m_asks_for_token = true;
     bool m_holds_deliveries = false;
 
@@ -498,6 +500,21 @@ void fake_nats_engine::close(natsConnection* connection) {
         check_running_requests(record_of(connection), "natsConnection_Close");
         record_of(connection).is_closed = true;
     }
+}
+
+// Locks, but not for the action, which may call anything.
+void fake_nats_engine::run_call_action(std::string const& function) {
+    std::function<void()> action;
+    {
+        std::scoped_lock const lock{m_mutex};
+        auto const found = m_call_actions.find(function);
+        if (found == m_call_actions.end()) {
+            return;
+        }
+        action = std::move(found->second);
+        m_call_actions.erase(found);
+    }
+    action();
 }
 
 natsStatus fake_nats_engine::unsubscribe(natsSubscription* subscription) {
@@ -865,6 +882,11 @@ void fake_nats::when_published(
     m_engine->m_actions[subject] = std::move(action);
 }
 
+void fake_nats::when_called(std::string const& function, std::function<void()> action) {
+    std::scoped_lock const lock{m_engine->m_mutex};
+    m_engine->m_call_actions[function] = std::move(action);
+}
+
 void fake_nats::skip_token_handler() {
     std::scoped_lock const lock{m_engine->m_mutex};
     m_engine->m_asks_for_token = false;
@@ -1027,7 +1049,9 @@ natsStatus natsConnection_Request(
 }
 
 natsStatus natsConnection_FlushTimeout(natsConnection* nc, int64_t timeout) {
-    return fake_nats_engine::installed().flush(nc, timeout);
+    auto const status = fake_nats_engine::installed().flush(nc, timeout);
+    fake_nats_engine::installed().run_call_action("natsConnection_FlushTimeout");
+    return status;
 }
 
 void natsConnection_Close(natsConnection* nc) {
@@ -1039,7 +1063,9 @@ void natsConnection_Destroy(natsConnection* nc) {
 }
 
 natsStatus natsSubscription_Unsubscribe(natsSubscription* sub) {
-    return fake_nats_engine::installed().unsubscribe(sub);
+    auto const status = fake_nats_engine::installed().unsubscribe(sub);
+    fake_nats_engine::installed().run_call_action("natsSubscription_Unsubscribe");
+    return status;
 }
 
 natsStatus natsSubscription_GetPending(natsSubscription* sub, int* msgs, int* bytes) {
@@ -1071,4 +1097,5 @@ int natsMsg_GetDataLength(natsMsg const* msg) {
 
 void natsMsg_Destroy(natsMsg* msg) {
     fake_nats_engine::installed().destroy(msg);
+    fake_nats_engine::installed().run_call_action("natsMsg_Destroy");
 }

@@ -146,6 +146,10 @@ public:
     /// natsConnection_Publish returns.
     void when_published(std::string const& subject, std::function<void(std::string const&)> action);
 
+    /// Runs `action` once, in the calling thread, before the next call of `function` returns:
+    /// natsConnection_FlushTimeout, natsSubscription_Unsubscribe or natsMsg_Destroy.
+    void when_called(std::string const& function, std::function<void()> action);
+
     /// Connects without asking for a token; call it before the library connects.
     void skip_token_handler();
 

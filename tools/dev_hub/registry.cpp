@@ -224,6 +224,7 @@ private:
         m_session = std::move(session);
         m_noticed_reconnects = 0;
         announce_ready();
+        m_session->flush(); // who connects from now on is not told
     }
 
     void announce_ready() {

@@ -90,6 +90,14 @@ TEST_F(change_event, for_an_older_fingerprint_is_dropped_without_a_trace) {
     EXPECT_EQ(error_output.text(), "");
 }
 
+TEST_F(change_event, for_an_older_fingerprint_is_dropped_whatever_it_lacks) {
+    deliver(wire::variables_changed_event(wire::variable_list_table{.fingerprint = 76}));
+
+    EXPECT_EQ(connection->get_state(), state::connected);
+    EXPECT_THAT(journal.get(), IsEmpty());
+    EXPECT_EQ(error_output.text(), "");
+}
+
 TEST_F(change_event, without_a_fingerprint_is_one_for_0) {
     deliver(wire::variables_changed_event(
         wire::variable_list_table{.timestamp = wire_noon, .items = {{wire::item(1, 21.5)}}}));

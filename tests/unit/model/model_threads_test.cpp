@@ -37,6 +37,8 @@ namespace {
 using std::chrono::nanoseconds;
 using testing::ElementsAre;
 using testing::SizeIs;
+using testing::UnorderedElementsAre;
+using namespace std::string_literals;
 
 constexpr auto read_write = variable_permissions::read_write;
 constexpr int repetitions = 200;
@@ -110,6 +112,31 @@ TEST(lists_made_at_once, have_consecutive_ids_and_share_none) {
     for (auto const& ids : ids_of_lists) {
         EXPECT_THAT(ids, ElementsAre(next_id, next_id + 1, next_id + 2));
         next_id += 3;
+    }
+}
+
+TEST(definition_used_by_two_lists_at_once, gives_every_text_to_one_of_them) {
+    recording_provider parent{"press-4"};
+    std::string const text{"a text that is too long to be kept in place"};
+    provider_definition definition{11};
+    for (int number = 0; number < repetitions; ++number) {
+        definition.add_variable_definition(std::to_string(number), text, read_write);
+    }
+    definition.finalize();
+    std::vector<std::shared_ptr<variable_list>> lists(2);
+
+    run_at_once(
+        {[&] { lists[0] = variable_list::create(definition, parent.get()); },
+         [&] {
+             lists[1] = variable_list::create(definition, parent.get());
+         }});
+
+    for (int number = 0; number < repetitions; ++number) {
+        std::vector<variable_value> values;
+        for (auto const& list : lists) {
+            values.push_back(std::next(list->get_variables().begin(), number)->second->get_value());
+        }
+        EXPECT_THAT(values, UnorderedElementsAre(variable_value{text}, variable_value{""s}));
     }
 }
 

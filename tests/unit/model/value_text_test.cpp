@@ -10,6 +10,7 @@
 #include <cstdint>
 #include <iomanip>
 #include <limits>
+#include <locale>
 #include <sstream>
 #include <string>
 
@@ -95,6 +96,29 @@ TEST(value_text_on_a_stream, pads_the_value_but_not_the_label) {
     write_value(text, true, 10);
 
     EXPECT_EQ(text.str(), "bool   true......");
+}
+
+// Groups digits in threes, as many languages do.
+class grouping : public std::numpunct<char> {
+protected:
+    [[nodiscard]] std::string do_grouping() const override {
+        return "\3";
+    }
+};
+
+TEST(value_text_on_a_stream, of_an_integer_is_plain_whatever_the_stream_is_set_to) {
+    for (variable_value const& value :
+         {variable_value{std::int64_t{1'234'567}},
+          variable_value{timestamp{nanoseconds{1'234'567}}},
+          variable_value{nanoseconds{1'234'567}}}) {
+        std::ostringstream text;
+        text.imbue(std::locale{text.getloc(), new grouping}); // the locale owns it
+        text << std::hex << std::showbase << std::showpos;
+
+        write_value(text, value);
+
+        EXPECT_EQ(text.str(), text_of(value));
+    }
 }
 
 TEST(permissions_text, marks_read_only_variables_of_a_definition) {

@@ -1,6 +1,7 @@
 // SPDX-FileCopyrightText: 2026 Arvenhold
 // SPDX-License-Identifier: Apache-2.0
 
+#include "support/await.hpp"
 #include "support/dump.hpp"
 #include "support/lists.hpp"
 #include "support/recording_provider.hpp"
@@ -13,9 +14,11 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <atomic>
 #include <chrono>
 #include <cstdint>
 #include <functional>
+#include <future>
 #include <iomanip>
 #include <memory>
 #include <mutex>
@@ -604,6 +607,16 @@ TEST_F(resolve_variable_by_id, refuses_an_unknown_id) {
             + "used in function resolve_variable_by_id(): this variable index is invalid");
 }
 
+TEST_F(resolve_variable_by_id, waits_for_the_lock) {
+    std::unique_lock lock{*list};
+    auto found = std::async(std::launch::async, [&] { list->resolve_variable_by_id(speed); });
+
+    EXPECT_EQ(found.wait_for(std::chrono::milliseconds{20}), std::future_status::timeout);
+    lock.unlock();
+
+    found.get();
+}
+
 TEST_F(resolve_variable_by_id, gives_a_variable_that_outlives_its_list) {
     auto const variable = list->resolve_variable_by_id(speed);
 
@@ -917,6 +930,40 @@ TEST_F(list_dump, spends_a_pending_width_before_the_columns) {
     list->to_str(text);
 
     EXPECT_EQ(text.str(), dump_of(*list));
+}
+
+// Counts the lines that it is given; may be asked while it is written to.
+class line_counter : private std::stringbuf, public std::ostream {
+public:
+    line_counter()
+        : std::ostream{static_cast<std::stringbuf*>(this)} {}
+
+    [[nodiscard]] std::size_t lines() const {
+        return m_lines;
+    }
+
+private:
+    std::atomic<std::size_t> m_lines = 0;
+
+    // Every line end flushes.
+    int sync() override {
+        ++m_lines;
+        return 0;
+    }
+};
+
+TEST_F(list_dump, writes_its_first_lines_without_the_lock_and_the_rest_under_it) {
+    line_counter os;
+    std::unique_lock lock{*list};
+    auto dump = std::async(std::launch::async, [&] { list->to_str(os); });
+
+    EXPECT_TRUE(await([&os] { return os.lines() == 3; }));
+    EXPECT_EQ(dump.wait_for(std::chrono::milliseconds{20}), std::future_status::timeout);
+    EXPECT_EQ(os.lines(), 3U);
+    lock.unlock();
+
+    dump.get();
+    EXPECT_EQ(os.lines(), 8U + 3U);
 }
 
 TEST_F(list_dump, releases_the_lock) {

@@ -110,9 +110,10 @@ TEST_P(payload_at_any_address, yields_variables) {
     payload const message{bytes.view()};
     message_reader const reader{client_kind::consumer, "panel", "de-serialize variable update"};
 
-    auto const variables = read_changed_event(message, reader);
+    auto const event = read_changed_event(message, 0x0123456789ABCDEFU, reader);
 
-    EXPECT_EQ(variables.fingerprint(), 0x0123456789ABCDEFU);
+    ASSERT_TRUE(event);
+    auto const& variables = *event;
     ASSERT_EQ(variables.size(), 6U);
     EXPECT_EQ(variables.item(0).value, variable_value{true});
     EXPECT_EQ(variables.item(1).value, variable_value{nanoseconds{2'000'003'000}});

@@ -316,7 +316,7 @@ wire::variable_list_table list_of(std::vector<wire::variable_table> const& items
 received_variable received(wire::variable_table const& item) {
     auto const message = wire::variables_changed_event(list_of({item}));
     payload const held{message};
-    return read_changed_event(held, event_reader).item(0);
+    return read_changed_event(held, 5, event_reader).value().item(0);
 }
 
 std::optional<variable_value> received_value(std::uint8_t tag, wire::value_table const& value) {
@@ -444,9 +444,8 @@ TEST(received_change_event, keeps_order_and_duplicates) {
     auto const message = wire::variables_changed_event(list_of({{.id = 9}, {.id = 2}, {.id = 9}}));
     payload const held{message};
 
-    auto const variables = read_changed_event(held, event_reader);
+    auto const variables = read_changed_event(held, 5, event_reader).value();
 
-    EXPECT_EQ(variables.fingerprint(), 5U);
     ASSERT_EQ(variables.size(), 3U);
     EXPECT_EQ(variables.item(0).id, 9U);
     EXPECT_EQ(variables.item(1).id, 2U);
@@ -457,7 +456,7 @@ TEST(received_change_event, may_have_no_items) {
     auto const message = wire::variables_changed_event(list_of({}));
     payload const held{message};
 
-    EXPECT_EQ(read_changed_event(held, event_reader).size(), 0U);
+    EXPECT_EQ(read_changed_event(held, 5, event_reader).value().size(), 0U);
 }
 
 TEST(received_change_event, without_a_fingerprint_has_fingerprint_0) {
@@ -466,7 +465,14 @@ TEST(received_change_event, without_a_fingerprint_has_fingerprint_0) {
     auto const message = wire::variables_changed_event(list);
     payload const held{message};
 
-    EXPECT_EQ(read_changed_event(held, event_reader).fingerprint(), 0U);
+    EXPECT_TRUE(read_changed_event(held, 0, event_reader));
+    EXPECT_FALSE(read_changed_event(held, 5, event_reader));
+}
+
+TEST(received_change_event, of_another_definition_is_nothing_whatever_it_lacks) {
+    auto const message = wire::variables_changed_event(wire::variable_list_table{.fingerprint = 5});
+
+    EXPECT_FALSE(read_changed_event(payload{message}, 6, event_reader));
 }
 
 TEST(received_change_event, faults_without_data) {
@@ -474,11 +480,12 @@ TEST(received_change_event, faults_without_data) {
                               "de-serialize variable update: message data nullptr\n";
 
     EXPECT_EQ(
-        thrown_message<serialization_fault>([] { read_changed_event(payload{""}, event_reader); }),
+        thrown_message<serialization_fault>(
+            [] { read_changed_event(payload{""}, 5, event_reader); }),
         fault);
     EXPECT_EQ(
         thrown_message<serialization_fault>(
-            [] { read_changed_event(payload{"elevenbytes"}, event_reader); }),
+            [] { read_changed_event(payload{"elevenbytes"}, 5, event_reader); }),
         fault);
 }
 
@@ -487,7 +494,7 @@ TEST(received_change_event, faults_without_a_list) {
 
     EXPECT_EQ(
         thrown_message<serialization_fault>(
-            [&] { read_changed_event(payload{message}, event_reader); }),
+            [&] { read_changed_event(payload{message}, 5, event_reader); }),
         "Consumer panel: encountered invalid serialized data for operation: "
         "de-serialize variable update: variable data nullptr\n");
 }
@@ -499,7 +506,7 @@ TEST(received_change_event, faults_without_items) {
 
     EXPECT_EQ(
         thrown_message<serialization_fault>(
-            [&] { read_changed_event(payload{message}, event_reader); }),
+            [&] { read_changed_event(payload{message}, 5, event_reader); }),
         "Consumer panel: encountered invalid serialized data for operation: "
         "de-serialize variable update: variable data (items) nullptr\n");
 }
@@ -511,7 +518,7 @@ TEST(received_change_event, faults_without_a_time) {
 
     EXPECT_EQ(
         thrown_message<serialization_fault>(
-            [&] { read_changed_event(payload{message}, event_reader); }),
+            [&] { read_changed_event(payload{message}, 5, event_reader); }),
         "Consumer panel: encountered invalid serialized data for operation: "
         "de-serialize variable update: variable data (timestamp) nullptr\n");
 }
@@ -522,7 +529,7 @@ TEST(received_change_event, faults_in_a_list_too_short_for_time_and_items) {
 
     EXPECT_EQ(
         thrown_message<serialization_fault>(
-            [&] { read_changed_event(payload{message}, event_reader); }),
+            [&] { read_changed_event(payload{message}, 5, event_reader); }),
         "Consumer panel: encountered invalid serialized data for operation: "
         "de-serialize variable update: variable data (items) nullptr\n");
 }

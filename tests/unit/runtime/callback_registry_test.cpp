@@ -136,6 +136,27 @@ TEST(callback_that_was_let_in, keeps_its_object_until_it_is_through) {
     EXPECT_TRUE(is_gone);
 }
 
+TEST(callback_that_was_let_in, holds_up_the_gate_until_its_object_is_gone) {
+    auto const gate = std::make_shared<callback_gate>();
+    std::atomic<bool> is_gone = false;
+    std::future<bool> was_gone_when_shut;
+    auto object = std::make_shared<watched_object>(is_gone, [&] {
+        was_gone_when_shut = std::async(std::launch::async, [&] {
+            gate->shut();
+            return is_gone.load();
+        });
+        // The gate has no reason to wait for this thread but the one under test.
+        was_gone_when_shut.wait_for(std::chrono::milliseconds{20});
+    });
+    callback_registration const registration{gate, object};
+    {
+        callback_entry const entry{registration.closure()};
+        object.reset();
+    }
+
+    EXPECT_TRUE(was_gone_when_shut.get());
+}
+
 TEST(callback_that_was_let_in, may_be_the_end_of_its_object_its_registration_and_its_gate) {
     std::atomic<bool> is_gone = false;
     auto gate = std::make_shared<callback_gate>();

@@ -72,16 +72,25 @@ constexpr auto take_message = &message_entrance<&session_owner::take_message>;
 
 class unconnected_session : public testing::Test {
 protected:
-    session_settings settings{
-        "nats://127.0.0.1:4222",
-        "boiler",
-        "_INBOX.boiler",
-        {"http://127.0.0.1:1/token", "developer", "developer-secret", "hub.variables.provide", {}},
-        &connection_event_entrance<&session_owner::reconnected>,
-        &connection_event_entrance<&session_owner::disconnected>};
+    std::string server_url{"nats://127.0.0.1:4222"};
+    token_parameters token{
+        "http://127.0.0.1:1/token", "developer", "developer-secret", "hub.variables.provide", {}};
 
     std::shared_ptr<nats_session> make_session() {
-        return std::make_shared<nats_session>(settings, gate, owner);
+        return make_session(owner);
+    }
+
+    std::shared_ptr<nats_session> make_session(std::weak_ptr<void> called) {
+        return std::make_shared<nats_session>(
+            session_settings{
+                server_url,
+                "boiler",
+                "_INBOX.boiler",
+                std::make_shared<token_parameters const>(token),
+                &connection_event_entrance<&session_owner::reconnected>,
+                &connection_event_entrance<&session_owner::disconnected>},
+            gate,
+            std::move(called));
     }
 
     fake_nats nats;
@@ -162,7 +171,7 @@ class session_url : public unconnected_session, public testing::WithParamInterfa
 
 TEST_P(session_url, reaches_the_nats_client_unless_it_is_blank) {
     nats.skip_token_handler();
-    settings.server_url = GetParam().url;
+    server_url = GetParam().url;
     auto const session = make_session();
 
     session->connect();
@@ -185,7 +194,7 @@ TEST_F(unconnected_session, hands_out_the_token_that_its_parameters_are_granted)
     raw_http_server endpoint{[](auto& client) {
         client.send(http_reply(R"({"access_token":"abc"})"));
     }};
-    settings.token.endpoint = endpoint.get_url();
+    token.endpoint = endpoint.get_url();
     auto const session = make_session();
 
     session->connect();
@@ -196,8 +205,8 @@ TEST_F(unconnected_session, hands_out_the_token_that_its_parameters_are_granted)
 TEST_F(unconnected_session, tells_its_owner_when_there_is_no_token) {
     captured_stream const error{std::cerr};
     std::vector<std::string> failures;
-    settings.token.endpoint = "";
-    settings.token.on_failure = [&](authentication_failed const& failure) {
+    token.endpoint = "";
+    token.on_failure = [&](authentication_failed const& failure) {
         failures.emplace_back(failure.what());
     };
     auto const session = make_session();
@@ -344,6 +353,17 @@ TEST_F(session, keeps_an_ended_subscription_when_the_round_trip_fails) {
     EXPECT_THAT(nats.calls(), Not(Contains("natsSubscription_Destroy tick")));
     subject->flush(std::chrono::milliseconds{250});
     EXPECT_THAT(nats.calls(), Contains("natsSubscription_Destroy tick"));
+}
+
+TEST_F(session, keeps_a_subscription_that_ends_while_the_round_trip_fails) {
+    auto const outcome = subject->subscribe("tick", take_message);
+    nats.fail_next("natsConnection_FlushTimeout", NATS_TIMEOUT);
+    nats.when_called(
+        "natsConnection_FlushTimeout", [&] { subject->unsubscribe(outcome.subscription); });
+
+    EXPECT_EQ(subject->flush(std::chrono::milliseconds{250}), NATS_TIMEOUT);
+
+    EXPECT_THAT(nats.calls(), Not(Contains("natsSubscription_Destroy tick")));
 }
 
 TEST_F(session, destroys_an_ended_subscription_at_its_own_end_without_a_round_trip) {
@@ -499,7 +519,7 @@ TEST_F(session, turns_callbacks_away_after_its_end_and_releases_their_messages) 
 
 TEST_F(unconnected_session, fetches_no_token_after_its_end) {
     captured_stream const error{std::cerr};
-    settings.token.endpoint = "";
+    token.endpoint = "";
     auto const session = make_session();
     session->connect();
     session->close();
@@ -515,9 +535,9 @@ TEST_F(unconnected_session, fetches_no_token_after_its_end) {
 
 TEST_F(session, turns_callbacks_away_when_its_owner_is_gone) {
     auto passing = std::make_shared<session_owner>();
-    nats_session other{settings, gate, passing};
-    other.connect();
-    other.subscribe("tick", take_message);
+    auto const other = make_session(passing);
+    other->connect();
+    other->subscribe("tick", take_message);
     passing.reset();
 
     EXPECT_EQ(nats.deliver({.subject = "tick"}), 1);
@@ -545,6 +565,18 @@ TEST_F(session, lets_running_requests_end_before_it_closes_the_connection) {
     EXPECT_EQ(bytes_of(request.get().reply), "answer");
     close.get();
     EXPECT_EQ(nats.open_connections(), 0);
+}
+
+TEST_F(session, refuses_requests_as_soon_as_it_begins_to_close) {
+    nats.answer_requests("ask", fake_nats::request_answer{.bytes = "answer"});
+    subject->subscribe("tick", take_message);
+    std::optional<natsStatus> meanwhile;
+    nats.when_called(
+        "natsSubscription_Unsubscribe", [&] { meanwhile = subject->request("ask", "").status; });
+
+    subject->close();
+
+    EXPECT_EQ(meanwhile, NATS_CONNECTION_CLOSED);
 }
 
 struct closing_owner {

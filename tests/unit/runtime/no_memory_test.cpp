@@ -1,0 +1,68 @@
+// SPDX-FileCopyrightText: 2026 Arvenhold
+// SPDX-License-Identifier: Apache-2.0
+
+#include <hub/invalid_provider_definition.hpp>
+
+#include <gtest/gtest.h>
+
+#include <cstdlib>
+#include <new>
+#include <string>
+
+namespace {
+
+// How many allocations of this thread still succeed.
+thread_local int allocations_left = -1;
+
+} // namespace
+
+void* operator new(std::size_t size) {
+    if (allocations_left == 0) {
+        throw std::bad_alloc{};
+    }
+    if (allocations_left > 0) {
+        --allocations_left;
+    }
+    if (auto* const memory = std::malloc(size)) {
+        return memory;
+    }
+    throw std::bad_alloc{};
+}
+
+void operator delete(void* memory) noexcept {
+    std::free(memory);
+}
+
+void operator delete(void* memory, std::size_t /*size*/) noexcept {
+    std::free(memory);
+}
+
+namespace arvenhold::corvel::hub {
+
+namespace {
+
+class composing_with_little_memory : public testing::TestWithParam<int> {};
+
+TEST_P(composing_with_little_memory, throws_bad_alloc_and_no_error_with_half_a_text) {
+    std::string const name(600, 'n');
+
+    allocations_left = GetParam();
+    bool out_of_memory = false;
+    try {
+        throw invalid_provider_definition{name, 7};
+    } catch (std::bad_alloc const&) {
+        out_of_memory = true;
+    } catch (invalid_provider_definition const&) {
+        out_of_memory = false;
+    }
+    allocations_left = -1;
+
+    EXPECT_TRUE(out_of_memory);
+}
+
+// The text takes two allocations: its buffer, which grows once.
+INSTANTIATE_TEST_SUITE_P(whenever_it_ends, composing_with_little_memory, testing::Values(0, 1));
+
+} // namespace
+
+} // namespace arvenhold::corvel::hub
