@@ -5,9 +5,11 @@
 
 namespace arvenhold::corvel::hub::reliability {
 
+std::string run_cluster(effort how_much);
 std::string run_server_restarts(effort how_much);
 std::string run_mute_servers(effort how_much);
 std::string run_token_endpoints(effort how_much);
+std::string run_provider_losses(effort how_much);
 std::string run_replacements(effort how_much);
 std::string run_registries(effort how_much);
 std::string run_calls_from_callbacks(effort how_much);
@@ -43,6 +45,14 @@ std::vector<row> const& all_rows() {
          "the documented exception and line each time within 7 s; the same object connects with a "
          "good endpoint afterwards",
          &run_token_endpoints},
+        {4,
+         "providers' processes killed and started again, and stopped for 30 s and continued, with "
+         "a server that drops clients which do not answer, because the registry notices only lost "
+         "connections; one stopped without anybody noticing",
+         "the consumer is told of the loss and all values are bad; it is told of the return once "
+         "and all values are read again; unnoticed, a read fails after 5 s and faults the "
+         "connection",
+         &run_provider_losses},
         {5,
          "the definition replaced under reading, writing and events",
          "no value under a wrong fingerprint; the last definition wins",
@@ -89,6 +99,12 @@ std::vector<row> const& all_rows() {
          "qualities and time stamps are those of the model",
          &run_random_sequences,
          &run_random_sequence},
+        {17,
+         "the server in use of a cluster of three killed, and started again when the clients have "
+         "moved; a session is given the URL of one server, and the cluster tells it the others",
+         "publishing and reading go on with another server within 10 s; all values, qualities and "
+         "time stamps become equal, and the registry has the definition",
+         &run_cluster},
     };
     return rows;
 }

@@ -41,11 +41,11 @@ variable_value value_for(std::size_t position, std::uint64_t round) {
     }
 }
 
-void fill(provider_definition& definition, std::size_t variables) {
+void fill(provider_definition& definition, std::size_t variables, std::uint64_t round) {
     for (std::size_t position = 0; position < variables; ++position) {
         definition.add_variable_definition(
             "group/variable-" + std::to_string(position),
-            value_for(position, 0),
+            value_for(position, round),
             variable_permissions::read_write);
     }
     definition.finalize();

@@ -146,8 +146,9 @@ private:
 /// Tells whether the consumer's values, qualities and time stamps are those of the provider.
 bool is_equal(variable_list& provided, provider_connection& consumed);
 
-/// Makes a definition with `variables` variables, whose types take turns.
-void fill(provider_definition& definition, std::size_t variables);
+/// Makes a definition with `variables` variables, whose types take turns, with the values of the
+/// round.
+void fill(provider_definition& definition, std::size_t variables, std::uint64_t round = 0);
 
 /// Returns a value of the type that the variable at `position` has, different for each round.
 variable_value value_for(std::size_t position, std::uint64_t round);
