@@ -78,7 +78,8 @@ public:
     ///                              with the list that it had before.
     ///
     /// @par Blocking
-    /// Up to about 2 s for the server, token request included, and up to 5 s for the registry.
+    /// Up to about 2 s for the server, or 5 s, in vain, when the token endpoint is slow; and up to
+    /// 5 s for the registry.
     /// Other operations of this consumer wait meanwhile, get_provider_identifiers() excepted.
     void connect(
         std::string const& nats_url,

@@ -87,9 +87,9 @@ public:
     ///                                      connected, no definition is registered.
     ///
     /// @par Blocking
-    /// Up to about 2 s for the server, token request included, and up to 15 s for the registry's
-    /// verdict if a definition is registered. Other operations of this provider that need its state
-    /// wait for the first part.
+    /// Up to about 2 s for the server, or 5 s, in vain, when the token endpoint is slow; and up to
+    /// 15 s for the registry's verdict if a definition is registered. Other operations of this
+    /// provider that need its state wait for the first part.
     void connect(
         std::string const& nats_url,
         std::string const& token_url,
