@@ -26,7 +26,7 @@ public:
         , m_values{std::move(values)} {}
 
     std::chrono::nanoseconds operator()(std::size_t calls) const {
-        constexpr std::size_t prepared_values = 1024;
+        constexpr std::size_t prepared_values = 64;
         auto const portion = std::max<std::size_t>(1, prepared_values / m_values.size());
         std::chrono::nanoseconds total{};
         while (calls > 0) {

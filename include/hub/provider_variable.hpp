@@ -96,6 +96,8 @@ public:
     std::ostream& to_str(std::ostream& os) const CORVEL_HUB_EXCLUDES(m_mutex);
 
 private:
+    friend class provider; // publishes changes
+
     struct provider_variable_construction_enabler;
 
     mutable std::mutex m_mutex;
@@ -108,6 +110,10 @@ private:
     std::uint64_t m_update_count CORVEL_HUB_GUARDED_BY(m_mutex) = 0;
     std::shared_ptr<modification_tracker> const m_tracker;
 
+    // The tracker's node with this variable's id while it is not in there, so that noting a change
+    // allocates nothing. Guarded as the tracker is, by the list's lock.
+    modification_tracker::node_type m_tracker_node;
+
     provider_variable(
         variable_id id,
         std::string path,
@@ -117,6 +123,7 @@ private:
     ~provider_variable() = default;
 
     void record_change(timestamp when) CORVEL_HUB_REQUIRES(m_mutex);
+    variable_quality get_listed_quality() const;
 };
 
 /// Writes provider_variable::to_str().

@@ -183,6 +183,8 @@ public:
     std::ostream& to_str(std::ostream& os) CORVEL_HUB_EXCLUDES(m_mutex);
 
 private:
+    friend class provider; // looks pending and requested variables up
+
     struct variable_list_construction_enabler;
 
     // The id that the next variable of any list gets. Atomic because lists may be made at once.
@@ -196,6 +198,7 @@ private:
     definition_fingerprint const m_fingerprint;
     variable_id const m_lowest_id;
     variable_map m_variables;
+    std::vector<provider_variable*> m_in_order; // those of the map: ids of a list are consecutive
     std::shared_ptr<modification_tracker> const m_tracker; // the set it points to is guarded
 
     std::mutex m_mutex;
@@ -211,6 +214,7 @@ private:
     std::shared_ptr<provider_link> require_provider() const;
     std::shared_ptr<provider_link> require_current() const;
     [[noreturn]] void throw_outdated(provider_link& provider) const;
+    provider_variable* find(variable_id id) const;
     provider_variable& variable_in_range(variable_id id, std::string_view function) const;
 };
 

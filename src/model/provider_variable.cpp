@@ -72,7 +72,11 @@ void provider_variable::set_quality(variable_quality quality, timestamp when) {
 void provider_variable::record_change(timestamp when) {
     m_last_publish_timestamp = when;
     ++m_update_count;
-    m_tracker->insert(m_id);
+    if (m_tracker_node.empty()) {
+        m_tracker->insert(m_id);
+    } else {
+        m_tracker_node = m_tracker->insert(std::move(m_tracker_node)).node;
+    }
 }
 
 variable_id provider_variable::get_id() const {
@@ -99,6 +103,12 @@ std::tuple<variable_value, timestamp> provider_variable::get_value_with_timestam
 
 variable_quality provider_variable::get_quality() {
     std::scoped_lock const lock{m_mutex};
+    return m_quality;
+}
+
+// For whoever holds the list's lock, without which no quality changes.
+variable_quality provider_variable::get_listed_quality() const
+    CORVEL_HUB_NO_THREAD_SAFETY_ANALYSIS {
     return m_quality;
 }
 

@@ -4,6 +4,7 @@
 #pragma once
 
 #include "protocol/hub_messages_generated.h"
+#include <hub/common.hpp>
 
 #include <array>
 #include <bit>
@@ -12,13 +13,16 @@
 
 namespace arvenhold::corvel::hub {
 
-// The tables of an item as they stand in a message, byte for byte. The writer of variables fills
-// them in and appends an item's table and its value's table in one go, which is many times faster
+// The tables of a message with variables, byte for byte as they stand in it. Such a message is made of
+// pairs: the table of an item and that of its value, and at last the root and the list. The writer
+// appends the bytes of a pair in one go and then fills in what differs, which is many times faster
 // than to have the builder assemble the same bytes field by field.
 //
 // 1. A table begins with the distance to its layout: what the format calls a vtable.
-// 2. Every size is a multiple of the greatest alignment within, and tables that follow each other
-//    keep the fields of the second one aligned.
+// 2. The outer table of a pair refers to the inner one, which follows it. An inner table may refer
+//    to something outside that the message has already.
+// 3. Every size is a multiple of the greatest alignment within, so that the inner table's fields are
+//    aligned too.
 
 static_assert(std::endian::native == std::endian::little, "messages are little-endian");
 
@@ -27,8 +31,8 @@ static_assert(std::endian::native == std::endian::little, "messages are little-e
 template <std::size_t slots>
 using table_layout = std::array<flatbuffers::voffset_t, slots + 2>;
 
-/// The tables of both kinds, as a writer numbers them.
-enum class table_number {
+/// The layouts, as a writer numbers them.
+enum class layout_number {
     change,
     reading,
     write,
@@ -36,28 +40,32 @@ enum class table_number {
     number,
     text,
     time,
+    root,
+    list,
 };
 
-/// Where the layouts of a message stand, counted from its end, for each table number; 0 for one that
-/// is not there yet. The tables of all items share them.
-using layout_positions = std::array<flatbuffers::uoffset_t, 7>;
+/// Where the layouts of a message stand, counted from its end, by their numbers; 0 for one that is
+/// not there yet. All tables with the same layout share it.
+using layout_positions = std::array<flatbuffers::uoffset_t, 9>;
+
+// -- outer tables ---------------------------------------------------------------------------------
 
 /// A `Variable` without a time.
 struct change_table {
     flatbuffers::soffset_t layout = 0;
-    flatbuffers::uoffset_t value = 0; ///< From here to the value's table.
+    flatbuffers::uoffset_t inner = 0; ///< From here to the value's table.
     std::uint32_t id = 0;
     VariableQuality quality = VariableQuality::Bad;
     VariableValue tag = VariableValue::NONE;
     std::uint16_t unused = 0;
 
-    static constexpr auto number = table_number::change;
+    static constexpr auto number = layout_number::change;
     static constexpr table_layout<5> slots() {
         return {
             14,
             sizeof(change_table),
             offsetof(change_table, tag),
-            offsetof(change_table, value),
+            offsetof(change_table, inner),
             offsetof(change_table, id),
             0,
             offsetof(change_table, quality)};
@@ -67,20 +75,20 @@ struct change_table {
 /// A `Variable` with everything.
 struct reading_table {
     flatbuffers::soffset_t layout = 0;
-    flatbuffers::uoffset_t value = 0; ///< From here to the value's table.
+    flatbuffers::uoffset_t inner = 0; ///< From here to the value's table.
     Timestamp when;
     std::uint32_t id = 0;
     VariableQuality quality = VariableQuality::Bad;
     VariableValue tag = VariableValue::NONE;
     std::uint16_t unused = 0;
 
-    static constexpr auto number = table_number::reading;
+    static constexpr auto number = layout_number::reading;
     static constexpr table_layout<5> slots() {
         return {
             14,
             sizeof(reading_table),
             offsetof(reading_table, tag),
-            offsetof(reading_table, value),
+            offsetof(reading_table, inner),
             offsetof(reading_table, id),
             offsetof(reading_table, when),
             offsetof(reading_table, quality)};
@@ -90,21 +98,34 @@ struct reading_table {
 /// A `Variable` without quality and time.
 struct write_table {
     flatbuffers::soffset_t layout = 0;
-    flatbuffers::uoffset_t value = 0; ///< From here to the value's table.
+    flatbuffers::uoffset_t inner = 0; ///< From here to the value's table.
     std::uint32_t id = 0;
     VariableValue tag = VariableValue::NONE;
     std::array<std::uint8_t, 3> unused{};
 
-    static constexpr auto number = table_number::write;
+    static constexpr auto number = layout_number::write;
     static constexpr table_layout<3> slots() {
         return {
             10,
             sizeof(write_table),
             offsetof(write_table, tag),
-            offsetof(write_table, value),
+            offsetof(write_table, inner),
             offsetof(write_table, id)};
     }
 };
+
+/// The root of each message that consists of a list of variables; they have the same bytes.
+struct root_table {
+    flatbuffers::soffset_t layout = 0;
+    flatbuffers::uoffset_t inner = 0; ///< From here to the list.
+
+    static constexpr auto number = layout_number::root;
+    static constexpr table_layout<1> slots() {
+        return {6, sizeof(root_table), offsetof(root_table, inner)};
+    }
+};
+
+// -- inner tables ---------------------------------------------------------------------------------
 
 /// A `BoolValue`.
 struct truth_table {
@@ -112,7 +133,7 @@ struct truth_table {
     std::uint8_t value = 0;
     std::array<std::uint8_t, 3> unused{};
 
-    static constexpr auto number = table_number::truth;
+    static constexpr auto number = layout_number::truth;
     static constexpr table_layout<1> slots() {
         return {6, 5, 4};
     }
@@ -125,7 +146,7 @@ struct number_table {
     flatbuffers::soffset_t layout = 0;
     Number value = 0;
 
-    static constexpr auto number = table_number::number;
+    static constexpr auto number = layout_number::number;
     static constexpr table_layout<1> slots() {
         return {6, 12, 4};
     }
@@ -134,9 +155,9 @@ struct number_table {
 /// A `StringValue`.
 struct text_table {
     flatbuffers::soffset_t layout = 0;
-    flatbuffers::uoffset_t value = 0; ///< From here to the text.
+    flatbuffers::uoffset_t outside = 0; ///< From here to the text.
 
-    static constexpr auto number = table_number::text;
+    static constexpr auto number = layout_number::text;
     static constexpr table_layout<1> slots() {
         return {6, 8, 4};
     }
@@ -148,9 +169,27 @@ struct time_table {
     flatbuffers::soffset_t layout = 0;
     Timestamp value;
 
-    static constexpr auto number = table_number::time;
+    static constexpr auto number = layout_number::time;
     static constexpr table_layout<1> slots() {
         return {6, 20, 4};
+    }
+};
+
+/// A `VariableList`.
+struct list_table {
+    flatbuffers::soffset_t layout = 0;
+    flatbuffers::uoffset_t outside = 0; ///< From here to the vector of items.
+    definition_fingerprint fingerprint = 0;
+    Timestamp when;
+
+    static constexpr auto number = layout_number::list;
+    static constexpr table_layout<3> slots() {
+        return {
+            10,
+            sizeof(list_table),
+            offsetof(list_table, fingerprint),
+            offsetof(list_table, when),
+            offsetof(list_table, outside)};
     }
 };
 

@@ -5,21 +5,9 @@
 
 #include "protocol/time_codec.hpp"
 
-#include <array>
-
 namespace arvenhold::corvel::hub {
 
 namespace {
-
-// Indexed by the alternative of variable_value.
-constexpr std::array<VariableDataType, std::variant_size_v<variable_value>> data_types{
-    VariableDataType::Bool,
-    VariableDataType::Double,
-    VariableDataType::Int64,
-    VariableDataType::String,
-    VariableDataType::Timestamp,
-    VariableDataType::Duration,
-};
 
 variable_value text_of(StringValue const& table, message_reader const& reader) {
     if (table.value() == nullptr) {
@@ -38,10 +26,6 @@ variable_value point_of(TimestampValue const& table) {
 }
 
 } // namespace
-
-VariableDataType data_type_of(variable_value const& value) {
-    return value.valueless_by_exception() ? VariableDataType::NONE : data_types.at(value.index());
-}
 
 std::optional<variable_value> initial_value_of(VariableDataType type) {
     switch (type) {

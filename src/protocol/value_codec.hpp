@@ -7,12 +7,25 @@
 #include "protocol/message_reader.hpp"
 #include <hub/common.hpp>
 
+#include <array>
 #include <optional>
 
 namespace arvenhold::corvel::hub {
 
+/// The wire's numbers for the alternatives of variable_value.
+inline constexpr std::array<VariableDataType, std::variant_size_v<variable_value>> data_types{
+    VariableDataType::Bool,
+    VariableDataType::Double,
+    VariableDataType::Int64,
+    VariableDataType::String,
+    VariableDataType::Timestamp,
+    VariableDataType::Duration,
+};
+
 /// Returns the wire's number for the type of `value`; NONE for a valueless one.
-VariableDataType data_type_of(variable_value const& value);
+inline VariableDataType data_type_of(variable_value const& value) {
+    return value.valueless_by_exception() ? VariableDataType::NONE : data_types.at(value.index());
+}
 
 /// Returns the tag that goes with the table of `value`, which has the same number.
 inline VariableValue tag_of(variable_value const& value) {

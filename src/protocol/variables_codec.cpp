@@ -7,6 +7,7 @@
 #include "protocol/time_codec.hpp"
 #include "protocol/value_codec.hpp"
 
+#include <new>
 #include <type_traits>
 
 namespace arvenhold::corvel::hub {
@@ -40,67 +41,115 @@ received_variables items_of(
     return {list, reader};
 }
 
-// Appends items to a message. Positions count from the end of the message, which grows downward.
-class item_appender {
+// Appends tables to a message. Positions count from the end of the message, which grows downward.
+class table_appender {
 public:
-    item_appender(message_builder& builder, layout_positions& layouts)
+    table_appender(message_builder& builder, layout_positions& layouts)
         : m_builder{builder}
         , m_layouts{layouts} {}
 
-    template <class Table>
-    flatbuffers::Offset<Variable> append(Table table, variable_value const& value) const {
+    template <class Item>
+    flatbuffers::Offset<Variable> append_item(Item item, variable_value const& value) const {
         if (value.valueless_by_exception()) {
-            return append_without_value(table);
+            return append_without_value(item);
         }
-        table.tag = tag_of(value);
+        item.tag = tag_of(value);
         return std::visit(
-            [&](auto const& content) { return append_with(table, table_of(content)); }, value);
+            [&](auto const& content) { return append_with_value(item, content); }, value);
+    }
+
+    // An inner table that refers to something outside holds the position of that.
+    template <class Outer, class Inner>
+    flatbuffers::uoffset_t append_pair(Outer const& outer, Inner const& inner) const {
+        struct pair {
+            Outer outer;
+            Inner inner;
+        };
+        constexpr auto inner_place = uoffset(sizeof(Outer) + offsetof(Inner, layout));
+        auto const outer_layout = place_layout<Outer>();
+        auto const inner_layout = place_layout<Inner>();
+        auto const position = make_place(sizeof(pair));
+        static constexpr std::array<std::byte, sizeof(pair)> blank{};
+        append_bytes(blank);
+        // Filled in where it stands: to copy what was written a moment ago would wait for it.
+        auto& both = *std::launder(
+            static_cast<pair*>(static_cast<void*>(m_builder.GetCurrentBufferPointer())));
+        both.outer = outer;
+        both.inner = inner;
+        both.outer.layout = distance(position, outer_layout);
+        both.outer.inner = inner_place - uoffset(offsetof(Outer, inner));
+        both.inner.layout = distance(position - inner_place, inner_layout);
+        if constexpr (requires { inner.outside; }) {
+            constexpr auto outside_place = uoffset(sizeof(Outer) + offsetof(Inner, outside));
+            both.inner.outside = position - outside_place - inner.outside;
+        }
+        return position;
     }
 
 private:
     message_builder& m_builder;
     layout_positions& m_layouts;
 
-    template <class Table, class Value>
-    flatbuffers::Offset<Variable> append_with(Table const& table, Value const& value) const {
-        struct pair {
-            Table table;
-            Value value;
-        };
-        constexpr auto value_place =
-            static_cast<flatbuffers::uoffset_t>(sizeof(Table) + offsetof(Value, layout));
-        auto const table_layout = place_layout<Table>();
-        auto const value_layout = place_layout<Value>();
-        pair both{table, value};
-        auto const position = place_for(both);
-        both.table.layout = distance(position, table_layout);
-        both.table.value = value_place - offsetof(Table, value);
-        both.value.layout = distance(position - value_place, value_layout);
-        if constexpr (std::is_same_v<Value, text_table>) {
-            constexpr auto text_place =
-                static_cast<flatbuffers::uoffset_t>(sizeof(Table) + offsetof(Value, value));
-            both.value.value = position - text_place - value.value;
-        }
-        return append_bytes(both);
+    static constexpr flatbuffers::uoffset_t uoffset(std::size_t number) {
+        return static_cast<flatbuffers::uoffset_t>(number);
+    }
+
+    template <class Item>
+    flatbuffers::uoffset_t append_with_value(Item const& item, bool value) const {
+        truth_table table;
+        table.value = value ? 1 : 0;
+        return append_pair(item, table);
+    }
+
+    template <class Item>
+    flatbuffers::uoffset_t append_with_value(Item const& item, double value) const {
+        number_table<double> table;
+        table.value = value;
+        return append_pair(item, table);
+    }
+
+    template <class Item>
+    flatbuffers::uoffset_t append_with_value(Item const& item, std::int64_t value) const {
+        number_table<std::int64_t> table;
+        table.value = value;
+        return append_pair(item, table);
+    }
+
+    template <class Item>
+    flatbuffers::uoffset_t append_with_value(Item const& item, std::string const& value) const {
+        text_table table;
+        table.outside = m_builder.CreateString(value).o;
+        return append_pair(item, table);
+    }
+
+    template <class Item>
+    flatbuffers::uoffset_t append_with_value(
+        Item const& item, std::chrono::nanoseconds value) const {
+        time_table table;
+        table.value = to_wire(value);
+        return append_pair(item, table);
+    }
+
+    template <class Item>
+    flatbuffers::uoffset_t append_with_value(Item const& item, timestamp value) const {
+        return append_with_value(item, value.time_since_epoch());
     }
 
     // Too rare for a layout that is shared.
-    template <class Table>
-    flatbuffers::Offset<Variable> append_without_value(Table table) const {
+    template <class Item>
+    flatbuffers::uoffset_t append_without_value(Item item) const {
         constexpr std::size_t value_slot = 1;
-        auto layout = Table::slots();
+        auto layout = Item::slots();
         layout.at(2 + value_slot) = 0;
         auto const layout_position = append_bytes(layout);
-        table.layout = distance(place_for(table), layout_position);
-        return append_bytes(table);
+        item.layout = distance(make_place(sizeof(item)), layout_position);
+        return append_bytes(item);
     }
 
     // Makes the next bytes begin at a multiple of eight and returns where that is.
-    template <class Bytes>
-    flatbuffers::uoffset_t place_for(Bytes const& bytes) const {
-        static_assert(sizeof(bytes) % alignof(std::uint64_t) == 0);
-        m_builder.PreAlign(sizeof(bytes), alignof(std::uint64_t));
-        return m_builder.GetSize() + static_cast<flatbuffers::uoffset_t>(sizeof(bytes));
+    flatbuffers::uoffset_t make_place(std::size_t size) const {
+        m_builder.PreAlign(size, alignof(std::uint64_t));
+        return m_builder.GetSize() + uoffset(size);
     }
 
     template <class Bytes>
@@ -125,41 +174,6 @@ private:
         return static_cast<flatbuffers::soffset_t>(layout)
              - static_cast<flatbuffers::soffset_t>(table);
     }
-
-    static truth_table table_of(bool value) {
-        truth_table table;
-        table.value = value ? 1 : 0;
-        return table;
-    }
-
-    static number_table<double> table_of(double value) {
-        number_table<double> table;
-        table.value = value;
-        return table;
-    }
-
-    static number_table<std::int64_t> table_of(std::int64_t value) {
-        number_table<std::int64_t> table;
-        table.value = value;
-        return table;
-    }
-
-    // Holds the position of the text until its own is known.
-    text_table table_of(std::string const& value) const {
-        text_table table;
-        table.value = m_builder.CreateString(value).o;
-        return table;
-    }
-
-    static time_table table_of(timestamp value) {
-        return table_of(value.time_since_epoch());
-    }
-
-    static time_table table_of(std::chrono::nanoseconds value) {
-        time_table table;
-        table.value = to_wire(value);
-        return table;
-    }
 };
 
 } // namespace
@@ -173,8 +187,6 @@ variables_writer::variables_writer(message_builder& builder, std::size_t expecte
         m_builder = message_builder{initial_builder_size + expected_size};
     }
     m_items.reserve(expected_items);
-    // Zero is a legal fingerprint, and other readers may not know the defaults.
-    m_builder.ForceDefaults(true);
 }
 
 void variables_writer::add_change(
@@ -182,7 +194,7 @@ void variables_writer::add_change(
     change_table table;
     table.id = id;
     table.quality = to_wire(quality);
-    m_items.push_back(item_appender{m_builder, m_layouts}.append(table, value));
+    m_items.push_back(table_appender{m_builder, m_layouts}.append_item(table, value));
 }
 
 void variables_writer::add_reading(
@@ -191,35 +203,34 @@ void variables_writer::add_reading(
     table.when = to_wire(when);
     table.id = id;
     table.quality = to_wire(quality);
-    m_items.push_back(item_appender{m_builder, m_layouts}.append(table, value));
+    m_items.push_back(table_appender{m_builder, m_layouts}.append_item(table, value));
 }
 
 void variables_writer::add_write(variable_id id, variable_value const& value) {
     write_table table;
     table.id = id;
-    m_items.push_back(item_appender{m_builder, m_layouts}.append(table, value));
-}
-
-flatbuffers::Offset<VariableList> variables_writer::finish_list(
-    definition_fingerprint fingerprint, timestamp when) {
-    auto const items = m_builder.CreateVector(m_items);
-    auto const time = to_wire(when);
-    return CreateVariableList(m_builder, fingerprint, &time, items);
+    m_items.push_back(table_appender{m_builder, m_layouts}.append_item(table, value));
 }
 
 void variables_writer::finish_changed_event(definition_fingerprint fingerprint, timestamp when) {
-    auto const list = finish_list(fingerprint, when);
-    m_builder.Finish(CreateVariablesChangedEvent(m_builder, list));
+    finish(fingerprint, when);
 }
 
 void variables_writer::finish_read_reply(definition_fingerprint fingerprint, timestamp when) {
-    auto const list = finish_list(fingerprint, when);
-    m_builder.Finish(CreateReadVariablesQueryResponse(m_builder, list));
+    finish(fingerprint, when);
 }
 
 void variables_writer::finish_write_command(definition_fingerprint fingerprint) {
-    auto const list = finish_list(fingerprint, timestamp{});
-    m_builder.Finish(CreateWriteVariablesCommand(m_builder, list));
+    finish(fingerprint, timestamp{});
+}
+
+void variables_writer::finish(definition_fingerprint fingerprint, timestamp when) {
+    list_table list;
+    list.outside = m_builder.CreateVector(m_items).o;
+    list.fingerprint = fingerprint;
+    list.when = to_wire(when);
+    m_builder.Finish(flatbuffers::Offset<void>{
+        table_appender{m_builder, m_layouts}.append_pair(root_table{}, list)});
 }
 
 void write_read_request(message_builder& builder, std::vector<variable_id> const& ids) {

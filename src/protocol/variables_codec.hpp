@@ -48,8 +48,7 @@ private:
     std::vector<flatbuffers::Offset<Variable>> m_items;
     layout_positions m_layouts{};
 
-    flatbuffers::Offset<VariableList> finish_list(
-        definition_fingerprint fingerprint, timestamp when);
+    void finish(definition_fingerprint fingerprint, timestamp when);
 };
 
 /// Writes the request for the given variables, in their order.

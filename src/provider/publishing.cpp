@@ -46,16 +46,15 @@ void provider::impl::serialize_publish_variables(
     timestamp when,
     definition_fingerprint fingerprint,
     std::shared_ptr<variable_list> const& list) {
-    variables_writer writer{builder};
-    {
-        std::scoped_lock const lock{*list};
-        auto& pending = *list->get_modification_tracker();
-        for (auto const id : pending) {
-            auto& variable = *list->get_variables().at(id);
-            writer.add_change(id, variable.get_value(), variable.get_quality());
-        }
+    std::scoped_lock lock{*list};
+    auto& pending = *list->get_modification_tracker();
+    variables_writer writer{builder, pending.size()};
+    while (!pending.empty()) {
+        auto const next = pending.begin();
+        auto& variable = *list->find(*next);
+        writer.add_change(*next, variable.get_value(), variable.get_listed_quality());
         // Intended: before the event is sent; what a failed publication loses is not sent again.
-        pending.clear();
+        variable.m_tracker_node = pending.extract(next);
     }
     writer.finish_changed_event(fingerprint, when);
 }
