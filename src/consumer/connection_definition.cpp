@@ -58,7 +58,9 @@ void provider_connection::impl::adopt(received_definition const& definition) {
         variables->emplace(id, consumer_variable::create(id, path, value, permissions));
     }
     std::scoped_lock const lock{m_mutex};
-    if (m_variables) { // not disconnected meanwhile
+    // Compared again: another thread may have adopted the same definition and handed its variables
+    // to the application. No variables means disconnected meanwhile.
+    if (m_variables && definition.fingerprint() != m_fingerprint) {
         m_fingerprint = definition.fingerprint();
         m_variables.swap(variables); // the old map goes after the lock
     }

@@ -198,7 +198,7 @@ void provider_connection::impl::require_ok(
     }
     set_fault_state();
     throw connection_failed::on_subject(
-        client_kind::consumer, m_link.name, operation, status, natsStatus_GetText(status), subject);
+        client_kind::consumer, m_link.name, operation, status, text_of(status), subject);
 }
 
 message_reader provider_connection::impl::reader(std::string_view operation) const {

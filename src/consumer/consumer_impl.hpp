@@ -6,10 +6,12 @@
 #include "protocol/builder.hpp"
 #include "runtime/nats_session.hpp"
 #include <hub/authentication_failed.hpp>
+#include <hub/connection_failed.hpp>
 #include <hub/consumer.hpp>
 #include <hub/detail/thread_annotations.hpp>
 
 #include <atomic>
+#include <cstdint>
 #include <map>
 #include <memory>
 #include <mutex>
@@ -82,22 +84,25 @@ public:
 
     // -- session ----------------------------------------------------------------------------------
 
-    /// Notes that no token could be fetched. Takes no lock: the NATS client holds its own
-    /// meanwhile.
-    void token_handler_failed_callback(authentication_failed const& error);
+    /// Notes that no token could be fetched for a session. Takes no lock: the NATS client holds its
+    /// own meanwhile.
+    static void token_handler_failed_callback(
+        authentication_failed const& error, std::atomic<bool>& token_failed);
 
     /// Requests the list of providers, after connecting and after every reconnect. Takes over the
     /// mutex when it is `already_locked`; never holds it on return.
-    void post_connect_handler(bool already_locked);
+    ///
+    /// @return whether the consumer is connected; it may have been disconnected meanwhile.
+    bool post_connect_handler(bool already_locked);
 
     static void nats_dcon_callback(natsConnection* connection, void* closure);
     static void nats_recon_callback(natsConnection* connection, void* closure);
 
     // -- list of providers ------------------------------------------------------------------------
 
-    /// Replaces the identifiers by those of a reply or an event.
-    void deserialize_provider_list(nats_message const& message, bool is_event)
-        CORVEL_HUB_EXCLUDES(m_mutex);
+    /// Returns the identifiers in a reply or an event.
+    std::shared_ptr<identifier_set> deserialize_provider_list(
+        nats_message const& message, bool is_event) const;
 
     static void recv_providers_sub_handler(
         natsConnection* connection,
@@ -129,15 +134,14 @@ private:
     message_builder m_providers_query{initial_builder_size}; // finished in the constructor
     std::shared_ptr<callback_gate> const m_gate = std::make_shared<callback_gate>();
 
-    // Read without the lock by the callbacks, where a value that is about to change does no harm;
-    // m_token_failed is also written without it, by the token handler, which must not take locks.
+    // Read without the lock by the callbacks, where a value that is about to change does no harm.
     std::atomic<bool> m_connected{false};
-    std::atomic<bool> m_token_failed{false};
 
     std::mutex m_mutex;
     std::shared_ptr<nats_session> m_session CORVEL_HUB_GUARDED_BY(m_mutex);
     connection_map m_attached_connections CORVEL_HUB_GUARDED_BY(m_mutex);
     identifier_set m_lost_providers CORVEL_HUB_GUARDED_BY(m_mutex);
+    std::uint64_t m_list_events CORVEL_HUB_GUARDED_BY(m_mutex) = 0;
 
     // Has a lock of its own because m_mutex is held while connecting.
     std::mutex m_identifiers_mutex CORVEL_HUB_ACQUIRED_AFTER(m_mutex);
@@ -145,7 +149,10 @@ private:
         CORVEL_HUB_GUARDED_BY(m_identifiers_mutex) = std::make_shared<identifier_set>();
 
     // lifecycle.cpp
-    void open_session(session_settings settings) CORVEL_HUB_REQUIRES(m_mutex);
+    void open_session(session_settings settings, std::atomic<bool> const& token_failed)
+        CORVEL_HUB_REQUIRES(m_mutex);
+    [[noreturn]] void drop_session_and_throw(connection_failed const& failure)
+        CORVEL_HUB_REQUIRES(m_mutex);
     std::shared_ptr<provider_connection> find_attached(std::string const& provider_id)
         CORVEL_HUB_EXCLUDES(m_mutex);
     std::shared_ptr<provider_connection> keep(

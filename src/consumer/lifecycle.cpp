@@ -40,10 +40,9 @@ void consumer::impl::connect(
         return;
     }
     auto const scope = m_read_only ? read_only_consumer_scope : read_write_consumer_scope;
-    auto const report_failure = [weak = weak_from_this()](authentication_failed const& error) {
-        if (auto const self = weak.lock()) {
-            self->token_handler_failed_callback(error);
-        }
+    auto const token_failed = std::make_shared<std::atomic<bool>>(false);
+    auto const report_failure = [token_failed](authentication_failed const& error) {
+        token_handler_failed_callback(error, *token_failed);
     };
     auto token = std::make_shared<token_parameters const>(token_parameters{
         token_endpoint, client_id, client_secret, std::string{scope}, report_failure});
@@ -53,52 +52,55 @@ void consumer::impl::connect(
          inbox_prefix(m_name),
          std::move(token),
          &connection_event_entrance<&impl::nats_recon_callback>,
-         &connection_event_entrance<&impl::nats_dcon_callback>});
+         &connection_event_entrance<&impl::nats_dcon_callback>},
+        *token_failed);
     lock.release();
     post_connect_handler(true);
 }
 
-void consumer::impl::open_session(session_settings settings) {
+void consumer::impl::open_session(
+    session_settings settings, std::atomic<bool> const& token_failed) {
     if (m_session) {
-        m_session->close(); // left by an earlier attempt that failed half-way
+        m_session->close(); // left by an earlier attempt that the registry did not answer
     }
     auto const url = settings.server_url;
     m_session = std::make_shared<nats_session>(std::move(settings), m_gate, weak_from_this());
-    m_connected = false;
-    m_token_failed = false;
     auto const status = m_session->connect();
     // A server that wants no token lets the client in although no token could be fetched.
-    if (status != NATS_OK || m_token_failed) {
-        throw connection_failed::while_connecting(
-            client_kind::consumer,
-            m_name,
-            words::connect_to,
-            url,
-            status,
-            natsStatus_GetText(status));
+    if (status != NATS_OK || token_failed) {
+        drop_session_and_throw(connection_failed::while_connecting(
+            client_kind::consumer, m_name, words::connect_to, url, status, text_of(status)));
     }
     auto const outcome = m_session->subscribe(
         m_providers_changed_subject, &message_entrance<&impl::recv_providers_sub_handler>);
     if (outcome.status != NATS_OK) {
-        throw connection_failed::on_subject(
+        drop_session_and_throw(connection_failed::on_subject(
             client_kind::consumer,
             m_name,
             words::subscribe_providers_changed,
             outcome.status,
-            natsStatus_GetText(outcome.status),
-            m_providers_changed_subject);
+            text_of(outcome.status),
+            m_providers_changed_subject));
     }
 }
 
+// A session without its subscription must not become the consumer's when it reconnects.
+void consumer::impl::drop_session_and_throw(connection_failed const& failure) {
+    m_session->close();
+    m_session.reset();
+    throw failure; // NOLINT
+}
+
 // Not analysed: takes over the mutex when it is `already_locked`.
-void consumer::impl::post_connect_handler(bool already_locked)
+bool consumer::impl::post_connect_handler(bool already_locked)
     CORVEL_HUB_NO_THREAD_SAFETY_ANALYSIS {
     auto lock =
         already_locked ? std::unique_lock{m_mutex, std::adopt_lock} : std::unique_lock{m_mutex};
     auto const session = m_session;
     if (!session) {
-        return; // disconnected a moment ago
+        return false; // disconnected a moment ago
     }
+    auto const events = m_list_events;
     if (!already_locked) {
         // Only connecting keeps everybody waiting for the answer.
         lock.unlock();
@@ -111,22 +113,29 @@ void consumer::impl::post_connect_handler(bool already_locked)
             m_name,
             words::request_providers_list,
             outcome.status,
-            natsStatus_GetText(outcome.status),
+            text_of(outcome.status),
             m_providers_query_subject);
     }
     if (!already_locked) {
         lock.lock();
     }
     if (m_session != session) {
-        return; // disconnected while waiting
+        return false; // disconnected while waiting
     }
     m_connected = true;
     lock.unlock();
-    deserialize_provider_list(outcome.reply, false);
+    auto identifiers = deserialize_provider_list(outcome.reply, false);
+    lock.lock();
+    // An event that has come since the request tells of the same state or of a later one.
+    if (m_session == session && m_list_events == events) {
+        replace_identifiers(std::move(identifiers));
+    }
+    return m_session == session;
 }
 
-void consumer::impl::token_handler_failed_callback(authentication_failed const& /*error*/) {
-    m_token_failed.store(true, std::memory_order_release);
+void consumer::impl::token_handler_failed_callback(
+    authentication_failed const& /*error*/, std::atomic<bool>& token_failed) {
+    token_failed = true;
 }
 
 void consumer::impl::nats_dcon_callback(natsConnection* /*connection*/, void* closure) {
@@ -146,8 +155,9 @@ void consumer::impl::nats_recon_callback(natsConnection* /*connection*/, void* c
         return;
     }
     try {
-        static_cast<impl*>(closure)->post_connect_handler(false);
-        write_output_line({"Consumer has reconnected to NATS server!"});
+        if (static_cast<impl*>(closure)->post_connect_handler(false)) {
+            write_output_line({"Consumer has reconnected to NATS server!"});
+        }
     } catch (std::exception const& error) {
         write_error_line({"Failed to execute consumer::post_connect_handler(): ", error.what()});
     }
@@ -162,7 +172,6 @@ void consumer::impl::disconnect() {
             return;
         }
         m_connected = false;
-        m_token_failed = false;
         session.swap(m_session);
         connections.swap(m_attached_connections);
         m_lost_providers.clear();

@@ -21,15 +21,12 @@ void consumer::impl::replace_identifiers(std::shared_ptr<identifier_set> identif
     m_provider_identifiers.swap(identifiers); // the old set goes after the lock
 }
 
-void consumer::impl::deserialize_provider_list(nats_message const& message, bool is_event) {
+std::shared_ptr<consumer::impl::identifier_set> consumer::impl::deserialize_provider_list(
+    nats_message const& message, bool is_event) const {
     payload const data{bytes_of(message)};
     message_reader const reader{client_kind::consumer, m_name, words::decode_provider_list};
-    auto identifiers = std::make_shared<identifier_set>(
+    return std::make_shared<identifier_set>(
         is_event ? read_provider_list_event(data, reader) : read_provider_list_reply(data, reader));
-    std::scoped_lock const lock{m_mutex};
-    if (m_session) { // after disconnect() there is no list
-        replace_identifiers(std::move(identifiers));
-    }
 }
 
 void consumer::impl::recv_providers_sub_handler(
@@ -51,15 +48,20 @@ void consumer::impl::recv_providers_sub_handler(
 }
 
 void consumer::impl::take_provider_list_event(nats_message const& message) {
+    std::shared_ptr<identifier_set> identifiers;
     try {
-        deserialize_provider_list(message, true);
+        identifiers = deserialize_provider_list(message, true);
     } catch (serialization_fault const& fault) {
         write_error_line({fault.what()});
         return;
     }
-    auto const identifiers = get_provider_identifiers();
-    if (!identifiers) {
-        return; // disconnected a moment ago
+    {
+        std::scoped_lock const lock{m_mutex};
+        if (!m_session) {
+            return; // disconnected a moment ago
+        }
+        ++m_list_events;
+        replace_identifiers(identifiers);
     }
     auto const changes = record_presence(*identifiers);
     for (auto const& connection : changes.lost) {

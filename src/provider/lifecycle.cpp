@@ -35,10 +35,9 @@ void provider::impl::connect(
     if (m_connected) {
         return;
     }
-    auto const report_failure = [weak = weak_from_this()](authentication_failed const& error) {
-        if (auto const self = weak.lock()) {
-            self->token_handler_failed_callback(error);
-        }
+    m_failed = std::make_shared<failure_mark>(false);
+    auto const report_failure = [failed = m_failed](authentication_failed const& error) {
+        token_handler_failed_callback(error, *failed);
     };
     auto token = std::make_shared<token_parameters const>(token_parameters{
         token_url, client_id, client_secret, std::string{provider_scope}, report_failure});
@@ -57,19 +56,12 @@ void provider::impl::connect(
 void provider::impl::open_session(session_settings settings) {
     auto const url = settings.server_url;
     auto session = std::make_shared<nats_session>(std::move(settings), m_gate, weak_from_this());
-    m_connected = false;
-    m_failed = false;
     auto const status = session->connect();
     // A server that wants no token lets the client in although no token could be fetched.
-    if (status != NATS_OK || m_failed) {
+    if (status != NATS_OK || *m_failed) {
         session->close();
         throw connection_failed::while_connecting(
-            client_kind::provider,
-            m_identifier,
-            words::connect_to,
-            url,
-            status,
-            natsStatus_GetText(status));
+            client_kind::provider, m_identifier, words::connect_to, url, status, text_of(status));
     }
     m_session = std::move(session);
     m_connected = true;
@@ -77,8 +69,8 @@ void provider::impl::open_session(session_settings settings) {
 
 void provider::impl::subscribe_to_all() {
     auto const fail = [this](natsStatus status) {
-        m_failed = true;
-        return std::pair{static_cast<int>(status), natsStatus_GetText(status)};
+        *m_failed = true;
+        return std::pair{static_cast<int>(status), text_of(status)};
     };
     auto const first = m_session->subscribe(
         m_read_request_subject, &message_entrance<&impl::variable_read_request_sub_handler>);
@@ -127,8 +119,9 @@ void provider::impl::post_connect_handler(bool already_locked)
     publish(std::chrono::system_clock::now());
 }
 
-void provider::impl::token_handler_failed_callback(authentication_failed const& /*error*/) {
-    m_failed = true;
+void provider::impl::token_handler_failed_callback(
+    authentication_failed const& /*error*/, failure_mark& session_failed) {
+    session_failed = true;
 }
 
 void provider::impl::nats_dcon_callback(natsConnection* /*connection*/, void* closure) {
@@ -159,7 +152,7 @@ void provider::impl::disconnect() {
     std::optional<std::shared_ptr<nats_session>> ended;
     {
         std::scoped_lock const lock{m_state_mutex};
-        if (m_connected || m_failed) {
+        if (m_connected || *m_failed) {
             ended = forget_session();
         }
     }
@@ -179,7 +172,7 @@ void provider::impl::disconnect() {
 
 std::shared_ptr<nats_session> provider::impl::forget_session() {
     m_connected = false;
-    m_failed = false;
+    m_failed = std::make_shared<failure_mark>(false);
     m_registered = false;
     m_fingerprint = 0;
     if (m_list) {
@@ -213,13 +206,13 @@ std::string const& provider::impl::get_identifier() const {
 }
 
 bool provider::impl::is_usable() const {
-    return m_connected && !m_failed;
+    return m_connected && !*m_failed;
 }
 
 void provider::impl::mark_failed(std::shared_ptr<nats_session> const& session) {
     std::scoped_lock const lock{m_state_mutex};
     if (session && m_session == session) {
-        m_failed = true;
+        *m_failed = true;
     }
 }
 
@@ -227,7 +220,7 @@ void provider::impl::require_usable(std::string_view operation) const {
     if (is_usable()) {
         return;
     }
-    if (m_failed) {
+    if (*m_failed) {
         throw connection_failed::connection_lost(client_kind::provider, m_identifier, operation);
     }
     throw connection_failed::not_connected(client_kind::provider, m_identifier, operation);

@@ -67,8 +67,13 @@ public:
 
     // -- session ----------------------------------------------------------------------------------
 
-    /// Marks the provider failed. Takes no lock: the NATS client holds its own meanwhile.
-    void token_handler_failed_callback(authentication_failed const& error);
+    /// Tells whether a session has failed. Each session has a mark of its own, so that a token
+    /// request that fails late fails no later session.
+    using failure_mark = std::atomic<bool>;
+
+    /// Marks a session failed. Takes no lock: the NATS client holds its own meanwhile.
+    static void token_handler_failed_callback(
+        authentication_failed const& error, failure_mark& session_failed);
 
     /// Announces what is registered, after connecting and after every reconnect. Takes over the
     /// state mutex when it is `already_locked`; never holds it on return.
@@ -156,10 +161,8 @@ private:
     std::string const m_verdict_subject;
     std::shared_ptr<callback_gate> const m_gate = std::make_shared<callback_gate>();
 
-    // Read without the lock by the callbacks, where a value that is about to change does no harm;
-    // m_failed is also written without it, by the token handler, which must not take locks.
+    // Read without the lock by the callbacks, where a value that is about to change does no harm.
     std::atomic<bool> m_connected{false};
-    std::atomic<bool> m_failed{false};
     std::atomic<bool> m_registered{false};
 
     std::mutex
@@ -172,6 +175,9 @@ private:
 
     std::mutex m_state_mutex CORVEL_HUB_ACQUIRED_AFTER(m_validity_mutex, m_definition_send_mutex);
     std::shared_ptr<nats_session> m_session CORVEL_HUB_GUARDED_BY(m_state_mutex);
+    // The latest session's. Shared with its token handler, which must not take locks.
+    std::shared_ptr<failure_mark> m_failed CORVEL_HUB_GUARDED_BY(m_state_mutex) =
+        std::make_shared<failure_mark>(false);
     definition_fingerprint m_fingerprint CORVEL_HUB_GUARDED_BY(m_state_mutex) = 0;
     std::shared_ptr<variable_list> m_list CORVEL_HUB_GUARDED_BY(m_state_mutex);
     definition_message m_definition CORVEL_HUB_GUARDED_BY(m_state_mutex);
@@ -183,10 +189,10 @@ private:
     void open_session(session_settings settings) CORVEL_HUB_REQUIRES(m_state_mutex);
     void subscribe_to_all() CORVEL_HUB_REQUIRES(m_state_mutex);
     std::shared_ptr<nats_session> forget_session() CORVEL_HUB_REQUIRES(m_state_mutex);
-    bool is_usable() const;
+    bool is_usable() const CORVEL_HUB_REQUIRES(m_state_mutex);
     void mark_failed(std::shared_ptr<nats_session> const& session)
         CORVEL_HUB_EXCLUDES(m_state_mutex);
-    void require_usable(std::string_view operation) const;
+    void require_usable(std::string_view operation) const CORVEL_HUB_REQUIRES(m_state_mutex);
     [[noreturn]] void throw_state_invalid(std::string_view detail) const;
     snapshot take_snapshot() CORVEL_HUB_EXCLUDES(m_state_mutex);
 

@@ -22,7 +22,7 @@ void provider::impl::publish(timestamp when) {
             m_identifier,
             words::publish_updated_variables,
             status,
-            natsStatus_GetText(status),
+            text_of(status),
             m_change_event_subject);
     }
 }

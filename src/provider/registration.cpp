@@ -107,18 +107,20 @@ void provider::impl::send_definition() {
         session = m_session;
         message = m_definition;
     }
-    // Without a session or a message the provider was disconnected a moment ago.
-    auto const status = session && message
-                          ? session->publish(m_definition_subject, finished_bytes(*message))
-                          : NATS_CONNECTION_CLOSED;
+    auto status = NATS_CONNECTION_CLOSED;
+    if (session && message) { // not disconnected a moment ago
+        status = session->publish(m_definition_subject, finished_bytes(*message));
+        if (status != NATS_OK) {
+            mark_failed(session);
+        }
+    }
     if (status != NATS_OK) {
-        mark_failed(session);
         throw connection_failed::on_subject(
             client_kind::provider,
             m_identifier,
             words::publish_definition,
             status,
-            natsStatus_GetText(status),
+            text_of(status),
             m_definition_subject);
     }
 }

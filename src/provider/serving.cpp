@@ -51,12 +51,15 @@ void provider::impl::variable_read_request_sub_handler(
 void provider::impl::answer_read_request(
     nats_message const& message, natsSubscription* subscription) {
     auto const [session, list, fingerprint] = take_snapshot();
-    if (!list || !session) {
+    if (!list) {
         write_error_line(
             {"Provider ",
              m_identifier,
              ": failed to assemble reply for read request: variable list unavailable"});
         return;
+    }
+    if (!session) {
+        return; // disconnected a moment ago
     }
     auto ids = read_read_request(payload{bytes_of(message)});
     if (ids.empty()) {
@@ -67,8 +70,7 @@ void provider::impl::answer_read_request(
     message_builder builder{initial_builder_size};
     serialize_requested_variables(builder, fingerprint, ids, list);
 
-    auto const* const reply_subject = natsMsg_GetReply(message.get());
-    std::string const subject{reply_subject != nullptr ? reply_subject : ""};
+    auto const subject = reply_subject_of(message);
     auto const reply = finished_bytes(builder);
     auto const status = session->publish(subject, reply);
     if (status == NATS_OK) {
@@ -89,7 +91,7 @@ void provider::impl::answer_read_request(
          ": NATS returns ",
          std::to_string(status),
          " = ",
-         natsStatus_GetText(status)});
+         text_of(status)});
     mark_failed(session);
 }
 

@@ -8,6 +8,7 @@
 #include <nats/nats.h>
 
 #include <cstddef>
+#include <string>
 #include <string_view>
 
 namespace arvenhold::corvel::hub {
@@ -28,6 +29,17 @@ inline std::string_view bytes_of(nats_message const& message) {
     return {
         natsMsg_GetData(message.get()),
         static_cast<std::size_t>(natsMsg_GetDataLength(message.get()))};
+}
+
+/// Returns the subject on which an answer to a message is expected; an empty text for none.
+inline std::string reply_subject_of(nats_message const& message) {
+    auto const* const subject = natsMsg_GetReply(message.get());
+    return subject != nullptr ? subject : "";
+}
+
+/// Returns the NATS client's words for a status.
+inline char const* text_of(natsStatus status) {
+    return natsStatus_GetText(status);
 }
 
 } // namespace arvenhold::corvel::hub

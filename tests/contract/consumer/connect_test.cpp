@@ -3,6 +3,7 @@
 
 #include "hidden_handlers.hpp"
 #include "panel_test.hpp"
+#include "support/await.hpp"
 #include "support/case_name.hpp"
 #include "support/thrown_message.hpp"
 #include <hub/connection_failed.hpp>
@@ -10,6 +11,7 @@
 
 #include <gmock/gmock.h>
 
+#include <future>
 #include <iostream>
 #include <optional>
 
@@ -367,6 +369,46 @@ TEST_F(reconnecting, completes_a_connect_that_the_registry_had_not_answered) {
 
     EXPECT_TRUE(panel.is_connected());
     EXPECT_THAT(panel.get_provider_identifiers(), Pointee(ElementsAre("boiler")));
+}
+
+TEST_F(reconnecting, does_not_complete_a_connect_that_has_no_subscription) {
+    nats.fail_next("natsConnection_Subscribe", NATS_NO_MEMORY);
+    EXPECT_THROW(connect(), connection_failed);
+
+    nats.regain_connection();
+
+    EXPECT_FALSE(panel.is_connected());
+    connect();
+    EXPECT_THAT(nats.open_subjects(), ElementsAre("v1.loc.registry.providers.evt.changed"));
+}
+
+TEST_F(reconnecting, does_not_replace_a_list_that_an_event_brought_meanwhile) {
+    connect();
+    nats.answer_requests(providers_query, [this](std::string const& /*bytes*/) {
+        announce_providers({"boiler", "pump", "press"});
+        return fake_nats::request_answer{NATS_OK, wire::provider_list_reply({"boiler", "pump"})};
+    });
+
+    nats.regain_connection();
+
+    EXPECT_THAT(panel.get_provider_identifiers(), Pointee(ElementsAre("boiler", "press", "pump")));
+    EXPECT_EQ(output.flushed_text(), "Consumer has reconnected to NATS server!\n");
+}
+
+TEST_F(reconnecting, prints_no_notice_when_the_consumer_is_disconnected_meanwhile) {
+    connect();
+    std::future<void> disconnected;
+    nats.answer_requests(providers_query, [&](std::string const& /*bytes*/) {
+        disconnected = std::async(std::launch::async, [this] { panel.disconnect(); });
+        EXPECT_TRUE(await([this] { return !panel.is_connected(); }));
+        return fake_nats::request_answer{NATS_OK, wire::provider_list_reply({"boiler"})};
+    });
+
+    nats.regain_connection();
+
+    disconnected.get();
+    EXPECT_EQ(output.text(), "");
+    EXPECT_EQ(error_output.text(), "");
 }
 
 TEST_F(reconnecting, of_nobody_is_reported) {

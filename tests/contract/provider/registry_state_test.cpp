@@ -12,6 +12,7 @@ namespace {
 using testing::ElementsAre;
 using testing::IsEmpty;
 using testing::SizeIs;
+using testing::StartsWith;
 
 class registry_state : public boiler_test {
 protected:
@@ -30,6 +31,22 @@ TEST_F(registry_state, ready_makes_the_provider_send_the_same_announcement_again
     ASSERT_THAT(announcements, SizeIs(2));
     EXPECT_EQ(announcements[0].bytes, announcements[1].bytes);
     EXPECT_THAT(errors.text(), IsEmpty());
+}
+
+TEST_F(registry_state, ready_that_comes_before_a_reconnect_does_not_fail_the_new_session) {
+    static_cast<void>(start());
+    nats.when_called("natsMsg_Destroy", [this] {
+        boiler.disconnect();
+        connect();
+    });
+
+    announce(ready_registry());
+
+    EXPECT_TRUE(boiler.is_connected());
+    EXPECT_THAT(
+        errors.text(),
+        StartsWith("Failed to publish provider definition after registry was ready: Provider "
+                   "boiler: failed to publish the provider definition"));
 }
 
 TEST_F(registry_state, ready_publishes_no_variables) {

@@ -2,8 +2,11 @@
 // SPDX-License-Identifier: Apache-2.0
 
 #include "provider_on_hub.hpp"
+#include "support/await.hpp"
 #include "support/provider_messages.hpp"
 #include "support/thrown_message.hpp"
+
+#include <future>
 
 namespace arvenhold::corvel::hub {
 
@@ -106,6 +109,23 @@ TEST_F(reconnecting_provider, fails_without_a_token_until_it_connects_again) {
     EXPECT_THAT(errors.text(), Not(HasSubstr("cannot disconnect")));
 }
 
+using slow_reconnecting_provider = reconnecting_provider;
+
+TEST_F(slow_reconnecting_provider, is_not_failed_by_the_token_of_the_session_before) {
+    hub.token_endpoint.set_delay(std::chrono::seconds{60}); // longer than the provider waits
+    auto const tokens_before = hub.token_endpoint.get_requests().size();
+    hub.nats_server.restart();
+    ASSERT_TRUE(hub.token_endpoint.wait_until_requested(tokens_before + 1, patience));
+    auto disconnected = std::async(std::launch::async, [this] { boiler.disconnect(); });
+    ASSERT_TRUE(await([this] { return !boiler.is_connected(); }, patience));
+    hub.token_endpoint.set_delay(std::chrono::seconds{0});
+    connect_boiler();
+
+    disconnected.get(); // returns when the token request has failed
+
+    EXPECT_TRUE(boiler.is_connected());
+}
+
 class unregistered_provider : public provider_on_bare_hub {
 protected:
     unregistered_provider() {
@@ -122,20 +142,6 @@ TEST_F(unregistered_provider, reconnects_without_announcing_anything) {
     peer.settle();
     EXPECT_EQ(announcements.waiting(), 0U);
     EXPECT_EQ(errors.flushed_text(), lost_line);
-}
-
-TEST_F(unregistered_provider, does_nothing_when_the_registry_becomes_ready) {
-    auto announcements = peer.listen(subjects::definition);
-    publish_until_written(errors, "variable list unavailable\n", subjects::read_request, "");
-
-    peer.publish(subjects::registry_state, ready_registry());
-
-    // The line for a command that was sent later tells that the event has arrived, too.
-    peer.publish(subjects::write_command, "");
-    EXPECT_TRUE(errors.wait_until_flushed(
-        "Provider boiler: failed process write command: variable list unavailable\n", patience));
-    peer.settle();
-    EXPECT_EQ(announcements.waiting(), 0U);
 }
 
 } // namespace

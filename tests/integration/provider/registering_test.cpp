@@ -131,9 +131,10 @@ TEST_F(verdict_time_limit, is_15_seconds_after_which_the_definition_stays_regist
     EXPECT_TRUE(boiler.is_connected());
     EXPECT_THAT(errors.text(), IsEmpty());
 
-    // A verdict that comes too late changes nothing; the line for the one behind it tells that it
-    // has been taken in.
+    // A verdict that comes too late changes nothing. The line for the one behind it tells that it
+    // has been taken in; what that one wakes late finds the verdict before, which accepts.
     peer.publish(subjects::verdict, verdict_on(7, 0));
+    peer.publish(subjects::verdict, verdict_on(7, 1));
     peer.publish(subjects::verdict, "");
     ASSERT_TRUE(errors.wait_until_flushed("definition changed event data is nullptr\n", patience));
     EXPECT_EQ(boiler.get_fingerprint(), 7U);
@@ -187,6 +188,8 @@ TEST_F(judged_provider, pays_no_attention_to_a_verdict_that_nobody_waits_for) {
         subjects::verdict,
         "");
     peer.publish(subjects::verdict, verdict_on(7, 0));
+    // The line that is waited for comes before the wake-up; what is woken late finds this verdict.
+    peer.publish(subjects::verdict, verdict_on(7, 1));
     peer.publish(subjects::verdict, wire::provider_definition_changed_event(std::nullopt));
     ASSERT_TRUE(errors.wait_until_flushed(
         "Provider boiler: encountered invalid serialized data for operation: "
