@@ -61,7 +61,8 @@ public:
     consumer(consumer const&) = delete;
     consumer& operator=(consumer const&) = delete;
 
-    /// Disconnects. Waits for callbacks that are running on other threads.
+    /// Disconnects, with the waits of disconnect(). Waits for callbacks that are running on other
+    /// threads.
     ~consumer();
 
     /// Opens the session with the server and fetches the list of providers. Does nothing while
@@ -79,8 +80,8 @@ public:
     ///
     /// @par Blocking
     /// Up to about 2 s for the server, or 5 s, in vain, when the token endpoint is slow; and up to
-    /// 5 s for the registry.
-    /// Other operations of this consumer wait meanwhile, get_provider_identifiers() excepted.
+    /// 5 s for the registry. Other operations of this consumer wait meanwhile,
+    /// get_provider_identifiers() excepted.
     void connect(
         std::string const& nats_url,
         std::string const& token_endpoint,
@@ -92,7 +93,8 @@ public:
     ///
     /// @par Blocking
     /// Up to 5 s for a request that another thread has made and that nobody answers, and up to
-    /// 0.5 s for unsent data. Callbacks that are running are not waited for.
+    /// 0.5 s for unsent data; up to 5 s more while the NATS client reconnects. Callbacks that are
+    /// running are not waited for.
     void disconnect();
 
     /// Tells whether the session is open and the list of providers was received. Stays true while
@@ -115,7 +117,9 @@ public:
     /// @throws variable_index_invalid        The provider sent a variable that it has not defined.
     /// @throws incompatible_data_type        The provider sent a value of another type than
     ///                                       defined.
-    /// After each of these nothing is attached; the call may be repeated.
+    ///
+    /// @par After an exception
+    /// Nothing is attached; the call may be repeated.
     ///
     /// @par Blocking
     /// Up to 5 s each for the registry and for the provider, and up to 1 s for the server.

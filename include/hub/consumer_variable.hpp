@@ -92,10 +92,11 @@ public:
     /// Returns the quality.
     variable_quality get_quality() CORVEL_HUB_EXCLUDES(m_mutex);
 
-    /// Returns the time given with the latest value; the epoch before the first one.
+    /// Returns the time given with the latest value, or received item without one; the epoch before
+    /// the first.
     timestamp get_last_publish_timestamp() CORVEL_HUB_EXCLUDES(m_mutex);
 
-    /// Returns the number of values since the variable was made.
+    /// Returns the number of values, and received items without one, since the variable was made.
     std::uint64_t get_update_count() CORVEL_HUB_EXCLUDES(m_mutex);
 
     /// Writes one line without its end to `os` and returns it.

@@ -65,8 +65,8 @@ public:
     provider(provider const&) = delete;
     provider& operator=(provider const&) = delete;
 
-    /// Disconnects. Ends a wait for the registry's verdict at once; waits for callbacks that are
-    /// running on other threads.
+    /// Disconnects, with the waits of disconnect(). Ends a wait for the registry's verdict at once;
+    /// waits for callbacks that are running on other threads.
     ~provider();
 
     /// Opens the session with the server and announces what is registered. Does nothing while
@@ -100,7 +100,8 @@ public:
     /// line to standard error when there is nothing to disconnect.
     ///
     /// @par Blocking
-    /// Up to 0.5 s for unsent data. Callbacks that are running are not waited for.
+    /// Up to 0.5 s for unsent data, and up to 5 s while the NATS client reconnects. Callbacks that
+    /// are running are not waited for.
     void disconnect();
 
     /// Tells whether the provider is connected and not marked failed. Stays true while the NATS
@@ -127,7 +128,8 @@ public:
     ///                                      registered any more.
     ///
     /// @par Blocking
-    /// Up to 15 s for the registry's verdict. Must not be called while holding the lock of a list.
+    /// Up to 15 s for the registry's verdict, and up to 5 s while the NATS client reconnects. Must
+    /// not be called while holding the lock of a list.
     std::shared_ptr<variable_list> register_provider_definition(provider_definition& definition);
 
     /// Returns the list of the definition registered last.

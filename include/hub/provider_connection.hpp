@@ -126,14 +126,15 @@ public:
     /// @throws connection_failed             Sending failed. The connection is `faulted`.
     ///
     /// @par Blocking
-    /// Waits for the NATS client to take the message into its send buffer, not for the provider.
+    /// Waits for the NATS client to take the message into its send buffer, not for the provider; up
+    /// to 5 s while the NATS client reconnects.
     void write_variables(definition_fingerprint fingerprint, std::vector<variable_id> const& ids);
 
     /// Returns the variables and the fingerprint of the definition that they belong to.
     current_variables get_current_variables();
 
-    /// Returns the ids of the variables whose latest value is not older than `since`, in ascending
-    /// order.
+    /// Returns the ids of the variables whose latest value, or received item without one, is not
+    /// older than `since`, in ascending order.
     ///
     /// @param fingerprint  The definition that the ids are wanted of.
     /// @param since        Compared with the values' time stamps; equal counts as updated.
@@ -176,7 +177,9 @@ public:
     ///                                    sent.
     /// @throws connection_failed          The request failed. The connection is `faulted`.
     /// @throws serialization_fault        The reply is malformed. The connection is `faulted`.
-    /// Also what update_all_variables() throws; the connection is `faulted` then.
+    ///
+    /// @par Reading
+    /// Also throws what update_all_variables() throws; the connection is `faulted` then.
     ///
     /// @par Blocking
     /// Up to 5 s each for the registry and for the provider.

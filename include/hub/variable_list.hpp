@@ -66,7 +66,7 @@ public:
     ///
     /// @throws variable_list_outdated     The list is stale. Nothing was recorded.
     /// @throws variable_index_invalid     The id does not belong to this list. Nothing was
-    /// recorded.
+    ///                                    recorded.
     /// @throws incompatible_data_type     The value has the wrong type. Nothing was recorded.
     /// @throws operational_state_invalid  No definition is registered: if that was found before the
     ///                                    value was recorded, nothing was recorded (stale list,
@@ -78,7 +78,8 @@ public:
     ///
     /// @par Blocking
     /// Waits for the locks of the list and the provider, and for the NATS client to take the
-    /// message into its send buffer. Does not wait for the server or for any consumer.
+    /// message into its send buffer; up to 5 s while that reconnects. Does not wait for any
+    /// consumer.
     void publish(variable_id id, variable_value value, timestamp when) CORVEL_HUB_EXCLUDES(m_mutex);
 
     /// Records new values and sends them, with everything else pending, in one change event.
@@ -111,7 +112,7 @@ public:
     ///
     /// @throws variable_list_outdated     The list is stale. Nothing was recorded.
     /// @throws variable_index_invalid     The id does not belong to this list. Nothing was
-    /// recorded.
+    ///                                    recorded.
     /// @throws operational_state_invalid  The list is stale and no definition is registered, or the
     ///                                    provider is gone. Nothing was recorded.
     void set_quality(variable_id id, variable_quality quality, timestamp when)
