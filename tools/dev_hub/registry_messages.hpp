@@ -43,7 +43,7 @@ enum class verdict : std::uint8_t {
 [[nodiscard]] std::optional<definition> read_definition_event(std::span<std::uint8_t const> bytes);
 
 /// @return the fingerprint in the reply to a read request; nothing for bytes that are no such
-/// reply.
+///         reply.
 [[nodiscard]] std::optional<std::uint64_t> read_probe_answer(std::span<std::uint8_t const> bytes);
 
 } // namespace arvenhold::corvel::hub::dev
