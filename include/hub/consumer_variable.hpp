@@ -41,10 +41,7 @@ public:
     /// @param value        The value until the first update; moved from.
     /// @param permissions  What consumers may do with the variable.
     static std::shared_ptr<consumer_variable> create(
-        variable_id id,
-        std::string const& path,
-        variable_value& value,
-        variable_permissions permissions);
+        variable_id id, std::string path, variable_value& value, variable_permissions permissions);
 
     consumer_variable(consumer_variable const&) = delete;
     consumer_variable& operator=(consumer_variable const&) = delete;
@@ -111,21 +108,22 @@ private:
 
     mutable std::mutex m_mutex;
     variable_id const m_id;
-    std::string const m_path;
     variable_permissions const m_permissions;
     variable_value m_value CORVEL_HUB_GUARDED_BY(m_mutex);
     variable_quality m_quality CORVEL_HUB_GUARDED_BY(m_mutex) = variable_quality::good;
     timestamp m_last_publish_timestamp CORVEL_HUB_GUARDED_BY(m_mutex){};
     std::uint64_t m_update_count CORVEL_HUB_GUARDED_BY(m_mutex) = 0;
 
+    std::string const m_path; // last, as it is the one thing that an update does not touch
+
     consumer_variable(
         variable_id id, std::string path, variable_value& value, variable_permissions permissions);
     ~consumer_variable() = default;
 
     // Applies one received item: the quality, then the value, which is kept when there is none.
-    void apply(variable_quality quality, std::optional<variable_value> value, timestamp when)
+    void apply(variable_quality quality, std::optional<variable_value> const& value, timestamp when)
         CORVEL_HUB_EXCLUDES(m_mutex);
-    void replace_value(variable_value value, timestamp when) CORVEL_HUB_REQUIRES(m_mutex);
+    void replace_value(variable_value const& value, timestamp when) CORVEL_HUB_REQUIRES(m_mutex);
 };
 
 /// Writes consumer_variable::to_str().

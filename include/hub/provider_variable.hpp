@@ -102,7 +102,6 @@ private:
 
     mutable std::mutex m_mutex;
     variable_id const m_id;
-    std::string const m_path;
     variable_permissions const m_permissions;
     variable_value m_value CORVEL_HUB_GUARDED_BY(m_mutex);
     variable_quality m_quality CORVEL_HUB_GUARDED_BY(m_mutex) = variable_quality::good;
@@ -113,6 +112,8 @@ private:
     // The tracker's node with this variable's id while it is not in there, so that noting a change
     // allocates nothing. Guarded as the tracker is, by the list's lock.
     modification_tracker::node_type m_tracker_node;
+
+    std::string const m_path; // last, as it is the one thing that an update does not touch
 
     provider_variable(
         variable_id id,

@@ -17,12 +17,12 @@ namespace arvenhold::corvel::hub {
 namespace {
 
 consumer_variable& find_variable(
-    consumer_variable_map const& variables, variable_id id, std::string_view function) {
-    auto const found = variables.find(id);
-    if (found == variables.end()) {
+    definition_variables const& variables, variable_id id, std::string_view function) {
+    auto* const found = variables.find(id);
+    if (found == nullptr) {
         throw variable_index_invalid{id, function};
     }
-    return *found->second;
+    return *found;
 }
 
 } // namespace
@@ -54,7 +54,7 @@ void provider_connection::impl::read_variables(
 
 void provider_connection::impl::apply_read_reply(
     nats_message const& reply,
-    consumer_variable_map const& variables,
+    definition_variables const& variables,
     definition_fingerprint fingerprint) {
     payload const data{bytes_of(reply)};
     auto const message_reader = reader(words::decode_read_reply);
@@ -63,10 +63,11 @@ void provider_connection::impl::apply_read_reply(
         throw provider_definition_mismatch{
             m_link.name, m_provider_id, fingerprint, received.fingerprint()};
     }
+    received_variable item;
     for (std::size_t position = 0; position < received.size(); ++position) {
-        auto item = received.item(position);
+        received.read_item(position, item);
         find_variable(variables, item.id, "read_variables()")
-            .apply(item.quality, std::move(item.value), item.when);
+            .apply(item.quality, item.value, item.when);
     }
 }
 
@@ -108,7 +109,7 @@ void provider_connection::impl::write_variables(
 
 void provider_connection::impl::serialize_write_command(
     message_builder& builder,
-    consumer_variable_map const& variables,
+    definition_variables const& variables,
     definition_fingerprint fingerprint,
     std::vector<variable_id> const& ids) {
     variables_writer writer{builder};
@@ -122,7 +123,7 @@ void provider_connection::impl::serialize_write_command(
 
 current_variables provider_connection::impl::get_current_variables() {
     std::scoped_lock const lock{m_mutex};
-    return {m_variables, m_fingerprint};
+    return {definition_variables::map_of(m_variables), m_fingerprint};
 }
 
 std::vector<variable_id> provider_connection::impl::get_updated_variables_since(
@@ -137,7 +138,7 @@ std::vector<variable_id> provider_connection::impl::get_updated_variables_since(
         return {};
     }
     std::vector<variable_id> updated;
-    for (auto const& [id, variable] : *variables) {
+    for (auto const& [id, variable] : variables->map()) {
         if (variable->get_last_publish_timestamp() >= since) {
             updated.push_back(id);
         }
@@ -198,11 +199,15 @@ void provider_connection::impl::deserialize_variable_update(nats_message const& 
         return; // Intended: an event of another definition is dropped without a trace.
     }
     std::vector<variable_id> changed;
+    changed.reserve(listener.function != nullptr ? received->size() : 0);
+    received_variable item;
     for (std::size_t position = 0; position < received->size(); ++position) {
-        auto item = received->item(position);
+        received->read_item(position, item);
         find_variable(*variables, item.id, "deserialize_variable_update()")
-            .apply(item.quality, std::move(item.value), item.when);
-        changed.push_back(item.id);
+            .apply(item.quality, item.value, item.when);
+        if (listener.function != nullptr) {
+            changed.push_back(item.id);
+        }
     }
     if (listener.function != nullptr) {
         listener.function(fingerprint, std::move(changed), m_self, listener.user_data);

@@ -50,12 +50,11 @@ void provider_connection::impl::adopt(received_definition const& definition) {
             return; // values and qualities stay as they are
         }
     }
-    auto variables = std::make_shared<consumer_variable_map>();
+    auto variables = std::make_shared<definition_variables>(definition.size());
     auto const variable_reader = reader(words::decode_variable_definition);
     for (std::size_t position = 0; position < definition.size(); ++position) {
         auto [id, path, permissions, value] = definition.variable(position, variable_reader);
-        // Intended: of two variables with one id the first is kept.
-        variables->emplace(id, consumer_variable::create(id, path, value, permissions));
+        variables->add(consumer_variable::create(id, std::move(path), value, permissions));
     }
     std::scoped_lock const lock{m_mutex};
     // Compared again: another thread may have adopted the same definition and handed its variables
@@ -67,7 +66,7 @@ void provider_connection::impl::adopt(received_definition const& definition) {
 }
 
 void provider_connection::impl::withdraw_definition() {
-    auto variables = std::make_shared<consumer_variable_map>();
+    auto variables = std::make_shared<definition_variables>();
     std::scoped_lock const lock{m_mutex};
     if (m_variables) { // not disconnected meanwhile
         mark_all_variables_bad();
@@ -138,7 +137,7 @@ void provider_connection::impl::take_definition_event(nats_message const& messag
 
 bool provider_connection::impl::holds_definition() {
     std::scoped_lock const lock{m_mutex};
-    return m_fingerprint != 0 && m_variables && !m_variables->empty();
+    return m_fingerprint != 0 && m_variables && !m_variables->map().empty();
 }
 
 } // namespace arvenhold::corvel::hub

@@ -150,7 +150,7 @@ void provider_connection::impl::mark_all_variables_bad() {
     if (!m_variables) {
         return; // disconnected
     }
-    for (auto const& [id, variable] : *m_variables) {
+    for (auto const& [id, variable] : m_variables->map()) {
         variable->update_quality(variable_quality::bad);
     }
 }

@@ -28,21 +28,19 @@ struct consumer_variable::consumer_variable_construction_enabler : consumer_vari
 consumer_variable::consumer_variable(
     variable_id id, std::string path, variable_value& value, variable_permissions permissions)
     : m_id{id}
-    , m_path{std::move(path)}
     , m_permissions{permissions}
-    , m_value{std::move(value)} {}
+    , m_value{std::move(value)}
+    , m_path{std::move(path)} {}
 
 std::shared_ptr<consumer_variable> consumer_variable::create(
-    variable_id id,
-    std::string const& path,
-    variable_value& value,
-    variable_permissions permissions) {
-    return std::make_shared<consumer_variable_construction_enabler>(id, path, value, permissions);
+    variable_id id, std::string path, variable_value& value, variable_permissions permissions) {
+    return std::make_shared<consumer_variable_construction_enabler>(
+        id, std::move(path), value, permissions);
 }
 
 void consumer_variable::update_value(variable_value value, timestamp when) {
     std::scoped_lock const lock{m_mutex};
-    replace_value(std::move(value), when);
+    replace_value(value, when);
 }
 
 void consumer_variable::update_quality(variable_quality quality) {
@@ -56,26 +54,31 @@ void consumer_variable::set_value(variable_value value, timestamp when) {
     if (m_permissions != variable_permissions::read_write) {
         throw variable_read_only::for_variable(m_id);
     }
-    replace_value(std::move(value), when);
+    replace_value(value, when);
 }
 
-void consumer_variable::replace_value(variable_value value, timestamp when) {
+void consumer_variable::replace_value(variable_value const& value, timestamp when) {
     if (value.index() != m_value.index()) {
         // Intended: the text names set_value() for received values too.
         throw incompatible_data_type{
             m_id, "set_value(): incompatible source data type", value.index(), m_value.index()};
     }
-    m_value = std::move(value);
+    // In place, so that a text keeps its memory.
+    std::visit(
+        [this](auto const& content) {
+            *std::get_if<std::decay_t<decltype(content)>>(&m_value) = content;
+        },
+        value);
     m_last_publish_timestamp = when;
     ++m_update_count;
 }
 
 void consumer_variable::apply(
-    variable_quality quality, std::optional<variable_value> value, timestamp when) {
+    variable_quality quality, std::optional<variable_value> const& value, timestamp when) {
     std::scoped_lock const lock{m_mutex};
     m_quality = quality;
     if (value) {
-        replace_value(*std::move(value), when);
+        replace_value(*value, when);
     } else {
         m_last_publish_timestamp = when;
         ++m_update_count;

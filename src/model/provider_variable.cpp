@@ -35,11 +35,11 @@ provider_variable::provider_variable(
     variable_permissions permissions,
     std::shared_ptr<modification_tracker> tracker)
     : m_id{id}
-    , m_path{std::move(path)}
     , m_permissions{permissions}
     , m_value{std::move(value)}
     , m_last_publish_timestamp{std::chrono::system_clock::now()}
-    , m_tracker{std::move(tracker)} {
+    , m_tracker{std::move(tracker)}
+    , m_path{std::move(path)} {
     m_tracker->insert(m_id);
 }
 

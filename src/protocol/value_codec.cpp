@@ -9,19 +9,19 @@ namespace arvenhold::corvel::hub {
 
 namespace {
 
-variable_value text_of(StringValue const& table, message_reader const& reader) {
+std::string text_of(StringValue const& table, message_reader const& reader) {
     if (table.value() == nullptr) {
         reader.report_missing("string value nullptr");
     }
     return table.value()->str();
 }
 
-variable_value duration_of(DurationValue const& table) {
+std::chrono::nanoseconds duration_of(DurationValue const& table) {
     return table.value() != nullptr ? duration_from_wire(*table.value())
                                     : std::chrono::nanoseconds{};
 }
 
-variable_value point_of(TimestampValue const& table) {
+timestamp point_of(TimestampValue const& table) {
     return table.value() != nullptr ? point_from_wire(*table.value()) : timestamp{};
 }
 
@@ -48,27 +48,36 @@ std::optional<variable_value> initial_value_of(VariableDataType type) {
     return std::nullopt;
 }
 
-std::optional<variable_value> read_value(Variable const& item, message_reader const& reader) {
+void read_value(
+    Variable const& item, message_reader const& reader, std::optional<variable_value>& value) {
     if (item.value() == nullptr) {
-        return std::nullopt;
+        value.reset();
+        return;
     }
+    auto& content = value ? *value : value.emplace();
     switch (item.value_type()) {
     case VariableValue::BoolValue:
-        return item.value_as_BoolValue()->value();
+        content = item.value_as_BoolValue()->value();
+        return;
     case VariableValue::DurationValue:
-        return duration_of(*item.value_as_DurationValue());
+        content = duration_of(*item.value_as_DurationValue());
+        return;
     case VariableValue::DoubleValue:
-        return item.value_as_DoubleValue()->value();
+        content = item.value_as_DoubleValue()->value();
+        return;
     case VariableValue::Int64Value:
-        return item.value_as_Int64Value()->value();
+        content = item.value_as_Int64Value()->value();
+        return;
     case VariableValue::StringValue:
-        return text_of(*item.value_as_StringValue(), reader);
+        content = text_of(*item.value_as_StringValue(), reader);
+        return;
     case VariableValue::TimestampValue:
-        return point_of(*item.value_as_TimestampValue());
+        content = point_of(*item.value_as_TimestampValue());
+        return;
     case VariableValue::NONE:
         break;
     }
-    return std::nullopt;
+    value.reset();
 }
 
 } // namespace arvenhold::corvel::hub

@@ -36,10 +36,13 @@ inline VariableValue tag_of(variable_value const& value) {
 /// or for a time point the current time; nothing for an unknown type.
 std::optional<variable_value> initial_value_of(VariableDataType type);
 
-/// Returns the value of an item; nothing when it has none or one of an unknown type, which both
-/// mean that the variable keeps its own.
+/// Reads the value of an item; nothing when it has none or one of an unknown type, which both mean
+/// that the variable keeps its own.
+///
+/// @param value  Replaced. One that holds a value of the same type already costs least.
 ///
 /// @throws serialization_fault  A text value without its text.
-std::optional<variable_value> read_value(Variable const& item, message_reader const& reader);
+void read_value(
+    Variable const& item, message_reader const& reader, std::optional<variable_value>& value);
 
 } // namespace arvenhold::corvel::hub

@@ -249,6 +249,7 @@ std::vector<variable_id> read_read_request(payload const& message) {
 received_variables::received_variables(VariableList const& list, message_reader const& reader)
     : m_list{&list}
     , m_items{list.items()}
+    , m_when{list.timestamp() != nullptr ? point_from_wire(*list.timestamp()) : timestamp{}}
     , m_reader{&reader} {}
 
 definition_fingerprint received_variables::fingerprint() const {
@@ -260,13 +261,18 @@ std::size_t received_variables::size() const {
 }
 
 received_variable received_variables::item(std::size_t position) const {
+    received_variable read;
+    read_item(position, read);
+    return read;
+}
+
+void received_variables::read_item(std::size_t position, received_variable& into) const {
     auto const& item = *m_items->Get(static_cast<flatbuffers::uoffset_t>(position));
-    auto const* const time = item.timestamp() != nullptr ? item.timestamp() : m_list->timestamp();
-    return {
-        item.id(),
-        quality_from_wire(item.quality()),
-        time != nullptr ? point_from_wire(*time) : timestamp{},
-        read_value(item, *m_reader)};
+    auto const* const time = item.timestamp();
+    into.id = item.id();
+    into.quality = quality_from_wire(item.quality());
+    into.when = time != nullptr ? point_from_wire(*time) : m_when;
+    read_value(item, *m_reader, into.value);
 }
 
 std::optional<received_variables> read_changed_event(

@@ -80,9 +80,13 @@ public:
     /// @throws serialization_fault  A text value without its text.
     received_variable item(std::size_t position) const;
 
+    /// The same into a variable that is used for one item after the other.
+    void read_item(std::size_t position, received_variable& into) const;
+
 private:
     VariableList const* m_list;
     flatbuffers::Vector<flatbuffers::Offset<Variable>> const* m_items;
+    timestamp m_when; // of the items that have no time of their own
     message_reader const* m_reader;
 };
 
