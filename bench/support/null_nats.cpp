@@ -41,8 +41,8 @@ Handle* handle_of(Record& record) {
 }
 
 natsMsg* handle_of(incoming_message const& message) {
-    // The client's type for messages is not const; nobody writes to them.
-    return handle_of<natsMsg>(const_cast<incoming_message&>(message)); // NOLINT(*-const-cast)
+    // NOLINTNEXTLINE(*-const-cast): the client's type for messages is not const
+    return handle_of<natsMsg>(const_cast<incoming_message&>(message));
 }
 
 incoming_message const& message_of(natsMsg const* handle) {
@@ -147,6 +147,10 @@ natsStatus natsOptions_SetDisconnectedCB(
 }
 
 natsStatus natsOptions_UseGlobalMessageDelivery(natsOptions* /*options*/, bool /*global*/) {
+    return NATS_OK;
+}
+
+natsStatus natsOptions_SetSendAsap(natsOptions* /*options*/, bool /*at_once*/) {
     return NATS_OK;
 }
 

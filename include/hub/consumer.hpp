@@ -4,6 +4,7 @@
 #pragma once
 
 #include <hub/common.hpp>
+#include <hub/connect_options.hpp>
 #include <hub/detail/export.hpp>
 
 #include <memory>
@@ -72,6 +73,7 @@ public:
     /// @param token_endpoint  URL of the OAuth2 token endpoint.
     /// @param client_id       Client identifier for the client-credentials grant (RFC 6749, 4.4).
     /// @param client_secret   Client secret for the same.
+    /// @param options         What differs from the default, if anything.
     ///
     /// @throws connection_failed    The session could not be opened, the subscription failed, or
     ///                              the registry did not answer. The consumer is not connected.
@@ -86,7 +88,8 @@ public:
         std::string const& nats_url,
         std::string const& token_endpoint,
         std::string const& client_id,
-        std::string const& client_secret);
+        std::string const& client_secret,
+        connect_options const& options = {});
 
     /// Disconnects every attached connection, forgets them and the list of providers, and closes
     /// the session. Does nothing while not connected.

@@ -53,7 +53,7 @@ public:
     ///
     /// @throws incompatible_data_type  The value has another type than the variable, which is
     ///                                 unchanged.
-    void update_value(variable_value value, timestamp when) CORVEL_HUB_EXCLUDES(m_mutex);
+    void update_value(variable_value const& value, timestamp when) CORVEL_HUB_EXCLUDES(m_mutex);
 
     /// Stores a quality; time stamp and number of updates stay as they are.
     ///
@@ -69,7 +69,7 @@ public:
     /// @throws variable_read_only      The variable is not writable. It is unchanged.
     /// @throws incompatible_data_type  The value has another type than the variable, which is
     ///                                 unchanged.
-    void set_value(variable_value value, timestamp when) CORVEL_HUB_EXCLUDES(m_mutex);
+    void set_value(variable_value const& value, timestamp when) CORVEL_HUB_EXCLUDES(m_mutex);
 
     /// Returns the variable's id.
     variable_id get_id() const;

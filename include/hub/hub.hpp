@@ -4,6 +4,7 @@
 #pragma once
 
 #include <hub/common.hpp>
+#include <hub/connect_options.hpp>
 #include <hub/consumer.hpp>
 #include <hub/consumer_variable.hpp>
 #include <hub/corvel_hub_client_lib_initializer.hpp>

@@ -4,6 +4,7 @@
 #pragma once
 
 #include <hub/common.hpp>
+#include <hub/connect_options.hpp>
 #include <hub/detail/export.hpp>
 #include <hub/variable_write_command.hpp>
 
@@ -76,6 +77,8 @@ public:
     /// @param token_url      URL of the OAuth2 token endpoint.
     /// @param client_id      Client identifier for the client-credentials grant (RFC 6749, 4.4).
     /// @param client_secret  Client secret for the same.
+    /// @param options        What differs from the default, if anything.
+    /// @param options        What differs from the default, if anything.
     ///
     /// @throws connection_failed            The session could not be opened: nothing is connected.
     ///                                      Or a subscription failed: the provider is marked
@@ -94,7 +97,8 @@ public:
         std::string const& nats_url,
         std::string const& token_url,
         std::string const& client_id,
-        std::string const& client_secret);
+        std::string const& client_secret,
+        connect_options const& options = {});
 
     /// Closes the session and forgets the registration: the current list becomes stale. Prints a
     /// line to standard error when there is nothing to disconnect.

@@ -21,8 +21,9 @@ void consumer::connect(
     std::string const& nats_url,
     std::string const& token_endpoint,
     std::string const& client_id,
-    std::string const& client_secret) {
-    m_impl->connect(nats_url, token_endpoint, client_id, client_secret);
+    std::string const& client_secret,
+    connect_options const& options) {
+    m_impl->connect(nats_url, token_endpoint, client_id, client_secret, options);
 }
 
 void consumer::disconnect() {

@@ -66,7 +66,8 @@ public:
         std::string const& nats_url,
         std::string const& token_endpoint,
         std::string const& client_id,
-        std::string const& client_secret);
+        std::string const& client_secret,
+        connect_options const& options);
     void disconnect() CORVEL_HUB_EXCLUDES(m_mutex);
     bool is_connected() CORVEL_HUB_EXCLUDES(m_mutex);
     std::shared_ptr<identifier_set> get_provider_identifiers()

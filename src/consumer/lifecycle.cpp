@@ -34,7 +34,8 @@ void consumer::impl::connect(
     std::string const& nats_url,
     std::string const& token_endpoint,
     std::string const& client_id,
-    std::string const& client_secret) CORVEL_HUB_NO_THREAD_SAFETY_ANALYSIS {
+    std::string const& client_secret,
+    connect_options const& options) CORVEL_HUB_NO_THREAD_SAFETY_ANALYSIS {
     std::unique_lock lock{m_mutex};
     if (m_connected) {
         return;
@@ -52,7 +53,8 @@ void consumer::impl::connect(
          inbox_prefix(m_name),
          std::move(token),
          &connection_event_entrance<&impl::nats_recon_callback>,
-         &connection_event_entrance<&impl::nats_dcon_callback>},
+         &connection_event_entrance<&impl::nats_dcon_callback>,
+         options},
         *token_failed);
     lock.release();
     post_connect_handler(true);

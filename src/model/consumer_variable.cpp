@@ -38,7 +38,7 @@ std::shared_ptr<consumer_variable> consumer_variable::create(
         id, std::move(path), value, permissions);
 }
 
-void consumer_variable::update_value(variable_value value, timestamp when) {
+void consumer_variable::update_value(variable_value const& value, timestamp when) {
     std::scoped_lock const lock{m_mutex};
     replace_value(value, when);
 }
@@ -48,7 +48,7 @@ void consumer_variable::update_quality(variable_quality quality) {
     m_quality = quality;
 }
 
-void consumer_variable::set_value(variable_value value, timestamp when) {
+void consumer_variable::set_value(variable_value const& value, timestamp when) {
     std::scoped_lock const lock{m_mutex};
     // Intended: unlike on the provider's side, unknown permissions forbid the write.
     if (m_permissions != variable_permissions::read_write) {

@@ -30,7 +30,8 @@ void provider::impl::connect(
     std::string const& nats_url,
     std::string const& token_url,
     std::string const& client_id,
-    std::string const& client_secret) CORVEL_HUB_NO_THREAD_SAFETY_ANALYSIS {
+    std::string const& client_secret,
+    connect_options const& options) CORVEL_HUB_NO_THREAD_SAFETY_ANALYSIS {
     std::unique_lock lock{m_state_mutex};
     if (m_connected) {
         return;
@@ -47,7 +48,8 @@ void provider::impl::connect(
          inbox_prefix(m_identifier),
          std::move(token),
          &connection_event_entrance<&impl::nats_recon_callback>,
-         &connection_event_entrance<&impl::nats_dcon_callback>});
+         &connection_event_entrance<&impl::nats_dcon_callback>,
+         options});
     subscribe_to_all();
     lock.release();
     post_connect_handler(true);

@@ -17,8 +17,9 @@ void provider::connect(
     std::string const& nats_url,
     std::string const& token_url,
     std::string const& client_id,
-    std::string const& client_secret) {
-    m_impl->connect(nats_url, token_url, client_id, client_secret);
+    std::string const& client_secret,
+    connect_options const& options) {
+    m_impl->connect(nats_url, token_url, client_id, client_secret, options);
 }
 
 void provider::disconnect() {

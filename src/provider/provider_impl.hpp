@@ -46,7 +46,8 @@ public:
         std::string const& nats_url,
         std::string const& token_url,
         std::string const& client_id,
-        std::string const& client_secret);
+        std::string const& client_secret,
+        connect_options const& options);
     void disconnect() CORVEL_HUB_EXCLUDES(m_state_mutex);
     bool is_connected() CORVEL_HUB_EXCLUDES(m_state_mutex);
     std::shared_ptr<variable_list> register_provider_definition(provider_definition& definition)

@@ -76,6 +76,9 @@ natsStatus nats_session::make_options() {
     // An environment variable could merge all handlers into one thread; the one that waits for the
     // registry's verdict would then keep the verdict from arriving.
     natsOptions_UseGlobalMessageDelivery(created, false);
+    if (m_settings.options.send_immediately) {
+        natsOptions_SetSendAsap(created, true);
+    }
     return status;
 }
 

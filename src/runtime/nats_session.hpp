@@ -6,6 +6,7 @@
 #include "runtime/callback_registry.hpp"
 #include "runtime/nats_handles.hpp"
 #include "runtime/token_parameters.hpp"
+#include <hub/connect_options.hpp>
 #include <hub/detail/thread_annotations.hpp>
 
 #include <chrono>
@@ -29,6 +30,7 @@ struct session_settings {
     std::shared_ptr<token_parameters const> token;
     natsConnectionHandler reconnected;  ///< Made with connection_event_entrance.
     natsConnectionHandler disconnected; ///< Likewise.
+    connect_options options{};
 };
 
 /// The outcome of a request. The message is null unless the status is NATS_OK.

@@ -76,7 +76,7 @@ struct ordered_failure {
     std::size_t calls_left = 0;
 };
 
-constexpr std::array<std::string_view, 16> functions_that_can_fail{
+constexpr std::array<std::string_view, 17> functions_that_can_fail{
     "natsOptions_Create",
     "natsOptions_SetURL",
     "natsOptions_SetName",
@@ -86,6 +86,7 @@ constexpr std::array<std::string_view, 16> functions_that_can_fail{
     "natsOptions_SetReconnectedCB",
     "natsOptions_SetDisconnectedCB",
     "natsOptions_UseGlobalMessageDelivery",
+    "natsOptions_SetSendAsap",
     "natsConnection_Connect",
     "natsConnection_Subscribe",
     "natsConnection_Publish",
@@ -1005,6 +1006,11 @@ natsStatus natsOptions_SetDisconnectedCB(
         opts, "natsOptions_SetDisconnectedCB", "", [=](auto& options) {
             options.disconnected = {handler, closure};
         });
+}
+
+natsStatus natsOptions_SetSendAsap(natsOptions* opts, bool sendAsap) {
+    return fake_nats_engine::installed().set_option(
+        opts, "natsOptions_SetSendAsap", sendAsap ? "true" : "false", [](auto& /*options*/) {});
 }
 
 natsStatus natsOptions_UseGlobalMessageDelivery(natsOptions* opts, bool global) {

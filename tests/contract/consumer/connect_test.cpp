@@ -56,6 +56,12 @@ TEST_F(connecting, opens_the_session_subscribes_and_requests_the_list_in_this_or
     EXPECT_EQ(error_output.text(), "");
 }
 
+TEST_F(connecting, sends_immediately_when_told_to) {
+    panel.connect("nats://hub", "http://hub/token", "id", "secret", {true});
+
+    EXPECT_THAT(nats.calls(), testing::Contains("natsOptions_SetSendAsap true"));
+}
+
 TEST_F(connecting, requests_the_list_with_an_empty_table) {
     connect();
 

@@ -10,6 +10,7 @@ namespace arvenhold::corvel::hub {
 
 namespace {
 
+using testing::Contains;
 using testing::ElementsAre;
 using testing::IsEmpty;
 using testing::SizeIs;
@@ -58,6 +59,12 @@ TEST_F(connecting, sets_the_options_and_subscribes_in_order) {
             "natsConnection_Subscribe v1.loc.boiler.vars.cmd.write",
             "natsConnection_Subscribe v1.loc.registry.state.evt.changed",
             "natsConnection_Subscribe v1.loc.registry.providers.boiler.def.evt.changed"));
+}
+
+TEST_F(connecting, sends_immediately_when_told_to) {
+    boiler.connect("nats://hub:4222", "http://hub/token", "id", "secret", {true});
+
+    EXPECT_THAT(nats.calls(), Contains("natsOptions_SetSendAsap true"));
 }
 
 TEST_F(connecting, does_nothing_the_second_time_even_with_other_arguments) {

@@ -73,6 +73,7 @@ constexpr auto take_message = &message_entrance<&session_owner::take_message>;
 class unconnected_session : public testing::Test {
 protected:
     std::string server_url{"nats://127.0.0.1:4222"};
+    connect_options options;
     token_parameters token{
         "http://127.0.0.1:1/token", "developer", "developer-secret", "hub.variables.provide", {}};
 
@@ -88,7 +89,8 @@ protected:
                 "_INBOX.boiler",
                 std::make_shared<token_parameters const>(token),
                 &connection_event_entrance<&session_owner::reconnected>,
-                &connection_event_entrance<&session_owner::disconnected>},
+                &connection_event_entrance<&session_owner::disconnected>,
+                options},
             gate,
             std::move(called));
     }
@@ -117,6 +119,16 @@ TEST_F(unconnected_session, makes_its_options_in_this_order_and_connects) {
             "natsOptions_SetDisconnectedCB",
             "natsOptions_UseGlobalMessageDelivery false",
             "natsConnection_Connect"));
+}
+
+TEST_F(unconnected_session, sends_immediately_when_told_to) {
+    nats.skip_token_handler();
+    options.send_immediately = true;
+    auto const session = make_session();
+
+    EXPECT_EQ(session->connect(), NATS_OK);
+
+    EXPECT_THAT(nats.calls(), Contains("natsOptions_SetSendAsap true"));
 }
 
 TEST_F(unconnected_session, releases_everything_when_it_was_never_connected) {
