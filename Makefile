@@ -10,7 +10,7 @@ ifneq ($(shell command -v ccache),)
 export CMAKE_CXX_COMPILER_LAUNCHER := ccache
 endif
 
-.PHONY: help demo test test-asan test-tsan check bench docs package clean deps
+.PHONY: help demo test test-asan test-tsan coverage reliability check bench docs package clean deps
 
 help: ## Show the targets
 	@awk -F ':.*## ' '/^[a-z-]+:.*## / { printf "make %-10s  %s\n", $$1, $$2 }' $(MAKEFILE_LIST)
@@ -33,6 +33,18 @@ test test-asan test-tsan:
 	@cmake --preset $(preset) >/dev/null
 	@cmake --build --preset $(preset)
 	@ctest --preset $(preset) --parallel $(TEST_JOBS)
+
+coverage: deps ## How much of the library the quick tests run
+	@cmake --preset coverage >/dev/null
+	@cmake --build --preset coverage
+	@find build/coverage -name '*.gcda' -delete
+	@ctest --preset coverage --parallel $(TEST_JOBS)
+	@gcovr --object-directory build/coverage --filter src/ --filter include/ --print-summary \
+		--exclude-throw-branches --exclude-unreachable-branches \
+		--fail-under-line 95 --fail-under-branch 85 2>/dev/null
+
+reliability: deps ## Collect all evidence of reliability, in up to an hour
+	@tests/reliability/run
 
 check: deps ## Run all static checks (ONLY="format layers": just these)
 	@tools/checks/check.py $(ONLY)

@@ -17,14 +17,6 @@ namespace {
 
 constexpr std::size_t variable_count = 20;
 
-// What the sanitizers keep of freed memory grows to its limit, so that memory is judged without
-// them.
-#if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
-constexpr bool memory_is_meaningful = false;
-#else
-constexpr bool memory_is_meaningful = true;
-#endif
-
 // Repeats `cycle`; what the process holds must not grow after the first tenth.
 std::string repeat(unsigned cycles, std::string const& name, std::function<void()> const& cycle) {
     auto const warm_up = cycles / 10;

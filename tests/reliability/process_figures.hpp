@@ -15,6 +15,14 @@ struct process_figures {
     std::size_t threads = 0;
 };
 
+/// Whether the resident memory tells what the process needs: the sanitizers keep freed memory, and
+/// memory of their own for each thread and each access.
+#if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
+inline constexpr bool memory_is_meaningful = false;
+#else
+inline constexpr bool memory_is_meaningful = true;
+#endif
+
 /// Reads the figures of this process from the proc file system.
 process_figures measure_process();
 

@@ -25,10 +25,9 @@ std::vector<row> const& all_rows() {
     static std::vector<row> const rows{
         {1,
          "nats-server killed and started again after 0.2, 2 and 20 s, under publishing, reading "
-         "and "
-         "writing",
-         "both sides reconnect, the definition is registered again, all values, qualities and time "
-         "stamps are equal afterwards",
+         "and writing",
+         "both sides reconnect, the definition is registered again, all values, qualities and "
+         "time stamps are equal afterwards",
          &run_server_restarts},
         {2,
          "nats-server frozen for 5 s; what passes between both applications and the server "
@@ -40,8 +39,7 @@ std::vector<row> const& all_rows() {
         {3,
          "a token endpoint that refuses the connection, answers 401, HTML, nothing, a blank after "
          "the brace, another first key, no closing quote, in two pieces split at every byte, 1 "
-         "MiB, "
-         "a redirect, drop by drop, later than 5 s, with a self-signed certificate",
+         "MiB, a redirect, drop by drop, later than 5 s, with a self-signed certificate",
          "the documented exception and line each time within 7 s; the same object connects with a "
          "good endpoint afterwards",
          &run_token_endpoints},
@@ -67,8 +65,7 @@ std::vector<row> const& all_rows() {
          &run_calls_from_callbacks},
         {8,
          "objects destroyed during traffic, from callbacks of other objects, and disconnected by "
-         "two "
-         "threads at once",
+         "two threads at once",
          "no crash, no hang; no finding of a sanitizer",
          &run_destruction},
         {9,
@@ -82,14 +79,12 @@ std::vector<row> const& all_rows() {
          &run_slow_callback},
         {11,
          "identifiers and paths that are empty, contain blanks, dots, wildcards, quotes, "
-         "backslashes, "
-         "4 KiB, not UTF-8; 20,000 variables; an event above max_payload",
+         "backslashes, 4 KiB, not UTF-8; 20,000 variables; an event above max_payload",
          "the documented outcome, no crash",
          &run_identifiers},
         {12,
          "limits of int64, NaN, infinities, -0.0, negative and huge durations, times before 1970 "
-         "and "
-         "in 2262, a clock set back by an hour",
+         "and in 2262, a clock set back by an hour",
          "every value arrives as it was set, durations in whole microseconds",
          &run_numbers},
         {13,

@@ -131,8 +131,7 @@ bool providing_application::publish_all() {
         return true;
     } catch (std::exception const&) {
         m_calls.measure("provider::disconnect", [this] { m_provider.disconnect(); });
-        ++m_recoveries;
-        start();
+        m_recoveries += start() ? 1U : 0U;
         return false;
     }
 }
@@ -189,8 +188,7 @@ bool consuming_application::read_and_write() {
         if (state == provider_connection_state::faulted
             || state == provider_connection_state::disconnected) {
             m_calls.measure("consumer::disconnect", [this] { m_consumer.disconnect(); });
-            ++m_recoveries;
-            start();
+            m_recoveries += start() ? 1U : 0U;
         }
         return false;
     }

@@ -109,6 +109,30 @@ TEST_F(reconnecting_provider, fails_without_a_token_until_it_connects_again) {
     EXPECT_THAT(errors.text(), Not(HasSubstr("cannot disconnect")));
 }
 
+TEST_F(reconnecting_provider, is_refused_by_the_server_for_good_with_a_wrong_token) {
+    hub.token_endpoint.answer_with({.body = {R"({"access_token":"wrong"})"}});
+    hub.nats_server.restart();
+
+    // Two refusals in a row end the connection, which nothing but a failing publication tells.
+    std::string message;
+    ASSERT_TRUE(await(
+        [&] {
+            message = thrown_message<connection_failed>([this] { boiler.publish(noon); });
+            return message != "<nothing was thrown>";
+        },
+        patience));
+
+    EXPECT_EQ(
+        message,
+        "Provider boiler: failed to publish updated variables (related sujbect: "
+        "v1.loc.boiler.vars.evt.changed), NATS returns: 5 = Connection Closed\n");
+    EXPECT_FALSE(boiler.is_connected());
+    hub.token_endpoint.answer_normally();
+    boiler.disconnect();
+    connect_boiler();
+    EXPECT_TRUE(boiler.is_connected());
+}
+
 using slow_reconnecting_provider = reconnecting_provider;
 
 TEST_F(slow_reconnecting_provider, is_not_failed_by_the_token_of_the_session_before) {
