@@ -52,7 +52,7 @@ void check_variables(
         auto const& table = (*definition.variable_definitions)[position];
         auto const expected = expected_fault(table);
         try {
-            auto const variable = received.variable(position, reader);
+            auto const variable = received.deserialize_variable_definition(position, reader);
             require(expected.empty(), "what is missing is a fault");
             check_variable(variable, table);
         } catch (serialization_fault const& fault) {

@@ -100,7 +100,7 @@ void try_list(variables_input const& input, std::string const& bytes, Read const
 
 void try_request(variables_input const& input) {
     placed_bytes const placed{wire::read_variables_query(input.ids), input.distance};
-    auto const ids = read_read_request(payload{placed.view()});
+    auto const ids = deserialize_read_request(payload{placed.view()});
     require(ids == input.ids.value_or(std::vector<std::uint32_t>{}), "the ids are kept");
 }
 

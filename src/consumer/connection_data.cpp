@@ -38,7 +38,7 @@ void provider_connection::impl::read_variables(
         variables = m_variables; // our copy keeps this map whole while we work unlocked
     }
     message_builder request{initial_builder_size};
-    write_read_request(request, ids);
+    serialize_read_request(request, ids);
     auto const reply =
         request_or_fault(m_read_subject, finished_bytes(request), words::read_variables);
     try {

@@ -18,7 +18,7 @@ void provider_connection::impl::request_provider_definition() {
                           "is not in connected state");
     }
     message_builder request{initial_builder_size};
-    write_definition_request(request);
+    serialize_provider_definition_request(request);
     auto const reply = request_or_fault(
         m_definition_query_subject, finished_bytes(request), words::request_definition);
     try {
@@ -53,7 +53,8 @@ void provider_connection::impl::adopt(received_definition const& definition) {
     auto variables = std::make_shared<definition_variables>(definition.size());
     auto const variable_reader = reader(words::decode_variable_definition);
     for (std::size_t position = 0; position < definition.size(); ++position) {
-        auto [id, path, permissions, value] = definition.variable(position, variable_reader);
+        auto [id, path, permissions, value] =
+            definition.deserialize_variable_definition(position, variable_reader);
         variables->add(consumer_variable::create(id, std::move(path), value, permissions));
     }
     std::scoped_lock const lock{m_mutex};

@@ -6,7 +6,6 @@
 #include "protocol/builder.hpp"
 #include "runtime/nats_session.hpp"
 #include <hub/authentication_failed.hpp>
-#include <hub/connection_failed.hpp>
 #include <hub/consumer.hpp>
 #include <hub/detail/thread_annotations.hpp>
 
@@ -85,6 +84,9 @@ public:
 
     // -- session ----------------------------------------------------------------------------------
 
+    /// Ends a session, if there is one.
+    static void destroy_connection(std::shared_ptr<nats_session> const& session);
+
     /// Notes that no token could be fetched for a session. Takes no lock: the NATS client holds its
     /// own meanwhile.
     static void token_handler_failed_callback(
@@ -152,8 +154,7 @@ private:
     // lifecycle.cpp
     void open_session(session_settings settings, std::atomic<bool> const& token_failed)
         CORVEL_HUB_REQUIRES(m_mutex);
-    [[noreturn]] void drop_session_and_throw(connection_failed const& failure)
-        CORVEL_HUB_REQUIRES(m_mutex);
+    void drop_session() CORVEL_HUB_REQUIRES(m_mutex);
     std::shared_ptr<provider_connection> find_attached(std::string const& provider_id)
         CORVEL_HUB_EXCLUDES(m_mutex);
     std::shared_ptr<provider_connection> keep(

@@ -62,35 +62,34 @@ void consumer::impl::connect(
 
 void consumer::impl::open_session(
     session_settings settings, std::atomic<bool> const& token_failed) {
-    if (m_session) {
-        m_session->close(); // left by an earlier attempt that the registry did not answer
-    }
+    destroy_connection(m_session); // left by an earlier attempt that the registry did not answer
     auto const url = settings.server_url;
     m_session = std::make_shared<nats_session>(std::move(settings), m_gate, weak_from_this());
     auto const status = m_session->connect();
     // A server that wants no token lets the client in although no token could be fetched.
     if (status != NATS_OK || token_failed) {
-        drop_session_and_throw(connection_failed::while_connecting(
-            client_kind::consumer, m_name, words::connect_to, url, status, text_of(status)));
+        drop_session();
+        throw connection_failed::while_connecting(
+            client_kind::consumer, m_name, words::connect_to, url, status, text_of(status));
     }
     auto const outcome = m_session->subscribe(
         m_providers_changed_subject, &message_entrance<&impl::recv_providers_sub_handler>);
     if (outcome.status != NATS_OK) {
-        drop_session_and_throw(connection_failed::on_subject(
+        drop_session();
+        throw connection_failed::on_subject(
             client_kind::consumer,
             m_name,
             words::subscribe_providers_changed,
             outcome.status,
             text_of(outcome.status),
-            m_providers_changed_subject));
+            m_providers_changed_subject);
     }
 }
 
-// A session without its subscription must not become the consumer's when it reconnects.
-void consumer::impl::drop_session_and_throw(connection_failed const& failure) {
-    m_session->close();
+// Without its subscription a session must not become the consumer's when it reconnects.
+void consumer::impl::drop_session() {
+    destroy_connection(m_session);
     m_session.reset();
-    throw failure; // NOLINT
 }
 
 // Not analysed: takes over the mutex when it is `already_locked`.
@@ -183,7 +182,13 @@ void consumer::impl::disconnect() {
     for (auto const& [provider_id, connection] : connections) {
         connection->disconnect();
     }
-    session->close();
+    destroy_connection(session);
+}
+
+void consumer::impl::destroy_connection(std::shared_ptr<nats_session> const& session) {
+    if (session) {
+        session->close();
+    }
 }
 
 void consumer::impl::shut_down() {
@@ -193,9 +198,7 @@ void consumer::impl::shut_down() {
         std::scoped_lock const lock{m_mutex};
         half_made.swap(m_session);
     }
-    if (half_made) {
-        half_made->close();
-    }
+    destroy_connection(half_made);
     m_gate->shut();
 }
 

@@ -85,7 +85,7 @@ std::size_t received_definition::size() const {
     return m_variables->size();
 }
 
-received_variable_definition received_definition::variable(
+received_variable_definition received_definition::deserialize_variable_definition(
     std::size_t position, message_reader const& reader) const {
     auto const& definition = *m_variables->Get(static_cast<flatbuffers::uoffset_t>(position));
     auto const* const path = definition.path();
@@ -126,7 +126,7 @@ std::optional<received_definition> read_definition_event(
     return with_variables(*event->provider_definition(), reader);
 }
 
-void write_definition_request(message_builder& builder) {
+void serialize_provider_definition_request(message_builder& builder) {
     builder.Finish(CreateReadProviderDefinitionQuery(builder));
 }
 

@@ -73,7 +73,8 @@ public:
     /// Returns the variable at `position`, which is below size().
     ///
     /// @throws serialization_fault  The path is missing, or the type is missing or unknown.
-    received_variable_definition variable(std::size_t position, message_reader const& reader) const;
+    received_variable_definition deserialize_variable_definition(
+        std::size_t position, message_reader const& reader) const;
 
 private:
     ProviderDefinition const* m_definition;
@@ -93,6 +94,6 @@ std::optional<received_definition> read_definition_event(
     payload const& message, message_reader const& reader);
 
 /// Writes the request for a definition.
-void write_definition_request(message_builder& builder);
+void serialize_provider_definition_request(message_builder& builder);
 
 } // namespace arvenhold::corvel::hub

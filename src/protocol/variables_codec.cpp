@@ -233,12 +233,12 @@ void variables_writer::finish(definition_fingerprint fingerprint, timestamp when
         table_appender{m_builder, m_layouts}.append_pair(root_table{}, list)});
 }
 
-void write_read_request(message_builder& builder, std::vector<variable_id> const& ids) {
+void serialize_read_request(message_builder& builder, std::vector<variable_id> const& ids) {
     auto const vector = builder.CreateVector(ids);
     builder.Finish(CreateReadVariablesQuery(builder, vector));
 }
 
-std::vector<variable_id> read_read_request(payload const& message) {
+std::vector<variable_id> deserialize_read_request(payload const& message) {
     auto const* const request = message.root<ReadVariablesQuery>();
     if (request == nullptr || request->ids() == nullptr) {
         return {};

@@ -52,10 +52,10 @@ private:
 };
 
 /// Writes the request for the given variables, in their order.
-void write_read_request(message_builder& builder, std::vector<variable_id> const& ids);
+void serialize_read_request(message_builder& builder, std::vector<variable_id> const& ids);
 
 /// Returns the requested ids; none asks for every variable.
-std::vector<variable_id> read_read_request(payload const& message);
+std::vector<variable_id> deserialize_read_request(payload const& message);
 
 /// One item of a received message.
 struct received_variable {

@@ -167,8 +167,12 @@ void provider::impl::disconnect() {
         return;
     }
     cancel_waits();
-    if (*ended) {          // there is none after a refused connect
-        (*ended)->close(); // without the lock, which handlers that are running may want
+    destroy_connection(*ended); // there is none after a refused connect
+}
+
+void provider::impl::destroy_connection(std::shared_ptr<nats_session> const& session) {
+    if (session) {
+        session->close();
     }
 }
 

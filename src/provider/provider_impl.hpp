@@ -68,6 +68,10 @@ public:
 
     // -- session ----------------------------------------------------------------------------------
 
+    /// Ends a session, if there is one. Called without the state lock, which handlers that are
+    /// running may want.
+    static void destroy_connection(std::shared_ptr<nats_session> const& session);
+
     /// Tells whether a session has failed. Each session has a mark of its own, so that a token
     /// request that fails late fails no later session.
     using failure_mark = std::atomic<bool>;

@@ -61,7 +61,7 @@ void provider::impl::answer_read_request(
     if (!session) {
         return; // disconnected a moment ago
     }
-    auto ids = read_read_request(payload{bytes_of(message)});
+    auto ids = deserialize_read_request(payload{bytes_of(message)});
     if (ids.empty()) {
         for (auto const& [id, variable] : list->get_variables()) {
             ids.push_back(id);

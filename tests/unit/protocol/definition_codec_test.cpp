@@ -201,7 +201,8 @@ wire::provider_definition_table definition_of(
 received_variable_definition received(wire::variable_definition_table const& variable) {
     auto const message = wire::read_provider_definition_query_response(definition_of({variable}));
     payload const held{message};
-    return read_definition_reply(held, definition_reader).variable(0, variable_reader);
+    return read_definition_reply(held, definition_reader)
+        .deserialize_variable_definition(0, variable_reader);
 }
 
 TEST(received_variable, has_id_path_and_permissions) {
@@ -299,10 +300,10 @@ TEST(definition_reply, keeps_the_order_and_both_of_two_with_one_id) {
     auto const definition = read_definition_reply(held, definition_reader);
 
     ASSERT_EQ(definition.size(), 3U);
-    EXPECT_EQ(definition.variable(0, variable_reader).path, "b");
-    EXPECT_EQ(definition.variable(1, variable_reader).path, "a");
-    EXPECT_EQ(definition.variable(2, variable_reader).path, "c");
-    EXPECT_EQ(definition.variable(2, variable_reader).id, 9U);
+    EXPECT_EQ(definition.deserialize_variable_definition(0, variable_reader).path, "b");
+    EXPECT_EQ(definition.deserialize_variable_definition(1, variable_reader).path, "a");
+    EXPECT_EQ(definition.deserialize_variable_definition(2, variable_reader).path, "c");
+    EXPECT_EQ(definition.deserialize_variable_definition(2, variable_reader).id, 9U);
 }
 
 TEST(definition_reply, without_a_fingerprint_has_fingerprint_0) {
@@ -399,7 +400,7 @@ TEST(definition_event, faults_without_a_list_of_variables) {
 TEST(definition_request, is_an_empty_table_with_neither_file_identifier_nor_size_prefix) {
     message_builder builder;
 
-    write_definition_request(builder);
+    serialize_provider_definition_request(builder);
 
     // The offset of the root, a vtable of its own size and the table's, the way back to it.
     EXPECT_EQ(finished_bytes(builder), (std::string_view{"\x08\0\0\0\x04\0\x04\0\x04\0\0\0", 12}));

@@ -193,7 +193,7 @@ std::optional<wire::provider_definition_table> definition_of(unsigned bits) {
 void read_variables_of(received_definition const& definition, message_reader const& reader) {
     definition.fingerprint();
     for (std::size_t position = 0; position < definition.size(); ++position) {
-        definition.variable(position, reader);
+        definition.deserialize_variable_definition(position, reader);
     }
 }
 

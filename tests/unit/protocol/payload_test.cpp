@@ -87,7 +87,7 @@ TEST(payload, has_a_root_in_the_smallest_message) {
     for (std::size_t distance = 0; distance < 8; ++distance) {
         placed_bytes const bytes{smallest_message, distance};
 
-        EXPECT_TRUE(read_read_request(payload{bytes.view()}).empty()) << distance;
+        EXPECT_TRUE(deserialize_read_request(payload{bytes.view()}).empty()) << distance;
         EXPECT_NE(payload{bytes.view()}.root<ReadVariablesQuery>(), nullptr) << distance;
     }
 }
@@ -141,15 +141,15 @@ TEST_P(payload_at_any_address, yields_a_definition) {
 
     EXPECT_EQ(definition.fingerprint(), 0x0123456789ABCDEFU);
     ASSERT_EQ(definition.size(), 1U);
-    EXPECT_EQ(definition.variable(0, reader).path, "pump/speed");
-    EXPECT_EQ(definition.variable(0, reader).id, 7U);
+    EXPECT_EQ(definition.deserialize_variable_definition(0, reader).path, "pump/speed");
+    EXPECT_EQ(definition.deserialize_variable_definition(0, reader).id, 7U);
 }
 
 TEST_P(payload_at_any_address, yields_a_read_request) {
     placed_bytes const bytes{wire::read_variables_query({{3, 1, 2}}), GetParam()};
     payload const message{bytes.view()};
 
-    EXPECT_EQ(read_read_request(message), (std::vector<variable_id>{3, 1, 2}));
+    EXPECT_EQ(deserialize_read_request(message), (std::vector<variable_id>{3, 1, 2}));
 }
 
 INSTANTIATE_TEST_SUITE_P(

@@ -95,11 +95,11 @@ void command(message_builder& builder) {
 }
 
 void ask_for_three(message_builder& builder) {
-    write_read_request(builder, {2, 0, 0xFFFFFFFF});
+    serialize_read_request(builder, {2, 0, 0xFFFFFFFF});
 }
 
 void ask_for_all(message_builder& builder) {
-    write_read_request(builder, {});
+    serialize_read_request(builder, {});
 }
 
 } // namespace
@@ -123,7 +123,9 @@ std::vector<sent_message> sent_messages() {
         sent<ReadVariablesQuery>("read_request_for_all", "ReadVariablesQuery", ask_for_all),
         sent<WriteVariablesCommand>("write_command", "WriteVariablesCommand", command),
         sent<ReadProviderDefinitionQuery>(
-            "definition_request", "ReadProviderDefinitionQuery", write_definition_request),
+            "definition_request",
+            "ReadProviderDefinitionQuery",
+            serialize_provider_definition_request),
         sent<ReadProvidersQuery>(
             "provider_list_request", "ReadProvidersQuery", write_provider_list_request)};
 }

@@ -82,7 +82,7 @@ TEST(verified_message, with_a_broken_root_has_the_words_of_its_handler) {
 TEST(verified_message, that_is_a_broken_read_request_asks_for_all) {
     auto const message = with_broken_root(wire::read_variables_query({{1, 2}}));
 
-    EXPECT_TRUE(read_read_request(payload{message}).empty());
+    EXPECT_TRUE(deserialize_read_request(payload{message}).empty());
 }
 
 TEST(verified_message, that_was_cut_short_is_one_without_data) {
@@ -151,7 +151,7 @@ TEST(verified_message, may_place_its_parts_at_any_address) {
         "\x09\0\0\0",
         27};
 
-    EXPECT_EQ(read_read_request(payload{message}), std::vector<variable_id>{9});
+    EXPECT_EQ(deserialize_read_request(payload{message}), std::vector<variable_id>{9});
 }
 
 } // namespace
