@@ -369,7 +369,7 @@ TEST(definition_event, holds_the_definition) {
     ASSERT_TRUE(definition.has_value());
     EXPECT_EQ(definition->fingerprint(), 5U);
     ASSERT_EQ(definition->size(), 1U);
-    EXPECT_EQ(definition->variable(0, variable_reader).path, "pump/speed");
+    EXPECT_EQ(definition->deserialize_variable_definition(0, variable_reader).path, "pump/speed");
 }
 
 TEST(definition_event, without_a_definition_withdraws_it) {
