@@ -6,6 +6,7 @@
 #include "dev_hub/dev_hub.hpp"
 #include "support/await.hpp"
 #include "support/captured_stream.hpp"
+#include "support/raw_peer.hpp"
 #include "support/recorded.hpp"
 #include <hub/hub.hpp>
 
@@ -26,7 +27,6 @@ namespace arvenhold::corvel::hub {
 using event = provider_connection_event;
 using state = provider_connection_state;
 
-inline constexpr std::chrono::seconds patience{30};
 inline constexpr timestamp at_noon{std::chrono::nanoseconds{1'700'000'000'123'456'789}};
 
 /// A hub that by default notices lost and returned providers within a few hundredths of a second.

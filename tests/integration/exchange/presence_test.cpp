@@ -129,6 +129,13 @@ protected:
 
 TEST_F(unwatched_process, faults_the_connection_when_it_does_not_answer_any_more) {
     end_boiler(SIGKILL);
+    raw_peer peer{hub.get_nats_server().get_url(), hub.get_nats_server().get_token()};
+    // The server does not notice at once that the process is gone.
+    constexpr std::chrono::milliseconds probe_limit{200};
+    ASSERT_TRUE(await([&peer, probe_limit] {
+        auto const answer = peer.request("v1.loc.boiler.vars.qry.read", "", probe_limit);
+        return answer.status == NATS_NO_RESPONDERS;
+    }));
 
     auto const message =
         thrown_message<connection_failed>([this] { connection->update_all_variables(); });
