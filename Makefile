@@ -51,7 +51,7 @@ check: deps ## Run all static checks (ONLY="format layers": just these)
 
 bench: deps ## Compare the library with hand-written code, and tell which targets are met
 	@cmake --preset release >/dev/null
-	@cmake --build --preset release --target corvel-hub-bench
+	@cmake --build --preset release --target corvel-hub-bench corvel-hub-bench-end-to-end
 	@bench/run
 
 docs: deps ## Write the interface's documentation to build/docs/html

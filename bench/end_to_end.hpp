@@ -1,0 +1,31 @@
+// SPDX-FileCopyrightText: 2026 Arvenhold
+// SPDX-License-Identifier: Apache-2.0
+
+// What the two processes of the end-to-end comparisons agree on.
+
+#pragma once
+
+#include <chrono>
+#include <cstddef>
+#include <cstdint>
+#include <string>
+
+namespace arvenhold::corvel::hub::bench {
+
+inline constexpr char const* control_subject = "bench.control";
+inline constexpr char const* raw_subject = "v1.loc.raw-1000.vars.evt.changed";
+inline constexpr char const* echo_subject = "v1.loc.raw-1000.vars.qry.read";
+
+/// The provider with `size` variables; `at_once` for the one that sends immediately.
+inline std::string provider_with(std::size_t size, bool at_once = false) {
+    return (at_once ? "now-" : "press-") + std::to_string(size);
+}
+
+/// Both processes run on one machine and share its clock.
+inline std::int64_t now_in_nanoseconds() {
+    return std::chrono::duration_cast<std::chrono::nanoseconds>(
+               std::chrono::system_clock::now().time_since_epoch())
+        .count();
+}
+
+} // namespace arvenhold::corvel::hub::bench

@@ -1,0 +1,346 @@
+// SPDX-FileCopyrightText: 2026 Arvenhold
+// SPDX-License-Identifier: Apache-2.0
+
+// From one process to another over a real nats-server: the library against the NATS client alone.
+// Prints one line per measurement: row, variant and figure, separated by tabs.
+
+#include "dev_hub/child_process.hpp"
+#include "dev_hub/dev_hub.hpp"
+#include "end_to_end.hpp"
+#include "support/raw_nats.hpp"
+#include <hub/hub.hpp>
+
+#include <unistd.h>
+
+#include <algorithm>
+#include <atomic>
+#include <cstring>
+#include <iostream>
+#include <limits>
+#include <mutex>
+#include <thread>
+#include <vector>
+
+namespace arvenhold::corvel::hub::bench {
+
+namespace {
+
+constexpr std::chrono::seconds patience{60};
+
+void print(std::string const& row, std::string const& variant, double figure) {
+    std::cout << row << '\t' << variant << '\t' << figure << std::endl;
+}
+
+double percentile(std::vector<std::int64_t> values, double share) {
+    auto const position =
+        static_cast<std::ptrdiff_t>(static_cast<double>(values.size() - 1) * share);
+    std::nth_element(values.begin(), values.begin() + position, values.end());
+    return static_cast<double>(values[static_cast<std::size_t>(position)]);
+}
+
+// Counts what arrives, and remembers when: the first, the last, and how long each was under way.
+class arrivals {
+public:
+    void expect(std::size_t count) {
+        std::scoped_lock const lock{m_mutex};
+        m_expected = count;
+        m_count = 0;
+        m_delays.clear();
+        m_delays.reserve(std::min<std::size_t>(count, 100'000));
+        m_done = false;
+    }
+
+    void take(std::int64_t sent) {
+        auto const now = now_in_nanoseconds();
+        std::scoped_lock const lock{m_mutex};
+        m_delays.push_back(now - sent);
+        if (m_count++ == 0) {
+            m_first = now;
+        }
+        m_last = now;
+        m_done = m_count >= m_expected;
+    }
+
+    void wait() const {
+        auto const deadline = std::chrono::steady_clock::now() + patience;
+        while (!m_done) {
+            if (std::chrono::steady_clock::now() > deadline) {
+                throw std::runtime_error{"messages are missing"};
+            }
+            std::this_thread::sleep_for(std::chrono::microseconds{200});
+        }
+    }
+
+    // Valid once waited for.
+    [[nodiscard]] std::int64_t span() const {
+        return m_last - m_first;
+    }
+
+    [[nodiscard]] std::vector<std::int64_t> const& delays() const {
+        return m_delays;
+    }
+
+private:
+    std::mutex m_mutex;
+    std::size_t m_expected = 0;
+    std::size_t m_count = 0;
+    std::int64_t m_first = 0;
+    std::int64_t m_last = 0;
+    std::vector<std::int64_t> m_delays;
+    std::atomic<bool> m_done{true};
+};
+
+class bench_consumer {
+public:
+    explicit bench_consumer(dev::dev_hub& hub, std::string const& name = "watcher")
+        : m_consumer{name, false, nullptr, nullptr} {
+        m_consumer.connect(
+            hub.get_nats_server().get_url(),
+            hub.get_token_endpoint().get_url(),
+            "developer",
+            "developer-secret");
+    }
+
+    // Counts the provider's events.
+    std::shared_ptr<provider_connection> follow(std::string const& provider, arrivals& counted) {
+        auto connection = m_consumer.attach_to_provider(provider);
+        connection->set_variables_changed_callback(
+            [](definition_fingerprint /*fingerprint*/,
+               std::vector<variable_id> changed,
+               provider_connection& from,
+               void* user_data) {
+                if (changed.empty()) {
+                    return; // what a provider publishes after it has reconnected
+                }
+                auto const& first = from.get_current_variables().variables->at(changed.front());
+                static_cast<arrivals*>(user_data)->take(
+                    first->get_last_publish_timestamp().time_since_epoch().count());
+            },
+            &counted);
+        return connection;
+    }
+
+private:
+    consumer m_consumer;
+};
+
+class comparison {
+public:
+    explicit comparison(int rounds)
+        : m_rounds{rounds} {
+        m_raw.subscribe(raw_subject, [this](natsMsg& message) {
+            std::int64_t sent = 0;
+            std::memcpy(&sent, raw_nats::bytes_of(message).data(), sizeof(sent));
+            m_counted.take(sent);
+        });
+        if (!m_sender.wait_until_output_contains("ready", patience)) {
+            throw std::runtime_error{"the sender does not start: " + m_sender.get_output()};
+        }
+    }
+
+    void run() {
+        for (std::size_t const size : {1U, 100U, 1000U}) {
+            compare_events(size);
+        }
+        compare_events_at_once();
+        compare_reads();
+        compare_audiences();
+        time_first_value();
+        time_outage();
+    }
+
+private:
+    int m_rounds;
+    dev::dev_hub m_hub;
+    dev::child_process m_sender{
+        CORVEL_HUB_BENCH_SENDER,
+        {m_hub.get_nats_server().get_url(),
+         m_hub.get_token_endpoint().get_url(),
+         m_hub.get_nats_server().get_token()}};
+    arrivals m_counted;
+    raw_nats m_raw{m_hub.get_nats_server().get_url(), m_hub.get_nats_server().get_token()};
+
+    // Lets the sender send and waits until everything has arrived. Returns its processor time.
+    double send(
+        std::string const& what, std::string const& target, std::size_t events, int gap = 0) {
+        m_counted.expect(events);
+        auto const used = m_raw.request(
+            control_subject,
+            what + " " + target + " " + std::to_string(events) + " " + std::to_string(gap));
+        m_counted.wait();
+        return std::stod(used);
+    }
+
+    // The size of an event of the provider.
+    std::string event_size(std::size_t variables) {
+        std::atomic<std::size_t> size{0};
+        raw_nats listener{m_hub.get_nats_server().get_url(), m_hub.get_nats_server().get_token()};
+        listener.subscribe(
+            "v1.loc." + provider_with(variables) + ".vars.evt.changed",
+            [&](natsMsg& message) { size = raw_nats::bytes_of(message).size(); });
+        while (size == 0) {
+            send("library", provider_with(variables), 1);
+        }
+        return std::to_string(size);
+    }
+
+    void compare_events(std::size_t size) {
+        bench_consumer watcher{m_hub};
+        auto const connection = watcher.follow(provider_with(size), m_counted);
+        auto const bytes = event_size(size);
+        auto const variant = "N=" + std::to_string(size);
+        auto const events = size == 1 ? 30'000U : size == 100 ? 8'000U : 1'200U;
+        for (int round = 0; round < m_rounds; ++round) {
+            send("raw", bytes, events);
+            auto const raw = static_cast<double>(m_counted.span());
+            send("library", provider_with(size), events);
+            print("11", variant, raw / static_cast<double>(m_counted.span()));
+        }
+        compare_delays("12", variant, {"library", provider_with(size)}, {"raw", bytes});
+    }
+
+    void compare_events_at_once() {
+        bench_consumer watcher{m_hub};
+        auto const connection = watcher.follow(provider_with(1, true), m_counted);
+        compare_delays("12b", "N=1", {"library", provider_with(1, true)}, {"raw-now", "120"});
+    }
+
+    void compare_delays(
+        std::string const& row,
+        std::string const& variant,
+        std::pair<std::string, std::string> const& library,
+        std::pair<std::string, std::string> const& raw) {
+        constexpr std::size_t events = 200;
+        constexpr int gap = 2'300; // no multiple of the NATS client's millisecond
+        for (int round = 0; round < m_rounds; ++round) {
+            send(raw.first, raw.second, events, gap);
+            auto const reference = m_counted.delays();
+            send(library.first, library.second, events, gap);
+            for (auto const& [name, share] : {std::pair{"p50", 0.5}, std::pair{"p99", 0.99}}) {
+                print(
+                    row,
+                    variant + " " + name,
+                    percentile(m_counted.delays(), share) / percentile(reference, share));
+            }
+            print(row, variant + " p50 in us", percentile(m_counted.delays(), 0.5) / 1e3);
+        }
+    }
+
+    void compare_reads() {
+        bench_consumer watcher{m_hub};
+        auto const connection = watcher.follow(provider_with(100), m_counted);
+        auto const [variables, fingerprint] = connection->get_current_variables();
+        std::vector<variable_id> const one{variables->begin()->first};
+        auto const median_of = [](auto const& work) {
+            std::vector<std::int64_t> times;
+            for (int request = 0; request < 100; ++request) {
+                auto const begin = now_in_nanoseconds();
+                work();
+                times.push_back(now_in_nanoseconds() - begin);
+                std::this_thread::sleep_for(std::chrono::microseconds{2'300});
+            }
+            return percentile(times, 0.5);
+        };
+        for (int round = 0; round < m_rounds; ++round) {
+            auto const raw = median_of([&] { m_raw.request(echo_subject, std::string(100, 'x')); });
+            auto const read =
+                median_of([&, number = fingerprint] { connection->read_variables(number, one); });
+            print("13", "p50", read / raw);
+            print("13", "p50 in us", read / 1e3);
+        }
+    }
+
+    // The provider's processor time for the same events with one consumer and with a hundred.
+    void compare_audiences() {
+        constexpr std::size_t events = 2'000;
+        constexpr int gap = 100;
+        auto const provider = provider_with(100);
+        bench_consumer first{m_hub, "first"};
+        auto const connection = first.follow(provider, m_counted);
+        std::vector<double> alone;
+        for (int round = 0; round < m_rounds; ++round) {
+            alone.push_back(send("library", provider, events, gap));
+        }
+        arrivals ignored;
+        std::vector<std::unique_ptr<bench_consumer>> others;
+        std::vector<std::shared_ptr<provider_connection>> connections;
+        for (int other = 1; other < 100; ++other) {
+            others.push_back(
+                std::make_unique<bench_consumer>(m_hub, "other-" + std::to_string(other)));
+            connections.push_back(others.back()->follow(provider, ignored));
+        }
+        for (auto const time : alone) {
+            print("14", "100 / 1 consumers", send("library", provider, events, gap) / time);
+        }
+    }
+
+    void time_first_value() {
+        for (int round = 0; round < m_rounds; ++round) {
+            auto const begin = now_in_nanoseconds();
+            dev::child_process const reader{
+                "/proc/self/exe",
+                {"first-value",
+                 m_hub.get_nats_server().get_url(),
+                 m_hub.get_token_endpoint().get_url(),
+                 provider_with(100)}};
+            if (!reader.wait_until_output_contains("value", patience)) {
+                throw std::runtime_error{"no value: " + reader.get_output()};
+            }
+            print("16", "ms", static_cast<double>(now_in_nanoseconds() - begin) / 1e6);
+        }
+    }
+
+    void time_outage() {
+        bench_consumer watcher{m_hub};
+        auto const connection = watcher.follow(provider_with(1), m_counted);
+        constexpr std::size_t never = std::numeric_limits<std::size_t>::max();
+        m_counted.expect(never);
+        raw_nats control{m_hub.get_nats_server().get_url(), m_hub.get_nats_server().get_token()};
+        control.publish(control_subject, "outage " + provider_with(1) + " 6000 0");
+        std::this_thread::sleep_for(std::chrono::seconds{1});
+        m_hub.get_nats_server().kill();
+        std::this_thread::sleep_for(std::chrono::milliseconds{500});
+        m_counted.expect(1);
+        m_hub.get_nats_server().start();
+        auto const begin = now_in_nanoseconds();
+        m_counted.wait();
+        print("17", "fresh values, ms", static_cast<double>(now_in_nanoseconds() - begin) / 1e6);
+        if (m_sender.wait_until_output_contains("longest ", patience)) {
+            auto const output = m_sender.get_output();
+            auto const longest = std::stod(output.substr(output.rfind("longest ") + 8));
+            print("17", "longest publish, ms", longest / 1e6);
+        }
+    }
+};
+
+// What a process does that wants one value.
+int read_first_value(
+    std::string const& nats_url, std::string const& token_url, std::string const& id) {
+    consumer reader{"reader", true, nullptr, nullptr};
+    reader.connect(nats_url, token_url, "developer", "developer-secret");
+    auto const connection = reader.attach_to_provider(id);
+    auto const variables = connection->get_current_variables().variables;
+    std::cout << "value " << *variables->begin()->second << std::endl;
+    return 0;
+}
+
+int run(std::vector<std::string> const& arguments) {
+    if (arguments.size() == 4 && arguments[0] == "first-value") {
+        return read_first_value(arguments[1], arguments[2], arguments[3]);
+    }
+    comparison{arguments.empty() ? 5 : std::stoi(arguments[0])}.run();
+    return 0;
+}
+
+} // namespace
+
+} // namespace arvenhold::corvel::hub::bench
+
+int main(int argc, char** argv) {
+    try {
+        return arvenhold::corvel::hub::bench::run({argv + 1, argv + argc});
+    } catch (std::exception const& error) {
+        std::cerr << error.what() << '\n';
+        return 1;
+    }
+}

@@ -1,0 +1,187 @@
+// SPDX-FileCopyrightText: 2026 Arvenhold
+// SPDX-License-Identifier: Apache-2.0
+
+// The sending process of the end-to-end comparisons: providers, and a plain NATS client that sends
+// messages of the same size. Does what it is told on the control subject, until it is ended.
+
+#include "end_to_end.hpp"
+#include "support/raw_nats.hpp"
+#include <hub/hub.hpp>
+
+#include <sys/resource.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <cstring>
+#include <iostream>
+#include <map>
+#include <sstream>
+#include <thread>
+#include <vector>
+
+namespace arvenhold::corvel::hub::bench {
+
+namespace {
+
+using new_values = std::vector<std::tuple<variable_id, variable_value>>;
+
+struct access {
+    std::string nats_url;
+    std::string token_url;
+    std::string token;
+};
+
+class sending_provider {
+public:
+    sending_provider(access const& where, std::size_t size, bool at_once)
+        : m_provider{provider_with(size, at_once)} {
+        provider_definition definition{size};
+        for (std::size_t position = 0; position < size; ++position) {
+            definition.add_variable_definition(
+                "value/" + std::to_string(position), 0.5, variable_permissions::read_write);
+        }
+        definition.finalize();
+        m_list = m_provider.register_provider_definition(definition);
+        connect_options options;
+        options.send_immediately = at_once;
+        m_provider.connect(
+            where.nats_url, where.token_url, "developer", "developer-secret", options);
+    }
+
+    [[nodiscard]] new_values values() const {
+        new_values all;
+        for (auto const& [id, variable] : m_list->get_variables()) {
+            all.emplace_back(id, 1.5);
+        }
+        return all;
+    }
+
+    void publish(new_values values) {
+        m_list->bulk_publish(std::move(values), std::chrono::system_clock::now());
+    }
+
+private:
+    provider m_provider;
+    std::shared_ptr<variable_list> m_list;
+};
+
+void pause(std::chrono::microseconds gap) {
+    if (gap.count() > 0) {
+        std::this_thread::sleep_for(gap);
+    }
+}
+
+std::int64_t used_processor_time() {
+    rusage used{};
+    getrusage(RUSAGE_SELF, &used);
+    constexpr std::int64_t million = 1'000'000;
+    return (used.ru_utime.tv_sec + used.ru_stime.tv_sec) * million + used.ru_utime.tv_usec
+         + used.ru_stime.tv_usec;
+}
+
+class sender {
+public:
+    explicit sender(access const& where)
+        : m_raw{where.nats_url, where.token}
+        , m_raw_at_once{where.nats_url, where.token, true}
+        , m_control{where.nats_url, where.token} {
+        for (std::size_t const size : {1U, 100U, 1000U}) {
+            m_providers.try_emplace(provider_with(size), where, size, false);
+        }
+        m_providers.try_emplace(provider_with(1, true), where, std::size_t{1}, true);
+        m_raw.subscribe(echo_subject, [this](natsMsg& request) {
+            m_raw.publish(natsMsg_GetReply(&request), raw_nats::bytes_of(request));
+        });
+        m_control.subscribe(control_subject, [this](natsMsg& request) {
+            std::istringstream command{std::string{raw_nats::bytes_of(request)}};
+            auto const outcome = obey(command);
+            if (auto const* const subject = natsMsg_GetReply(&request); subject != nullptr) {
+                m_control.publish(subject, outcome);
+            }
+        });
+    }
+
+private:
+    std::map<std::string, sending_provider> m_providers;
+    raw_nats m_raw;
+    raw_nats m_raw_at_once;
+    raw_nats m_control;
+
+    // "library <provider> <events> <gap in us>", "raw <bytes> <events> <gap in us>", "raw-now"
+    // likewise, or "outage <provider> <duration in ms>". Answers with the processor time in
+    // microseconds, or the longest call in nanoseconds.
+    std::string obey(std::istream& command) {
+        std::string what;
+        std::string target;
+        std::size_t number = 0;
+        std::int64_t gap = 0;
+        command >> what >> target >> number >> gap;
+        auto const before = used_processor_time();
+        if (what == "library") {
+            send_values(m_providers.at(target), number, std::chrono::microseconds{gap});
+        } else if (what == "outage") {
+            return std::to_string(
+                publish_through_outage(m_providers.at(target), std::chrono::milliseconds{number}));
+        } else {
+            send_bytes(
+                what == "raw" ? m_raw : m_raw_at_once,
+                std::stoul(target),
+                number,
+                std::chrono::microseconds{gap});
+        }
+        return std::to_string(used_processor_time() - before);
+    }
+
+    static void send_values(
+        sending_provider& from, std::size_t events, std::chrono::microseconds gap) {
+        std::vector<new_values> prepared(events, from.values());
+        for (auto& values : prepared) {
+            from.publish(std::move(values));
+            pause(gap);
+        }
+    }
+
+    static void send_bytes(
+        raw_nats& through, std::size_t size, std::size_t events, std::chrono::microseconds gap) {
+        std::string bytes(size, 'x');
+        for (std::size_t event = 0; event < events; ++event) {
+            auto const now = now_in_nanoseconds();
+            std::memcpy(bytes.data(), &now, sizeof(now));
+            through.publish(raw_subject, bytes);
+            pause(gap);
+        }
+    }
+
+    static std::int64_t publish_through_outage(
+        sending_provider& from, std::chrono::milliseconds duration) {
+        std::int64_t longest = 0;
+        auto const end = std::chrono::steady_clock::now() + duration;
+        while (std::chrono::steady_clock::now() < end) {
+            auto const begin = now_in_nanoseconds();
+            from.publish(from.values());
+            longest = std::max(longest, now_in_nanoseconds() - begin);
+            pause(std::chrono::milliseconds{1});
+        }
+        std::cout << "longest " << longest << std::endl;
+        return longest;
+    }
+};
+
+} // namespace
+
+} // namespace arvenhold::corvel::hub::bench
+
+int main(int argc, char** argv) {
+    try {
+        if (argc != 4) {
+            std::cerr << "usage: corvel-hub-bench-sender <NATS URL> <token URL> <token>\n";
+            return 2;
+        }
+        arvenhold::corvel::hub::bench::sender const running{{argv[1], argv[2], argv[3]}};
+        std::cout << "ready" << std::endl;
+        ::pause();
+    } catch (std::exception const& error) {
+        std::cerr << error.what() << '\n';
+        return 1;
+    }
+}
