@@ -10,10 +10,11 @@ ifneq ($(shell command -v ccache),)
 export CMAKE_CXX_COMPILER_LAUNCHER := ccache
 endif
 
-.PHONY: help demo test test-asan test-tsan coverage reliability check bench docs package clean deps
+.PHONY: help demo test test-asan test-tsan coverage reliability check bench bench-peers docs package
+.PHONY: clean deps
 
 help: ## Show the targets
-	@awk -F ':.*## ' '/^[a-z-]+:.*## / { printf "make %-10s  %s\n", $$1, $$2 }' $(MAKEFILE_LIST)
+	@awk -F ':.*## ' '/^[a-z-]+:.*## / { printf "make %-11s  %s\n", $$1, $$2 }' $(MAKEFILE_LIST)
 
 demo: deps ## Show a provider and a consumer on a real hub (KEEP=1: leave it running)
 	@cmake --preset release >/dev/null
@@ -53,6 +54,12 @@ bench: deps ## Compare the library with hand-written code, and tell which target
 	@cmake --preset release >/dev/null
 	@cmake --build --preset release --target corvel-hub-bench corvel-hub-bench-end-to-end
 	@bench/run
+
+bench-peers: deps ## Compare the library with other ways of carrying values
+	@packaging/install-packages debian-packages-bench-peers
+	@cmake -S bench/peers -B build/peers -G Ninja -DCMAKE_BUILD_TYPE=Release >/dev/null
+	@cmake --build build/peers
+	@bench/peers/run
 
 docs: deps ## Write the interface's documentation to build/docs/html
 	@tools/checks/documentation.py
