@@ -78,7 +78,6 @@ public:
     /// @param client_id      Client identifier for the client-credentials grant (RFC 6749, 4.4).
     /// @param client_secret  Client secret for the same.
     /// @param options        What differs from the default, if anything.
-    /// @param options        What differs from the default, if anything.
     ///
     /// @throws connection_failed            The session could not be opened: nothing is connected.
     ///                                      Or a subscription failed: the provider is marked

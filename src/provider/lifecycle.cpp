@@ -70,8 +70,8 @@ void provider::impl::open_session(session_settings settings) {
 }
 
 void provider::impl::subscribe_to_all() {
-    auto const fail = [this](natsStatus status) {
-        *m_failed = true;
+    auto const fail = [&failed = *m_failed](natsStatus status) {
+        failed = true;
         return std::pair{static_cast<int>(status), text_of(status)};
     };
     auto const first = m_session->subscribe(
