@@ -155,6 +155,7 @@ private:
     void open_session(session_settings settings, std::atomic<bool> const& token_failed)
         CORVEL_HUB_REQUIRES(m_mutex);
     void drop_session() CORVEL_HUB_REQUIRES(m_mutex);
+    nats_message request_provider_list(nats_session& session) const;
     std::shared_ptr<provider_connection> find_attached(std::string const& provider_id)
         CORVEL_HUB_EXCLUDES(m_mutex);
     std::shared_ptr<provider_connection> keep(

@@ -24,14 +24,13 @@ public:
     /// Intended: of two variables with one id the first is kept.
     void add(std::shared_ptr<consumer_variable> variable) {
         auto const id = variable->get_id();
-        auto& in_order = *variable;
         auto const size = m_map.size();
-        m_map.emplace_hint(m_map.end(), id, std::move(variable));
+        m_map.emplace_hint(m_map.end(), id, variable);
         if (size == 0) {
             m_first_id = id;
         }
         if (m_map.size() > size) {
-            m_in_order.push_back(&in_order);
+            m_in_order.push_back(std::move(variable));
         }
     }
 
@@ -40,7 +39,7 @@ public:
         // A provider gives consecutive ids, so a variable stands where its id lets expect it.
         std::size_t const position = id - m_first_id;
         if (position < m_in_order.size() && m_in_order[position]->get_id() == id) {
-            return m_in_order[position];
+            return m_in_order[position].get();
         }
         auto const found = m_map.find(id);
         return found != m_map.end() ? found->second.get() : nullptr;
@@ -59,7 +58,8 @@ public:
 private:
     consumer_variable_map m_map;
     variable_id m_first_id = 0;
-    std::vector<consumer_variable*> m_in_order; // those of the map, as the definition has them
+    // Those of the map, as the definition has them. Shared, as the application may change its map.
+    std::vector<std::shared_ptr<consumer_variable>> m_in_order;
 };
 
 } // namespace arvenhold::corvel::hub

@@ -14,6 +14,13 @@
 
 namespace arvenhold::corvel::hub {
 
+namespace {
+
+// How often the list of providers is requested while events come in between.
+constexpr int list_attempts = 5;
+
+} // namespace
+
 consumer::impl::impl(
     consumer& self,
     std::string name,
@@ -98,16 +105,32 @@ bool consumer::impl::post_connect_handler(bool already_locked)
     auto lock =
         already_locked ? std::unique_lock{m_mutex, std::adopt_lock} : std::unique_lock{m_mutex};
     auto const session = m_session;
-    if (!session) {
-        return false; // disconnected a moment ago
+    for (int attempts_left = list_attempts; session && attempts_left > 0; --attempts_left) {
+        auto const events = m_list_events;
+        if (!already_locked) {
+            // Only connecting keeps everybody waiting for the answer.
+            lock.unlock();
+        }
+        auto const reply = request_provider_list(*session);
+        if (!already_locked) {
+            lock.lock();
+        }
+        if (m_session != session) {
+            break; // disconnected while waiting
+        }
+        m_connected = true;
+        // Nothing tells whether an event that was taken meanwhile is older than the reply, so the
+        // registry is asked once more.
+        if (m_list_events == events) {
+            replace_identifiers(deserialize_provider_list(reply, false));
+            break;
+        }
     }
-    auto const events = m_list_events;
-    if (!already_locked) {
-        // Only connecting keeps everybody waiting for the answer.
-        lock.unlock();
-    }
-    auto const outcome =
-        session->request(m_providers_query_subject, finished_bytes(m_providers_query));
+    return session && m_session == session;
+}
+
+nats_message consumer::impl::request_provider_list(nats_session& session) const {
+    auto outcome = session.request(m_providers_query_subject, finished_bytes(m_providers_query));
     if (outcome.status != NATS_OK) {
         throw connection_failed::on_subject(
             client_kind::consumer,
@@ -117,21 +140,7 @@ bool consumer::impl::post_connect_handler(bool already_locked)
             text_of(outcome.status),
             m_providers_query_subject);
     }
-    if (!already_locked) {
-        lock.lock();
-    }
-    if (m_session != session) {
-        return false; // disconnected while waiting
-    }
-    m_connected = true;
-    lock.unlock();
-    auto identifiers = deserialize_provider_list(outcome.reply, false);
-    lock.lock();
-    // An event that has come since the request tells of the same state or of a later one.
-    if (m_session == session && m_list_events == events) {
-        replace_identifiers(std::move(identifiers));
-    }
-    return m_session == session;
+    return std::move(outcome.reply);
 }
 
 void consumer::impl::token_handler_failed_callback(

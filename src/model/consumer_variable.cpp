@@ -66,7 +66,7 @@ void consumer_variable::replace_value(variable_value const& value, timestamp whe
     // In place, so that a text keeps its memory.
     std::visit(
         [this](auto const& content) {
-            *std::get_if<std::decay_t<decltype(content)>>(&m_value) = content;
+            std::get<std::decay_t<decltype(content)>>(m_value) = content;
         },
         value);
     m_last_publish_timestamp = when;

@@ -9,6 +9,12 @@ namespace arvenhold::corvel::hub {
 
 namespace {
 
+// The value's table, whose type the item's tag tells.
+template <class Table>
+Table const& as(void const* table) {
+    return *static_cast<Table const*>(table);
+}
+
 std::string text_of(StringValue const& table, message_reader const& reader) {
     if (table.value() == nullptr) {
         reader.report_missing("string value nullptr");
@@ -50,29 +56,30 @@ std::optional<variable_value> initial_value_of(VariableDataType type) {
 
 void read_value(
     Variable const& item, message_reader const& reader, std::optional<variable_value>& value) {
-    if (item.value() == nullptr) {
+    auto const* const table = item.value();
+    if (table == nullptr) {
         value.reset();
         return;
     }
     auto& content = value ? *value : value.emplace();
     switch (item.value_type()) {
     case VariableValue::BoolValue:
-        content = item.value_as_BoolValue()->value();
+        content = as<BoolValue>(table).value();
         return;
     case VariableValue::DurationValue:
-        content = duration_of(*item.value_as_DurationValue());
+        content = duration_of(as<DurationValue>(table));
         return;
     case VariableValue::DoubleValue:
-        content = item.value_as_DoubleValue()->value();
+        content = as<DoubleValue>(table).value();
         return;
     case VariableValue::Int64Value:
-        content = item.value_as_Int64Value()->value();
+        content = as<Int64Value>(table).value();
         return;
     case VariableValue::StringValue:
-        content = text_of(*item.value_as_StringValue(), reader);
+        content = text_of(as<StringValue>(table), reader);
         return;
     case VariableValue::TimestampValue:
-        content = point_of(*item.value_as_TimestampValue());
+        content = point_of(as<TimestampValue>(table));
         return;
     case VariableValue::NONE:
         break;

@@ -150,6 +150,12 @@ private:
         definition_fingerprint fingerprint = 0;
     };
 
+    // What ends a wait for the registry's verdict.
+    struct wait_counts {
+        std::uint64_t verdicts = 0;
+        std::uint64_t cancellations = 0;
+    };
+
     struct write_listener {
         variables_written_callback function = nullptr;
         void* user_data = nullptr;
@@ -175,8 +181,7 @@ private:
 
     std::mutex m_validity_mutex;
     std::condition_variable m_verdict_arrived;
-    std::uint64_t m_verdicts CORVEL_HUB_GUARDED_BY(m_validity_mutex) = 0;
-    std::uint64_t m_cancellations CORVEL_HUB_GUARDED_BY(m_validity_mutex) = 0;
+    wait_counts m_wait_counts CORVEL_HUB_GUARDED_BY(m_validity_mutex);
 
     std::mutex m_state_mutex CORVEL_HUB_ACQUIRED_AFTER(m_validity_mutex, m_definition_send_mutex);
     std::shared_ptr<nats_session> m_session CORVEL_HUB_GUARDED_BY(m_state_mutex);
@@ -204,12 +209,11 @@ private:
     // registration.cpp
     static definition_message serialize_provider_definition(
         variable_list& list, definition_fingerprint fingerprint);
-    void send_definition() CORVEL_HUB_EXCLUDES(m_state_mutex);
-    bool wait_for_verdict(
-        std::chrono::steady_clock::time_point deadline, std::uint64_t cancellations)
+    bool send_definition() CORVEL_HUB_EXCLUDES(m_state_mutex);
+    bool wait_for_verdict(std::chrono::steady_clock::time_point deadline, wait_counts const& seen)
         CORVEL_HUB_REQUIRES(m_validity_mutex);
     void announce_verdict() CORVEL_HUB_EXCLUDES(m_validity_mutex);
-    std::uint64_t count_cancellations() CORVEL_HUB_EXCLUDES(m_validity_mutex);
+    wait_counts get_wait_counts() CORVEL_HUB_EXCLUDES(m_validity_mutex);
     void cancel_waits() CORVEL_HUB_EXCLUDES(m_validity_mutex);
     void take_verdict(nats_message const& message) CORVEL_HUB_EXCLUDES(m_state_mutex);
 

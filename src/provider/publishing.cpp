@@ -49,14 +49,21 @@ void provider::impl::serialize_publish_variables(
     std::scoped_lock lock{*list};
     auto& pending = *list->get_modification_tracker();
     variables_writer writer{builder, pending.size()};
-    while (!pending.empty()) {
-        auto const next = pending.begin();
-        auto& variable = *list->find(*next);
-        writer.add_change(*next, variable.get_value(), variable.get_listed_quality());
-        // Intended: before the event is sent; what a failed publication loses is not sent again.
-        variable.m_tracker_node = pending.extract(next);
+    for (auto const id : pending) {
+        // The application may have put in any id.
+        if (auto* const variable = list->find(id)) {
+            writer.add_change(id, variable->get_value(), variable->get_listed_quality());
+        }
     }
     writer.finish_changed_event(fingerprint, when);
+    // Intended: before the event is sent; what a failed publication loses is not sent again. But
+    // only now, when all memory is there that the event takes.
+    while (!pending.empty()) {
+        auto mark = pending.extract(pending.begin());
+        if (auto* const variable = list->find(mark.value())) {
+            variable->m_tracker_node = std::move(mark);
+        }
+    }
 }
 
 void provider::impl::force_publish_all(timestamp when) {

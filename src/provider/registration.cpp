@@ -81,11 +81,17 @@ provider::impl::definition_message provider::impl::serialize_provider_definition
 
 void provider::impl::publish_provider_definition() {
     // Counted before sending: a disconnect from now on ends the wait below.
-    auto const cancellations = count_cancellations();
-    send_definition();
+    auto seen = get_wait_counts();
+    bool const left_at_once = send_definition();
     std::scoped_lock const validity_lock{m_validity_mutex};
+    if (!left_at_once) {
+        // Intended: verdicts are counted from here, after sending. One that arrives in between is
+        // not seen and the wait runs out; the NATS client's send buffer delays the message long
+        // enough to make that rare.
+        seen.verdicts = m_wait_counts.verdicts;
+    }
     auto const deadline = std::chrono::steady_clock::now() + verdict_time_limit;
-    if (!wait_for_verdict(deadline, cancellations)) {
+    if (!wait_for_verdict(deadline, seen)) {
         throw_state_invalid(
             "provider definition validity handler execution failed: Timeout waiting for reply");
     }
@@ -96,7 +102,8 @@ void provider::impl::publish_provider_definition() {
     }
 }
 
-void provider::impl::send_definition() {
+// Returns whether the message has left at once.
+bool provider::impl::send_definition() {
     // The message is chosen and handed over in one step, so that of two registrations at once the
     // later one is also the later one on the wire.
     std::scoped_lock const send_lock{m_definition_send_mutex};
@@ -123,38 +130,37 @@ void provider::impl::send_definition() {
             text_of(status),
             m_definition_subject);
     }
+    return session->sends_immediately();
 }
 
-// Intended: verdicts are counted from here, after sending. One that arrives in between is not seen
-// and the wait runs out; the NATS client's send buffer delays the message long enough to make that
-// rare. Not analysed: the caller's lock is lent to the wait.
+// Not analysed: the caller's lock is lent to the wait.
 bool provider::impl::wait_for_verdict(
     std::chrono::steady_clock::time_point deadline,
-    std::uint64_t cancellations) CORVEL_HUB_NO_THREAD_SAFETY_ANALYSIS {
+    wait_counts const& seen) CORVEL_HUB_NO_THREAD_SAFETY_ANALYSIS {
     std::unique_lock lock{m_validity_mutex, std::adopt_lock};
-    auto const seen = m_verdicts;
-    while (m_verdicts == seen && m_cancellations == cancellations
+    auto const& now = m_wait_counts;
+    while (now.verdicts == seen.verdicts && now.cancellations == seen.cancellations
            && m_verdict_arrived.wait_until(lock, deadline) != std::cv_status::timeout) {
     }
     lock.release(); // given back to the caller
-    return m_verdicts != seen;
+    return now.verdicts != seen.verdicts;
 }
 
 // Wakes every waiter: nothing in a verdict tells whose publication it answers.
 void provider::impl::announce_verdict() {
     std::scoped_lock const lock{m_validity_mutex};
-    ++m_verdicts;
+    ++m_wait_counts.verdicts;
     m_verdict_arrived.notify_all();
 }
 
-std::uint64_t provider::impl::count_cancellations() {
+provider::impl::wait_counts provider::impl::get_wait_counts() {
     std::scoped_lock const lock{m_validity_mutex};
-    return m_cancellations;
+    return m_wait_counts;
 }
 
 void provider::impl::cancel_waits() {
     std::scoped_lock const lock{m_validity_mutex};
-    ++m_cancellations;
+    ++m_wait_counts.cancellations;
     m_verdict_arrived.notify_all();
 }
 

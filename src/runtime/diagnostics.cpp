@@ -3,21 +3,12 @@
 
 #include "runtime/diagnostics.hpp"
 
-#include "runtime/never_destroyed.hpp"
-
 #include <iostream>
-#include <mutex>
 #include <string>
 
 namespace arvenhold::corvel::hub {
 
 namespace {
-
-// An application may have given up the streams' own synchronisation.
-std::mutex& output_mutex() {
-    static never_destroyed<std::mutex> mutex;
-    return *mutex;
-}
 
 void write_line(std::ostream& os, std::initializer_list<std::string_view> pieces) noexcept {
     try {
@@ -26,7 +17,6 @@ void write_line(std::ostream& os, std::initializer_list<std::string_view> pieces
             line.append(piece);
         }
         line.push_back('\n');
-        std::scoped_lock const lock{output_mutex()};
         os.write(line.data(), static_cast<std::streamsize>(line.size())).flush();
     } catch (...) { // NOLINT(bugprone-empty-catch): nobody is left to tell
     }

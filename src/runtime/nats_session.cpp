@@ -8,6 +8,7 @@
 
 #include <algorithm>
 #include <iterator>
+#include <limits>
 #include <utility>
 
 namespace arvenhold::corvel::hub {
@@ -15,6 +16,9 @@ namespace arvenhold::corvel::hub {
 namespace {
 
 constexpr std::chrono::milliseconds reply_flush_limit{500};
+
+// The NATS client counts bytes with an int, and takes a negative number for an empty message.
+constexpr std::size_t greatest_message = std::numeric_limits<int>::max();
 
 char const* token_entrance(void* closure) noexcept {
     callback_entry const entry{closure};
@@ -119,11 +123,17 @@ void nats_session::unsubscribe(natsSubscription* subscription) {
 }
 
 natsStatus nats_session::publish(std::string const& subject, std::string_view bytes) {
+    if (bytes.size() > greatest_message) {
+        return NATS_MAX_PAYLOAD;
+    }
     return natsConnection_Publish(
         m_connection.get(), subject.c_str(), bytes.data(), static_cast<int>(bytes.size()));
 }
 
 request_outcome nats_session::request(std::string const& subject, std::string_view bytes) {
+    if (bytes.size() > greatest_message) {
+        return {NATS_MAX_PAYLOAD, nullptr};
+    }
     if (!begin_request()) {
         return {NATS_CONNECTION_CLOSED, nullptr};
     }
@@ -172,6 +182,10 @@ void nats_session::close() {
     }
     wait_for_requests();
     natsConnection_Close(m_connection.get());
+}
+
+bool nats_session::sends_immediately() const {
+    return m_settings.options.send_immediately;
 }
 
 bool nats_session::is_closed() {

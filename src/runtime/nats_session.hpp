@@ -107,6 +107,9 @@ public:
     /// 0.5 s for unsent data.
     void close() CORVEL_HUB_EXCLUDES(m_mutex);
 
+    /// Tells whether a message is sent at once, so that an answer may arrive at any moment after.
+    bool sends_immediately() const;
+
     /// Tells whether close() has been called.
     bool is_closed() CORVEL_HUB_EXCLUDES(m_mutex);
 

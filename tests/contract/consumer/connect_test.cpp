@@ -14,6 +14,7 @@
 #include <future>
 #include <iostream>
 #include <optional>
+#include <utility>
 
 namespace arvenhold::corvel::hub {
 
@@ -399,6 +400,22 @@ TEST_F(reconnecting, does_not_replace_a_list_that_an_event_brought_meanwhile) {
 
     EXPECT_THAT(panel.get_provider_identifiers(), Pointee(ElementsAre("boiler", "press", "pump")));
     EXPECT_EQ(output.flushed_text(), "Consumer has reconnected to NATS server!\n");
+    EXPECT_THAT(nats.requests(providers_query), SizeIs(1 + 5));
+}
+
+TEST_F(reconnecting, replaces_a_list_that_an_event_from_before_brought_meanwhile) {
+    connect();
+    bool is_first = true;
+    nats.answer_requests(providers_query, [&](std::string const& /*bytes*/) {
+        if (std::exchange(is_first, false)) {
+            announce_providers({"boiler"});
+        }
+        return fake_nats::request_answer{NATS_OK, wire::provider_list_reply({"press"})};
+    });
+
+    nats.regain_connection();
+
+    EXPECT_THAT(panel.get_provider_identifiers(), Pointee(ElementsAre("press")));
 }
 
 TEST_F(reconnecting, prints_no_notice_when_the_consumer_is_disconnected_meanwhile) {

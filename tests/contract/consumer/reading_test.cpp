@@ -145,6 +145,17 @@ struct valueless_item {
     wire::variable_table item;
 };
 
+TEST_F(reading, survives_an_application_that_changes_its_map) {
+    auto const connection = attach();
+    auto const current = connection->get_current_variables();
+    current.variables->erase(1);
+
+    connection->update_all_variables();
+    nats.deliver({variables_changed, wire::change_event(77, {wire::item(1, 21.5)})});
+
+    EXPECT_EQ(connection->get_state(), state::connected);
+}
+
 class reading_an_item_without_a_value : public panel_test,
                                         public testing::WithParamInterface<valueless_item> {};
 

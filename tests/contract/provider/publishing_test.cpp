@@ -60,6 +60,18 @@ TEST_F(publishing, sends_an_event_without_items_when_nothing_is_pending) {
     EXPECT_THAT(last_event().items, IsEmpty());
 }
 
+TEST_F(publishing, leaves_out_and_forgets_ids_that_the_list_does_not_have) {
+    auto const list = start();
+    list->lock();
+    list->get_modification_tracker()->insert(4711);
+    list->unlock();
+
+    list->publish(speed_of(*list), 1.5, noon);
+
+    EXPECT_THAT(last_event().ids(), ElementsAre(speed_of(*list)));
+    EXPECT_THAT(*list->get_modification_tracker(), IsEmpty());
+}
+
 TEST_F(publishing, sends_a_change_once) {
     auto const list = start();
     list->write_variable(speed_of(*list), 1.5, noon);

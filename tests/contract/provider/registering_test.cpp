@@ -443,6 +443,20 @@ TEST_F(waiting_for_the_verdict, ends_at_once_when_the_provider_is_destroyed) {
 
 class verdict_time_limit : public boiler_test {};
 
+TEST_F(verdict_time_limit, is_not_reached_by_a_message_that_leaves_at_once) {
+    nats.skip_token_handler();
+    boiler.connect("nats://hub", "http://hub/token", "id", "secret", {.send_immediately = true});
+    nats.when_published(subjects::definition, [&](std::string const& /*bytes*/) {
+        deliver_verdict(verdict_on(7, 1));
+    });
+    boiler_definition definition{7};
+    auto const begin = steady_clock::now();
+
+    static_cast<void>(boiler.register_provider_definition(definition));
+
+    EXPECT_LT(steady_clock::now() - begin, std::chrono::seconds{15});
+}
+
 TEST_F(verdict_time_limit, is_reached_when_the_verdict_comes_before_the_wait_begins) {
     connect();
     nats.when_published(subjects::definition, [&](std::string const& /*bytes*/) {

@@ -7,6 +7,7 @@
 
 #include <iostream>
 #include <latch>
+#include <mutex>
 #include <streambuf>
 #include <string>
 #include <thread>
@@ -22,8 +23,7 @@ using testing::IsEmpty;
 using testing::MatchesRegex;
 using testing::SizeIs;
 
-// Takes the place of a stream's buffer and keeps each insertion and each flush by itself. Has no
-// lock, like the buffers of an application that has given up the streams' synchronisation.
+// Takes the place of a stream's buffer and keeps each insertion and each flush by itself.
 class insertions : private std::streambuf {
 public:
     explicit insertions(std::ostream& stream)
@@ -41,25 +41,30 @@ public:
     }
 
     std::vector<std::string> all() const {
+        std::scoped_lock const lock{m_mutex};
         return m_all;
     }
 
 private:
     std::ostream& m_stream;
     std::streambuf* const m_original;
+    mutable std::mutex m_mutex;
     std::vector<std::string> m_all;
 
     std::streamsize xsputn(char const* text, std::streamsize size) override {
+        std::scoped_lock const lock{m_mutex};
         m_all.emplace_back(text, static_cast<std::size_t>(size));
         return size;
     }
 
     int_type overflow(int_type character) override {
+        std::scoped_lock const lock{m_mutex};
         m_all.emplace_back(1, traits_type::to_char_type(character));
         return character;
     }
 
     int sync() override {
+        std::scoped_lock const lock{m_mutex};
         m_all.emplace_back("<flush>");
         return 0;
     }
