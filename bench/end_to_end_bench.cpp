@@ -112,7 +112,11 @@ public:
                 if (changed.empty()) {
                     return; // what a provider publishes after it has reconnected
                 }
-                auto const& first = from.get_current_variables().variables->at(changed.front());
+                auto const current = from.get_current_variables();
+                if (!current.variables) {
+                    return; // disconnected a moment ago
+                }
+                auto const& first = current.variables->at(changed.front());
                 static_cast<arrivals*>(user_data)->take(
                     first->get_last_publish_timestamp().time_since_epoch().count());
             },
