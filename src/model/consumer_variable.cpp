@@ -63,12 +63,7 @@ void consumer_variable::replace_value(variable_value const& value, timestamp whe
         throw incompatible_data_type{
             m_id, "set_value(): incompatible source data type", value.index(), m_value.index()};
     }
-    // In place, so that a text keeps its memory.
-    std::visit(
-        [this](auto const& content) {
-            std::get<std::decay_t<decltype(content)>>(m_value) = content;
-        },
-        value);
+    m_value = value; // in place, as the types are equal: a text keeps its memory
     m_last_publish_timestamp = when;
     ++m_update_count;
 }

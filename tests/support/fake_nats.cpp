@@ -1008,9 +1008,9 @@ natsStatus natsOptions_SetDisconnectedCB(
         });
 }
 
-natsStatus natsOptions_SetSendAsap(natsOptions* opts, bool sendAsap) {
+natsStatus natsOptions_SetSendAsap(natsOptions* opts, bool send_asap) {
     return fake_nats_engine::installed().set_option(
-        opts, "natsOptions_SetSendAsap", sendAsap ? "true" : "false", [](auto& /*options*/) {});
+        opts, "natsOptions_SetSendAsap", send_asap ? "true" : "false", [](auto& /*options*/) {});
 }
 
 natsStatus natsOptions_UseGlobalMessageDelivery(natsOptions* opts, bool global) {

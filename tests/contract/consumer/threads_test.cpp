@@ -46,15 +46,13 @@ TEST_F(several_threads, that_attach_to_one_provider_at_once_get_one_object) {
 }
 
 TEST_F(several_threads, that_fetch_one_definition_at_once_keep_the_first_variables) {
-    constexpr int rounds = 20;
     constexpr variable_id count = 2'000; // making so many takes long enough for two to overlap
     std::vector<wire::variable_definition_table> variables;
     for (variable_id id = 1; id <= count; ++id) {
         variables.push_back({.path = std::to_string(id), .id = id, .data_type = 3, .access = 1});
     }
     auto const connection = attach();
-    for (int round = 0; round < rounds; ++round) {
-        auto const fingerprint = static_cast<definition_fingerprint>(1'000 + round);
+    for (definition_fingerprint fingerprint = 1'000; fingerprint < 1'020; ++fingerprint) {
         answer(definition_query, wire::definition_reply(fingerprint, variables));
         answer(variables_query, wire::read_reply(fingerprint, {}));
         auto const definition_event = wire::definition_event(fingerprint, variables);

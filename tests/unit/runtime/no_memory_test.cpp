@@ -11,7 +11,8 @@
 
 namespace {
 
-// How many allocations of this thread still succeed.
+// How many allocations of this thread still succeed; all of them below 0.
+// NOLINTNEXTLINE(*-avoid-non-const-global-variables): each thread has its own
 thread_local int allocations_left = -1;
 
 } // namespace
@@ -23,6 +24,7 @@ void* operator new(std::size_t size) {
     if (allocations_left > 0) {
         --allocations_left;
     }
+    // NOLINTNEXTLINE(cppcoreguidelines-no-malloc): what the standard library does here
     if (auto* const memory = std::malloc(size)) {
         return memory;
     }
@@ -30,11 +32,11 @@ void* operator new(std::size_t size) {
 }
 
 void operator delete(void* memory) noexcept {
-    std::free(memory);
+    std::free(memory); // NOLINT(cppcoreguidelines-no-malloc): the other half
 }
 
 void operator delete(void* memory, std::size_t /*size*/) noexcept {
-    std::free(memory);
+    std::free(memory); // NOLINT(cppcoreguidelines-no-malloc): the other half
 }
 
 namespace arvenhold::corvel::hub {
