@@ -3,6 +3,7 @@
 
 #include "dump.hpp"
 
+#include <filesystem>
 #include <fstream>
 #include <stdexcept>
 #include <utility>
@@ -34,10 +35,10 @@ std::string without_addresses(std::string const& dump) {
 }
 
 std::string golden_dump(std::string const& name) {
-    auto const path = std::string{CORVEL_HUB_GOLDEN_DIRECTORY} + '/' + name;
+    auto const path = std::filesystem::path{CORVEL_HUB_GOLDEN_DIRECTORY} / name;
     std::ifstream const file{path, std::ios::binary};
     if (!file) {
-        throw std::runtime_error{"cannot read " + path};
+        throw std::runtime_error{"cannot read " + path.string()};
     }
     std::ostringstream text;
     text << file.rdbuf();
