@@ -106,17 +106,7 @@ private:
     // Everything changes once more while both sides are there.
     void demand_equality() {
         demand(
-            await(
-                [this] {
-                    return m_providing.publish_all() && m_consuming.read_and_write()
-                        && await(
-                               [this] {
-                                   return is_equal(
-                                       m_providing.get_list(), m_consuming.get_connection());
-                               },
-                               milliseconds{500});
-                },
-                patience),
+            become_equal(m_providing, m_consuming),
             "the values, qualities and time stamps do not become equal");
     }
 };

@@ -45,13 +45,7 @@ struct restart_world {
             longest_recovery = std::max(longest_recovery, steady_clock::now() - begin);
         }
         // The quiet period: everything changes once more while both sides are there.
-        demand(
-            await(
-                [this] { return providing.publish_all() && consuming.read_and_write(); }, patience),
-            "the sides did not come back");
-        demand(
-            await([this] { return is_equal(providing.get_list(), consuming.get_connection()); }),
-            "a value, quality or time stamp differs");
+        demand(become_equal(providing, consuming), "a value, quality or time stamp differs");
         demand(
             hub.get_registry().get_definition("boiler").has_value(),
             "the definition was not registered again");

@@ -210,4 +210,16 @@ longest_calls const& consuming_application::get_longest_calls() const {
     return m_calls;
 }
 
+bool become_equal(providing_application& providing, consuming_application& consuming) {
+    // What both sides have sent arrives within this time, unless one has to recover once more.
+    constexpr std::chrono::milliseconds arrival{500};
+    auto const is_equal_soon = [&] {
+        return await(
+            [&] { return is_equal(providing.get_list(), consuming.get_connection()); }, arrival);
+    };
+    return await(
+        [&] { return providing.publish_all() && consuming.read_and_write() && is_equal_soon(); },
+        patience);
+}
+
 } // namespace arvenhold::corvel::hub::reliability

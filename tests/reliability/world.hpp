@@ -146,6 +146,11 @@ private:
 /// Tells whether the consumer's values, qualities and time stamps are those of the provider.
 bool is_equal(variable_list& provided, provider_connection& consumed);
 
+/// Changes, reads and writes until everything is equal on both sides, which recover as needed.
+///
+/// @return whether that was so before the patience ended.
+bool become_equal(providing_application& providing, consuming_application& consuming);
+
 /// Makes a definition with `variables` variables, whose types take turns, with the values of the
 /// round.
 void fill(provider_definition& definition, std::size_t variables, std::uint64_t round = 0);
