@@ -165,9 +165,10 @@ private:
     // provider_list.cpp
     void replace_identifiers(std::shared_ptr<identifier_set> identifiers)
         CORVEL_HUB_EXCLUDES(m_identifiers_mutex);
-    void take_provider_list_event(nats_message const& message);
-    presence_changes record_presence(identifier_set const& identifiers)
+    void take_provider_list_event(nats_message const& message, natsConnection const* source)
         CORVEL_HUB_EXCLUDES(m_mutex);
+    presence_changes record_presence(identifier_set const& identifiers)
+        CORVEL_HUB_REQUIRES(m_mutex);
 };
 
 } // namespace arvenhold::corvel::hub

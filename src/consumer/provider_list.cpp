@@ -30,7 +30,7 @@ std::shared_ptr<consumer::impl::identifier_set> consumer::impl::deserialize_prov
 }
 
 void consumer::impl::recv_providers_sub_handler(
-    natsConnection* /*connection*/,
+    natsConnection* connection,
     natsSubscription* /*subscription*/,
     natsMsg* raw_message,
     void* closure) {
@@ -44,10 +44,11 @@ void consumer::impl::recv_providers_sub_handler(
             {"Failed to process providers changed event: unable to resolve associated consumer"});
         return;
     }
-    static_cast<impl*>(closure)->take_provider_list_event(message);
+    static_cast<impl*>(closure)->take_provider_list_event(message, connection);
 }
 
-void consumer::impl::take_provider_list_event(nats_message const& message) {
+void consumer::impl::take_provider_list_event(
+    nats_message const& message, natsConnection const* source) {
     std::shared_ptr<identifier_set> identifiers;
     try {
         identifiers = deserialize_provider_list(message, true);
@@ -55,15 +56,16 @@ void consumer::impl::take_provider_list_event(nats_message const& message) {
         write_error_line({fault.what()});
         return;
     }
+    presence_changes changes;
     {
         std::scoped_lock const lock{m_mutex};
-        if (!m_session) {
-            return; // disconnected a moment ago
+        if (!m_session || !m_session->owns(source)) {
+            return; // disconnected a moment ago, and perhaps connected again
         }
         ++m_list_events;
         replace_identifiers(identifiers);
+        changes = record_presence(*identifiers);
     }
-    auto const changes = record_presence(*identifiers);
     for (auto const& connection : changes.lost) {
         at_callback_boundary([&connection] {
             connection->set_provider_availability(provider_connection_event::provider_lost);
@@ -83,7 +85,6 @@ void consumer::impl::take_provider_list_event(nats_message const& message) {
 consumer::impl::presence_changes consumer::impl::record_presence(
     identifier_set const& identifiers) {
     presence_changes changes;
-    std::scoped_lock const lock{m_mutex};
     for (auto const& [provider_id, connection] : m_attached_connections) {
         if (!identifiers.contains(provider_id)) {
             // Intended: told with every list that the provider is missing from.

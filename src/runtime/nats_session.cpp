@@ -188,6 +188,12 @@ bool nats_session::sends_immediately() const {
     return m_settings.options.send_immediately;
 }
 
+// The NATS client keeps a connection for as long as a handler of it runs, so no other one has its
+// address meanwhile.
+bool nats_session::owns(natsConnection const* connection) const {
+    return m_connection.get() == connection;
+}
+
 bool nats_session::is_closed() {
     std::scoped_lock const lock{m_mutex};
     return m_closing;

@@ -110,6 +110,9 @@ public:
     /// Tells whether a message is sent at once, so that an answer may arrive at any moment after.
     bool sends_immediately() const;
 
+    /// Tells whether a handler that was given `connection` runs for this session.
+    bool owns(natsConnection const* connection) const;
+
     /// Tells whether close() has been called.
     bool is_closed() CORVEL_HUB_EXCLUDES(m_mutex);
 

@@ -1095,10 +1095,12 @@ char const* natsMsg_GetData(natsMsg const* msg) {
 }
 
 int natsMsg_GetDataLength(natsMsg const* msg) {
-    return fake_nats_engine::installed().read(
-        msg, "natsMsg_GetDataLength", [](auto const& message) {
+    auto const length =
+        fake_nats_engine::installed().read(msg, "natsMsg_GetDataLength", [](auto const& message) {
             return static_cast<int>(message.size);
         });
+    fake_nats_engine::installed().run_call_action("natsMsg_GetDataLength");
+    return length;
 }
 
 void natsMsg_Destroy(natsMsg* msg) {

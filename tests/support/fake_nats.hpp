@@ -147,7 +147,8 @@ public:
     void when_published(std::string const& subject, std::function<void(std::string const&)> action);
 
     /// Runs `action` once, in the calling thread, before the next call of `function` returns:
-    /// natsConnection_FlushTimeout, natsSubscription_Unsubscribe or natsMsg_Destroy.
+    /// natsConnection_FlushTimeout, natsSubscription_Unsubscribe, natsMsg_GetDataLength or
+    /// natsMsg_Destroy.
     void when_called(std::string const& function, std::function<void()> action);
 
     /// Connects without asking for a token; call it before the library connects.

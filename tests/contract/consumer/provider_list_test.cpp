@@ -17,6 +17,7 @@ namespace {
 using testing::Each;
 using testing::ElementsAre;
 using testing::IsEmpty;
+using testing::IsNull;
 using testing::Pointee;
 
 class provider_list_event : public panel_test {};
@@ -102,6 +103,31 @@ TEST_F(provider_list_event, reports_what_leaves_the_callback) {
 
     EXPECT_EQ(error_output.flushed_text(), "the list is too long\n");
     EXPECT_TRUE(display.is_connected());
+}
+
+TEST_F(provider_list_event, of_a_session_that_ends_while_it_is_read_changes_nothing) {
+    connect();
+    nats.when_called("natsMsg_GetDataLength", [this] { panel.disconnect(); });
+
+    announce_providers({"press"});
+
+    EXPECT_THAT(panel.get_provider_identifiers(), IsNull());
+    EXPECT_THAT(journal.get(), IsEmpty());
+}
+
+TEST_F(provider_list_event, of_an_ended_session_leaves_the_next_session_alone) {
+    connect();
+    std::shared_ptr<provider_connection> connection;
+    nats.when_called("natsMsg_GetDataLength", [&] {
+        panel.disconnect();
+        connection = attach();
+    });
+
+    announce_providers({"press"});
+
+    EXPECT_THAT(panel.get_provider_identifiers(), Pointee(ElementsAre("boiler", "pump")));
+    EXPECT_EQ(connection->get_state(), state::connected);
+    EXPECT_THAT(journal.get(), IsEmpty());
 }
 
 struct malformed_event {
