@@ -1,8 +1,8 @@
 // SPDX-FileCopyrightText: 2026 Arvenhold
 // SPDX-License-Identifier: Apache-2.0
 
-// Lists of any variables, written by the library: every message is well-formed, and what is read
-// from it equals what was written.
+// Lists of any variables, written by the library, which was told to expect any number of them:
+// every message is well-formed, and what is read from it equals what was written.
 
 #include "fuzz/support/expected.hpp"
 #include "fuzz/support/inputs.hpp"
@@ -93,17 +93,17 @@ void write_item(variables_kind kind, variables_writer& writer, written_item cons
 }
 
 template <class Root, class Finish>
-void try_list(variables_kind kind, variables_input const& input, Finish const& finish) {
-    auto const items = items_of(input);
+void try_list(variables_kind kind, written_variables_input const& input, Finish const& finish) {
+    auto const items = items_of(input.variables);
     message_builder builder;
-    variables_writer writer{builder};
+    variables_writer writer{builder, input.expected_items};
     for (auto const& item : items) {
         write_item(kind, writer, item);
     }
     finish(writer);
 
     require(is_well_formed<Root>(finished_bytes(builder)), "the message is well-formed");
-    placed_bytes const placed{finished_bytes(builder), input.distance};
+    placed_bytes const placed{finished_bytes(builder), input.variables.distance};
     payload const message{placed.view()};
     received_variables const received{*message.root<Root>()->variables(), reader};
     require(received.size() == items.size(), "every item arrives");
@@ -115,9 +115,10 @@ void try_list(variables_kind kind, variables_input const& input, Finish const& f
 } // namespace
 
 void try_input(std::string_view bytes) {
-    auto const input = input_of<variables_input>(bytes);
-    auto const fingerprint = input.list ? input.list->fingerprint.value_or(0) : 0;
-    auto const kind = static_cast<variables_kind>(input.kind % variables_kinds);
+    auto const input = input_of<written_variables_input>(bytes);
+    auto const& list = input.variables.list;
+    auto const fingerprint = list ? list->fingerprint.value_or(0) : 0;
+    auto const kind = static_cast<variables_kind>(input.variables.kind % variables_kinds);
     switch (kind) {
     case variables_kind::change_event:
         return try_list<VariablesChangedEvent>(kind, input, [&](variables_writer& writer) {

@@ -9,6 +9,7 @@
 #include "support/consumer_messages.hpp"
 #include "unit/protocol/sent_messages.hpp"
 
+#include <array>
 #include <filesystem>
 #include <fstream>
 #include <iostream>
@@ -105,6 +106,17 @@ std::vector<variables_input> variables_inputs() {
         for (auto const& list : lists) {
             inputs.push_back({.kind = kind, .distance = distance++, .list = list});
         }
+    }
+    return inputs;
+}
+
+// The same, expected to be none, too few, exact, too many and as many as can be.
+std::vector<written_variables_input> written_variables_inputs() {
+    constexpr std::array<std::uint16_t, 5> expected{
+        0, 1, 6, 300, std::numeric_limits<std::uint16_t>::max()};
+    std::vector<written_variables_input> inputs;
+    for (auto const& variables : variables_inputs()) {
+        inputs.push_back({expected.at(inputs.size() % expected.size()), variables});
     }
     return inputs;
 }
@@ -264,7 +276,7 @@ void write_inputs(input_folder folder, std::vector<Input> const& inputs) {
 
 void write_corpus(path const& top) {
     write_inputs({top, "variables"}, variables_inputs());
-    write_inputs({top, "written_variables"}, variables_inputs());
+    write_inputs({top, "written_variables"}, written_variables_inputs());
     write_inputs({top, "definition"}, definition_inputs());
     write_inputs({top, "registry"}, registry_inputs());
     write_inputs({top, "token_reply"}, token_reply_inputs());

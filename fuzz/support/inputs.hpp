@@ -90,6 +90,12 @@ struct variables_input {
     std::optional<std::vector<std::uint32_t>> ids = std::nullopt; ///< For a read request.
 };
 
+/// Variables to write, announced to the writer as any number of them.
+struct written_variables_input {
+    std::uint16_t expected_items = 0;
+    variables_input variables;
+};
+
 struct definition_input {
     std::uint8_t kind = 0;
     std::uint8_t distance = 0;
@@ -106,6 +112,11 @@ struct registry_input {
 template <class Bytes>
 void pass(Bytes& bytes, variables_input& input) {
     pass_all(bytes, input.kind, input.distance, input.list, input.ids);
+}
+
+template <class Bytes>
+void pass(Bytes& bytes, written_variables_input& input) {
+    pass_all(bytes, input.expected_items, input.variables);
 }
 
 template <class Bytes>
