@@ -5,6 +5,8 @@
 #include "reliability/row.hpp"
 #include "reliability/world.hpp"
 #include "support/await.hpp"
+#include "support/odd_messages.hpp"
+#include "support/raw_peer.hpp"
 #include "support/thrown_message.hpp"
 
 #include <algorithm>
@@ -27,7 +29,8 @@ namespace {
 using std::chrono::milliseconds;
 using std::chrono::steady_clock;
 
-constexpr milliseconds quiet_period{300};
+// No definition of a provider has it.
+constexpr definition_fingerprint foreign_fingerprint = 2;
 
 milliseconds since(steady_clock::time_point begin) {
     return std::chrono::duration_cast<milliseconds>(steady_clock::now() - begin);
@@ -140,6 +143,7 @@ private:
     dev::dev_hub& m_hub;
     watching_consumer& m_watcher;
     std::string const m_identifier;
+    raw_peer m_peer{m_hub.get_nats_server().get_url(), m_hub.get_nats_server().get_token()};
     std::uint64_t m_round = 0;
     std::optional<dev::child_process> m_process;
     std::shared_ptr<provider_connection> m_connection;
@@ -193,20 +197,47 @@ private:
             m_identifier + ": reading after the return does not end");
         demand_values();
         m_longest_return = std::max(m_longest_return, since(begin));
-        await_verdict();
+        demand_verdict();
+        let_verdict_be_taken();
         demand(
             has_state(provider_connection_state::connected) && m_returns == returns_before + 1,
             m_identifier + ": not connected, or told of the return twice");
     }
 
-    // The verdict on the returned provider's definition reaches the consumer as well, which reads
-    // all values again. A provider that is lost at that moment would fault the connection.
-    void await_verdict() {
+    void demand_verdict() {
         demand(
             m_hub.get_log().wait_until_recorded(
                 dev::event_kind::definition_accepted, m_identifier, m_returns + 1, patience),
             m_identifier + ": the definition was not registered again");
-        std::this_thread::sleep_for(quiet_period);
+    }
+
+    // The verdict on the returned provider's definition reaches the consumer as well, which reads
+    // all values again. A provider that is lost at that moment would fault the connection. So a
+    // definition of another fingerprint follows the verdict: when the connection holds it, the
+    // thread that takes both is through with the verdict. A definition without variables makes the
+    // consumer read nothing, only write a line to standard error.
+    void let_verdict_be_taken() {
+        flush_registry();
+        m_peer.publish(
+            "v1.loc.registry.providers." + m_identifier + ".def.evt.changed",
+            wire::provider_definition_changed_event(wire::provider_definition_table{
+                .fingerprint = foreign_fingerprint,
+                .variable_definitions = std::vector<wire::variable_definition_table>{},
+                .valid = std::uint8_t{1}}));
+        demand(
+            await([this] { return get_fingerprint() == foreign_fingerprint; }, patience),
+            m_identifier + ": the consumer has not taken a definition of another fingerprint");
+        m_connection->request_provider_definition();
+    }
+
+    // Whatever the registry has sent has reached the server afterwards.
+    void flush_registry() {
+        auto const answer = m_peer.request("v1.loc.registry.providers.qry.read", {});
+        demand(answer.status == NATS_OK, "the registry does not answer");
+    }
+
+    [[nodiscard]] definition_fingerprint get_fingerprint() {
+        return m_connection->get_current_variables().fingerprint;
     }
 
     [[nodiscard]] bool has_values() {
