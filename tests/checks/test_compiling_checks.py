@@ -75,6 +75,33 @@ class Documentation(PlantedTree):
         self.assert_fault("documentation", r"parameter 'two'")
 
 
+class LibraryBuilds(PlantedTree):
+    def setUp(self):
+        super().setUp()
+        self.copy("CMakePresets.json")
+        self.plant("CMakeLists.txt", "cmake_minimum_required(VERSION 3.25)\n"
+                   "project(some LANGUAGES CXX)\n"
+                   "add_library(corvel-hub-client a.cpp)\n"
+                   "target_compile_options(corvel-hub-client\n"
+                   "    PRIVATE -Wall -Wnull-dereference -Werror)\n")
+
+    def test_accepts_what_both_compilers_accept(self):
+        self.plant("a.cpp", "int answer() { return 1; }\n")
+        self.assert_clean("library_builds")
+
+    def test_finds_what_only_clang_sees(self):
+        self.plant("a.cpp", "class some {\n    int m_unused = 1;\n};\n")
+        self.assert_fault("library_builds", r"a\.cpp:2:.*\[-Werror,-Wunused-private-field\]")
+
+    def test_finds_what_only_the_optimiser_sees(self):
+        self.plant("a.cpp", "static int* find(bool there, int& number) {\n"
+                   "    return there ? &number : nullptr;\n}\n"
+                   "int answer(bool there);\n"
+                   "int answer(bool there) {\n    int number = 1;\n"
+                   "    return *find(there, number);\n}\n")
+        self.assert_fault("library_builds", r"a\.cpp:7:.*\[-Werror=null-dereference\]")
+
+
 class PublicSurface(PlantedTree):
     LIBRARY = "build/clang/src/libcorvel-hub-client.so"
 
