@@ -17,7 +17,8 @@ thread_local int allocations_left = -1;
 
 } // namespace
 
-void* operator new(std::size_t size) {
+// Not inlined: GCC would see memory of one function released by the other kind.
+[[gnu::noinline]] void* operator new(std::size_t size) {
     if (allocations_left == 0) {
         throw std::bad_alloc{};
     }
@@ -31,11 +32,11 @@ void* operator new(std::size_t size) {
     throw std::bad_alloc{};
 }
 
-void operator delete(void* memory) noexcept {
+[[gnu::noinline]] void operator delete(void* memory) noexcept {
     std::free(memory); // NOLINT(cppcoreguidelines-no-malloc): the other half
 }
 
-void operator delete(void* memory, std::size_t /*size*/) noexcept {
+[[gnu::noinline]] void operator delete(void* memory, std::size_t /*size*/) noexcept {
     std::free(memory); // NOLINT(cppcoreguidelines-no-malloc): the other half
 }
 
