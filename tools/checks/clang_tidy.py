@@ -21,11 +21,13 @@ CLEAN = BUILD / "clang-tidy-clean"
 
 
 def compiled():
-    """The compile commands of the tree's own files, the longest files first so that no core is
-    left with one of them at the end."""
+    """One compile command for each of the tree's own files, the first one where several targets
+    compile a file, as the library comes before its tests. The longest files are first so that no
+    core is left with one of them at the end."""
     commands = json.loads((BUILD / "compile_commands.json").read_text(encoding="utf-8"))
     own = {str(path.absolute()) for path in tree.files("*.cpp")}
-    by_file = {command["file"]: command for command in commands if command["file"] in own}
+    by_file = {command["file"]: command for command in reversed(commands)
+               if command["file"] in own}
     return sorted(by_file.values(), key=lambda command: -pathlib.Path(command["file"]).stat().st_size)
 
 
@@ -36,21 +38,22 @@ def rules_for(source):
     return b"".join(file.read_bytes() for file in files if file.is_file())
 
 
-def what_decides(command):
+def what_decides(compiler, source):
     """A name for all that the analysis depends on: the rules, and the source with its headers and
     comments, which may silence a rule."""
-    words = shlex.split(command["command"])
-    preprocess = words[:words.index("-o")] + ["-E", "-CC", command["file"]]
-    seen = subprocess.run(preprocess, cwd=command["directory"], capture_output=True, check=False)
-    rules = rules_for(command["file"])
-    return hashlib.sha256(rules + command["command"].encode() + seen.stdout).hexdigest()
+    seen = subprocess.run([*compiler, "-E", "-CC", source], capture_output=True, check=False)
+    words = shlex.join(compiler).encode()
+    return hashlib.sha256(rules_for(source) + words + seen.stdout).hexdigest()
 
 
 def fault(command):
-    mark = CLEAN / what_decides(command)
+    words = shlex.split(command["command"])
+    compiler, source = words[:words.index("-o")], command["file"]
+    mark = CLEAN / what_decides(compiler, source)
     if mark.exists():
         return None
-    finding = tree.finding_of(["clang-tidy-14", "-p", str(BUILD), "--quiet", command["file"]])
+    # Given the folder of all commands, clang-tidy would look once for each target of the file.
+    finding = tree.finding_of(["clang-tidy-14", "--quiet", source, "--", *compiler[1:]])
     if finding is None:
         mark.touch()
         return None
