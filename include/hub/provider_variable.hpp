@@ -5,6 +5,7 @@
 
 #include <hub/common.hpp>
 #include <hub/detail/export.hpp>
+#include <hub/detail/small_mutex.hpp>
 #include <hub/detail/thread_annotations.hpp>
 
 #include <cstdint>
@@ -100,11 +101,11 @@ private:
 
     struct provider_variable_construction_enabler;
 
-    mutable std::mutex m_mutex;
+    mutable detail::small_mutex m_mutex;
     variable_id const m_id;
     variable_permissions const m_permissions;
-    variable_value m_value CORVEL_HUB_GUARDED_BY(m_mutex);
     variable_quality m_quality CORVEL_HUB_GUARDED_BY(m_mutex) = variable_quality::good;
+    variable_value m_value CORVEL_HUB_GUARDED_BY(m_mutex);
     timestamp m_last_publish_timestamp CORVEL_HUB_GUARDED_BY(m_mutex);
     std::uint64_t m_update_count CORVEL_HUB_GUARDED_BY(m_mutex) = 0;
     std::shared_ptr<modification_tracker> const m_tracker;

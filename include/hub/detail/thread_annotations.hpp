@@ -12,6 +12,8 @@
 #define CORVEL_HUB_THREAD_ANNOTATION(x)
 #endif
 
+/// The class is a mutex.
+#define CORVEL_HUB_CAPABILITY(x) CORVEL_HUB_THREAD_ANNOTATION(capability(x))
 /// The member may be touched only while the given mutex is held.
 #define CORVEL_HUB_GUARDED_BY(x) CORVEL_HUB_THREAD_ANNOTATION(guarded_by(x))
 /// The caller holds the given mutex.

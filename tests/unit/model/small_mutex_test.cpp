@@ -1,0 +1,97 @@
+// SPDX-FileCopyrightText: 2026 Arvenhold
+// SPDX-License-Identifier: Apache-2.0
+
+#include "support/await.hpp"
+#include <hub/detail/small_mutex.hpp>
+
+#include <gtest/gtest.h>
+
+#include <unistd.h>
+
+#include <atomic>
+#include <fstream>
+#include <latch>
+#include <mutex>
+#include <string>
+#include <thread>
+#include <vector>
+
+namespace arvenhold::corvel::hub::detail {
+
+namespace {
+
+// Tells whether a thread of this process sleeps in the kernel.
+bool is_asleep(pid_t thread) {
+    std::ifstream status{"/proc/self/task/" + std::to_string(thread) + "/stat"};
+    std::string const line{std::istreambuf_iterator{status}, {}};
+    auto const end_of_name = line.rfind(')');
+    return end_of_name != std::string::npos && line.substr(end_of_name + 2, 1) == "S";
+}
+
+// A thread that locks the mutex, counts that, and unlocks it again.
+class visitor {
+public:
+    visitor(small_mutex& mutex, int& visits)
+        : m_thread{[this, &mutex, &visits] {
+            m_id = gettid();
+            std::scoped_lock const lock{mutex};
+            ++visits;
+        }} {}
+
+    [[nodiscard]] bool falls_asleep() const {
+        return await([this] { return m_id != 0 && is_asleep(m_id); });
+    }
+
+private:
+    std::atomic<pid_t> m_id{0};
+    std::jthread m_thread; // last, as it uses the others
+};
+
+TEST(small_mutex, is_small) {
+    EXPECT_EQ(sizeof(small_mutex), 4U);
+}
+
+TEST(small_mutex, lets_one_thread_in_at_a_time) {
+    constexpr int visitors = 4;
+    constexpr int visits_of_each = 20'000;
+    small_mutex mutex;
+    int visits = 0;
+    std::latch all_started{visitors};
+    {
+        std::vector<std::jthread> threads;
+        for (int visitor = 0; visitor < visitors; ++visitor) {
+            threads.emplace_back([&] {
+                all_started.arrive_and_wait();
+                for (int visit = 0; visit < visits_of_each; ++visit) {
+                    std::scoped_lock const lock{mutex};
+                    ++visits;
+                }
+            });
+        }
+    }
+
+    EXPECT_EQ(visits, visitors * visits_of_each);
+}
+
+TEST(small_mutex, puts_those_who_wait_long_to_sleep_and_wakes_each_of_them) {
+    small_mutex mutex;
+    int visits = 0;
+    {
+        std::unique_lock lock{mutex};
+        visitor const first{mutex, visits};
+        visitor const second{mutex, visits};
+        visitor const third{mutex, visits};
+
+        EXPECT_TRUE(first.falls_asleep());
+        EXPECT_TRUE(second.falls_asleep());
+        EXPECT_TRUE(third.falls_asleep());
+        EXPECT_EQ(visits, 0);
+        lock.unlock();
+    }
+
+    EXPECT_EQ(visits, 3);
+}
+
+} // namespace
+
+} // namespace arvenhold::corvel::hub::detail
