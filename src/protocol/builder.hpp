@@ -5,7 +5,9 @@
 
 #include <flatbuffers/flatbuffers.h>
 
+#include <array>
 #include <cstddef>
+#include <cstdint>
 #include <string_view>
 
 namespace arvenhold::corvel::hub {
@@ -16,6 +18,32 @@ using message_builder = flatbuffers::FlatBufferBuilder;
 
 /// What every builder begins with, in bytes; it grows as needed.
 inline constexpr std::size_t initial_builder_size = 1024;
+
+/// Memory for a builder on the stack, so that a short message needs none from the heap. Must live
+/// as long as the builder.
+// NOLINTNEXTLINE(*-member-init): clearing the block would take longer than the heap does
+class short_message_memory final : public flatbuffers::Allocator {
+public:
+    std::uint8_t* allocate(std::size_t size) override {
+        if (m_taken || size > m_block.size()) {
+            return flatbuffers::DefaultAllocator{}.allocate(size);
+        }
+        m_taken = true;
+        return m_block.data();
+    }
+
+    void deallocate(std::uint8_t* memory, std::size_t size) override {
+        if (memory == m_block.data()) {
+            m_taken = false;
+        } else {
+            flatbuffers::DefaultAllocator{}.deallocate(memory, size);
+        }
+    }
+
+private:
+    alignas(std::max_align_t) std::array<std::uint8_t, initial_builder_size> m_block;
+    bool m_taken = false;
+};
 
 /// Returns the bytes of a finished message; valid until the builder changes.
 inline std::string_view finished_bytes(message_builder const& builder) {

@@ -7,8 +7,10 @@
 #include "protocol/time_codec.hpp"
 #include "protocol/value_codec.hpp"
 
+#include <algorithm>
 #include <new>
 #include <type_traits>
+#include <utility>
 
 namespace arvenhold::corvel::hub {
 
@@ -49,7 +51,7 @@ public:
         , m_layouts{layouts} {}
 
     template <class Item>
-    flatbuffers::Offset<Variable> append_item(Item item, variable_value const& value) const {
+    flatbuffers::uoffset_t append_item(Item item, variable_value const& value) const {
         if (value.valueless_by_exception()) {
             return append_without_value(item);
         }
@@ -186,7 +188,9 @@ variables_writer::variables_writer(message_builder& builder, std::size_t expecte
     if (expected_size > initial_builder_size) {
         m_builder = message_builder{initial_builder_size + expected_size};
     }
-    m_items.reserve(expected_items);
+    if (expected_items > m_few_items.size()) {
+        use_heap(expected_items);
+    }
 }
 
 void variables_writer::add_change(
@@ -194,7 +198,7 @@ void variables_writer::add_change(
     change_table table;
     table.id = id;
     table.quality = to_wire(quality);
-    m_items.push_back(table_appender{m_builder, m_layouts}.append_item(table, value));
+    add(table_appender{m_builder, m_layouts}.append_item(table, value));
 }
 
 void variables_writer::add_reading(
@@ -203,13 +207,13 @@ void variables_writer::add_reading(
     table.when = to_wire(when);
     table.id = id;
     table.quality = to_wire(quality);
-    m_items.push_back(table_appender{m_builder, m_layouts}.append_item(table, value));
+    add(table_appender{m_builder, m_layouts}.append_item(table, value));
 }
 
 void variables_writer::add_write(variable_id id, variable_value const& value) {
     write_table table;
     table.id = id;
-    m_items.push_back(table_appender{m_builder, m_layouts}.append_item(table, value));
+    add(table_appender{m_builder, m_layouts}.append_item(table, value));
 }
 
 void variables_writer::finish_changed_event(definition_fingerprint fingerprint, timestamp when) {
@@ -224,9 +228,39 @@ void variables_writer::finish_write_command(definition_fingerprint fingerprint) 
     finish(fingerprint, timestamp{});
 }
 
+void variables_writer::add(flatbuffers::uoffset_t item) {
+    if (m_size == m_items.size()) {
+        use_heap(2 * m_size);
+    }
+    m_items[m_size++] = item;
+}
+
+void variables_writer::use_heap(std::size_t capacity) {
+    std::vector<flatbuffers::uoffset_t> larger(capacity);
+    std::copy_n(m_items.begin(), m_size, larger.begin());
+    m_many_items = std::move(larger);
+    m_items = m_many_items;
+}
+
+flatbuffers::uoffset_t variables_writer::append_item_vector() {
+    flatbuffers::uoffset_t* entries = nullptr;
+    auto const vector = m_builder.CreateUninitializedVector(m_size, &entries).o;
+    // Each entry holds the distance from itself to its item; the length comes before the first one.
+    auto place = vector;
+    std::transform(
+        m_items.begin(),
+        m_items.begin() + static_cast<std::ptrdiff_t>(m_size),
+        entries,
+        [&place](auto item) {
+            place -= static_cast<flatbuffers::uoffset_t>(sizeof(item));
+            return place - item;
+        });
+    return vector;
+}
+
 void variables_writer::finish(definition_fingerprint fingerprint, timestamp when) {
     list_table list;
-    list.outside = m_builder.CreateVector(m_items).o;
+    list.outside = append_item_vector();
     list.fingerprint = fingerprint;
     list.when = to_wire(when);
     m_builder.Finish(flatbuffers::Offset<void>{

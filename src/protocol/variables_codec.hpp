@@ -9,8 +9,10 @@
 #include "protocol/payload.hpp"
 #include <hub/common.hpp>
 
+#include <array>
 #include <cstddef>
 #include <optional>
+#include <span>
 #include <vector>
 
 namespace arvenhold::corvel::hub {
@@ -45,9 +47,17 @@ public:
 
 private:
     message_builder& m_builder;
-    std::vector<flatbuffers::Offset<Variable>> m_items;
+    // Where the items stand, counted from the end of the message. A few need no memory from the
+    // heap.
+    std::array<flatbuffers::uoffset_t, 16> m_few_items{};
+    std::vector<flatbuffers::uoffset_t> m_many_items;
+    std::span<flatbuffers::uoffset_t> m_items{m_few_items}; // either of the two
+    std::size_t m_size = 0;
     layout_positions m_layouts{};
 
+    void add(flatbuffers::uoffset_t item);
+    void use_heap(std::size_t capacity);
+    flatbuffers::uoffset_t append_item_vector();
     void finish(definition_fingerprint fingerprint, timestamp when);
 };
 

@@ -73,6 +73,18 @@ TEST_F(change_event, has_items_without_a_time_of_their_own) {
     EXPECT_EQ(item.number<std::uint8_t>(4), 192);
 }
 
+TEST_F(change_event, may_have_more_items_than_were_expected) {
+    constexpr std::size_t count = 100;
+    std::vector<std::uint32_t> added;
+    for (std::uint32_t id = 0; id < count; ++id) {
+        writer.add_change(id, 1.5, variable_quality::good);
+        added.push_back(id);
+    }
+    writer.finish_changed_event(5, in_this_century);
+
+    EXPECT_EQ(ids(), added);
+}
+
 TEST_F(change_event, really_writes_what_is_zero) {
     writer.add_change(0, false, variable_quality::bad);
     writer.add_change(0, 0.0, variable_quality::bad);
