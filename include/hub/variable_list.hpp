@@ -5,6 +5,7 @@
 
 #include <hub/common.hpp>
 #include <hub/detail/export.hpp>
+#include <hub/detail/small_mutex.hpp>
 #include <hub/detail/thread_annotations.hpp>
 
 #include <atomic>
@@ -194,15 +195,14 @@ private:
 
     // Fixed at construction.
     provider* const m_parent; // only ever printed; the way to the provider is m_provider
-    std::weak_ptr<provider_link> const m_provider;
-    std::string const m_provider_identifier;
+    std::shared_ptr<provider_link> const m_provider;
     definition_fingerprint const m_fingerprint;
     variable_id const m_lowest_id;
     variable_map m_variables;
     std::vector<provider_variable*> m_in_order; // those of the map: ids of a list are consecutive
     std::shared_ptr<modification_tracker> const m_tracker; // the set it points to is guarded
 
-    std::mutex m_mutex;
+    detail::small_mutex m_mutex;
 
     // Written under the lock. Read without it where a change that is accepted a moment too late
     // does no harm: it is recorded in a list that nobody publishes any more.
@@ -212,9 +212,9 @@ private:
     ~variable_list() = default;
 
     static variable_id take_ids(provider_definition& definition);
-    std::shared_ptr<provider_link> require_provider() const;
-    std::shared_ptr<provider_link> require_current() const;
-    [[noreturn]] void throw_outdated(provider_link& provider) const;
+    provider_link& require_provider() const;
+    provider_link& require_current() const;
+    [[noreturn]] void throw_outdated() const;
     provider_variable* find(variable_id id) const;
     provider_variable& variable_in_range(variable_id id, std::string_view function) const;
 };

@@ -5,13 +5,13 @@
 
 #include <hub/common.hpp>
 
+#include <atomic>
 #include <string>
 
 namespace arvenhold::corvel::hub {
 
-/// What a variable_list needs of its provider. The list holds it weakly, so that it notices when
-/// the provider is gone, and for the length of one call strongly, so that the provider's state
-/// cannot vanish under the call.
+/// What a variable_list needs of its provider. The list shares it, so that the provider's state
+/// cannot vanish under a call, and asks whether the provider itself is gone.
 ///
 /// Called by the list with its own lock released, on any thread.
 class provider_link {
@@ -21,6 +21,11 @@ public:
     provider_link& operator=(provider_link const&) = delete;
     virtual ~provider_link() = default;
 
+    /// Tells whether the provider has been destroyed.
+    bool is_gone() const {
+        return m_gone;
+    }
+
     /// Returns the provider's identifier; valid as long as the link.
     virtual std::string const& get_identifier() const = 0;
 
@@ -29,6 +34,15 @@ public:
 
     /// As provider::publish().
     virtual void publish(timestamp when) = 0;
+
+protected:
+    /// Called at the end of the provider, which then lets go of its list: they share each other.
+    void mark_gone() {
+        m_gone = true;
+    }
+
+private:
+    std::atomic<bool> m_gone{false};
 };
 
 } // namespace arvenhold::corvel::hub

@@ -30,7 +30,6 @@ std::atomic<variable_id> variable_list::next_variable_id_{0};
 variable_list::variable_list(provider_definition& definition, provider& parent)
     : m_parent{&parent}
     , m_provider{parent.link()}
-    , m_provider_identifier{parent.link()->get_identifier()}
     , m_fingerprint{definition.get_fingerprint()}
     , m_lowest_id{take_ids(definition)}
     , m_tracker{std::make_shared<modification_tracker>()} {
@@ -63,28 +62,28 @@ std::shared_ptr<variable_list> variable_list::create(
 }
 
 void variable_list::publish(variable_id id, variable_value value, timestamp when) {
-    auto const provider = require_current();
+    auto& provider = require_current();
     auto& variable = variable_in_range(id, "publish()");
     {
         std::scoped_lock const lock{m_mutex};
         variable.set_value(std::move(value), when);
     }
-    provider->publish(when);
+    provider.publish(when);
 }
 
 void variable_list::bulk_publish(
     std::vector<std::tuple<variable_id, variable_value>> values, timestamp when) {
-    auto const provider = require_current();
+    auto& provider = require_current();
     for (auto& entry : values) {
         auto& variable = variable_in_range(std::get<variable_id>(entry), "bulk_publish()");
         std::scoped_lock const lock{m_mutex};
         variable.set_value(std::move(std::get<variable_value>(entry)), when);
     }
-    provider->publish(when);
+    provider.publish(when);
 }
 
 void variable_list::set_quality(variable_id id, variable_quality quality, timestamp when) {
-    auto const provider = require_provider();
+    require_provider();
     {
         std::scoped_lock const lock{m_mutex};
         // Intended: the only change that tests staleness under the lock.
@@ -94,18 +93,18 @@ void variable_list::set_quality(variable_id id, variable_quality quality, timest
         }
     }
     // Takes the provider's lock, which comes before this list's; hence not above.
-    throw_outdated(*provider);
+    throw_outdated();
 }
 
 void variable_list::bulk_set_quality(
     std::vector<std::tuple<variable_id, variable_quality>> const& qualities, timestamp when) {
-    auto const provider = require_current();
+    auto& provider = require_current();
     for (auto const& [id, quality] : qualities) {
         auto& variable = variable_in_range(id, "bulk_set_quality()");
         std::scoped_lock const lock{m_mutex};
         variable.set_quality(quality, when);
     }
-    provider->publish(when);
+    provider.publish(when);
 }
 
 // Intended: works on a stale list; the provider has compared fingerprints before.
@@ -161,30 +160,29 @@ std::shared_ptr<modification_tracker> const& variable_list::get_modification_tra
     return m_tracker;
 }
 
-std::shared_ptr<provider_link> variable_list::require_provider() const {
-    auto provider = m_provider.lock();
-    if (!provider) {
+provider_link& variable_list::require_provider() const {
+    if (m_provider->is_gone()) {
         throw operational_state_invalid::for_client(
             client_kind::provider,
-            m_provider_identifier,
+            m_provider->get_identifier(),
             "variable list cannot be changed, its provider is gone");
     }
-    return provider;
+    return *m_provider;
 }
 
-std::shared_ptr<provider_link> variable_list::require_current() const {
-    auto provider = require_provider();
+provider_link& variable_list::require_current() const {
+    auto& provider = require_provider();
     if (m_stale) {
-        throw_outdated(*provider);
+        throw_outdated();
     }
     return provider;
 }
 
-void variable_list::throw_outdated(provider_link& provider) const {
+void variable_list::throw_outdated() const {
     // Intended: with nothing registered the question itself throws, and that is what the caller
     // gets: there is no current list to replace this one with.
-    auto const current_fingerprint = provider.get_fingerprint();
-    throw variable_list_outdated{m_provider_identifier, m_fingerprint, current_fingerprint};
+    auto const current_fingerprint = m_provider->get_fingerprint();
+    throw variable_list_outdated{m_provider->get_identifier(), m_fingerprint, current_fingerprint};
 }
 
 // Returns null for an id of another list. The variables never change, so this needs no lock.

@@ -65,7 +65,8 @@ void provider::impl::open_session(session_settings settings) {
         throw connection_failed::while_connecting(
             client_kind::provider, m_identifier, words::connect_to, url, status, text_of(status));
     }
-    m_session = std::move(session);
+    change_current(
+        {std::move(session), m_current->list, m_current->definition, m_current->fingerprint});
     m_connected = true;
 }
 
@@ -74,7 +75,7 @@ void provider::impl::subscribe_to_all() {
         failed = true;
         return std::pair{static_cast<int>(status), text_of(status)};
     };
-    auto const first = m_session->subscribe(
+    auto const first = m_current->session->subscribe(
         m_read_request_subject, &message_entrance<&impl::variable_read_request_sub_handler>);
     if (first.status != NATS_OK) {
         auto const [status, text] = fail(first.status);
@@ -99,7 +100,7 @@ void provider::impl::subscribe_to_all() {
          words::subscribe_verdict},
     }};
     for (auto const& other : others) {
-        auto const outcome = m_session->subscribe(other.subject, other.handler);
+        auto const outcome = m_current->session->subscribe(other.subject, other.handler);
         if (outcome.status != NATS_OK) {
             auto const [status, text] = fail(outcome.status);
             throw connection_failed::on_subject(
@@ -179,14 +180,16 @@ void provider::impl::destroy_connection(std::shared_ptr<nats_session> const& ses
 std::shared_ptr<nats_session> provider::impl::forget_session() {
     m_connected = false;
     m_failed = std::make_shared<failure_mark>(false);
-    m_registered = false;
-    m_fingerprint = 0;
-    if (m_list) {
-        m_list->mark_list_as_stale();
-        m_list.reset();
+    auto const ended = forget_everything();
+    if (ended->list) {
+        ended->list->mark_list_as_stale();
     }
-    m_definition.reset();
-    return std::exchange(m_session, nullptr);
+    return ended->session;
+}
+
+provider::impl::shared_snapshot provider::impl::forget_everything() {
+    m_registered = false;
+    return std::exchange(m_current, m_nothing);
 }
 
 void provider::impl::shut_down() {
@@ -194,6 +197,9 @@ void provider::impl::shut_down() {
         disconnect();
     }
     m_gate->shut();
+    mark_gone();
+    std::scoped_lock const lock{m_state_mutex};
+    forget_everything();
 }
 
 bool provider::impl::is_connected() {
@@ -217,7 +223,7 @@ bool provider::impl::is_usable() const {
 
 void provider::impl::mark_failed(std::shared_ptr<nats_session> const& session) {
     std::scoped_lock const lock{m_state_mutex};
-    if (session && m_session == session) {
+    if (session && m_current->session == session) {
         *m_failed = true;
     }
 }
@@ -236,9 +242,13 @@ void provider::impl::throw_state_invalid(std::string_view detail) const {
     throw operational_state_invalid::for_client(client_kind::provider, m_identifier, detail);
 }
 
-provider::impl::snapshot provider::impl::take_snapshot() {
+void provider::impl::change_current(snapshot replacement) {
+    m_current = std::make_shared<snapshot const>(std::move(replacement));
+}
+
+provider::impl::shared_snapshot provider::impl::take_snapshot() {
     std::scoped_lock const lock{m_state_mutex};
-    return {m_session, m_list, m_fingerprint};
+    return m_current;
 }
 
 } // namespace arvenhold::corvel::hub

@@ -30,7 +30,8 @@ namespace arvenhold::corvel::hub {
 ///
 /// 1. Lock order: definition sending or validity, then state, then list, then variable.
 /// 2. The state lock is held over a call of the NATS client only in connect().
-/// 3. Fingerprint, list and definition message change together.
+/// 3. Session, list, definition message and fingerprint are replaced together, so that one
+///    reference keeps what a thread uses without the lock.
 /// 4. A failure is recorded only if the session that it happened in is still the current one.
 class CORVEL_HUB_INTERNAL provider::impl : public provider_link,
                                            public std::enable_shared_from_this<impl> {
@@ -147,8 +148,10 @@ private:
     struct snapshot {
         std::shared_ptr<nats_session> session;
         std::shared_ptr<variable_list> list;
+        definition_message definition;
         definition_fingerprint fingerprint = 0;
     };
+    using shared_snapshot = std::shared_ptr<snapshot const>;
 
     // What ends a wait for the registry's verdict.
     struct wait_counts {
@@ -171,6 +174,7 @@ private:
     std::string const m_registry_state_subject;
     std::string const m_verdict_subject;
     std::shared_ptr<callback_gate> const m_gate = std::make_shared<callback_gate>();
+    shared_snapshot const m_nothing = std::make_shared<snapshot const>();
 
     // Read without the lock by the callbacks, where a value that is about to change does no harm.
     std::atomic<bool> m_connected{false};
@@ -184,13 +188,10 @@ private:
     wait_counts m_wait_counts CORVEL_HUB_GUARDED_BY(m_validity_mutex);
 
     std::mutex m_state_mutex CORVEL_HUB_ACQUIRED_AFTER(m_validity_mutex, m_definition_send_mutex);
-    std::shared_ptr<nats_session> m_session CORVEL_HUB_GUARDED_BY(m_state_mutex);
+    shared_snapshot m_current CORVEL_HUB_GUARDED_BY(m_state_mutex) = m_nothing; // never null
     // The latest session's. Shared with its token handler, which must not take locks.
     std::shared_ptr<failure_mark> m_failed CORVEL_HUB_GUARDED_BY(m_state_mutex) =
         std::make_shared<failure_mark>(false);
-    definition_fingerprint m_fingerprint CORVEL_HUB_GUARDED_BY(m_state_mutex) = 0;
-    std::shared_ptr<variable_list> m_list CORVEL_HUB_GUARDED_BY(m_state_mutex);
-    definition_message m_definition CORVEL_HUB_GUARDED_BY(m_state_mutex);
     definition_fingerprint m_reported_fingerprint CORVEL_HUB_GUARDED_BY(m_state_mutex) = 0;
     bool m_definition_valid CORVEL_HUB_GUARDED_BY(m_state_mutex) = false;
     write_listener m_write_listener CORVEL_HUB_GUARDED_BY(m_state_mutex);
@@ -199,12 +200,14 @@ private:
     void open_session(session_settings settings) CORVEL_HUB_REQUIRES(m_state_mutex);
     void subscribe_to_all() CORVEL_HUB_REQUIRES(m_state_mutex);
     std::shared_ptr<nats_session> forget_session() CORVEL_HUB_REQUIRES(m_state_mutex);
+    shared_snapshot forget_everything() CORVEL_HUB_REQUIRES(m_state_mutex);
     bool is_usable() const CORVEL_HUB_REQUIRES(m_state_mutex);
     void mark_failed(std::shared_ptr<nats_session> const& session)
         CORVEL_HUB_EXCLUDES(m_state_mutex);
     void require_usable(std::string_view operation) const CORVEL_HUB_REQUIRES(m_state_mutex);
     [[noreturn]] void throw_state_invalid(std::string_view detail) const;
-    snapshot take_snapshot() CORVEL_HUB_EXCLUDES(m_state_mutex);
+    void change_current(snapshot replacement) CORVEL_HUB_REQUIRES(m_state_mutex);
+    shared_snapshot take_snapshot() CORVEL_HUB_EXCLUDES(m_state_mutex);
 
     // registration.cpp
     static definition_message serialize_provider_definition(
@@ -218,7 +221,7 @@ private:
     void take_verdict(nats_message const& message) CORVEL_HUB_EXCLUDES(m_state_mutex);
 
     // publishing.cpp
-    snapshot snapshot_for_publishing() CORVEL_HUB_EXCLUDES(m_state_mutex);
+    shared_snapshot snapshot_for_publishing() CORVEL_HUB_EXCLUDES(m_state_mutex);
 
     // serving.cpp
     void answer_read_request(nats_message const& message, natsSubscription* subscription);

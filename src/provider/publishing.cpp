@@ -11,12 +11,13 @@
 namespace arvenhold::corvel::hub {
 
 void provider::impl::publish(timestamp when) {
-    message_builder builder{initial_builder_size};
-    auto const [session, list, fingerprint] = snapshot_for_publishing();
-    serialize_publish_variables(builder, when, fingerprint, list);
-    auto const status = session->publish(m_change_event_subject, finished_bytes(builder));
+    short_message_memory memory;
+    message_builder builder{initial_builder_size, &memory};
+    auto const current = snapshot_for_publishing();
+    serialize_publish_variables(builder, when, current->fingerprint, current->list);
+    auto const status = current->session->publish(m_change_event_subject, finished_bytes(builder));
     if (status != NATS_OK) {
-        mark_failed(session);
+        mark_failed(current->session);
         throw connection_failed::on_subject(
             client_kind::provider,
             m_identifier,
@@ -27,16 +28,16 @@ void provider::impl::publish(timestamp when) {
     }
 }
 
-provider::impl::snapshot provider::impl::snapshot_for_publishing() {
+provider::impl::shared_snapshot provider::impl::snapshot_for_publishing() {
     std::scoped_lock const lock{m_state_mutex};
     require_usable(words::publish_variables);
     if (!m_registered) {
         throw_state_invalid("cannot publish, no provider definition registered");
     }
-    if (!m_list) {
+    if (!m_current->list) {
         throw_state_invalid("cannot publish, don't have a variable list");
     }
-    return {m_session, m_list, m_fingerprint};
+    return m_current;
 }
 
 // Writing and clearing happen under one hold of the list's lock, so that a value which another
@@ -73,10 +74,10 @@ void provider::impl::force_publish_all(timestamp when) {
         if (!m_registered) {
             throw_state_invalid("cannot force-publish, no provider definition registered");
         }
-        if (!m_list) {
+        if (!m_current->list) {
             throw_state_invalid("cannot force-publish, don't have a variable list");
         }
-        m_list->mark_all_variables_pending();
+        m_current->list->mark_all_variables_pending();
     }
     publish(when);
 }

@@ -33,12 +33,11 @@ std::shared_ptr<variable_list> provider::impl::register_provider_definition(
         // All that can fail comes first, so that a failure leaves the earlier registration whole.
         list = variable_list::create(definition, m_self);
         auto message = serialize_provider_definition(*list, definition.get_fingerprint());
-        if (m_list) {
-            m_list->mark_list_as_stale();
+        auto const earlier = m_current;
+        change_current({earlier->session, list, std::move(message), definition.get_fingerprint()});
+        if (earlier->list) {
+            earlier->list->mark_list_as_stale();
         }
-        m_list = list;
-        m_definition = std::move(message);
-        m_fingerprint = definition.get_fingerprint();
         m_registered = true;
         if (!is_usable()) {
             return list; // the definition goes out at the end of the next connect
@@ -50,10 +49,10 @@ std::shared_ptr<variable_list> provider::impl::register_provider_definition(
 
 std::shared_ptr<variable_list> provider::impl::get_variable_list() {
     std::scoped_lock const lock{m_state_mutex};
-    if (!m_list) {
+    if (!m_current->list) {
         throw_state_invalid("cannot get variable list, no provider definition registered");
     }
-    return m_list;
+    return m_current->list;
 }
 
 definition_fingerprint provider::impl::get_fingerprint() {
@@ -61,7 +60,7 @@ definition_fingerprint provider::impl::get_fingerprint() {
     if (!m_registered) {
         throw_state_invalid("cannot get fingerprint, no provider definition registered");
     }
-    return m_fingerprint;
+    return m_current->fingerprint;
 }
 
 provider::impl::definition_message provider::impl::serialize_provider_definition(
@@ -107,18 +106,13 @@ bool provider::impl::send_definition() {
     // The message is chosen and handed over in one step, so that of two registrations at once the
     // later one is also the later one on the wire.
     std::scoped_lock const send_lock{m_definition_send_mutex};
-    std::shared_ptr<nats_session> session;
-    definition_message message;
-    {
-        std::scoped_lock const lock{m_state_mutex};
-        session = m_session;
-        message = m_definition;
-    }
+    auto const current = take_snapshot();
     auto status = NATS_CONNECTION_CLOSED;
-    if (session && message) { // not disconnected a moment ago
-        status = session->publish(m_definition_subject, finished_bytes(*message));
+    if (current->session && current->definition) { // not disconnected a moment ago
+        status =
+            current->session->publish(m_definition_subject, finished_bytes(*current->definition));
         if (status != NATS_OK) {
-            mark_failed(session);
+            mark_failed(current->session);
         }
     }
     if (status != NATS_OK) {
@@ -130,7 +124,7 @@ bool provider::impl::send_definition() {
             text_of(status),
             m_definition_subject);
     }
-    return session->sends_immediately();
+    return current->session->sends_immediately();
 }
 
 // Not analysed: the caller's lock is lent to the wait.

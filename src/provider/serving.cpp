@@ -50,31 +50,31 @@ void provider::impl::variable_read_request_sub_handler(
 // and whatever the state of the connection.
 void provider::impl::answer_read_request(
     nats_message const& message, natsSubscription* subscription) {
-    auto const [session, list, fingerprint] = take_snapshot();
-    if (!list) {
+    auto const current = take_snapshot();
+    if (!current->list) {
         write_error_line(
             {"Provider ",
              m_identifier,
              ": failed to assemble reply for read request: variable list unavailable"});
         return;
     }
-    if (!session) {
+    if (!current->session) {
         return; // disconnected a moment ago
     }
     auto ids = deserialize_read_request(payload{bytes_of(message)});
     if (ids.empty()) {
-        for (auto const& [id, variable] : list->get_variables()) {
+        for (auto const& [id, variable] : current->list->get_variables()) {
             ids.push_back(id);
         }
     }
     message_builder builder{initial_builder_size};
-    serialize_requested_variables(builder, fingerprint, ids, list);
+    serialize_requested_variables(builder, current->fingerprint, ids, current->list);
 
     auto const subject = reply_subject_of(message);
     auto const reply = finished_bytes(builder);
-    auto const status = session->publish(subject, reply);
+    auto const status = current->session->publish(subject, reply);
     if (status == NATS_OK) {
-        session->flush_when_idle(subscription);
+        current->session->flush_when_idle(subscription);
         return;
     }
     // Intended: nothing stands between the identifier and the text, and the reply's bytes are
@@ -92,7 +92,7 @@ void provider::impl::answer_read_request(
          std::to_string(status),
          " = ",
          text_of(status)});
-    mark_failed(session);
+    mark_failed(current->session);
 }
 
 void provider::impl::serialize_requested_variables(
@@ -100,7 +100,7 @@ void provider::impl::serialize_requested_variables(
     definition_fingerprint fingerprint,
     std::vector<variable_id> const& ids,
     std::shared_ptr<variable_list> const& list) {
-    variables_writer writer{builder};
+    variables_writer writer{builder, ids.size()};
     {
         std::scoped_lock const lock{*list};
         for (auto const id : ids) {
@@ -129,8 +129,8 @@ void provider::impl::variable_write_command_sub_handler(
 }
 
 void provider::impl::take_write_command(nats_message const& message) {
-    auto const [session, list, fingerprint] = take_snapshot();
-    if (!list) {
+    auto const current = take_snapshot();
+    if (!current->list) {
         // Intended: the missing "to" is part of the text that operators search for.
         write_error_line(
             {"Provider ",
@@ -139,9 +139,10 @@ void provider::impl::take_write_command(nats_message const& message) {
         return;
     }
     try {
-        auto const command = deserialize_write_command(payload{bytes_of(message)}, fingerprint);
+        auto const command =
+            deserialize_write_command(payload{bytes_of(message)}, current->fingerprint);
         if (command) {
-            tell_application(fingerprint, *command);
+            tell_application(current->fingerprint, *command);
         }
     } catch (std::exception const& error) {
         write_error_line({error.what()});

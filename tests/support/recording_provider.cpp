@@ -45,6 +45,7 @@ std::vector<timestamp> recording_link::publications() const {
 
 class provider::impl : public recording_link {
 public:
+    using provider_link::mark_gone;
     using recording_link::recording_link;
 };
 
@@ -53,7 +54,9 @@ provider::provider(std::string const& id)
     newest_link() = m_impl;
 }
 
-provider::~provider() = default;
+provider::~provider() {
+    m_impl->mark_gone();
+}
 
 std::shared_ptr<provider_link> provider::link() const {
     return m_impl;

@@ -467,6 +467,31 @@ TEST_F(destroying, disconnects) {
     EXPECT_THAT(errors.text(), IsEmpty());
 }
 
+TEST_F(destroying, lets_go_of_the_list) {
+    std::weak_ptr<variable_list> list;
+    {
+        provider boiler{"boiler"};
+        boiler_definition definition{7};
+        list = boiler.register_provider_definition(definition);
+    }
+
+    EXPECT_TRUE(list.expired());
+}
+
+TEST_F(destroying, leaves_a_list_that_refuses_changes) {
+    std::shared_ptr<variable_list> list;
+    {
+        provider boiler{"boiler"};
+        boiler_definition definition{7};
+        list = boiler.register_provider_definition(definition);
+    }
+
+    EXPECT_EQ(
+        thrown_message<operational_state_invalid>(
+            [&] { list->publish(speed_of(*list), 2.5, timestamp{}); }),
+        "Provider boiler: variable list cannot be changed, its provider is gone\n");
+}
+
 TEST_F(destroying, is_silent_when_there_is_nothing_to_disconnect) {
     { provider boiler{"boiler"}; }
 

@@ -39,8 +39,8 @@ struct verdict_door {
 struct impl_door {
     friend auto behind(impl_door door);
 };
-struct list_door {
-    friend auto behind(list_door door);
+struct current_door {
+    friend auto behind(current_door door);
 };
 
 template struct opened<disconnected_door, &provider::impl::nats_dcon_callback>;
@@ -50,7 +50,7 @@ template struct opened<write_command_door, &provider::impl::variable_write_comma
 template struct opened<registry_state_door, &provider::impl::registry_state_event_sub_handler>;
 template struct opened<verdict_door, &provider::impl::provider_definition_event_sub_handler>;
 template struct opened<impl_door, &provider::m_impl>;
-template struct opened<list_door, &provider::impl::m_list>;
+template struct opened<current_door, &provider::impl::m_current>;
 
 } // namespace
 
@@ -83,7 +83,10 @@ void* closure_of(provider const& owner) {
 }
 
 void take_list_from(provider const& owner) {
-    ((*(owner.*behind(impl_door{}))).*behind(list_door{})).reset();
+    auto& current = (*(owner.*behind(impl_door{}))).*behind(current_door{});
+    auto without_list = *current;
+    without_list.list.reset();
+    current = std::make_shared<decltype(without_list) const>(without_list);
 }
 
 } // namespace arvenhold::corvel::hub
