@@ -5,6 +5,7 @@
 
 #include <hub/common.hpp>
 #include <hub/detail/export.hpp>
+#include <hub/detail/small_mutex.hpp>
 #include <hub/detail/thread_annotations.hpp>
 
 #include <cstdint>
@@ -28,6 +29,7 @@ class provider_connection;
 /// @par Ownership
 /// Shared by its connection and by whoever keeps the pointer. After a change of the provider's
 /// definition the connection has new variables; the old ones stay usable but receive no updates.
+/// The variables of one definition share their memory: one that is kept keeps it for all of them.
 ///
 /// @par Thread safety
 /// All operations may be called from any thread, but get_value() only while nobody sets or receives
@@ -102,15 +104,16 @@ public:
     std::ostream& to_str(std::ostream& os) const CORVEL_HUB_EXCLUDES(m_mutex);
 
 private:
-    friend class provider_connection; // applies received items
+    friend class definition_variables; // makes all of a definition together
+    friend class provider_connection;  // applies received items
 
     struct consumer_variable_construction_enabler;
 
-    mutable std::mutex m_mutex;
+    mutable detail::small_mutex m_mutex;
     variable_id const m_id;
     variable_permissions const m_permissions;
-    variable_value m_value CORVEL_HUB_GUARDED_BY(m_mutex);
     variable_quality m_quality CORVEL_HUB_GUARDED_BY(m_mutex) = variable_quality::good;
+    variable_value m_value CORVEL_HUB_GUARDED_BY(m_mutex);
     timestamp m_last_publish_timestamp CORVEL_HUB_GUARDED_BY(m_mutex){};
     std::uint64_t m_update_count CORVEL_HUB_GUARDED_BY(m_mutex) = 0;
 

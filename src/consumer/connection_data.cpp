@@ -37,7 +37,7 @@ void provider_connection::impl::read_variables(
         require_held(fingerprint);
         variables = m_variables; // our copy keeps this map whole while we work unlocked
     }
-    message_builder request{initial_builder_size};
+    message_builder request{initial_builder_size + ids.size() * sizeof(variable_id)};
     serialize_read_request(request, ids);
     auto const reply =
         request_or_fault(m_read_subject, finished_bytes(request), words::read_variables);
@@ -112,7 +112,7 @@ void provider_connection::impl::serialize_write_command(
     definition_variables const& variables,
     definition_fingerprint fingerprint,
     std::vector<variable_id> const& ids) {
-    variables_writer writer{builder};
+    variables_writer writer{builder, ids.size()};
     for (auto const id : ids) {
         auto& variable = find_variable(variables, id, "serialize_write_command()");
         // A copy: a change event may replace the value at this moment.

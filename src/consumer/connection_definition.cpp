@@ -55,7 +55,7 @@ void provider_connection::impl::adopt(received_definition const& definition) {
     for (std::size_t position = 0; position < definition.size(); ++position) {
         auto [id, path, permissions, value] =
             definition.deserialize_variable_definition(position, variable_reader);
-        variables->add(consumer_variable::create(id, std::move(path), value, permissions));
+        variables->add(id, path, value, permissions);
     }
     std::scoped_lock const lock{m_mutex};
     // Compared again: another thread may have adopted the same definition and handed its variables

@@ -98,7 +98,7 @@ received_variable_definition received_definition::deserialize_variable_definitio
     }
     return {
         definition.id(),
-        path->str(),
+        path->string_view(),
         permissions_from_wire(definition.access()),
         *std::move(value)};
 }

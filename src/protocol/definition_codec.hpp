@@ -11,6 +11,7 @@
 #include <cstddef>
 #include <optional>
 #include <string>
+#include <string_view>
 #include <vector>
 
 namespace arvenhold::corvel::hub {
@@ -53,10 +54,11 @@ struct definition_verdict {
 /// @throws serialization_fault  Data or definition are missing.
 definition_verdict read_verdict(payload const& message, message_reader const& reader);
 
-/// One variable of a received definition, with the value that it begins with.
+/// One variable of a received definition, with the value that it begins with. Valid as long as the
+/// payload.
 struct received_variable_definition {
     variable_id id = 0;
-    std::string path;
+    std::string_view path;
     variable_permissions permissions = variable_permissions::read_only;
     variable_value value;
 };

@@ -414,6 +414,36 @@ TEST_F(received_definition_test, with_two_entries_of_the_same_id_keeps_the_first
     EXPECT_EQ(variable(*connection, 1).get_value(), variable_value{false});
 }
 
+TEST_F(received_definition_test, updates_the_first_of_two_entries_wherever_the_second_stands) {
+    answer(
+        definition_query,
+        wire::definition_reply(
+            77,
+            {wire::defined(1, "other", wire::bool_code),
+             wire::defined(3, "first", wire::bool_code),
+             wire::defined(3, "second", wire::bool_code)}));
+    answer(variables_query, wire::read_reply(77, {wire::item(3, true)}));
+
+    auto const connection = attach();
+
+    EXPECT_EQ(variable(*connection, 3).get_path(), "first");
+    EXPECT_EQ(variable(*connection, 3).get_value(), variable_value{true});
+}
+
+TEST_F(received_definition_test, keeps_its_variables_as_long_as_one_of_them_is_used) {
+    std::shared_ptr<consumer_variable> kept;
+    {
+        auto const connection = attach_to({wire::defined(1, "first", wire::bool_code)});
+        kept = connection->get_current_variables().variables->at(1);
+        answer(definition_query, wire::definition_reply(78, {}));
+        answer(variables_query, wire::read_reply(78, {}));
+        connection->request_provider_definition();
+    }
+
+    EXPECT_EQ(kept->get_path(), "first");
+    EXPECT_EQ(kept->get_value(), variable_value{false});
+}
+
 TEST_F(received_definition_test, takes_an_absent_id_for_0) {
     auto const connection = attach_to({{.path = "first", .data_type = wire::bool_code}});
 
