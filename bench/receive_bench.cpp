@@ -9,6 +9,8 @@
 #include "support/roles.hpp"
 #include "support/side_by_side.hpp"
 
+#include <malloc.h>
+
 #include <cstring>
 
 namespace arvenhold::corvel::hub::bench {
@@ -92,6 +94,7 @@ void compare_attaching(benchmark::State& state) {
     aligned_bytes const aligned{definition};
     auto const attach = [&](std::size_t calls) {
         std::vector<std::shared_ptr<provider_connection>> made(calls);
+        malloc_trim(0); // as in a process that attaches for the first time
         return time_of([&] {
             for (auto& connection : made) {
                 connection = receiver.attach();
@@ -100,6 +103,7 @@ void compare_attaching(benchmark::State& state) {
     };
     auto const decode = [&](std::size_t calls) {
         std::vector<std::vector<plain_definition>> made(calls);
+        malloc_trim(0); // likewise
         return time_of([&] {
             for (auto& all : made) {
                 all = decode_definition(aligned.view());
