@@ -198,16 +198,21 @@ wire::provider_definition_table definition_of(
     return {.fingerprint = 5, .variable_definitions = variables};
 }
 
-received_variable_definition received(wire::variable_definition_table const& variable) {
-    auto const message = wire::read_provider_definition_query_response(definition_of({variable}));
+// With the message that the variable's path stands in.
+struct received {
+    std::string const message;
     payload const held{message};
-    return read_definition_reply(held, definition_reader)
-        .deserialize_variable_definition(0, variable_reader);
-}
+    received_variable_definition const variable =
+        read_definition_reply(held, definition_reader)
+            .deserialize_variable_definition(0, variable_reader);
+
+    explicit received(wire::variable_definition_table const& sent)
+        : message{wire::read_provider_definition_query_response(definition_of({sent}))} {}
+};
 
 TEST(received_variable, has_id_path_and_permissions) {
-    auto const variable =
-        received({.path = "pump/speed", .id = 0xFEDCBA98, .data_type = 3, .access = 2});
+    received const message{{.path = "pump/speed", .id = 0xFEDCBA98, .data_type = 3, .access = 2}};
+    auto const& variable = message.variable;
 
     EXPECT_EQ(variable.id, 0xFEDCBA98U);
     EXPECT_EQ(variable.path, "pump/speed");
@@ -216,16 +221,19 @@ TEST(received_variable, has_id_path_and_permissions) {
 }
 
 TEST(received_variable, begins_with_zero_or_an_empty_text) {
-    EXPECT_EQ(received({.path = "a", .data_type = 1}).value, variable_value{false});
-    EXPECT_EQ(received({.path = "a", .data_type = 2}).value, variable_value{nanoseconds{0}});
-    EXPECT_EQ(received({.path = "a", .data_type = 3}).value, variable_value{0.0});
-    EXPECT_EQ(received({.path = "a", .data_type = 4}).value, variable_value{std::int64_t{0}});
-    EXPECT_EQ(received({.path = "a", .data_type = 5}).value, variable_value{std::string{}});
+    EXPECT_EQ(received({.path = "a", .data_type = 1}).variable.value, variable_value{false});
+    EXPECT_EQ(
+        received({.path = "a", .data_type = 2}).variable.value, variable_value{nanoseconds{0}});
+    EXPECT_EQ(received({.path = "a", .data_type = 3}).variable.value, variable_value{0.0});
+    EXPECT_EQ(
+        received({.path = "a", .data_type = 4}).variable.value, variable_value{std::int64_t{0}});
+    EXPECT_EQ(
+        received({.path = "a", .data_type = 5}).variable.value, variable_value{std::string{}});
 }
 
 TEST(received_variable, of_a_point_in_time_begins_with_the_time_of_decoding) {
     timestamp const before = std::chrono::system_clock::now();
-    auto const variable = received({.path = "a", .data_type = 6});
+    auto const variable = received({.path = "a", .data_type = 6}).variable;
     timestamp const after = std::chrono::system_clock::now();
 
     EXPECT_GE(std::get<timestamp>(variable.value), before);
@@ -234,7 +242,7 @@ TEST(received_variable, of_a_point_in_time_begins_with_the_time_of_decoding) {
 
 TEST(received_variable, is_writable_only_with_access_2) {
     auto const permissions = [](std::optional<std::uint8_t> access) {
-        return received({.path = "a", .data_type = 1, .access = access}).permissions;
+        return received({.path = "a", .data_type = 1, .access = access}).variable.permissions;
     };
 
     EXPECT_EQ(permissions(2), variable_permissions::read_write);
@@ -247,11 +255,11 @@ TEST(received_variable, is_writable_only_with_access_2) {
 }
 
 TEST(received_variable, without_an_id_has_id_0) {
-    EXPECT_EQ(received({.path = "a", .data_type = 1, .access = 2}).id, 0U);
+    EXPECT_EQ(received({.path = "a", .data_type = 1, .access = 2}).variable.id, 0U);
 }
 
 TEST(received_variable, may_have_an_empty_path) {
-    EXPECT_EQ(received({.path = "", .data_type = 1}).path, "");
+    EXPECT_EQ(received({.path = "", .data_type = 1}).variable.path, "");
 }
 
 TEST(received_variable, faults_without_a_path) {
