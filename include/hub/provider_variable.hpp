@@ -24,7 +24,8 @@ namespace arvenhold::corvel::hub {
 ///
 /// @par Ownership
 /// Shared by its list and by whoever keeps the pointer. A variable whose list has been replaced
-/// stays usable but is no longer published.
+/// stays usable but is no longer published. The variables of one list share their memory: one that
+/// is kept keeps it for all of them.
 ///
 /// @par Thread safety
 /// All operations may be called from any thread, but set_value() and set_quality() only while
@@ -97,7 +98,8 @@ public:
     std::ostream& to_str(std::ostream& os) const CORVEL_HUB_EXCLUDES(m_mutex);
 
 private:
-    friend class provider; // publishes changes
+    friend class provider;      // publishes changes
+    friend class variable_list; // makes all of a definition together
 
     struct provider_variable_construction_enabler;
 

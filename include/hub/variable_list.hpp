@@ -188,6 +188,7 @@ private:
     friend class provider; // looks pending and requested variables up
 
     struct variable_list_construction_enabler;
+    struct variable_in_place;
 
     // The id that the next variable of any list gets. Atomic because lists may be made at once.
     // NOLINTNEXTLINE(*-avoid-non-const-global-variables): ids are unique in the process

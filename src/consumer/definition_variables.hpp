@@ -3,28 +3,24 @@
 
 #pragma once
 
+#include "model/variable_block.hpp"
 #include <hub/consumer_variable.hpp>
 #include <hub/provider_connection.hpp>
 
 #include <cstddef>
 #include <memory>
-#include <optional>
 #include <string>
 #include <string_view>
-#include <vector>
 
 namespace arvenhold::corvel::hub {
 
 /// The variables that a connection has made of one definition. Filled by one thread, then shared
 /// and never changed.
-///
-/// All variables stand in one block of memory, which lives as long as any of them is used: they are
-/// made, and later updated in the order of their ids, several times faster than scattered ones.
 class definition_variables {
 public:
     /// @param capacity  How many variables may be added.
     explicit definition_variables(std::size_t capacity = 0)
-        : m_block{std::make_shared<block>(capacity)} {}
+        : m_block{capacity} {}
 
     /// Intended: of two variables with one id the first is kept.
     ///
@@ -34,9 +30,7 @@ public:
         std::string_view path,
         variable_value& value,
         variable_permissions permissions) {
-        auto& place = (*m_block)[m_size];
-        place.emplace(id, path, value, permissions);
-        m_map.emplace_hint(m_map.end(), id, std::shared_ptr<consumer_variable>{m_block, &*place});
+        m_map.emplace_hint(m_map.end(), id, m_block.make_at(m_size, id, path, value, permissions));
         if (m_size == 0) {
             m_first_id = id;
         }
@@ -47,8 +41,8 @@ public:
     [[nodiscard]] consumer_variable* find(variable_id id) const {
         // A provider gives consecutive ids, so a variable stands where its id lets expect it.
         std::size_t const position = id - m_first_id;
-        if (position < m_size && (*m_block)[position]->get_id() == id) {
-            return &*(*m_block)[position];
+        if (position < m_size && m_block.at(position).get_id() == id) {
+            return &m_block.at(position);
         }
         auto const found = m_map.find(id);
         return found != m_map.end() ? found->second.get() : nullptr;
@@ -75,13 +69,10 @@ private:
             : consumer_variable{id, std::string{path}, value, permissions} {}
     };
 
-    // Variables cannot be moved, so each is made in its place.
-    using block = std::vector<std::optional<variable_in_place>>;
-
     consumer_variable_map m_map;
     variable_id m_first_id = 0;
-    std::size_t m_size = 0; // as long as nobody has changed the map, its size
-    std::shared_ptr<block> const m_block;
+    std::size_t m_size = 0;                    // as long as nobody has changed the map, its size
+    variable_block<variable_in_place> m_block; // those of the map, as the definition has them
 };
 
 } // namespace arvenhold::corvel::hub

@@ -3,6 +3,7 @@
 
 #include "model/provider_link.hpp"
 #include "model/stream_format.hpp"
+#include "model/variable_block.hpp"
 #include <hub/operational_state_invalid.hpp>
 #include <hub/provider.hpp>
 #include <hub/provider_definition.hpp>
@@ -24,6 +25,17 @@ struct variable_list::variable_list_construction_enabler : variable_list {
         : variable_list{definition, parent} {}
 };
 
+// Opens the door to a variable's constructor.
+struct variable_list::variable_in_place : provider_variable {
+    variable_in_place(
+        variable_id id,
+        std::string const& path,
+        variable_value& value,
+        variable_permissions permissions,
+        std::shared_ptr<modification_tracker> const& tracker)
+        : provider_variable{id, path, value, permissions, tracker} {}
+};
+
 // NOLINTNEXTLINE(*-avoid-non-const-global-variables): ids are unique in the process
 std::atomic<variable_id> variable_list::next_variable_id_{0};
 
@@ -34,17 +46,18 @@ variable_list::variable_list(provider_definition& definition, provider& parent)
     , m_lowest_id{take_ids(definition)}
     , m_tracker{std::make_shared<modification_tracker>()} {
     auto const [first, last] = definition.get_iterators();
-    m_in_order.reserve(static_cast<std::size_t>(std::distance(first, last)));
+    auto const size = static_cast<std::size_t>(std::distance(first, last));
+    variable_block<variable_in_place> block{size};
+    m_in_order.reserve(size);
     // Another provider may be registering the same definition.
     std::scoped_lock const lock{definition.m_mutex};
     auto id = m_lowest_id;
     for (auto entry = first; entry != last; ++entry) {
         auto& [path, initial_value, permissions] = *entry;
-        auto const made = m_variables.emplace_hint(
-            m_variables.end(),
-            id,
-            provider_variable::create(id, path, initial_value, permissions, m_tracker));
-        m_in_order.push_back(made->second.get());
+        auto variable =
+            block.make_at(m_in_order.size(), id, path, initial_value, permissions, m_tracker);
+        m_in_order.push_back(variable.get());
+        m_variables.emplace_hint(m_variables.end(), id, std::move(variable));
         ++id;
     }
 }
