@@ -12,9 +12,19 @@
 
 namespace arvenhold::corvel::hub {
 
-// The one include of the FlatBuffers builder outside this folder. The name below is a class in some
-// versions and an alias in others, so it cannot be forward-declared.
-using message_builder = flatbuffers::FlatBufferBuilder;
+// The one include of the FlatBuffers builder outside this folder.
+
+/// The FlatBuffers builder, which can also be given bytes in the place where they will stay.
+class message_builder : public flatbuffers::FlatBufferBuilder {
+public:
+    using FlatBufferBuilder::FlatBufferBuilder;
+
+    /// Puts `size` bytes in front of what was written, to be filled in, and returns where they are
+    /// until the builder changes.
+    std::uint8_t* make_space(std::size_t size) {
+        return buf_.make_space(size);
+    }
+};
 
 /// What every builder begins with, in bytes; it grows as needed.
 inline constexpr std::size_t initial_builder_size = 1024;

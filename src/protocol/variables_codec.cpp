@@ -71,13 +71,7 @@ public:
         auto const outer_layout = place_layout<Outer>();
         auto const inner_layout = place_layout<Inner>();
         auto const position = make_place(sizeof(pair));
-        static constexpr std::array<std::byte, sizeof(pair)> blank{};
-        append_bytes(blank);
-        // Filled in where it stands: to copy what was written a moment ago would wait for it.
-        auto& both = *std::launder(
-            static_cast<pair*>(static_cast<void*>(m_builder.GetCurrentBufferPointer())));
-        both.outer = outer;
-        both.inner = inner;
+        auto& both = *new (m_builder.make_space(sizeof(pair))) pair{outer, inner};
         both.outer.layout = distance(position, outer_layout);
         both.outer.inner = inner_place - uoffset(offsetof(Outer, inner));
         both.inner.layout = distance(position - inner_place, inner_layout);
@@ -157,8 +151,7 @@ private:
     template <class Bytes>
     flatbuffers::uoffset_t append_bytes(Bytes const& bytes) const {
         static_assert(std::is_trivially_copyable_v<Bytes>);
-        m_builder.PushBytes(
-            static_cast<std::uint8_t const*>(static_cast<void const*>(&bytes)), sizeof(bytes));
+        new (m_builder.make_space(sizeof(bytes))) Bytes{bytes};
         return m_builder.GetSize();
     }
 
