@@ -149,14 +149,17 @@ private:
     std::shared_ptr<provider_connection> m_connection;
     std::atomic<unsigned> m_returns{0};        // counted by a thread of the NATS client
     std::atomic<unsigned> m_list_of_return{0}; // set before a return is counted
+    std::atomic<unsigned> m_definition_updates{0};
     milliseconds m_longest_return{};
 
     static void count(
         provider_connection_event what, provider_connection& /*sender*/, void* user_data) {
+        auto& self = *static_cast<watched_provider*>(user_data);
         if (what == provider_connection_event::provider_returned) {
-            auto& self = *static_cast<watched_provider*>(user_data);
             self.m_list_of_return = self.m_watcher.get_lists();
             ++self.m_returns;
+        } else if (what == provider_connection_event::definition_updated) {
+            ++self.m_definition_updates;
         }
     }
 
@@ -215,11 +218,13 @@ private:
     // all values again. A provider that is lost at that moment would fault the connection. So a
     // definition of another fingerprint follows the verdict: when the connection holds it, the
     // thread that takes both is through with the verdict. A definition without variables makes the
-    // consumer read nothing, only write a line to standard error.
+    // consumer read nothing and tell nobody, only write a line to standard error. Then the provider's
+    // own definition follows, and the thread is through with that one when it tells of it.
     void let_verdict_be_taken() {
+        auto const subject = "v1.loc.registry.providers." + m_identifier + ".def";
         flush_registry();
         m_peer.publish(
-            "v1.loc.registry.providers." + m_identifier + ".def.evt.changed",
+            subject + ".evt.changed",
             wire::provider_definition_changed_event(wire::provider_definition_table{
                 .fingerprint = foreign_fingerprint,
                 .variable_definitions = std::vector<wire::variable_definition_table>{},
@@ -227,7 +232,12 @@ private:
         demand(
             await([this] { return get_fingerprint() == foreign_fingerprint; }, patience),
             m_identifier + ": the consumer has not taken a definition of another fingerprint");
-        m_connection->request_provider_definition();
+        auto const updates = m_definition_updates.load();
+        // The answer has the same bytes as an event.
+        m_peer.publish(subject + ".evt.changed", m_peer.request(subject + ".qry.read", {}).bytes);
+        demand(
+            await([&] { return m_definition_updates > updates; }, patience),
+            m_identifier + ": the consumer has not taken the provider's definition again");
     }
 
     // Whatever the registry has sent has reached the server afterwards.
