@@ -29,7 +29,8 @@ class provider_connection;
 /// @par Ownership
 /// Shared by its connection and by whoever keeps the pointer. After a change of the provider's
 /// definition the connection has new variables; the old ones stay usable but receive no updates.
-/// The variables of one definition share their memory: one that is kept keeps it for all of them.
+/// The variables of one definition share memory and reference count: one that is kept keeps all of
+/// them.
 ///
 /// @par Thread safety
 /// All operations may be called from any thread, but get_value() only while nobody sets or receives

@@ -24,8 +24,8 @@ namespace arvenhold::corvel::hub {
 ///
 /// @par Ownership
 /// Shared by its list and by whoever keeps the pointer. A variable whose list has been replaced
-/// stays usable but is no longer published. The variables of one list share their memory: one that
-/// is kept keeps it for all of them.
+/// stays usable but is no longer published. The variables of one list share memory and reference
+/// count: one that is kept keeps all of them.
 ///
 /// @par Thread safety
 /// All operations may be called from any thread, but set_value() and set_quality() only while

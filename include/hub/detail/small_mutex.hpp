@@ -11,8 +11,9 @@
 namespace arvenhold::corvel::hub::detail {
 
 /// A mutex of four bytes, where std::mutex has forty, for objects that there are many of and that
-/// are locked for a few nanoseconds at a time: a thread that finds it taken looks again a few times
-/// before it goes to sleep. Not recursive, not fair.
+/// are mostly locked for a few nanoseconds: a thread that finds it taken looks again a few times
+/// before it goes to sleep. Not recursive, not fair. For the library's own use: its slow parts are
+/// not exported.
 class CORVEL_HUB_CAPABILITY("mutex") small_mutex {
 public:
     small_mutex() = default;
