@@ -42,6 +42,7 @@ protected:
     }
 
 private:
+    // Read without a lock: whoever misses it finds the provider disconnected.
     std::atomic<bool> m_gone{false};
 };
 

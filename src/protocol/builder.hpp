@@ -17,7 +17,8 @@ namespace arvenhold::corvel::hub {
 /// The FlatBuffers builder, which can also be given bytes in the place where they will stay.
 class message_builder : public flatbuffers::FlatBufferBuilder {
 public:
-    using FlatBufferBuilder::FlatBufferBuilder;
+    // By its full name, which in some versions is an alias.
+    using flatbuffers::FlatBufferBuilder::FlatBufferBuilder;
 
     /// Puts `size` bytes in front of what was written, to be filled in, and returns where they are
     /// until the builder changes.
@@ -29,30 +30,24 @@ public:
 /// What every builder begins with, in bytes; it grows as needed.
 inline constexpr std::size_t initial_builder_size = 1024;
 
-/// Memory for a builder on the stack, so that a short message needs none from the heap. Must live
-/// as long as the builder.
+/// Memory for one builder on the stack, so that a short message needs none from the heap: the builder
+/// asks for its initial size once, and for more when it grows. Must live as long as the builder.
 // NOLINTNEXTLINE(*-member-init): clearing the block would take longer than the heap does
 class short_message_memory final : public flatbuffers::Allocator {
 public:
     std::uint8_t* allocate(std::size_t size) override {
-        if (m_taken || size > m_block.size()) {
-            return flatbuffers::DefaultAllocator{}.allocate(size);
-        }
-        m_taken = true;
-        return m_block.data();
+        return size <= m_block.size() ? m_block.data()
+                                      : flatbuffers::DefaultAllocator{}.allocate(size);
     }
 
     void deallocate(std::uint8_t* memory, std::size_t size) override {
-        if (memory == m_block.data()) {
-            m_taken = false;
-        } else {
+        if (memory != m_block.data()) {
             flatbuffers::DefaultAllocator{}.deallocate(memory, size);
         }
     }
 
 private:
     alignas(std::max_align_t) std::array<std::uint8_t, initial_builder_size> m_block;
-    bool m_taken = false;
 };
 
 /// Returns the bytes of a finished message; valid until the builder changes.

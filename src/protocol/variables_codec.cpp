@@ -8,7 +8,8 @@
 #include "protocol/value_codec.hpp"
 
 #include <algorithm>
-#include <new>
+#include <cstring>
+#include <memory>
 #include <type_traits>
 #include <utility>
 
@@ -71,7 +72,10 @@ public:
         auto const outer_layout = place_layout<Outer>();
         auto const inner_layout = place_layout<Inner>();
         auto const position = make_place(sizeof(pair));
-        auto& both = *new (m_builder.make_space(sizeof(pair))) pair{outer, inner};
+        static_assert(sizeof(pair) == sizeof(Outer) + sizeof(Inner), "no byte is left unwritten");
+        auto& both = *std::construct_at(
+            static_cast<pair*>(static_cast<void*>(m_builder.make_space(sizeof(pair)))),
+            pair{outer, inner});
         both.outer.layout = distance(position, outer_layout);
         both.outer.inner = inner_place - uoffset(offsetof(Outer, inner));
         both.inner.layout = distance(position - inner_place, inner_layout);
@@ -151,7 +155,7 @@ private:
     template <class Bytes>
     flatbuffers::uoffset_t append_bytes(Bytes const& bytes) const {
         static_assert(std::is_trivially_copyable_v<Bytes>);
-        new (m_builder.make_space(sizeof(bytes))) Bytes{bytes};
+        std::memcpy(m_builder.make_space(sizeof(bytes)), &bytes, sizeof(bytes));
         return m_builder.GetSize();
     }
 

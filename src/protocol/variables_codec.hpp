@@ -27,6 +27,9 @@ public:
     /// @param builder         An empty builder; used until finished.
     /// @param expected_items  About how many follow; room for them is made at once.
     explicit variables_writer(message_builder& builder, std::size_t expected_items = 0);
+    variables_writer(variables_writer const&) = delete;
+    variables_writer& operator=(variables_writer const&) = delete;
+    ~variables_writer() = default;
 
     /// Adds an item of a change event, which takes the event's time.
     void add_change(variable_id id, variable_value const& value, variable_quality quality);

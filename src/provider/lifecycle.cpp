@@ -180,14 +180,14 @@ void provider::impl::destroy_connection(std::shared_ptr<nats_session> const& ses
 std::shared_ptr<nats_session> provider::impl::forget_session() {
     m_connected = false;
     m_failed = std::make_shared<failure_mark>(false);
-    auto const ended = forget_everything();
+    auto const ended = forget_current();
     if (ended->list) {
         ended->list->mark_list_as_stale();
     }
     return ended->session;
 }
 
-provider::impl::shared_snapshot provider::impl::forget_everything() {
+provider::impl::shared_snapshot provider::impl::forget_current() {
     m_registered = false;
     return std::exchange(m_current, m_nothing);
 }
@@ -199,7 +199,7 @@ void provider::impl::shut_down() {
     m_gate->shut();
     mark_gone();
     std::scoped_lock const lock{m_state_mutex};
-    forget_everything();
+    forget_current();
 }
 
 bool provider::impl::is_connected() {

@@ -22,8 +22,8 @@
 
 namespace arvenhold::corvel::hub {
 
-/// State and operations of a provider. Shared by the provider and, for the length of one call each,
-/// by its lists and by callbacks of the NATS client; whoever comes late finds it disconnected.
+/// State and operations of a provider. Shared by the provider, its lists, and callbacks of the NATS
+/// client while they run; whoever comes late finds it disconnected.
 ///
 /// Application threads run the public operations; the NATS client's threads run the handlers and
 /// the two connection event callbacks.
@@ -200,7 +200,7 @@ private:
     void open_session(session_settings settings) CORVEL_HUB_REQUIRES(m_state_mutex);
     void subscribe_to_all() CORVEL_HUB_REQUIRES(m_state_mutex);
     std::shared_ptr<nats_session> forget_session() CORVEL_HUB_REQUIRES(m_state_mutex);
-    shared_snapshot forget_everything() CORVEL_HUB_REQUIRES(m_state_mutex);
+    shared_snapshot forget_current() CORVEL_HUB_REQUIRES(m_state_mutex);
     bool is_usable() const CORVEL_HUB_REQUIRES(m_state_mutex);
     void mark_failed(std::shared_ptr<nats_session> const& session)
         CORVEL_HUB_EXCLUDES(m_state_mutex);

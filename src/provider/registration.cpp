@@ -35,10 +35,10 @@ std::shared_ptr<variable_list> provider::impl::register_provider_definition(
         auto message = serialize_provider_definition(*list, definition.get_fingerprint());
         auto const earlier = m_current;
         change_current({earlier->session, list, std::move(message), definition.get_fingerprint()});
+        m_registered = true;
         if (earlier->list) {
             earlier->list->mark_list_as_stale();
         }
-        m_registered = true;
         if (!is_usable()) {
             return list; // the definition goes out at the end of the next connect
         }

@@ -8,6 +8,7 @@
 #include <hub/provider_variable.hpp>
 #include <hub/variable_list.hpp>
 
+#include <algorithm>
 #include <utility>
 
 namespace arvenhold::corvel::hub {
@@ -100,7 +101,8 @@ void provider::impl::serialize_requested_variables(
     definition_fingerprint fingerprint,
     std::vector<variable_id> const& ids,
     std::shared_ptr<variable_list> const& list) {
-    variables_writer writer{builder, ids.size()};
+    // A request may ask for any number of unknown variables.
+    variables_writer writer{builder, std::min(ids.size(), list->get_variables().size())};
     {
         std::scoped_lock const lock{*list};
         for (auto const id : ids) {

@@ -85,6 +85,23 @@ TEST_F(change_event, may_have_more_items_than_were_expected) {
     EXPECT_EQ(ids(), added);
 }
 
+TEST_F(change_event, outgrows_memory_on_the_stack) {
+    constexpr std::size_t count = 100;
+    short_message_memory memory;
+    message_builder small_builder{initial_builder_size, &memory};
+    variables_writer small_writer{small_builder};
+    for (std::uint32_t id = 0; id < count; ++id) {
+        small_writer.add_change(id, 1.5, variable_quality::good);
+    }
+    small_writer.finish_changed_event(5, in_this_century);
+    for (std::uint32_t id = 0; id < count; ++id) {
+        writer.add_change(id, 1.5, variable_quality::good);
+    }
+    writer.finish_changed_event(5, in_this_century);
+
+    EXPECT_EQ(finished_bytes(small_builder), finished_bytes(builder));
+}
+
 TEST_F(change_event, really_writes_what_is_zero) {
     writer.add_change(0, false, variable_quality::bad);
     writer.add_change(0, 0.0, variable_quality::bad);
