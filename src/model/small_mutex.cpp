@@ -24,7 +24,7 @@ void pause(int length) {
 // sleeping.
 void small_mutex::wait_and_lock() {
     // Longer than the holder needs for a few dozen variables, shorter than to sleep and wake up.
-    constexpr int longest_pause = 512;
+    constexpr int longest_pause = 1024;
     for (int length = 1; length <= longest_pause; length *= 2) {
         pause(length);
         if (m_state.load(std::memory_order_relaxed) == state::unlocked && try_lock()) {
