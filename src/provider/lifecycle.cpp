@@ -177,14 +177,15 @@ void provider::impl::destroy_connection(std::shared_ptr<nats_session> const& ses
     }
 }
 
+// All that can fail comes first, so that after a failure the session is there to be ended again.
 std::shared_ptr<nats_session> provider::impl::forget_session() {
-    m_connected = false;
-    m_failed = std::make_shared<failure_mark>(false);
-    auto const ended = forget_current();
-    if (ended->list) {
-        ended->list->mark_list_as_stale();
+    auto unmarked = std::make_shared<failure_mark>(false);
+    if (m_current->list) {
+        m_current->list->mark_list_as_stale();
     }
-    return ended->session;
+    m_connected = false;
+    m_failed = std::move(unmarked);
+    return forget_current()->session;
 }
 
 provider::impl::shared_snapshot provider::impl::forget_current() {
