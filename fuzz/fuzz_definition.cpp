@@ -37,7 +37,7 @@ std::string expected_fault(wire::variable_definition_table const& table) {
     auto const type = table.data_type.value_or(0);
     if (type == 0 || type > data_types) {
         return serialization_fault::in_variable(
-                   reader.kind, reader.name, reader.operation, table.id.value_or(0))
+                   context.kind, context.name, context.operation, table.id.value_or(0))
             .what();
     }
     return {};
@@ -52,7 +52,7 @@ void check_variables(
         auto const& table = (*definition.variable_definitions)[position];
         auto const expected = expected_fault(table);
         try {
-            auto const variable = received.deserialize_variable_definition(position, reader);
+            auto const variable = received.deserialize_variable_definition(position, context);
             require(expected.empty(), "what is missing is a fault");
             check_variable(variable, table);
         } catch (serialization_fault const& fault) {
@@ -74,7 +74,7 @@ std::string_view expected_fault(definition_kind kind, definition_input const& in
 }
 
 void check_verdict(payload const& message, definition_input const& input) {
-    auto const verdict = read_verdict(message, reader);
+    auto const verdict = decode_verdict(message, context);
     require(input.definition.has_value(), "a verdict needs a definition");
     require(
         verdict.fingerprint == input.definition->fingerprint.value_or(0),
@@ -88,8 +88,8 @@ void check_definition(definition_kind kind, payload const& message, definition_i
         return;
     }
     auto const received = kind == definition_kind::reply
-                            ? std::optional{read_definition_reply(message, reader)}
-                            : read_definition_event(message, reader);
+                            ? std::optional{decode_definition_reply(message, context)}
+                            : decode_definition_event(message, context);
     require(received.has_value() == input.definition.has_value(), "none is a withdrawn one");
     if (received) {
         check_variables(*received, *input.definition);

@@ -17,7 +17,7 @@ namespace {
 
 void try_state(registry_input const& input) {
     placed_bytes const placed{wire::registry_state_changed_event(input.state), input.distance};
-    auto const is_ready = read_registry_state(payload{placed.view()}, reader);
+    auto const is_ready = decode_registry_state(payload{placed.view()}, context);
     require(is_ready == (input.state == std::uint8_t{1}), "only 1 is ready");
 }
 
@@ -44,12 +44,12 @@ expectation expected(registry_input const& input, std::string_view no_items) {
 void try_list(
     registry_input const& input,
     std::string const& bytes,
-    decltype(&read_provider_list_reply) read,
+    decltype(&decode_provider_list_reply) read,
     std::string_view no_items) {
     auto const [fault_detail, identifiers] = expected(input, no_items);
     placed_bytes const placed{bytes, input.distance};
     try {
-        auto const received = read(payload{placed.view()}, reader);
+        auto const received = read(payload{placed.view()}, context);
         require(fault_detail.empty(), "what is missing is a fault");
         require(received == identifiers, "the identifiers are kept");
     } catch (serialization_fault const& fault) {
@@ -68,13 +68,13 @@ void try_input(std::string_view bytes) {
         return try_list(
             input,
             wire::read_providers_query_response(input.list),
-            &read_provider_list_reply,
+            &decode_provider_list_reply,
             "message data (providers_query_response/providers/items) nullptr");
     case registry_kind::list_event:
         return try_list(
             input,
             wire::providers_changed_event(input.list),
-            &read_provider_list_event,
+            &decode_provider_list_event,
             "message data (providers_changed_event/providers/items) nullptr");
     }
 }

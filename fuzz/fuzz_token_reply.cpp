@@ -15,7 +15,7 @@ namespace arvenhold::corvel::hub::fuzz {
 namespace {
 
 // The rule in other words: two bytes, the key, three bytes, the token, a quote.
-void take_piece_slowly(token_reply& reply, std::string_view piece) {
+void parse_chunk_slowly(token_reply& reply, std::string_view piece) {
     static constexpr std::string_view key = "access_token";
     std::size_t matched = 0;
     while (matched < key.size() && matched + 2 < piece.size()
@@ -48,8 +48,8 @@ void try_input(std::string_view bytes) {
             return; // the HTTP client hands over none
         }
         placed_bytes const placed{piece};
-        take_piece(reply, placed.view());
-        take_piece_slowly(expected, piece);
+        parse_chunk(reply, placed.view());
+        parse_chunk_slowly(expected, piece);
         require(reply.failed == expected.failed, "a reply fails as it must");
         require(reply.token == expected.token, "the token is found");
         require(reply.error_reply == expected.error_reply, "the reply is kept for the error");

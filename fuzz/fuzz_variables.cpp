@@ -90,7 +90,7 @@ void try_list(variables_input const& input, std::string const& bytes, Read const
     placed_bytes const placed{bytes, input.distance};
     payload const message{placed.view()};
     try {
-        auto const received = read(message, reader);
+        auto const received = read(message, context);
         require(expected.empty(), "what is missing is a fault");
         check_items(received, *input.list);
     } catch (serialization_fault const& fault) {
@@ -113,16 +113,16 @@ void try_input(std::string_view bytes) {
         return try_list<VariablesChangedEvent>(
             input,
             wire::variables_changed_event(input.list),
-            [&input](payload const& message, message_reader const& used) {
+            [&input](payload const& message, decode_context const& used) {
                 auto const held = input.list ? input.list->fingerprint.value_or(0) : 0;
-                return read_changed_event(message, held, used).value();
+                return decode_change_event(message, held, used).value();
             });
     case variables_kind::read_reply:
         return try_list<ReadVariablesQueryResponse>(
-            input, wire::read_variables_query_response(input.list), &read_read_reply);
+            input, wire::read_variables_query_response(input.list), &decode_read_reply);
     case variables_kind::write_command:
         return try_list<WriteVariablesCommand>(
-            input, wire::write_variables_command(input.list), &read_write_command);
+            input, wire::write_variables_command(input.list), &decode_write_command);
     case variables_kind::read_request:
         return try_request(input);
     }

@@ -105,7 +105,7 @@ void try_list(variables_kind kind, written_variables_input const& input, Finish 
     require(is_well_formed<Root>(finished_bytes(builder)), "the message is well-formed");
     placed_bytes const placed{finished_bytes(builder), input.variables.distance};
     payload const message{placed.view()};
-    received_variables const received{*message.root<Root>()->variables(), reader};
+    received_variables const received{*message.root<Root>()->variables(), context};
     require(received.size() == items.size(), "every item arrives");
     for (std::size_t position = 0; position < items.size(); ++position) {
         check_item(kind, received.item(position), items[position]);
@@ -122,7 +122,7 @@ void try_input(std::string_view bytes) {
     switch (kind) {
     case variables_kind::change_event:
         return try_list<VariablesChangedEvent>(kind, input, [&](variables_writer& writer) {
-            writer.finish_changed_event(fingerprint, list_time);
+            writer.finish_change_event(fingerprint, list_time);
         });
     case variables_kind::read_reply:
         return try_list<ReadVariablesQueryResponse>(kind, input, [&](variables_writer& writer) {

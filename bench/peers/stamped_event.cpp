@@ -19,7 +19,7 @@ stamped_event::stamped_event(std::size_t count) {
         writer.add_change(
             static_cast<variable_id>(position + 1), double(position), variable_quality::good);
     }
-    writer.finish_changed_event(1, timestamp{std::chrono::nanoseconds{1'700'000'000'123'456'789}});
+    writer.finish_change_event(1, timestamp{std::chrono::nanoseconds{1'700'000'000'123'456'789}});
     m_bytes = finished_bytes(builder);
 }
 

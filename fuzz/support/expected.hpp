@@ -4,15 +4,15 @@
 #pragma once
 
 #include "fuzz/support/placed_bytes.hpp"
+#include "protocol/decode_context.hpp"
 #include "protocol/hub_messages_generated.h"
-#include "protocol/message_reader.hpp"
 
 #include <string>
 #include <string_view>
 
 namespace arvenhold::corvel::hub::fuzz {
 
-inline constexpr message_reader reader{client_kind::consumer, "panel", "fuzz"};
+inline constexpr decode_context context{client_kind::consumer, "panel", "fuzz"};
 
 /// The text of the fault with the given detail.
 inline std::string fault_text(std::string_view detail) {
@@ -21,7 +21,7 @@ inline std::string fault_text(std::string_view detail) {
         .append("\n");
 }
 
-/// Whether a reader may be given these bytes. Odd tables can make an ill-formed message: a text's
+/// Whether a decoder may be given these bytes. Odd tables can make an ill-formed message: a text's
 /// tag beside a number's table makes an offset of the number.
 template <class Root>
 bool is_well_formed(std::string_view bytes) {

@@ -105,8 +105,8 @@ public:
     std::ostream& to_str(std::ostream& os) const CORVEL_HUB_EXCLUDES(m_mutex);
 
 private:
-    friend class definition_variables; // makes all of a definition together
-    friend class provider_connection;  // applies received items
+    friend class consumer_variable_set; // makes all of a definition together
+    friend class provider_connection;   // applies received items
 
     struct consumer_variable_construction_enabler;
 

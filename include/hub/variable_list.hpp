@@ -212,7 +212,7 @@ private:
     variable_list(provider_definition& definition, provider& parent);
     ~variable_list() = default;
 
-    static variable_id take_ids(provider_definition& definition);
+    static variable_id allocate_ids(provider_definition& definition);
     provider_link& require_provider() const;
     provider_link& require_current() const;
     [[noreturn]] void throw_outdated() const;

@@ -4,7 +4,7 @@
 #include "consumer/provider_connection_impl.hpp"
 #include "protocol/payload.hpp"
 #include "runtime/diagnostics.hpp"
-#include "runtime/operation_words.hpp"
+#include "runtime/operation_names.hpp"
 #include <hub/provider_definition_mismatch.hpp>
 #include <hub/variable_index_invalid.hpp>
 #include <hub/variable_read_only.hpp>
@@ -17,7 +17,7 @@ namespace arvenhold::corvel::hub {
 namespace {
 
 consumer_variable& find_variable(
-    definition_variables const& variables, variable_id id, std::string_view function) {
+    consumer_variable_set const& variables, variable_id id, std::string_view function) {
     auto* const found = variables.find(id);
     if (found == nullptr) {
         throw variable_index_invalid{id, function};
@@ -40,7 +40,7 @@ void provider_connection::impl::read_variables(
     message_builder request{initial_builder_size + ids.size() * sizeof(variable_id)};
     serialize_read_request(request, ids);
     auto const reply =
-        request_or_fault(m_read_subject, finished_bytes(request), words::read_variables);
+        request_or_fault(m_read_subject, finished_bytes(request), operation_name::read_variables);
     try {
         apply_read_reply(reply, *variables, fingerprint);
     } catch (provider_definition_mismatch const&) {
@@ -54,18 +54,18 @@ void provider_connection::impl::read_variables(
 
 void provider_connection::impl::apply_read_reply(
     nats_message const& reply,
-    definition_variables const& variables,
+    consumer_variable_set const& variables,
     definition_fingerprint fingerprint) {
     payload const data{bytes_of(reply)};
-    auto const message_reader = reader(words::decode_read_reply);
-    auto const received = read_read_reply(data, message_reader);
+    auto const context = context_for(operation_name::decode_read_reply);
+    auto const received = decode_read_reply(data, context);
     if (received.fingerprint() != fingerprint) {
         throw provider_definition_mismatch{
             m_link.name, m_provider_id, fingerprint, received.fingerprint()};
     }
     received_variable item;
     for (std::size_t position = 0; position < received.size(); ++position) {
-        received.read_item(position, item);
+        received.decode_item(position, item);
         find_variable(variables, item.id, "read_variables()")
             .apply(item.quality, item.value, item.when);
     }
@@ -104,12 +104,12 @@ void provider_connection::impl::write_variables(
         throw;
     }
     auto const status = m_link.session->publish(m_write_subject, finished_bytes(command));
-    require_ok(status, words::write_variables, m_write_subject);
+    require_ok(status, operation_name::write_variables, m_write_subject);
 }
 
 void provider_connection::impl::serialize_write_command(
     message_builder& builder,
-    definition_variables const& variables,
+    consumer_variable_set const& variables,
     definition_fingerprint fingerprint,
     std::vector<variable_id> const& ids) {
     variables_writer writer{builder, ids.size()};
@@ -123,7 +123,7 @@ void provider_connection::impl::serialize_write_command(
 
 current_variables provider_connection::impl::get_current_variables() {
     std::scoped_lock const lock{m_mutex};
-    return {definition_variables::map_of(m_variables), m_fingerprint};
+    return {consumer_variable_set::map_of(m_variables), m_fingerprint};
 }
 
 std::vector<variable_id> provider_connection::impl::get_updated_variables_since(
@@ -193,8 +193,8 @@ void provider_connection::impl::deserialize_variable_update(nats_message const& 
         listener = m_change_listener;
     }
     payload const data{bytes_of(message)};
-    auto const message_reader = reader(words::decode_variable_update);
-    auto const received = read_changed_event(data, fingerprint, message_reader);
+    auto const context = context_for(operation_name::decode_variable_update);
+    auto const received = decode_change_event(data, fingerprint, context);
     if (!received || !variables) {
         return; // Intended: an event of another definition is dropped without a trace.
     }
@@ -202,7 +202,7 @@ void provider_connection::impl::deserialize_variable_update(nats_message const& 
     changed.reserve(listener.function != nullptr ? received->size() : 0);
     received_variable item;
     for (std::size_t position = 0; position < received->size(); ++position) {
-        received->read_item(position, item);
+        received->decode_item(position, item);
         find_variable(*variables, item.id, "deserialize_variable_update()")
             .apply(item.quality, item.value, item.when);
         if (listener.function != nullptr) {

@@ -4,7 +4,7 @@
 #include "consumer/provider_connection_impl.hpp"
 #include "protocol/payload.hpp"
 #include "runtime/diagnostics.hpp"
-#include "runtime/operation_words.hpp"
+#include "runtime/operation_names.hpp"
 #include <hub/serialization_fault.hpp>
 
 #include <utility>
@@ -20,7 +20,7 @@ void provider_connection::impl::request_provider_definition() {
     message_builder request{initial_builder_size};
     serialize_provider_definition_request(request);
     auto const reply = request_or_fault(
-        m_definition_query_subject, finished_bytes(request), words::request_definition);
+        m_definition_query_subject, finished_bytes(request), operation_name::request_definition);
     try {
         deserialize_provider_definition(reply, false);
         update_all_variables();
@@ -34,9 +34,10 @@ void provider_connection::impl::deserialize_provider_definition(
     nats_message const& message, bool is_event) {
     payload const data{bytes_of(message)};
     if (!is_event) {
-        adopt(read_definition_reply(data, reader(words::decode_definition)));
+        adopt(decode_definition_reply(data, context_for(operation_name::decode_definition)));
     } else if (
-        auto const definition = read_definition_event(data, reader(words::decode_definition))) {
+        auto const definition =
+            decode_definition_event(data, context_for(operation_name::decode_definition))) {
         adopt(*definition);
     } else {
         withdraw_definition();
@@ -50,11 +51,11 @@ void provider_connection::impl::adopt(received_definition const& definition) {
             return; // values and qualities stay as they are
         }
     }
-    auto variables = std::make_shared<definition_variables>(definition.size());
-    auto const variable_reader = reader(words::decode_variable_definition);
+    auto variables = std::make_shared<consumer_variable_set>(definition.size());
+    auto const variable_context = context_for(operation_name::decode_variable_definition);
     for (std::size_t position = 0; position < definition.size(); ++position) {
         auto [id, path, permissions, value] =
-            definition.deserialize_variable_definition(position, variable_reader);
+            definition.deserialize_variable_definition(position, variable_context);
         variables->add(id, path, value, permissions);
     }
     std::scoped_lock const lock{m_mutex};
@@ -67,7 +68,7 @@ void provider_connection::impl::adopt(received_definition const& definition) {
 }
 
 void provider_connection::impl::withdraw_definition() {
-    auto variables = std::make_shared<definition_variables>();
+    auto variables = std::make_shared<consumer_variable_set>();
     std::scoped_lock const lock{m_mutex};
     if (m_variables) { // not disconnected meanwhile
         mark_all_variables_bad();

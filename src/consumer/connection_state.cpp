@@ -4,7 +4,7 @@
 #include "consumer/provider_connection_impl.hpp"
 #include "protocol/subjects.hpp"
 #include "runtime/callback_boundary.hpp"
-#include "runtime/operation_words.hpp"
+#include "runtime/operation_names.hpp"
 #include <hub/connection_failed.hpp>
 #include <hub/operational_state_invalid.hpp>
 #include <hub/provider_definition_mismatch.hpp>
@@ -58,7 +58,7 @@ void provider_connection::impl::subscribe_to_changes(
         m_definition_changed_subject,
         &message_entrance<&impl::recv_definition_changed_sub_handler>,
         closure,
-        words::subscribe_definition_changed);
+        operation_name::subscribe_definition_changed);
     {
         std::scoped_lock const lock{m_mutex};
         m_definition_subscription = definition_subscription;
@@ -67,7 +67,7 @@ void provider_connection::impl::subscribe_to_changes(
         m_variables_changed_subject,
         &message_entrance<&impl::recv_variables_changed_sub_handler>,
         closure,
-        words::subscribe_variables_changed);
+        operation_name::subscribe_variables_changed);
     {
         std::scoped_lock const lock{m_mutex};
         m_variables_subscription = variables_subscription;
@@ -201,7 +201,7 @@ void provider_connection::impl::require_ok(
         client_kind::consumer, m_link.name, operation, status, text_of(status), subject);
 }
 
-message_reader provider_connection::impl::reader(std::string_view operation) const {
+decode_context provider_connection::impl::context_for(std::string_view operation) const {
     return {client_kind::consumer, m_link.name, operation};
 }
 

@@ -6,7 +6,7 @@
 #include "protocol/registry_codec.hpp"
 #include "protocol/subjects.hpp"
 #include "runtime/callback_boundary.hpp"
-#include "runtime/operation_words.hpp"
+#include "runtime/operation_names.hpp"
 #include <hub/connection_failed.hpp>
 #include <hub/operational_state_invalid.hpp>
 
@@ -77,7 +77,12 @@ void consumer::impl::open_session(
     if (status != NATS_OK || token_failed) {
         drop_session();
         throw connection_failed::while_connecting(
-            client_kind::consumer, m_name, words::connect_to, url, status, text_of(status));
+            client_kind::consumer,
+            m_name,
+            operation_name::connect_to,
+            url,
+            status,
+            text_of(status));
     }
     auto const outcome = m_session->subscribe(
         m_providers_changed_subject, &message_entrance<&impl::recv_providers_sub_handler>);
@@ -86,7 +91,7 @@ void consumer::impl::open_session(
         throw connection_failed::on_subject(
             client_kind::consumer,
             m_name,
-            words::subscribe_providers_changed,
+            operation_name::subscribe_providers_changed,
             outcome.status,
             text_of(outcome.status),
             m_providers_changed_subject);
@@ -135,7 +140,7 @@ nats_message consumer::impl::request_provider_list(nats_session& session) const 
         throw connection_failed::on_subject(
             client_kind::consumer,
             m_name,
-            words::request_providers_list,
+            operation_name::request_providers_list,
             outcome.status,
             text_of(outcome.status),
             m_providers_query_subject);

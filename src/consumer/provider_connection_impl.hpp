@@ -4,7 +4,7 @@
 #pragma once
 
 #include "consumer/consumer_impl.hpp"
-#include "consumer/definition_variables.hpp"
+#include "consumer/consumer_variable_set.hpp"
 #include "protocol/builder.hpp"
 #include "protocol/definition_codec.hpp"
 #include "protocol/variables_codec.hpp"
@@ -87,7 +87,7 @@ public:
     /// Writes the command with the local values of the given variables.
     static void serialize_write_command(
         message_builder& builder,
-        definition_variables const& variables,
+        consumer_variable_set const& variables,
         definition_fingerprint fingerprint,
         std::vector<variable_id> const& ids);
 
@@ -98,7 +98,7 @@ public:
         void* closure);
 
 private:
-    using shared_variables = std::shared_ptr<definition_variables>;
+    using shared_variables = std::shared_ptr<consumer_variable_set>;
 
     struct event_listener {
         connection_event_callback function = nullptr;
@@ -127,7 +127,7 @@ private:
     event_listener m_event_listener CORVEL_HUB_GUARDED_BY(m_mutex);
     definition_fingerprint m_fingerprint CORVEL_HUB_GUARDED_BY(m_mutex) = 0;
     shared_variables m_variables CORVEL_HUB_GUARDED_BY(m_mutex) =
-        std::make_shared<definition_variables>();
+        std::make_shared<consumer_variable_set>();
     std::unique_ptr<callback_registration> m_callbacks CORVEL_HUB_GUARDED_BY(m_mutex);
     natsSubscription* m_definition_subscription CORVEL_HUB_GUARDED_BY(m_mutex) = nullptr;
     natsSubscription* m_variables_subscription CORVEL_HUB_GUARDED_BY(m_mutex) = nullptr;
@@ -157,7 +157,7 @@ private:
     // Unless the status is NATS_OK, faults the connection and throws connection_failed.
     void require_ok(natsStatus status, std::string_view operation, std::string const& subject)
         CORVEL_HUB_EXCLUDES(m_mutex);
-    message_reader reader(std::string_view operation) const;
+    decode_context context_for(std::string_view operation) const;
     nats_message request_or_fault(
         std::string const& subject, std::string_view bytes, std::string_view operation)
         CORVEL_HUB_EXCLUDES(m_mutex);
@@ -165,7 +165,7 @@ private:
     // connection_data.cpp
     void apply_read_reply(
         nats_message const& reply,
-        definition_variables const& variables,
+        consumer_variable_set const& variables,
         definition_fingerprint fingerprint);
     void take_change_event(nats_message const& message) CORVEL_HUB_EXCLUDES(m_mutex);
 };

@@ -4,7 +4,7 @@
 #include "consumer/consumer_impl.hpp"
 #include "protocol/registry_codec.hpp"
 #include "runtime/callback_boundary.hpp"
-#include "runtime/operation_words.hpp"
+#include "runtime/operation_names.hpp"
 #include <hub/provider_connection.hpp>
 
 #include <utility>
@@ -24,9 +24,11 @@ void consumer::impl::replace_identifiers(std::shared_ptr<identifier_set> identif
 std::shared_ptr<consumer::impl::identifier_set> consumer::impl::deserialize_provider_list(
     nats_message const& message, bool is_event) const {
     payload const data{bytes_of(message)};
-    message_reader const reader{client_kind::consumer, m_name, words::decode_provider_list};
+    decode_context const context{
+        client_kind::consumer, m_name, operation_name::decode_provider_list};
     return std::make_shared<identifier_set>(
-        is_event ? read_provider_list_event(data, reader) : read_provider_list_reply(data, reader));
+        is_event ? decode_provider_list_event(data, context)
+                 : decode_provider_list_reply(data, context));
 }
 
 void consumer::impl::recv_providers_sub_handler(

@@ -43,7 +43,7 @@ variable_list::variable_list(provider_definition& definition, provider& parent)
     : m_parent{&parent}
     , m_provider{parent.link()}
     , m_fingerprint{definition.get_fingerprint()}
-    , m_lowest_id{take_ids(definition)}
+    , m_lowest_id{allocate_ids(definition)}
     , m_tracker{std::make_shared<modification_tracker>()} {
     auto const [first, last] = definition.get_iterators();
     auto const size = static_cast<std::size_t>(std::distance(first, last));
@@ -64,7 +64,7 @@ variable_list::variable_list(provider_definition& definition, provider& parent)
 
 // All in one step, so that they are consecutive even when several providers of the process make
 // lists at once.
-variable_id variable_list::take_ids(provider_definition& definition) {
+variable_id variable_list::allocate_ids(provider_definition& definition) {
     auto const [first, last] = definition.get_iterators();
     return next_variable_id_.fetch_add(static_cast<variable_id>(std::distance(first, last)));
 }

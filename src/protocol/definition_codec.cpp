@@ -27,9 +27,9 @@ variable_permissions permissions_from_wire(VariableAccess access) {
 }
 
 received_definition with_variables(
-    ProviderDefinition const& definition, message_reader const& reader) {
+    ProviderDefinition const& definition, decode_context const& context) {
     if (definition.variable_definitions() == nullptr) {
-        reader.report_missing("message data (variable_definitions) nullptr");
+        context.report_missing("message data (variable_definitions) nullptr");
     }
     return received_definition{definition};
 }
@@ -61,14 +61,14 @@ void definition_writer::finish(definition_fingerprint fingerprint) {
     m_builder.Finish(CreateProviderDefinitionChangedEvent(m_builder, definition.Finish()));
 }
 
-definition_verdict read_verdict(payload const& message, message_reader const& reader) {
+definition_verdict decode_verdict(payload const& message, decode_context const& context) {
     auto const* const event = message.root<ProviderDefinitionChangedEvent>();
     if (event == nullptr) {
-        reader.report_missing("definition changed event data is nullptr");
+        context.report_missing("definition changed event data is nullptr");
     }
     auto const* const definition = event->provider_definition();
     if (definition == nullptr) {
-        reader.report_missing("definition data is nullptr");
+        context.report_missing("definition data is nullptr");
     }
     return {definition->fingerprint(), definition->valid() == 1};
 }
@@ -86,15 +86,15 @@ std::size_t received_definition::size() const {
 }
 
 received_variable_definition received_definition::deserialize_variable_definition(
-    std::size_t position, message_reader const& reader) const {
+    std::size_t position, decode_context const& context) const {
     auto const& definition = *m_variables->Get(static_cast<flatbuffers::uoffset_t>(position));
     auto const* const path = definition.path();
     if (path == nullptr) {
-        reader.report_missing("variable path nullptr");
+        context.report_missing("variable path nullptr");
     }
     auto value = initial_value_of(definition.data_type());
     if (!value) {
-        reader.report_variable(definition.id());
+        context.report_variable(definition.id());
     }
     return {
         definition.id(),
@@ -103,27 +103,27 @@ received_variable_definition received_definition::deserialize_variable_definitio
         *std::move(value)};
 }
 
-received_definition read_definition_reply(payload const& message, message_reader const& reader) {
+received_definition decode_definition_reply(payload const& message, decode_context const& context) {
     auto const* const reply = message.root<ReadProviderDefinitionQueryResponse>();
     if (reply == nullptr) {
-        reader.report_missing(no_message_data);
+        context.report_missing(no_message_data);
     }
     if (reply->provider_definition() == nullptr) {
-        reader.report_missing("message data (provider_definition_reply) nullptr");
+        context.report_missing("message data (provider_definition_reply) nullptr");
     }
-    return with_variables(*reply->provider_definition(), reader);
+    return with_variables(*reply->provider_definition(), context);
 }
 
-std::optional<received_definition> read_definition_event(
-    payload const& message, message_reader const& reader) {
+std::optional<received_definition> decode_definition_event(
+    payload const& message, decode_context const& context) {
     auto const* const event = message.root<ProviderDefinitionChangedEvent>();
     if (event == nullptr) {
-        reader.report_missing(no_message_data);
+        context.report_missing(no_message_data);
     }
     if (event->provider_definition() == nullptr) {
         return std::nullopt;
     }
-    return with_variables(*event->provider_definition(), reader);
+    return with_variables(*event->provider_definition(), context);
 }
 
 void serialize_provider_definition_request(message_builder& builder) {

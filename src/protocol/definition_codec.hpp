@@ -4,7 +4,7 @@
 #pragma once
 
 #include "protocol/builder.hpp"
-#include "protocol/message_reader.hpp"
+#include "protocol/decode_context.hpp"
 #include "protocol/payload.hpp"
 #include <hub/common.hpp>
 
@@ -52,7 +52,7 @@ struct definition_verdict {
 /// Reads the registry's announcement of a definition, as the provider concerned does.
 ///
 /// @throws serialization_fault  Data or definition are missing.
-definition_verdict read_verdict(payload const& message, message_reader const& reader);
+definition_verdict decode_verdict(payload const& message, decode_context const& context);
 
 /// One variable of a received definition, with the value that it begins with. Valid as long as the
 /// payload.
@@ -76,7 +76,7 @@ public:
     ///
     /// @throws serialization_fault  The path is missing, or the type is missing or unknown.
     received_variable_definition deserialize_variable_definition(
-        std::size_t position, message_reader const& reader) const;
+        std::size_t position, decode_context const& context) const;
 
 private:
     ProviderDefinition const* m_definition;
@@ -86,14 +86,14 @@ private:
 /// Reads the registry's reply to the request for a definition.
 ///
 /// @throws serialization_fault  Data, definition or its list of variables are missing.
-received_definition read_definition_reply(payload const& message, message_reader const& reader);
+received_definition decode_definition_reply(payload const& message, decode_context const& context);
 
 /// Reads the registry's announcement of a definition, as an attached consumer does. Nothing means
 /// that the definition was withdrawn.
 ///
 /// @throws serialization_fault  Data or the definition's list of variables are missing.
-std::optional<received_definition> read_definition_event(
-    payload const& message, message_reader const& reader);
+std::optional<received_definition> decode_definition_event(
+    payload const& message, decode_context const& context);
 
 /// Writes the request for a definition.
 void serialize_provider_definition_request(message_builder& builder);

@@ -13,19 +13,19 @@ namespace {
 
 template <class Message>
 std::set<std::string> provider_list_of(
-    payload const& message, message_reader const& reader, std::string_view no_items) {
+    payload const& message, decode_context const& context, std::string_view no_items) {
     auto const* const root = message.root<Message>();
     if (root == nullptr) {
-        reader.report_missing(no_message_data);
+        context.report_missing(no_message_data);
     }
     auto const* const providers = root->providers();
     if (providers == nullptr || providers->items() == nullptr) {
-        reader.report_missing(no_items);
+        context.report_missing(no_items);
     }
     std::set<std::string> identifiers;
     for (auto const* const provider : *providers->items()) {
         if (provider->id() == nullptr) {
-            reader.report_missing("provider identifier nullptr");
+            context.report_missing("provider identifier nullptr");
         }
         identifiers.insert(provider->id()->str());
     }
@@ -34,24 +34,24 @@ std::set<std::string> provider_list_of(
 
 } // namespace
 
-bool read_registry_state(payload const& message, message_reader const& reader) {
+bool decode_registry_state(payload const& message, decode_context const& context) {
     auto const* const event = message.root<RegistryStateChangedEvent>();
     if (event == nullptr) {
-        reader.report_missing("state changed event data is nullptr");
+        context.report_missing("state changed event data is nullptr");
     }
     return event->state() == RegistryState::Ready;
 }
 
-std::set<std::string> read_provider_list_reply(
-    payload const& message, message_reader const& reader) {
+std::set<std::string> decode_provider_list_reply(
+    payload const& message, decode_context const& context) {
     return provider_list_of<ReadProvidersQueryResponse>(
-        message, reader, "message data (providers_query_response/providers/items) nullptr");
+        message, context, "message data (providers_query_response/providers/items) nullptr");
 }
 
-std::set<std::string> read_provider_list_event(
-    payload const& message, message_reader const& reader) {
+std::set<std::string> decode_provider_list_event(
+    payload const& message, decode_context const& context) {
     return provider_list_of<ProvidersChangedEvent>(
-        message, reader, "message data (providers_changed_event/providers/items) nullptr");
+        message, context, "message data (providers_changed_event/providers/items) nullptr");
 }
 
 void write_provider_list_request(message_builder& builder) {

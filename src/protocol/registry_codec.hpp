@@ -4,7 +4,7 @@
 #pragma once
 
 #include "protocol/builder.hpp"
-#include "protocol/message_reader.hpp"
+#include "protocol/decode_context.hpp"
 #include "protocol/payload.hpp"
 
 #include <set>
@@ -17,19 +17,19 @@ namespace arvenhold::corvel::hub {
 /// Tells whether the registry announces that it is ready.
 ///
 /// @throws serialization_fault  Data are missing.
-bool read_registry_state(payload const& message, message_reader const& reader);
+bool decode_registry_state(payload const& message, decode_context const& context);
 
 /// Reads the reply to the request for the list of providers; returns their identifiers.
 ///
 /// @throws serialization_fault  Data, list, its items or an identifier are missing.
-std::set<std::string> read_provider_list_reply(
-    payload const& message, message_reader const& reader);
+std::set<std::string> decode_provider_list_reply(
+    payload const& message, decode_context const& context);
 
 /// Reads the announcement of the list of providers; returns their identifiers.
 ///
 /// @throws serialization_fault  Data, list, its items or an identifier are missing.
-std::set<std::string> read_provider_list_event(
-    payload const& message, message_reader const& reader);
+std::set<std::string> decode_provider_list_event(
+    payload const& message, decode_context const& context);
 
 /// Writes the request for the list of providers.
 void write_provider_list_request(message_builder& builder);

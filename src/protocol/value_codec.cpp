@@ -15,9 +15,9 @@ Table const& as(void const* table) {
     return *static_cast<Table const*>(table);
 }
 
-std::string text_of(StringValue const& table, message_reader const& reader) {
+std::string text_of(StringValue const& table, decode_context const& context) {
     if (table.value() == nullptr) {
-        reader.report_missing("string value nullptr");
+        context.report_missing("string value nullptr");
     }
     return table.value()->str();
 }
@@ -54,8 +54,8 @@ std::optional<variable_value> initial_value_of(VariableDataType type) {
     return std::nullopt;
 }
 
-void read_value(
-    Variable const& item, message_reader const& reader, std::optional<variable_value>& value) {
+void decode_value(
+    Variable const& item, decode_context const& context, std::optional<variable_value>& value) {
     auto const* const table = item.value();
     if (table == nullptr) {
         value.reset();
@@ -76,7 +76,7 @@ void read_value(
         content = as<Int64Value>(table).value();
         return;
     case VariableValue::StringValue:
-        content = text_of(as<StringValue>(table), reader);
+        content = text_of(as<StringValue>(table), context);
         return;
     case VariableValue::TimestampValue:
         content = point_of(as<TimestampValue>(table));

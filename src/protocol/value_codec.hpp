@@ -3,8 +3,8 @@
 
 #pragma once
 
+#include "protocol/decode_context.hpp"
 #include "protocol/hub_messages_generated.h"
-#include "protocol/message_reader.hpp"
 #include <hub/common.hpp>
 
 #include <array>
@@ -42,7 +42,7 @@ std::optional<variable_value> initial_value_of(VariableDataType type);
 /// @param value  Replaced. One that holds a value of the same type already costs least.
 ///
 /// @throws serialization_fault  A text value without its text.
-void read_value(
-    Variable const& item, message_reader const& reader, std::optional<variable_value>& value);
+void decode_value(
+    Variable const& item, decode_context const& context, std::optional<variable_value>& value);
 
 } // namespace arvenhold::corvel::hub

@@ -23,25 +23,25 @@ constexpr std::string_view no_items{"variable data (items) nullptr"};
 template <class Message>
 VariableList const& list_of(
     payload const& message,
-    message_reader const& reader,
+    decode_context const& context,
     std::string_view no_data_detail,
     std::string_view no_list_detail) {
     auto const* const root = message.root<Message>();
     if (root == nullptr) {
-        reader.report_missing(no_data_detail);
+        context.report_missing(no_data_detail);
     }
     if (root->variables() == nullptr) {
-        reader.report_missing(no_list_detail);
+        context.report_missing(no_list_detail);
     }
     return *root->variables();
 }
 
 received_variables items_of(
-    VariableList const& list, message_reader const& reader, std::string_view no_items_detail) {
+    VariableList const& list, decode_context const& context, std::string_view no_items_detail) {
     if (list.items() == nullptr) {
-        reader.report_missing(no_items_detail);
+        context.report_missing(no_items_detail);
     }
-    return {list, reader};
+    return {list, context};
 }
 
 // Appends tables to a message. Positions count from the end of the message, which grows downward.
@@ -213,7 +213,7 @@ void variables_writer::add_write(variable_id id, variable_value const& value) {
     add(table_appender{m_builder, m_layouts}.append_item(table, value));
 }
 
-void variables_writer::finish_changed_event(definition_fingerprint fingerprint, timestamp when) {
+void variables_writer::finish_change_event(definition_fingerprint fingerprint, timestamp when) {
     finish(fingerprint, when);
 }
 
@@ -277,11 +277,11 @@ std::vector<variable_id> deserialize_read_request(payload const& message) {
     return {request->ids()->begin(), request->ids()->end()};
 }
 
-received_variables::received_variables(VariableList const& list, message_reader const& reader)
+received_variables::received_variables(VariableList const& list, decode_context const& context)
     : m_list{&list}
     , m_items{list.items()}
     , m_when{list.timestamp() != nullptr ? point_from_wire(*list.timestamp()) : timestamp{}}
-    , m_reader{&reader} {}
+    , m_context{&context} {}
 
 definition_fingerprint received_variables::fingerprint() const {
     return m_list->fingerprint();
@@ -293,43 +293,43 @@ std::size_t received_variables::size() const {
 
 received_variable received_variables::item(std::size_t position) const {
     received_variable read;
-    read_item(position, read);
+    decode_item(position, read);
     return read;
 }
 
-void received_variables::read_item(std::size_t position, received_variable& into) const {
+void received_variables::decode_item(std::size_t position, received_variable& into) const {
     auto const& item = *m_items->Get(static_cast<flatbuffers::uoffset_t>(position));
     auto const* const time = item.timestamp();
     into.id = item.id();
     into.quality = quality_from_wire(item.quality());
     into.when = time != nullptr ? point_from_wire(*time) : m_when;
-    read_value(item, *m_reader, into.value);
+    decode_value(item, *m_context, into.value);
 }
 
-std::optional<received_variables> read_changed_event(
-    payload const& message, definition_fingerprint held, message_reader const& reader) {
-    auto const& list = list_of<VariablesChangedEvent>(message, reader, no_message_data, no_list);
+std::optional<received_variables> decode_change_event(
+    payload const& message, definition_fingerprint held, decode_context const& context) {
+    auto const& list = list_of<VariablesChangedEvent>(message, context, no_message_data, no_list);
     if (list.fingerprint() != held) {
         return std::nullopt;
     }
-    auto const received = items_of(list, reader, no_items);
+    auto const received = items_of(list, context, no_items);
     if (list.timestamp() == nullptr) {
-        reader.report_missing("variable data (timestamp) nullptr");
+        context.report_missing("variable data (timestamp) nullptr");
     }
     return received;
 }
 
-received_variables read_read_reply(payload const& message, message_reader const& reader) {
+received_variables decode_read_reply(payload const& message, decode_context const& context) {
     auto const& list =
-        list_of<ReadVariablesQueryResponse>(message, reader, no_message_data, no_list);
-    return items_of(list, reader, no_items);
+        list_of<ReadVariablesQueryResponse>(message, context, no_message_data, no_list);
+    return items_of(list, context, no_items);
 }
 
-received_variables read_write_command(payload const& message, message_reader const& reader) {
+received_variables decode_write_command(payload const& message, decode_context const& context) {
     // Intended: a missing message and a missing list have the same words here.
     constexpr std::string_view no_variables{"variables node is missing"};
-    auto const& list = list_of<WriteVariablesCommand>(message, reader, no_variables, no_variables);
-    return items_of(list, reader, "items node in variables data is missing");
+    auto const& list = list_of<WriteVariablesCommand>(message, context, no_variables, no_variables);
+    return items_of(list, context, "items node in variables data is missing");
 }
 
 } // namespace arvenhold::corvel::hub

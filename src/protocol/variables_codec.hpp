@@ -4,8 +4,8 @@
 #pragma once
 
 #include "protocol/builder.hpp"
+#include "protocol/decode_context.hpp"
 #include "protocol/item_tables.hpp"
-#include "protocol/message_reader.hpp"
 #include "protocol/payload.hpp"
 #include <hub/common.hpp>
 
@@ -41,7 +41,7 @@ public:
     /// Adds an item of a write command, which has neither quality nor time.
     void add_write(variable_id id, variable_value const& value);
 
-    void finish_changed_event(definition_fingerprint fingerprint, timestamp when);
+    void finish_change_event(definition_fingerprint fingerprint, timestamp when);
     void finish_read_reply(definition_fingerprint fingerprint, timestamp when);
 
     /// Intended: a write command carries the epoch as its time; consumers do not stamp their
@@ -79,11 +79,11 @@ struct received_variable {
 };
 
 /// The variables of a received message, decoded one by one. Valid as long as the payload and the
-/// reader.
+/// context.
 class received_variables {
 public:
     /// @param list  One with items.
-    received_variables(VariableList const& list, message_reader const& reader);
+    received_variables(VariableList const& list, decode_context const& context);
 
     definition_fingerprint fingerprint() const;
     std::size_t size() const;
@@ -94,30 +94,30 @@ public:
     received_variable item(std::size_t position) const;
 
     /// The same into a variable that is used for one item after the other.
-    void read_item(std::size_t position, received_variable& into) const;
+    void decode_item(std::size_t position, received_variable& into) const;
 
 private:
     VariableList const* m_list;
     flatbuffers::Vector<flatbuffers::Offset<Variable>> const* m_items;
     timestamp m_when; // of the items that have no time of their own
-    message_reader const* m_reader;
+    decode_context const* m_context;
 };
 
 /// Reads a change event; returns nothing when it belongs to another definition than the one with
 /// the fingerprint `held`, whatever else it lacks.
 ///
 /// @throws serialization_fault  Data, list, items or time are missing.
-std::optional<received_variables> read_changed_event(
-    payload const& message, definition_fingerprint held, message_reader const& reader);
+std::optional<received_variables> decode_change_event(
+    payload const& message, definition_fingerprint held, decode_context const& context);
 
 /// Reads the reply to a read request.
 ///
 /// @throws serialization_fault  Data, list or items are missing.
-received_variables read_read_reply(payload const& message, message_reader const& reader);
+received_variables decode_read_reply(payload const& message, decode_context const& context);
 
 /// Reads a write command.
 ///
 /// @throws serialization_fault  Data, list or items are missing.
-received_variables read_write_command(payload const& message, message_reader const& reader);
+received_variables decode_write_command(payload const& message, decode_context const& context);
 
 } // namespace arvenhold::corvel::hub

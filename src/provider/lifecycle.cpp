@@ -4,7 +4,7 @@
 #include "protocol/subjects.hpp"
 #include "provider/provider_impl.hpp"
 #include "runtime/callback_boundary.hpp"
-#include "runtime/operation_words.hpp"
+#include "runtime/operation_names.hpp"
 #include <hub/connection_failed.hpp>
 #include <hub/operational_state_invalid.hpp>
 #include <hub/variable_list.hpp>
@@ -63,7 +63,12 @@ void provider::impl::open_session(session_settings settings) {
     if (status != NATS_OK || *m_failed) {
         session->close();
         throw connection_failed::while_connecting(
-            client_kind::provider, m_identifier, words::connect_to, url, status, text_of(status));
+            client_kind::provider,
+            m_identifier,
+            operation_name::connect_to,
+            url,
+            status,
+            text_of(status));
     }
     change_current(
         {std::move(session), m_current->list, m_current->definition, m_current->fingerprint});
@@ -81,7 +86,11 @@ void provider::impl::subscribe_to_all() {
         auto const [status, text] = fail(first.status);
         // Intended: the only subscription that is reported without its subject.
         throw connection_failed::without_subject(
-            client_kind::provider, m_identifier, words::subscribe_read_request, status, text);
+            client_kind::provider,
+            m_identifier,
+            operation_name::subscribe_read_request,
+            status,
+            text);
     }
     struct wanted_subscription {
         std::string const& subject;
@@ -91,13 +100,13 @@ void provider::impl::subscribe_to_all() {
     std::array<wanted_subscription, 3> const others{{
         {m_write_command_subject,
          &message_entrance<&impl::variable_write_command_sub_handler>,
-         words::subscribe_write_command},
+         operation_name::subscribe_write_command},
         {m_registry_state_subject,
          &message_entrance<&impl::registry_state_event_sub_handler>,
-         words::subscribe_registry_state},
+         operation_name::subscribe_registry_state},
         {m_verdict_subject,
          &message_entrance<&impl::provider_definition_event_sub_handler>,
-         words::subscribe_verdict},
+         operation_name::subscribe_verdict},
     }};
     for (auto const& other : others) {
         auto const outcome = m_current->session->subscribe(other.subject, other.handler);

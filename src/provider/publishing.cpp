@@ -3,7 +3,7 @@
 
 #include "protocol/variables_codec.hpp"
 #include "provider/provider_impl.hpp"
-#include "runtime/operation_words.hpp"
+#include "runtime/operation_names.hpp"
 #include <hub/connection_failed.hpp>
 #include <hub/provider_variable.hpp>
 #include <hub/variable_list.hpp>
@@ -21,7 +21,7 @@ void provider::impl::publish(timestamp when) {
         throw connection_failed::on_subject(
             client_kind::provider,
             m_identifier,
-            words::publish_updated_variables,
+            operation_name::publish_updated_variables,
             status,
             text_of(status),
             m_change_event_subject);
@@ -30,7 +30,7 @@ void provider::impl::publish(timestamp when) {
 
 provider::impl::shared_snapshot provider::impl::snapshot_for_publishing() {
     std::scoped_lock const lock{m_state_mutex};
-    require_usable(words::publish_variables);
+    require_usable(operation_name::publish_variables);
     if (!m_registered) {
         throw_state_invalid("cannot publish, no provider definition registered");
     }
@@ -56,7 +56,7 @@ void provider::impl::serialize_publish_variables(
             writer.add_change(id, variable->get_value(), variable->get_listed_quality());
         }
     }
-    writer.finish_changed_event(fingerprint, when);
+    writer.finish_change_event(fingerprint, when);
     // Intended: before the event is sent; what a failed publication loses is not sent again. But
     // only now, when all memory is there that the event takes.
     while (!pending.empty()) {
@@ -70,7 +70,7 @@ void provider::impl::serialize_publish_variables(
 void provider::impl::force_publish_all(timestamp when) {
     {
         std::scoped_lock const lock{m_state_mutex};
-        require_usable(words::force_publish_variables);
+        require_usable(operation_name::force_publish_variables);
         if (!m_registered) {
             throw_state_invalid("cannot force-publish, no provider definition registered");
         }

@@ -5,7 +5,7 @@
 #include "protocol/registry_codec.hpp"
 #include "provider/provider_impl.hpp"
 #include "runtime/diagnostics.hpp"
-#include "runtime/operation_words.hpp"
+#include "runtime/operation_names.hpp"
 #include <hub/connection_failed.hpp>
 #include <hub/invalid_provider_definition.hpp>
 #include <hub/provider_definition.hpp>
@@ -119,7 +119,7 @@ bool provider::impl::send_definition() {
         throw connection_failed::on_subject(
             client_kind::provider,
             m_identifier,
-            words::publish_definition,
+            operation_name::publish_definition,
             status,
             text_of(status),
             m_definition_subject);
@@ -160,8 +160,8 @@ void provider::impl::cancel_waits() {
 
 void provider::impl::deserialize_provider_definition_validity(
     payload const& message, definition_fingerprint& fingerprint, bool& valid) const {
-    auto const verdict =
-        read_verdict(message, {client_kind::provider, m_identifier, words::decode_verdict});
+    auto const verdict = decode_verdict(
+        message, {client_kind::provider, m_identifier, operation_name::decode_verdict});
     fingerprint = verdict.fingerprint;
     valid = verdict.is_valid;
 }
@@ -200,8 +200,8 @@ void provider::impl::provider_definition_event_sub_handler(
 
 void provider::impl::deserialize_registry_state(payload const& message, bool& ready) const {
     ready = false;
-    ready = read_registry_state(
-        message, {client_kind::provider, m_identifier, words::decode_registry_state});
+    ready = decode_registry_state(
+        message, {client_kind::provider, m_identifier, operation_name::decode_registry_state});
 }
 
 void provider::impl::registry_state_event_sub_handler(

@@ -4,7 +4,7 @@
 #include "protocol/variables_codec.hpp"
 #include "provider/provider_impl.hpp"
 #include "runtime/diagnostics.hpp"
-#include "runtime/operation_words.hpp"
+#include "runtime/operation_names.hpp"
 #include <hub/provider_variable.hpp>
 #include <hub/variable_list.hpp>
 
@@ -153,8 +153,9 @@ void provider::impl::take_write_command(nats_message const& message) {
 
 std::optional<variable_write_command> provider::impl::deserialize_write_command(
     payload const& message, definition_fingerprint expected_fingerprint) const {
-    message_reader const reader{client_kind::provider, m_identifier, words::decode_write_command};
-    auto const received = read_write_command(message, reader);
+    decode_context const context{
+        client_kind::provider, m_identifier, operation_name::decode_write_command};
+    auto const received = decode_write_command(message, context);
     if (received.fingerprint() != expected_fingerprint) {
         write_error_line(
             {"Provider ",

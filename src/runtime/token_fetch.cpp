@@ -80,7 +80,7 @@ std::size_t receive_token_piece(
         return transfer_refused;
     }
     try {
-        take_piece(reply, {data, length});
+        parse_chunk(reply, {data, length});
     } catch (std::exception const&) {
         reply.failed = true; // no memory for the piece
         return transfer_refused;

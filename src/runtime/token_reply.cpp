@@ -28,7 +28,7 @@ std::optional<std::string_view> find_token(std::string_view piece) {
 
 } // namespace
 
-void take_piece(token_reply& reply, std::string_view piece) {
+void parse_chunk(token_reply& reply, std::string_view piece) {
     if (auto const token = find_token(piece)) {
         reply.token = *token;
         return;

@@ -20,6 +20,6 @@ struct token_reply {
 /// The pieces are not joined: a token is found only in a piece that begins as the compact form of
 /// RFC 6749, section 5.1 does, with the key "access_token" first and no white space, and that also
 /// holds the token's end. Any other piece makes the request fail.
-void take_piece(token_reply& reply, std::string_view piece);
+void parse_chunk(token_reply& reply, std::string_view piece);
 
 } // namespace arvenhold::corvel::hub

@@ -292,7 +292,7 @@ private:
 
     void take_definition(
         std::string const& provider, std::string const& subject, nats_message const& message) {
-        auto received = read_definition_event(get_bytes(message));
+        auto received = decode_definition_event(get_bytes(message));
         if (!received.has_value()) {
             m_log.record(event_kind::message_ignored, subject, "no readable definition");
             return;

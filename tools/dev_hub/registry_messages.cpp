@@ -116,7 +116,7 @@ message_bytes make_probe() {
         builder, CreateReadVariablesQuery(builder, builder.CreateVector(std::vector{unused_id})));
 }
 
-std::optional<definition> read_definition_event(std::span<std::uint8_t const> bytes) {
+std::optional<definition> decode_definition_event(std::span<std::uint8_t const> bytes) {
     message_bytes storage;
     auto const* const event = read<ProviderDefinitionChangedEvent>(bytes, storage);
     if (event == nullptr || event->provider_definition() == nullptr) {

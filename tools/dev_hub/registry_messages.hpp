@@ -40,7 +40,8 @@ enum class verdict : std::uint8_t {
 
 /// @return the definition of a definition event; nothing for bytes that are no such event or an
 ///         event without a definition.
-[[nodiscard]] std::optional<definition> read_definition_event(std::span<std::uint8_t const> bytes);
+[[nodiscard]] std::optional<definition> decode_definition_event(
+    std::span<std::uint8_t const> bytes);
 
 /// @return the fingerprint in the reply to a read request; nothing for bytes that are no such
 ///         reply.

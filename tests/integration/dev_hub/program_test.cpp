@@ -151,7 +151,7 @@ TEST_F(running_program, restarts_the_registry_on_user_signal_two) {
 
     child.send_signal(SIGUSR2);
 
-    EXPECT_EQ(read_registry_state(states.take().bytes), 1);
+    EXPECT_EQ(decode_registry_state(states.take().bytes), 1);
 }
 
 TEST_F(running_program, ends_with_a_message_when_the_server_ends) {

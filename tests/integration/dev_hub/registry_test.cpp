@@ -432,7 +432,7 @@ TEST_F(registry_test, announces_itself_after_a_restart_and_has_forgotten_everyth
 
     tested.restart();
 
-    EXPECT_EQ(read_registry_state(states.take().bytes), 1);
+    EXPECT_EQ(decode_registry_state(states.take().bytes), 1);
     EXPECT_EQ(request_definition("boiler"), std::nullopt);
     EXPECT_THAT(tested.get_providers(), IsEmpty());
 }

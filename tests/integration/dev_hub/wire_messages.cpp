@@ -124,7 +124,7 @@ std::vector<std::string> read_answered_providers(std::string const& bytes) {
     return read_providers(require(read<ReadProvidersQueryResponse>(bytes).providers()));
 }
 
-int read_registry_state(std::string const& bytes) {
+int decode_registry_state(std::string const& bytes) {
     return static_cast<int>(read<RegistryStateChangedEvent>(bytes).state());
 }
 

@@ -35,7 +35,7 @@ struct carried_definition {
 [[nodiscard]] std::optional<carried_definition> read_definition_answer(std::string const& bytes);
 [[nodiscard]] std::vector<std::string> read_changed_providers(std::string const& bytes);
 [[nodiscard]] std::vector<std::string> read_answered_providers(std::string const& bytes);
-[[nodiscard]] int read_registry_state(std::string const& bytes);
+[[nodiscard]] int decode_registry_state(std::string const& bytes);
 [[nodiscard]] std::vector<std::uint32_t> read_requested_ids(std::string const& bytes);
 
 } // namespace arvenhold::corvel::hub::dev

@@ -129,12 +129,12 @@ TEST_F(definition_announcement, is_complete_in_a_builder_that_was_used_before) {
 
 // -- verdict --------------------------------------------------------------------------------------
 
-constexpr message_reader verdict_reader{
+constexpr decode_context verdict_reader{
     client_kind::provider, "press-4", "deserialize_provider_definition_validity"};
 
 definition_verdict verdict_of(std::optional<wire::provider_definition_table> const& definition) {
     auto const message = wire::provider_definition_changed_event(definition);
-    return read_verdict(payload{message}, verdict_reader);
+    return decode_verdict(payload{message}, verdict_reader);
 }
 
 TEST(verdict, is_valid_only_with_1) {
@@ -174,7 +174,7 @@ TEST(verdict, in_a_table_too_short_for_a_fingerprint_is_invalid_and_about_0) {
 
 TEST(verdict, faults_without_data) {
     EXPECT_EQ(
-        thrown_message<serialization_fault>([] { read_verdict(payload{""}, verdict_reader); }),
+        thrown_message<serialization_fault>([] { decode_verdict(payload{""}, verdict_reader); }),
         "Provider press-4: encountered invalid serialized data for operation: "
         "deserialize_provider_definition_validity: definition changed event data is nullptr\n");
 }
@@ -188,9 +188,9 @@ TEST(verdict, faults_without_a_definition) {
 
 // -- definitions as consumers read them -----------------------------------------------------------
 
-constexpr message_reader definition_reader{
+constexpr decode_context definition_reader{
     client_kind::consumer, "panel", "de-serialize provider definition"};
-constexpr message_reader variable_reader{
+constexpr decode_context variable_reader{
     client_kind::consumer, "panel", "de-serialize variable definition"};
 
 wire::provider_definition_table definition_of(
@@ -203,7 +203,7 @@ struct received {
     std::string const message;
     payload const held{message};
     received_variable_definition const variable =
-        read_definition_reply(held, definition_reader)
+        decode_definition_reply(held, definition_reader)
             .deserialize_variable_definition(0, variable_reader);
 
     explicit received(wire::variable_definition_table const& sent)
@@ -305,7 +305,7 @@ TEST(definition_reply, keeps_the_order_and_both_of_two_with_one_id) {
          {.path = "c", .id = 9, .data_type = 4}}));
     payload const held{message};
 
-    auto const definition = read_definition_reply(held, definition_reader);
+    auto const definition = decode_definition_reply(held, definition_reader);
 
     ASSERT_EQ(definition.size(), 3U);
     EXPECT_EQ(definition.deserialize_variable_definition(0, variable_reader).path, "b");
@@ -319,14 +319,14 @@ TEST(definition_reply, without_a_fingerprint_has_fingerprint_0) {
         {{.variable_definitions = std::vector<wire::variable_definition_table>{}}});
     payload const held{message};
 
-    EXPECT_EQ(read_definition_reply(held, definition_reader).fingerprint(), 0U);
+    EXPECT_EQ(decode_definition_reply(held, definition_reader).fingerprint(), 0U);
 }
 
 TEST(definition_reply, may_have_no_variables) {
     auto const message = wire::read_provider_definition_query_response(definition_of({}));
     payload const held{message};
 
-    EXPECT_EQ(read_definition_reply(held, definition_reader).size(), 0U);
+    EXPECT_EQ(decode_definition_reply(held, definition_reader).size(), 0U);
 }
 
 TEST(definition_reply, counts_whatever_the_mark_says) {
@@ -335,13 +335,13 @@ TEST(definition_reply, counts_whatever_the_mark_says) {
     auto const message = wire::read_provider_definition_query_response(table);
     payload const held{message};
 
-    EXPECT_EQ(read_definition_reply(held, definition_reader).fingerprint(), 5U);
+    EXPECT_EQ(decode_definition_reply(held, definition_reader).fingerprint(), 5U);
 }
 
 TEST(definition_reply, faults_without_data) {
     EXPECT_EQ(
         thrown_message<serialization_fault>(
-            [] { read_definition_reply(payload{""}, definition_reader); }),
+            [] { decode_definition_reply(payload{""}, definition_reader); }),
         "Consumer panel: encountered invalid serialized data for operation: "
         "de-serialize provider definition: message data nullptr\n");
 }
@@ -351,7 +351,7 @@ TEST(definition_reply, faults_without_a_definition) {
 
     EXPECT_EQ(
         thrown_message<serialization_fault>(
-            [&] { read_definition_reply(payload{message}, definition_reader); }),
+            [&] { decode_definition_reply(payload{message}, definition_reader); }),
         "Consumer panel: encountered invalid serialized data for operation: "
         "de-serialize provider definition: message data (provider_definition_reply) nullptr\n");
 }
@@ -362,7 +362,7 @@ TEST(definition_reply, faults_without_a_list_of_variables) {
 
     EXPECT_EQ(
         thrown_message<serialization_fault>(
-            [&] { read_definition_reply(payload{message}, definition_reader); }),
+            [&] { decode_definition_reply(payload{message}, definition_reader); }),
         "Consumer panel: encountered invalid serialized data for operation: "
         "de-serialize provider definition: message data (variable_definitions) nullptr\n");
 }
@@ -372,7 +372,7 @@ TEST(definition_event, holds_the_definition) {
         definition_of({{.path = "pump/speed", .id = 3, .data_type = 3}}));
     payload const held{message};
 
-    auto const definition = read_definition_event(held, definition_reader);
+    auto const definition = decode_definition_event(held, definition_reader);
 
     ASSERT_TRUE(definition.has_value());
     EXPECT_EQ(definition->fingerprint(), 5U);
@@ -383,13 +383,13 @@ TEST(definition_event, holds_the_definition) {
 TEST(definition_event, without_a_definition_withdraws_it) {
     auto const message = wire::provider_definition_changed_event(std::nullopt);
 
-    EXPECT_FALSE(read_definition_event(payload{message}, definition_reader).has_value());
+    EXPECT_FALSE(decode_definition_event(payload{message}, definition_reader).has_value());
 }
 
 TEST(definition_event, faults_without_data) {
     EXPECT_EQ(
         thrown_message<serialization_fault>(
-            [] { read_definition_event(payload{""}, definition_reader); }),
+            [] { decode_definition_event(payload{""}, definition_reader); }),
         "Consumer panel: encountered invalid serialized data for operation: "
         "de-serialize provider definition: message data nullptr\n");
 }
@@ -400,7 +400,7 @@ TEST(definition_event, faults_without_a_list_of_variables) {
 
     EXPECT_EQ(
         thrown_message<serialization_fault>(
-            [&] { read_definition_event(payload{message}, definition_reader); }),
+            [&] { decode_definition_event(payload{message}, definition_reader); }),
         "Consumer panel: encountered invalid serialized data for operation: "
         "de-serialize provider definition: message data (variable_definitions) nullptr\n");
 }

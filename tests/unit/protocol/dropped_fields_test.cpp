@@ -45,7 +45,7 @@ std::string outcome_of(std::string const& message, Read const& read) {
         "Consumer panel: encountered invalid serialized data for operation: test: ";
     auto const text = thrown_message<serialization_fault>([&] {
         payload const held{message};
-        read(held, message_reader{client_kind::consumer, "panel", "test"});
+        read(held, decode_context{client_kind::consumer, "panel", "test"});
     });
     return text.compare(0, preamble.size(), preamble) == 0
              ? text.substr(preamble.size(), text.size() - preamble.size() - 1)
@@ -100,8 +100,8 @@ variables_shape variables_of(unsigned bits, std::uint8_t tag) {
 
 template <class Read>
 std::string outcome_of_variables(std::string const& message, Read const& read) {
-    return outcome_of(message, [&](payload const& held, message_reader const& reader) {
-        auto const variables = read(held, reader);
+    return outcome_of(message, [&](payload const& held, decode_context const& context) {
+        auto const variables = read(held, context);
         variables.fingerprint();
         for (std::size_t position = 0; position < variables.size(); ++position) {
             variables.item(position);
@@ -126,8 +126,8 @@ TEST_P(variables_with_dropped_fields, are_read_as_change_event_or_fault) {
         auto const fingerprint = shape.list ? shape.list->fingerprint.value_or(0) : 0;
         auto const outcome = outcome_of_variables(
             wire::variables_changed_event(shape.list),
-            [fingerprint](payload const& held, message_reader const& reader) {
-                return read_changed_event(held, fingerprint, reader).value();
+            [fingerprint](payload const& held, decode_context const& context) {
+                return decode_change_event(held, fingerprint, context).value();
             });
 
         EXPECT_EQ(
@@ -142,8 +142,8 @@ TEST_P(variables_with_dropped_fields, are_read_as_change_event_or_fault) {
 
 TEST_P(variables_with_dropped_fields, are_read_as_read_reply_or_fault) {
     for_every_shape([](variables_shape const& shape) {
-        auto const outcome =
-            outcome_of_variables(wire::read_variables_query_response(shape.list), read_read_reply);
+        auto const outcome = outcome_of_variables(
+            wire::read_variables_query_response(shape.list), decode_read_reply);
 
         EXPECT_EQ(
             outcome,
@@ -157,7 +157,7 @@ TEST_P(variables_with_dropped_fields, are_read_as_read_reply_or_fault) {
 TEST_P(variables_with_dropped_fields, are_read_as_write_command_or_fault) {
     for_every_shape([](variables_shape const& shape) {
         auto const outcome =
-            outcome_of_variables(wire::write_variables_command(shape.list), read_write_command);
+            outcome_of_variables(wire::write_variables_command(shape.list), decode_write_command);
 
         EXPECT_EQ(
             outcome,
@@ -190,10 +190,10 @@ std::optional<wire::provider_definition_table> definition_of(unsigned bits) {
     return whole;
 }
 
-void read_variables_of(received_definition const& definition, message_reader const& reader) {
+void read_variables_of(received_definition const& definition, decode_context const& context) {
     definition.fingerprint();
     for (std::size_t position = 0; position < definition.size(); ++position) {
-        definition.deserialize_variable_definition(position, reader);
+        definition.deserialize_variable_definition(position, context);
     }
 }
 
@@ -212,13 +212,13 @@ std::string expected_of_variables(wire::provider_definition_table const& definit
     return "<nothing was thrown>";
 }
 
-void read_whole_reply(payload const& held, message_reader const& reader) {
-    read_variables_of(read_definition_reply(held, reader), reader);
+void read_whole_reply(payload const& held, decode_context const& context) {
+    read_variables_of(decode_definition_reply(held, context), context);
 }
 
-void read_whole_event(payload const& held, message_reader const& reader) {
-    if (auto const definition = read_definition_event(held, reader)) {
-        read_variables_of(*definition, reader);
+void read_whole_event(payload const& held, decode_context const& context) {
+    if (auto const definition = decode_definition_event(held, context)) {
+        read_variables_of(*definition, context);
     }
 }
 
@@ -254,7 +254,7 @@ TEST(definition_with_dropped_fields, is_read_as_verdict_or_fault) {
         auto const definition = definition_of(bits);
 
         auto const outcome =
-            outcome_of(wire::provider_definition_changed_event(definition), read_verdict);
+            outcome_of(wire::provider_definition_changed_event(definition), decode_verdict);
 
         EXPECT_EQ(outcome, definition ? "<nothing was thrown>" : "definition data is nullptr")
             << bits;
@@ -289,7 +289,7 @@ TEST(provider_list_with_dropped_fields, is_read_as_reply_or_fault) {
         auto const list = provider_list_of(bits);
 
         auto const outcome =
-            outcome_of(wire::read_providers_query_response(list), read_provider_list_reply);
+            outcome_of(wire::read_providers_query_response(list), decode_provider_list_reply);
 
         EXPECT_EQ(
             outcome,
@@ -304,7 +304,7 @@ TEST(provider_list_with_dropped_fields, is_read_as_event_or_fault) {
         auto const list = provider_list_of(bits);
 
         auto const outcome =
-            outcome_of(wire::providers_changed_event(list), read_provider_list_event);
+            outcome_of(wire::providers_changed_event(list), decode_provider_list_event);
 
         EXPECT_EQ(
             outcome,

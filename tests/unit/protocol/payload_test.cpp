@@ -108,9 +108,9 @@ class payload_at_any_address : public testing::TestWithParam<std::size_t> {};
 TEST_P(payload_at_any_address, yields_variables) {
     placed_bytes const bytes{wire::variables_changed_event(one_of_each()), GetParam()};
     payload const message{bytes.view()};
-    message_reader const reader{client_kind::consumer, "panel", "de-serialize variable update"};
+    decode_context const context{client_kind::consumer, "panel", "de-serialize variable update"};
 
-    auto const event = read_changed_event(message, 0x0123456789ABCDEFU, reader);
+    auto const event = decode_change_event(message, 0x0123456789ABCDEFU, context);
 
     ASSERT_TRUE(event);
     auto const& variables = *event;
@@ -135,14 +135,15 @@ TEST_P(payload_at_any_address, yields_a_definition) {
                     {.path = "pump/speed", .id = 7, .data_type = 3, .access = 2}}}),
         GetParam()};
     payload const message{bytes.view()};
-    message_reader const reader{client_kind::consumer, "panel", "de-serialize provider definition"};
+    decode_context const context{
+        client_kind::consumer, "panel", "de-serialize provider definition"};
 
-    auto const definition = read_definition_reply(message, reader);
+    auto const definition = decode_definition_reply(message, context);
 
     EXPECT_EQ(definition.fingerprint(), 0x0123456789ABCDEFU);
     ASSERT_EQ(definition.size(), 1U);
-    EXPECT_EQ(definition.deserialize_variable_definition(0, reader).path, "pump/speed");
-    EXPECT_EQ(definition.deserialize_variable_definition(0, reader).id, 7U);
+    EXPECT_EQ(definition.deserialize_variable_definition(0, context).path, "pump/speed");
+    EXPECT_EQ(definition.deserialize_variable_definition(0, context).id, 7U);
 }
 
 TEST_P(payload_at_any_address, yields_a_read_request) {

@@ -15,13 +15,13 @@ namespace {
 using testing::ElementsAre;
 using testing::IsEmpty;
 
-constexpr message_reader state_reader{
+constexpr decode_context state_reader{
     client_kind::provider, "press-4", "deserialize_registry_state"};
-constexpr message_reader list_reader{client_kind::consumer, "panel", "de-serialize provider list"};
+constexpr decode_context list_reader{client_kind::consumer, "panel", "de-serialize provider list"};
 
 bool is_ready(std::optional<std::uint8_t> state) {
     auto const message = wire::registry_state_changed_event(state);
-    return read_registry_state(payload{message}, state_reader);
+    return decode_registry_state(payload{message}, state_reader);
 }
 
 wire::provider_list_table list_of(std::vector<std::string> const& identifiers) {
@@ -52,12 +52,13 @@ TEST(registry_state, is_one_byte) {
         "\x06\0\0\0\x01\xFF\xFF\xFF",
         20};
 
-    EXPECT_TRUE(read_registry_state(payload{message}, state_reader));
+    EXPECT_TRUE(decode_registry_state(payload{message}, state_reader));
 }
 
 TEST(registry_state, faults_without_data) {
     EXPECT_EQ(
-        thrown_message<serialization_fault>([] { read_registry_state(payload{""}, state_reader); }),
+        thrown_message<serialization_fault>(
+            [] { decode_registry_state(payload{""}, state_reader); }),
         "Provider press-4: encountered invalid serialized data for operation: "
         "deserialize_registry_state: state changed event data is nullptr\n");
 }
@@ -66,26 +67,26 @@ TEST(provider_list_reply, yields_the_identifiers_in_ascending_order) {
     auto const message = wire::read_providers_query_response(list_of({"press-4", "boiler", ""}));
 
     EXPECT_THAT(
-        read_provider_list_reply(payload{message}, list_reader),
+        decode_provider_list_reply(payload{message}, list_reader),
         ElementsAre("", "boiler", "press-4"));
 }
 
 TEST(provider_list_reply, collapses_duplicates) {
     auto const message = wire::read_providers_query_response(list_of({"boiler", "boiler"}));
 
-    EXPECT_THAT(read_provider_list_reply(payload{message}, list_reader), ElementsAre("boiler"));
+    EXPECT_THAT(decode_provider_list_reply(payload{message}, list_reader), ElementsAre("boiler"));
 }
 
 TEST(provider_list_reply, may_be_empty) {
     auto const message = wire::read_providers_query_response(list_of({}));
 
-    EXPECT_THAT(read_provider_list_reply(payload{message}, list_reader), IsEmpty());
+    EXPECT_THAT(decode_provider_list_reply(payload{message}, list_reader), IsEmpty());
 }
 
 TEST(provider_list_reply, faults_without_data) {
     EXPECT_EQ(
         thrown_message<serialization_fault>(
-            [] { read_provider_list_reply(payload{""}, list_reader); }),
+            [] { decode_provider_list_reply(payload{""}, list_reader); }),
         "Consumer panel: encountered invalid serialized data for operation: "
         "de-serialize provider list: message data nullptr\n");
 }
@@ -99,11 +100,11 @@ TEST(provider_list_reply, faults_without_list_or_items) {
 
     EXPECT_EQ(
         thrown_message<serialization_fault>(
-            [&] { read_provider_list_reply(payload{no_list}, list_reader); }),
+            [&] { decode_provider_list_reply(payload{no_list}, list_reader); }),
         fault);
     EXPECT_EQ(
         thrown_message<serialization_fault>(
-            [&] { read_provider_list_reply(payload{no_items}, list_reader); }),
+            [&] { decode_provider_list_reply(payload{no_items}, list_reader); }),
         fault);
 }
 
@@ -114,7 +115,7 @@ TEST(provider_list_reply, faults_on_an_entry_without_identifier) {
 
     EXPECT_EQ(
         thrown_message<serialization_fault>(
-            [&] { read_provider_list_reply(payload{message}, list_reader); }),
+            [&] { decode_provider_list_reply(payload{message}, list_reader); }),
         "Consumer panel: encountered invalid serialized data for operation: "
         "de-serialize provider list: provider identifier nullptr\n");
 }
@@ -123,19 +124,20 @@ TEST(provider_list_event, yields_the_identifiers_in_ascending_order) {
     auto const message = wire::providers_changed_event(list_of({"press-4", "boiler"}));
 
     EXPECT_THAT(
-        read_provider_list_event(payload{message}, list_reader), ElementsAre("boiler", "press-4"));
+        decode_provider_list_event(payload{message}, list_reader),
+        ElementsAre("boiler", "press-4"));
 }
 
 TEST(provider_list_event, may_be_empty) {
     auto const message = wire::providers_changed_event(list_of({}));
 
-    EXPECT_THAT(read_provider_list_event(payload{message}, list_reader), IsEmpty());
+    EXPECT_THAT(decode_provider_list_event(payload{message}, list_reader), IsEmpty());
 }
 
 TEST(provider_list_event, faults_without_data) {
     EXPECT_EQ(
         thrown_message<serialization_fault>(
-            [] { read_provider_list_event(payload{""}, list_reader); }),
+            [] { decode_provider_list_event(payload{""}, list_reader); }),
         "Consumer panel: encountered invalid serialized data for operation: "
         "de-serialize provider list: message data nullptr\n");
 }
@@ -149,11 +151,11 @@ TEST(provider_list_event, faults_without_list_or_items) {
 
     EXPECT_EQ(
         thrown_message<serialization_fault>(
-            [&] { read_provider_list_event(payload{no_list}, list_reader); }),
+            [&] { decode_provider_list_event(payload{no_list}, list_reader); }),
         fault);
     EXPECT_EQ(
         thrown_message<serialization_fault>(
-            [&] { read_provider_list_event(payload{no_items}, list_reader); }),
+            [&] { decode_provider_list_event(payload{no_items}, list_reader); }),
         fault);
 }
 
@@ -163,7 +165,7 @@ TEST(provider_list_event, faults_on_an_entry_without_identifier) {
 
     EXPECT_EQ(
         thrown_message<serialization_fault>(
-            [&] { read_provider_list_event(payload{message}, list_reader); }),
+            [&] { decode_provider_list_event(payload{message}, list_reader); }),
         "Consumer panel: encountered invalid serialized data for operation: "
         "de-serialize provider list: provider identifier nullptr\n");
 }

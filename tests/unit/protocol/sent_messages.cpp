@@ -54,7 +54,7 @@ void tell_changes(message_builder& builder) {
     writer.add_change(3, std::int64_t{-42}, variable_quality::uncertain_last_usable_value);
     writer.add_change(4, std::string{mode}, variable_quality::uncertain_initial_value);
     writer.add_change(0xFFFFFFFF, before_the_epoch, variable_quality{65});
-    writer.finish_changed_event(fingerprint, in_this_century);
+    writer.finish_change_event(fingerprint, in_this_century);
 }
 
 void tell_zeros(message_builder& builder) {
@@ -65,11 +65,11 @@ void tell_zeros(message_builder& builder) {
     writer.add_change(0, std::int64_t{}, variable_quality::bad);
     writer.add_change(0, std::string{}, variable_quality::bad);
     writer.add_change(0, timestamp{}, variable_quality::bad);
-    writer.finish_changed_event(0, timestamp{});
+    writer.finish_change_event(0, timestamp{});
 }
 
 void tell_nothing(message_builder& builder) {
-    variables_writer{builder}.finish_changed_event(fingerprint, in_this_century);
+    variables_writer{builder}.finish_change_event(fingerprint, in_this_century);
 }
 
 void answer(message_builder& builder) {

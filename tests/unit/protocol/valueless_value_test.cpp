@@ -46,7 +46,7 @@ bool is_an_item_with_tag_0_and_without_value() {
     variables_writer writer{builder};
 
     writer.add_change(7, valueless_value(), variable_quality::good);
-    writer.finish_changed_event(5, timestamp{});
+    writer.finish_change_event(5, timestamp{});
 
     auto const item = raw_table::root_of(finished_bytes(builder)).table(0).tables(2).at(0);
     return holds(item.slots() == std::vector{0, 2, 4}, "all fields but value and time are sent")

@@ -51,7 +51,7 @@ using change_event = variables_message;
 
 TEST_F(change_event, holds_fingerprint_time_and_items_in_their_slots) {
     writer.add_change(0xFEDCBA98, 1.5, variable_quality::good);
-    writer.finish_changed_event(0xFEDCBA9876543210, in_this_century);
+    writer.finish_change_event(0xFEDCBA9876543210, in_this_century);
 
     EXPECT_THAT(raw_table::root_of(finished_bytes(builder)).slots(), ElementsAre(0));
     EXPECT_THAT(list().slots(), ElementsAre(0, 1, 2));
@@ -63,7 +63,7 @@ TEST_F(change_event, holds_fingerprint_time_and_items_in_their_slots) {
 
 TEST_F(change_event, has_items_without_a_time_of_their_own) {
     writer.add_change(0xFEDCBA98, 1.5, variable_quality::good);
-    writer.finish_changed_event(5, in_this_century);
+    writer.finish_change_event(5, in_this_century);
 
     auto const item = items().at(0);
     EXPECT_THAT(item.slots(), ElementsAre(0, 1, 2, 4));
@@ -80,7 +80,7 @@ TEST_F(change_event, may_have_more_items_than_were_expected) {
         writer.add_change(id, 1.5, variable_quality::good);
         added.push_back(id);
     }
-    writer.finish_changed_event(5, in_this_century);
+    writer.finish_change_event(5, in_this_century);
 
     EXPECT_EQ(ids(), added);
 }
@@ -93,11 +93,11 @@ TEST_F(change_event, outgrows_memory_on_the_stack) {
     for (std::uint32_t id = 0; id < count; ++id) {
         small_writer.add_change(id, 1.5, variable_quality::good);
     }
-    small_writer.finish_changed_event(5, in_this_century);
+    small_writer.finish_change_event(5, in_this_century);
     for (std::uint32_t id = 0; id < count; ++id) {
         writer.add_change(id, 1.5, variable_quality::good);
     }
-    writer.finish_changed_event(5, in_this_century);
+    writer.finish_change_event(5, in_this_century);
 
     EXPECT_EQ(finished_bytes(small_builder), finished_bytes(builder));
 }
@@ -106,7 +106,7 @@ TEST_F(change_event, really_writes_what_is_zero) {
     writer.add_change(0, false, variable_quality::bad);
     writer.add_change(0, 0.0, variable_quality::bad);
     writer.add_change(0, std::int64_t{0}, variable_quality::bad);
-    writer.finish_changed_event(0, timestamp{});
+    writer.finish_change_event(0, timestamp{});
 
     EXPECT_THAT(list().slots(), ElementsAre(0, 1, 2));
     EXPECT_EQ(list().number<std::uint64_t>(0), 0U);
@@ -128,7 +128,7 @@ TEST_F(change_event, has_each_type_of_value_under_its_tag) {
     writer.add_change(4, std::numeric_limits<std::int64_t>::min(), variable_quality::good);
     writer.add_change(5, std::string{"a\0b", 3}, variable_quality::good);
     writer.add_change(6, before_the_epoch, variable_quality::good);
-    writer.finish_changed_event(5, in_this_century);
+    writer.finish_change_event(5, in_this_century);
 
     auto const written = items();
     ASSERT_THAT(written, SizeIs(6));
@@ -152,7 +152,7 @@ TEST_F(change_event, sends_an_unknown_quality_as_uncertain) {
     writer.add_change(2, true, variable_quality{0x1C0});
     writer.add_change(3, true, variable_quality::uncertain_last_usable_value);
     writer.add_change(4, true, variable_quality::uncertain_initial_value);
-    writer.finish_changed_event(5, in_this_century);
+    writer.finish_change_event(5, in_this_century);
 
     EXPECT_EQ(items()[0].number<std::uint8_t>(4), 64);
     EXPECT_EQ(items()[1].number<std::uint8_t>(4), 64);
@@ -161,7 +161,7 @@ TEST_F(change_event, sends_an_unknown_quality_as_uncertain) {
 }
 
 TEST_F(change_event, before_the_epoch_has_both_parts_negative) {
-    writer.finish_changed_event(5, before_the_epoch);
+    writer.finish_change_event(5, before_the_epoch);
 
     EXPECT_EQ(list().seconds(1), -1);
     EXPECT_EQ(list().nanos(1), -500'000'000);
@@ -171,14 +171,14 @@ TEST_F(change_event, keeps_order_and_duplicates) {
     writer.add_change(9, 1.0, variable_quality::good);
     writer.add_change(2, 2.0, variable_quality::good);
     writer.add_change(9, 3.0, variable_quality::good);
-    writer.finish_changed_event(5, in_this_century);
+    writer.finish_change_event(5, in_this_century);
 
     EXPECT_THAT(ids(), ElementsAre(9, 2, 9));
     EXPECT_EQ(items()[2].table(1).number<double>(0), 3.0);
 }
 
 TEST_F(change_event, of_nothing_has_an_empty_vector) {
-    writer.finish_changed_event(5, in_this_century);
+    writer.finish_change_event(5, in_this_century);
 
     EXPECT_THAT(list().slots(), ElementsAre(0, 1, 2));
     EXPECT_THAT(items(), IsEmpty());
@@ -330,11 +330,11 @@ TEST(received_read_request, yields_nothing_without_data) {
     EXPECT_THAT(deserialize_read_request(payload{"elevenbytes"}), IsEmpty());
 }
 
-constexpr message_reader event_reader{
+constexpr decode_context event_reader{
     client_kind::consumer, "panel", "de-serialize variable update"};
-constexpr message_reader reply_reader{
+constexpr decode_context reply_reader{
     client_kind::consumer, "panel", "de-serialize reply to a read request"};
-constexpr message_reader command_reader{
+constexpr decode_context command_reader{
     client_kind::provider, "press-4", "deserialize_write_command"};
 
 wire::variable_list_table list_of(std::vector<wire::variable_table> const& items) {
@@ -345,7 +345,7 @@ wire::variable_list_table list_of(std::vector<wire::variable_table> const& items
 received_variable received(wire::variable_table const& item) {
     auto const message = wire::variables_changed_event(list_of({item}));
     payload const held{message};
-    return read_changed_event(held, 5, event_reader).value().item(0);
+    return decode_change_event(held, 5, event_reader).value().item(0);
 }
 
 std::optional<variable_value> received_value(std::uint8_t tag, wire::value_table const& value) {
@@ -473,7 +473,7 @@ TEST(received_change_event, keeps_order_and_duplicates) {
     auto const message = wire::variables_changed_event(list_of({{.id = 9}, {.id = 2}, {.id = 9}}));
     payload const held{message};
 
-    auto const variables = read_changed_event(held, 5, event_reader).value();
+    auto const variables = decode_change_event(held, 5, event_reader).value();
 
     ASSERT_EQ(variables.size(), 3U);
     EXPECT_EQ(variables.item(0).id, 9U);
@@ -485,7 +485,7 @@ TEST(received_change_event, may_have_no_items) {
     auto const message = wire::variables_changed_event(list_of({}));
     payload const held{message};
 
-    EXPECT_EQ(read_changed_event(held, 5, event_reader).value().size(), 0U);
+    EXPECT_EQ(decode_change_event(held, 5, event_reader).value().size(), 0U);
 }
 
 TEST(received_change_event, without_a_fingerprint_has_fingerprint_0) {
@@ -494,14 +494,14 @@ TEST(received_change_event, without_a_fingerprint_has_fingerprint_0) {
     auto const message = wire::variables_changed_event(list);
     payload const held{message};
 
-    EXPECT_TRUE(read_changed_event(held, 0, event_reader));
-    EXPECT_FALSE(read_changed_event(held, 5, event_reader));
+    EXPECT_TRUE(decode_change_event(held, 0, event_reader));
+    EXPECT_FALSE(decode_change_event(held, 5, event_reader));
 }
 
 TEST(received_change_event, of_another_definition_is_nothing_whatever_it_lacks) {
     auto const message = wire::variables_changed_event(wire::variable_list_table{.fingerprint = 5});
 
-    EXPECT_FALSE(read_changed_event(payload{message}, 6, event_reader));
+    EXPECT_FALSE(decode_change_event(payload{message}, 6, event_reader));
 }
 
 TEST(received_change_event, faults_without_data) {
@@ -510,11 +510,11 @@ TEST(received_change_event, faults_without_data) {
 
     EXPECT_EQ(
         thrown_message<serialization_fault>(
-            [] { read_changed_event(payload{""}, 5, event_reader); }),
+            [] { decode_change_event(payload{""}, 5, event_reader); }),
         fault);
     EXPECT_EQ(
         thrown_message<serialization_fault>(
-            [] { read_changed_event(payload{"elevenbytes"}, 5, event_reader); }),
+            [] { decode_change_event(payload{"elevenbytes"}, 5, event_reader); }),
         fault);
 }
 
@@ -523,7 +523,7 @@ TEST(received_change_event, faults_without_a_list) {
 
     EXPECT_EQ(
         thrown_message<serialization_fault>(
-            [&] { read_changed_event(payload{message}, 5, event_reader); }),
+            [&] { decode_change_event(payload{message}, 5, event_reader); }),
         "Consumer panel: encountered invalid serialized data for operation: "
         "de-serialize variable update: variable data nullptr\n");
 }
@@ -535,7 +535,7 @@ TEST(received_change_event, faults_without_items) {
 
     EXPECT_EQ(
         thrown_message<serialization_fault>(
-            [&] { read_changed_event(payload{message}, 5, event_reader); }),
+            [&] { decode_change_event(payload{message}, 5, event_reader); }),
         "Consumer panel: encountered invalid serialized data for operation: "
         "de-serialize variable update: variable data (items) nullptr\n");
 }
@@ -547,7 +547,7 @@ TEST(received_change_event, faults_without_a_time) {
 
     EXPECT_EQ(
         thrown_message<serialization_fault>(
-            [&] { read_changed_event(payload{message}, 5, event_reader); }),
+            [&] { decode_change_event(payload{message}, 5, event_reader); }),
         "Consumer panel: encountered invalid serialized data for operation: "
         "de-serialize variable update: variable data (timestamp) nullptr\n");
 }
@@ -558,7 +558,7 @@ TEST(received_change_event, faults_in_a_list_too_short_for_time_and_items) {
 
     EXPECT_EQ(
         thrown_message<serialization_fault>(
-            [&] { read_changed_event(payload{message}, 5, event_reader); }),
+            [&] { decode_change_event(payload{message}, 5, event_reader); }),
         "Consumer panel: encountered invalid serialized data for operation: "
         "de-serialize variable update: variable data (items) nullptr\n");
 }
@@ -568,7 +568,7 @@ TEST(received_read_reply, has_items_with_times_of_their_own) {
         list_of({{.id = 9, .timestamp = wire::time_struct{1, 2}}, {.id = 2}}));
     payload const held{message};
 
-    auto const variables = read_read_reply(held, reply_reader);
+    auto const variables = decode_read_reply(held, reply_reader);
 
     EXPECT_EQ(variables.fingerprint(), 5U);
     ASSERT_EQ(variables.size(), 2U);
@@ -584,12 +584,12 @@ TEST(received_read_reply, without_any_time_is_of_the_epoch) {
     auto const message = wire::read_variables_query_response(list);
     payload const held{message};
 
-    EXPECT_EQ(read_read_reply(held, reply_reader).item(0).when, timestamp{});
+    EXPECT_EQ(decode_read_reply(held, reply_reader).item(0).when, timestamp{});
 }
 
 TEST(received_read_reply, faults_without_data) {
     EXPECT_EQ(
-        thrown_message<serialization_fault>([] { read_read_reply(payload{""}, reply_reader); }),
+        thrown_message<serialization_fault>([] { decode_read_reply(payload{""}, reply_reader); }),
         "Consumer panel: encountered invalid serialized data for operation: "
         "de-serialize reply to a read request: message data nullptr\n");
 }
@@ -599,7 +599,7 @@ TEST(received_read_reply, faults_without_a_list) {
 
     EXPECT_EQ(
         thrown_message<serialization_fault>(
-            [&] { read_read_reply(payload{message}, reply_reader); }),
+            [&] { decode_read_reply(payload{message}, reply_reader); }),
         "Consumer panel: encountered invalid serialized data for operation: "
         "de-serialize reply to a read request: variable data nullptr\n");
 }
@@ -610,7 +610,7 @@ TEST(received_read_reply, faults_without_items) {
 
     EXPECT_EQ(
         thrown_message<serialization_fault>(
-            [&] { read_read_reply(payload{message}, reply_reader); }),
+            [&] { decode_read_reply(payload{message}, reply_reader); }),
         "Consumer panel: encountered invalid serialized data for operation: "
         "de-serialize reply to a read request: variable data (items) nullptr\n");
 }
@@ -619,7 +619,7 @@ TEST(received_read_reply, faults_where_a_text_value_has_no_text) {
     auto const message = wire::read_variables_query_response(
         list_of({{.value_type = 5, .value = wire::value_table{}, .id = 9}}));
     payload const held{message};
-    auto const variables = read_read_reply(held, reply_reader);
+    auto const variables = decode_read_reply(held, reply_reader);
 
     EXPECT_EQ(
         thrown_message<serialization_fault>([&] { variables.item(0); }),
@@ -634,7 +634,7 @@ TEST(received_write_command, has_ids_and_values_in_their_order) {
          {.value_type = 4, .value = wire::value_table{std::int64_t{3}}, .id = 9}}));
     payload const held{message};
 
-    auto const variables = read_write_command(held, command_reader);
+    auto const variables = decode_write_command(held, command_reader);
 
     EXPECT_EQ(variables.fingerprint(), 5U);
     ASSERT_EQ(variables.size(), 3U);
@@ -652,7 +652,7 @@ TEST(received_write_command, does_not_need_a_time) {
     auto const message = wire::write_variables_command(list);
     payload const held{message};
 
-    EXPECT_EQ(read_write_command(held, command_reader).item(0).when, timestamp{});
+    EXPECT_EQ(decode_write_command(held, command_reader).item(0).when, timestamp{});
 }
 
 TEST(received_write_command, without_a_fingerprint_has_fingerprint_0) {
@@ -661,7 +661,7 @@ TEST(received_write_command, without_a_fingerprint_has_fingerprint_0) {
     auto const message = wire::write_variables_command(list);
     payload const held{message};
 
-    EXPECT_EQ(read_write_command(held, command_reader).fingerprint(), 0U);
+    EXPECT_EQ(decode_write_command(held, command_reader).fingerprint(), 0U);
 }
 
 TEST(received_write_command, faults_without_data_as_without_a_list) {
@@ -672,11 +672,11 @@ TEST(received_write_command, faults_without_data_as_without_a_list) {
 
     EXPECT_EQ(
         thrown_message<serialization_fault>(
-            [] { read_write_command(payload{""}, command_reader); }),
+            [] { decode_write_command(payload{""}, command_reader); }),
         fault);
     EXPECT_EQ(
         thrown_message<serialization_fault>(
-            [&] { read_write_command(payload{no_list}, command_reader); }),
+            [&] { decode_write_command(payload{no_list}, command_reader); }),
         fault);
 }
 
@@ -685,7 +685,7 @@ TEST(received_write_command, faults_without_items) {
 
     EXPECT_EQ(
         thrown_message<serialization_fault>(
-            [&] { read_write_command(payload{message}, command_reader); }),
+            [&] { decode_write_command(payload{message}, command_reader); }),
         "Provider press-4: encountered invalid serialized data for operation: "
         "deserialize_write_command: items node in variables data is missing\n");
 }
@@ -694,7 +694,7 @@ TEST(received_write_command, faults_where_a_text_value_has_no_text) {
     auto const message = wire::write_variables_command(
         list_of({{.value_type = 5, .value = wire::value_table{}, .id = 9}}));
     payload const held{message};
-    auto const variables = read_write_command(held, command_reader);
+    auto const variables = decode_write_command(held, command_reader);
 
     EXPECT_EQ(
         thrown_message<serialization_fault>([&] { variables.item(0); }),

@@ -16,7 +16,7 @@ namespace arvenhold::corvel::hub {
 
 namespace {
 
-constexpr message_reader reader{client_kind::consumer, "panel", "test"};
+constexpr decode_context context{client_kind::consumer, "panel", "test"};
 
 constexpr auto no_data = "Consumer panel: encountered invalid serialized data for operation: test: "
                          "message data nullptr\n";
@@ -33,7 +33,7 @@ std::string short_reply() {
 
 template <class Read>
 std::string fault_of(std::string const& message, Read const& read) {
-    return thrown_message<serialization_fault>([&] { read(payload{message}, reader); });
+    return thrown_message<serialization_fault>([&] { read(payload{message}, context); });
 }
 
 // A message begins with the offset of its root; this one leads far out.
@@ -47,34 +47,35 @@ TEST(verified_message, with_a_broken_root_is_one_without_data) {
         EXPECT_EQ(fault_of(with_broken_root(message), read), no_data);
     };
 
-    consumer_says(&read_read_reply, short_reply());
+    consumer_says(&decode_read_reply, short_reply());
     consumer_says(
-        &read_definition_reply,
+        &decode_definition_reply,
         wire::read_provider_definition_query_response(wire::provider_definition_table{}));
     consumer_says(
-        &read_definition_event,
+        &decode_definition_event,
         wire::provider_definition_changed_event(wire::provider_definition_table{}));
     consumer_says(
-        &read_provider_list_reply,
+        &decode_provider_list_reply,
         wire::read_providers_query_response(wire::provider_list_table{}));
     consumer_says(
-        &read_provider_list_event, wire::providers_changed_event(wire::provider_list_table{}));
+        &decode_provider_list_event, wire::providers_changed_event(wire::provider_list_table{}));
 }
 
 TEST(verified_message, with_a_broken_root_has_the_words_of_its_handler) {
     EXPECT_EQ(
         fault_of(
             with_broken_root(wire::write_variables_command(wire::variable_list_table{})),
-            &read_write_command),
+            &decode_write_command),
         "Consumer panel: encountered invalid serialized data for operation: test: "
         "variables node is missing\n");
     EXPECT_EQ(
         fault_of(
-            with_broken_root(wire::provider_definition_changed_event(std::nullopt)), &read_verdict),
+            with_broken_root(wire::provider_definition_changed_event(std::nullopt)),
+            &decode_verdict),
         "Consumer panel: encountered invalid serialized data for operation: test: "
         "definition changed event data is nullptr\n");
     EXPECT_EQ(
-        fault_of(with_broken_root(wire::registry_state_changed_event(1)), &read_registry_state),
+        fault_of(with_broken_root(wire::registry_state_changed_event(1)), &decode_registry_state),
         "Consumer panel: encountered invalid serialized data for operation: test: "
         "state changed event data is nullptr\n");
 }
@@ -90,7 +91,7 @@ TEST(verified_message, that_was_cut_short_is_one_without_data) {
 
     // The last bytes may be padding behind the text and its zero.
     for (std::size_t size = 0; size < message.size() - 4; ++size) {
-        EXPECT_EQ(fault_of(message.substr(0, size), &read_read_reply), no_data) << size;
+        EXPECT_EQ(fault_of(message.substr(0, size), &decode_read_reply), no_data) << size;
     }
 }
 
@@ -98,21 +99,21 @@ TEST(verified_message, with_a_broken_text_is_one_without_data) {
     auto message = short_reply();
     message.at(message.find("hand") - 3) = '\x7F'; // in the text's length
 
-    EXPECT_EQ(fault_of(message, &read_read_reply), no_data);
+    EXPECT_EQ(fault_of(message, &decode_read_reply), no_data);
 }
 
 TEST(verified_message, with_a_number_where_a_text_belongs_is_one_without_data) {
     auto const message =
         read_reply_with({{.value_type = 5, .value = wire::value_table{std::int64_t{0x7FFFFFFF}}}});
 
-    EXPECT_EQ(fault_of(message, &read_read_reply), no_data);
+    EXPECT_EQ(fault_of(message, &decode_read_reply), no_data);
 }
 
 TEST(verified_message, may_lack_fields) {
     auto const message = read_reply_with({{}, {.value_type = 5}, {.value_type = 9}});
     payload const held{message};
 
-    auto const received = read_read_reply(held, reader);
+    auto const received = decode_read_reply(held, context);
 
     ASSERT_EQ(received.size(), 3U);
     EXPECT_EQ(received.item(0).id, 0U);
@@ -121,7 +122,7 @@ TEST(verified_message, may_lack_fields) {
 
 TEST(verified_message, without_a_part_that_is_needed_names_that_part) {
     EXPECT_EQ(
-        fault_of(wire::read_variables_query_response(std::nullopt), &read_read_reply),
+        fault_of(wire::read_variables_query_response(std::nullopt), &decode_read_reply),
         "Consumer panel: encountered invalid serialized data for operation: test: "
         "variable data nullptr\n");
 }
@@ -132,7 +133,7 @@ TEST(verified_message, may_have_more_tables_than_a_verifier_allows_by_default) {
         read_reply_with(std::vector<wire::variable_table>(many, wire::variable_table{.id = 5}));
     payload const held{message};
 
-    auto const received = read_read_reply(held, reader);
+    auto const received = decode_read_reply(held, context);
 
     EXPECT_EQ(received.size(), many);
     EXPECT_EQ(received.item(many - 1).id, 5U);

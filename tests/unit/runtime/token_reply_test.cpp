@@ -16,7 +16,7 @@ using namespace std::string_literals;
 token_reply reply_of(std::initializer_list<std::string_view> pieces) {
     token_reply reply;
     for (auto const piece : pieces) {
-        take_piece(reply, piece);
+        parse_chunk(reply, piece);
     }
     return reply;
 }

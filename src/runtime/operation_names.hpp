@@ -5,7 +5,7 @@
 
 #include <string_view>
 
-namespace arvenhold::corvel::hub::words {
+namespace arvenhold::corvel::hub::operation_name {
 
 // What the library was doing when something failed: pieces of the exceptions' texts, which
 // operators search for.
@@ -41,4 +41,4 @@ inline constexpr std::string_view decode_variable_definition = "de-serialize var
 inline constexpr std::string_view decode_variable_update = "de-serialize variable update";
 inline constexpr std::string_view decode_read_reply = "de-serialize reply to a read request";
 
-} // namespace arvenhold::corvel::hub::words
+} // namespace arvenhold::corvel::hub::operation_name

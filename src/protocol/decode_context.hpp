@@ -14,7 +14,7 @@ inline constexpr std::string_view no_message_data{"message data nullptr"};
 
 /// Who reads a message, and in which operation: the words that begin the text of every fault found
 /// in the message. Lives as long as the reading.
-struct message_reader {
+struct decode_context {
     client_kind kind;
     std::string_view name;
     std::string_view operation;

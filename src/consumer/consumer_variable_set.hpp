@@ -16,10 +16,10 @@ namespace arvenhold::corvel::hub {
 
 /// The variables that a connection has made of one definition. Filled by one thread, then shared
 /// and never changed.
-class definition_variables {
+class consumer_variable_set {
 public:
     /// @param capacity  How many variables may be added.
-    explicit definition_variables(std::size_t capacity = 0)
+    explicit consumer_variable_set(std::size_t capacity = 0)
         : m_block{capacity} {}
 
     /// Intended: of two variables with one id the first is kept.
@@ -54,7 +54,7 @@ public:
 
     /// Returns the map as applications get it; keeps all of `variables` alive.
     static std::shared_ptr<consumer_variable_map> map_of(
-        std::shared_ptr<definition_variables> const& variables) {
+        std::shared_ptr<consumer_variable_set> const& variables) {
         return {variables, variables ? &variables->m_map : nullptr};
     }
 
