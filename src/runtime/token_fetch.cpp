@@ -59,6 +59,9 @@ CURLcode perform(token_parameters const& parameters, token_reply& reply) {
     curl_easy_setopt(curl, CURLOPT_SSL_VERIFYHOST, 0L);
     curl_easy_setopt(curl, CURLOPT_TIMEOUT, fetch_time_limit.count());
     curl_easy_setopt(curl, CURLOPT_HTTPHEADER, headers.get());
+    // The empty name keeps libcurl from obeying http_proxy, https_proxy and all_proxy, which would
+    // hand the credentials to whoever they name.
+    curl_easy_setopt(curl, CURLOPT_PROXY, "");
     // No signals in a process that is not ours, and no waiting for a name server that hangs.
     curl_easy_setopt(curl, CURLOPT_NOSIGNAL, 1L);
     curl_easy_setopt(curl, CURLOPT_QUICK_EXIT, 1L);

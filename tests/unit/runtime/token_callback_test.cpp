@@ -9,7 +9,6 @@
 
 #include <gmock/gmock.h>
 
-#include <cstdlib>
 #include <iostream>
 #include <latch>
 #include <string>
@@ -25,10 +24,6 @@ using testing::IsEmpty;
 
 class token_callback : public testing::Test {
 protected:
-    static void SetUpTestSuite() {
-        ::setenv("no_proxy", "*", 1); // the endpoint is on this machine
-    }
-
     void grant(std::string const& token) {
         endpoint.answer_with({.body = {R"({"access_token":")" + token + R"("})"}});
     }
