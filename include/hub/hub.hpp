@@ -8,6 +8,7 @@
 #include <hub/consumer.hpp>
 #include <hub/consumer_variable.hpp>
 #include <hub/corvel_hub_client_lib_initializer.hpp>
+#include <hub/diagnostics.hpp>
 #include <hub/errors.hpp>
 #include <hub/provider.hpp>
 #include <hub/provider_connection.hpp>

@@ -53,7 +53,7 @@ void consumer::impl::connect(
         token_handler_failed_callback(error, *token_failed);
     };
     auto token = std::make_shared<token_parameters const>(token_parameters{
-        token_endpoint, client_id, client_secret, std::string{scope}, report_failure});
+        m_name, token_endpoint, client_id, client_secret, std::string{scope}, report_failure});
     open_session(
         {nats_url,
          m_name,

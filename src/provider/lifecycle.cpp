@@ -41,7 +41,12 @@ void provider::impl::connect(
         token_handler_failed_callback(error, *failed);
     };
     auto token = std::make_shared<token_parameters const>(token_parameters{
-        token_url, client_id, client_secret, std::string{provider_scope}, report_failure});
+        m_identifier,
+        token_url,
+        client_id,
+        client_secret,
+        std::string{provider_scope},
+        report_failure});
     open_session(
         {nats_url,
          m_identifier,

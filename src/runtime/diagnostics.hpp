@@ -3,19 +3,32 @@
 
 #pragma once
 
+#include <hub/diagnostics.hpp>
+
 #include <initializer_list>
 #include <string_view>
 
 namespace arvenhold::corvel::hub {
 
-// The lines that the library writes by itself, from whatever thread has something to tell. The
-// pieces are composed first and written in one go, so that lines of several threads do not mix. A
-// line that cannot be composed for want of memory is lost.
+// What the library reports by itself, from any thread. The pieces are composed first and written in
+// one insertion, so that lines of several threads do not mix. A report for which there is no memory
+// is lost.
 
-/// Writes a line to standard error and flushes it.
+/// Passes the composed text to the diagnostics callback. If there is none, prints it with a line end
+/// and flushes: information on standard output, everything else on standard error.
+///
+/// @param client_name  Identifier or name of the client concerned; empty if there is none. Not
+///                     printed.
+/// @param pieces       The text. Line ends at its end are printed, but not passed to the callback.
+void report(
+    diagnostic_severity severity,
+    std::string_view client_name,
+    std::initializer_list<std::string_view> pieces) noexcept;
+
+/// Reports an error of no particular client.
 void write_error_line(std::initializer_list<std::string_view> pieces) noexcept;
 
-/// Writes a line to standard output and flushes it.
+/// Reports information of no particular client.
 void write_output_line(std::initializer_list<std::string_view> pieces) noexcept;
 
 } // namespace arvenhold::corvel::hub

@@ -6,6 +6,7 @@
 #include "runtime/diagnostics.hpp"
 #include "runtime/never_destroyed.hpp"
 #include "runtime/token_fetch.hpp"
+#include <hub/detail/thread_annotations.hpp>
 
 #include <mutex>
 #include <utility>
@@ -17,7 +18,7 @@ namespace {
 // The token fetched last by any client of the process.
 struct token_cache {
     std::mutex mutex;
-    std::string token;
+    std::string token CORVEL_HUB_GUARDED_BY(mutex);
 };
 
 token_cache& auth_token() {
@@ -44,14 +45,17 @@ char const* keep(std::string token) {
 
 char const* nats_token_callback(void* closure) {
     if (closure == nullptr) {
-        write_error_line({"nats_token_callback(): Received empty params"});
+        report(diagnostic_severity::error, {}, {"nats_token_callback(): Received empty params"});
         return nullptr;
     }
     auto const& parameters = *static_cast<token_parameters const*>(closure);
     try {
         return keep(fetch_token(parameters));
     } catch (authentication_failed const& error) {
-        write_error_line({"Failed to receive new NATS authentication token: ", error.what()});
+        report(
+            diagnostic_severity::error,
+            parameters.client_name,
+            {"Failed to receive new NATS authentication token: ", error.what()});
         if (parameters.on_failure) {
             parameters.on_failure(error);
         }

@@ -73,7 +73,7 @@ CURLcode perform(token_parameters const& parameters, token_reply& reply) {
 std::size_t receive_token_piece(
     char const* data, std::size_t size, std::size_t count, void* user) noexcept {
     if (user == nullptr) {
-        write_error_line({"Auth instance pointer invalid in CURL callback"});
+        report(diagnostic_severity::error, {}, {"Auth instance pointer invalid in CURL callback"});
         return transfer_refused;
     }
     auto& reply = *static_cast<token_reply*>(user);

@@ -13,13 +13,14 @@ namespace arvenhold::corvel::hub {
 /// What a client needs to fetch its tokens. One immutable record for each session, shared with the
 /// NATS client's threads.
 struct token_parameters {
+    std::string client_name; ///< For diagnostics only.
     std::string endpoint;
     std::string client_id;
     std::string secret;
     std::string scope;
 
-    /// Told about every failure, on the thread that fetches; takes no lock, as the NATS client
-    /// holds its own meanwhile.
+    /// Called after every failure, on the thread that fetches. Takes no lock, because the NATS
+    /// client holds its own meanwhile.
     std::function<void(authentication_failed const&)> on_failure;
 };
 

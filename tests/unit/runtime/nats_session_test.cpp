@@ -74,7 +74,12 @@ protected:
     std::string server_url{"nats://127.0.0.1:4222"};
     connect_options options;
     token_parameters token{
-        "http://127.0.0.1:1/token", "developer", "developer-secret", "hub.variables.provide", {}};
+        "boiler",
+        "http://127.0.0.1:1/token",
+        "developer",
+        "developer-secret",
+        "hub.variables.provide",
+        {}};
 
     std::shared_ptr<nats_session> make_session() {
         return make_session(owner);

@@ -6,6 +6,7 @@
 #include "runtime/token_callback.hpp"
 #include "runtime/token_parameters.hpp"
 #include "support/captured_stream.hpp"
+#include <hub/diagnostics.hpp>
 
 #include <gmock/gmock.h>
 
@@ -42,11 +43,12 @@ protected:
     dev::token_endpoint endpoint{{}, "unused", log};
     std::vector<std::string> failures;
     token_parameters parameters{
-        endpoint.get_url(),
-        "developer",
-        "developer-secret",
-        "hub.variables.provide",
-        [this](authentication_failed const& error) {
+        .client_name = "boiler",
+        .endpoint = endpoint.get_url(),
+        .client_id = "developer",
+        .secret = "developer-secret",
+        .scope = "hub.variables.provide",
+        .on_failure = [this](authentication_failed const& error) {
             failures.emplace_back(error.what());
         }};
     captured_stream error_stream{std::cerr};
@@ -87,6 +89,29 @@ TEST_F(token_callback, ends_the_line_of_a_transfer_failure_with_two_line_ends) {
         error_stream.flushed_text(),
         "Failed to receive new NATS authentication token: Authentication failed:\nEndpoint: "
             + endpoint.get_url() + "\nCURL call failed, returned 7\n\n");
+}
+
+TEST_F(token_callback, reports_a_failure_with_the_name_of_its_client) {
+    std::vector<std::string> reports;
+    set_diagnostics_callback(
+        [](diagnostic const& report, void* user_data) {
+            EXPECT_EQ(report.severity, diagnostic_severity::error);
+            static_cast<std::vector<std::string>*>(user_data)->push_back(
+                std::string{report.client_name}.append(": ").append(report.text));
+        },
+        &reports);
+    endpoint.stop_listening();
+
+    EXPECT_EQ(nats_token_callback(&parameters), nullptr);
+    set_diagnostics_callback(nullptr, nullptr);
+
+    EXPECT_THAT(
+        reports,
+        ElementsAre(
+            "boiler: Failed to receive new NATS authentication token: Authentication failed:\n"
+            "Endpoint: "
+            + endpoint.get_url() + "\nCURL call failed, returned 7"));
+    EXPECT_EQ(error_stream.text(), "");
 }
 
 TEST_F(token_callback, needs_nobody_to_tell_a_failure) {

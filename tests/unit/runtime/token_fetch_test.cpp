@@ -38,7 +38,13 @@ constexpr char const* granted = R"({"access_token":"abc","token_type":"Bearer"})
 class token_fetch : public testing::Test {
 protected:
     static token_parameters parameters(std::string endpoint) {
-        return {std::move(endpoint), "developer", "developer-secret", "hub.variables.provide", {}};
+        return {
+            .client_name = "boiler",
+            .endpoint = std::move(endpoint),
+            .client_id = "developer",
+            .secret = "developer-secret",
+            .scope = "hub.variables.provide",
+            .on_failure = {}};
     }
 
     // The message for an endpoint that could not be used.
