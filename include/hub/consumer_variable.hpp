@@ -105,7 +105,7 @@ public:
     std::ostream& to_str(std::ostream& os) const CORVEL_HUB_EXCLUDES(m_mutex);
 
 private:
-    friend class consumer_variable_set; // makes all of a definition together
+    friend class consumer_variable_set; // creates all of a definition together, applies items
     friend class provider_connection;   // applies received items
 
     struct consumer_variable_construction_enabler;
@@ -117,6 +117,7 @@ private:
     variable_value m_value CORVEL_HUB_GUARDED_BY(m_mutex);
     timestamp m_last_publish_timestamp CORVEL_HUB_GUARDED_BY(m_mutex){};
     std::uint64_t m_update_count CORVEL_HUB_GUARDED_BY(m_mutex) = 0;
+    std::uint64_t m_latest_event CORVEL_HUB_GUARDED_BY(m_mutex) = 0; // that touched the variable
 
     std::string const m_path; // last, as it is the one thing that an update does not touch
 
@@ -124,10 +125,28 @@ private:
         variable_id id, std::string path, variable_value& value, variable_permissions permissions);
     ~consumer_variable() = default;
 
-    // Applies one received item: the quality, then the value, which is kept when there is none.
-    void apply(variable_quality quality, std::optional<variable_value> const& value, timestamp when)
-        CORVEL_HUB_EXCLUDES(m_mutex);
-    void replace_value(variable_value const& value, timestamp when) CORVEL_HUB_REQUIRES(m_mutex);
+    // Applies one item of a change event: the quality, then the value, which stays if there is none.
+    // Event numbers begin at 1; 0 stands for no event.
+    CORVEL_HUB_INTERNAL void apply_event(
+        variable_quality quality,
+        std::optional<variable_value> const& value,
+        timestamp when,
+        std::uint64_t event_number) CORVEL_HUB_EXCLUDES(m_mutex);
+
+    // Applies one item of a read reply likewise, unless an event later than
+    // `latest_event_at_request` has updated the variable and the item is older than that update:
+    // then nothing changes.
+    CORVEL_HUB_INTERNAL void apply_reply(
+        variable_quality quality,
+        std::optional<variable_value> const& value,
+        timestamp when,
+        std::uint64_t latest_event_at_request) CORVEL_HUB_EXCLUDES(m_mutex);
+
+    CORVEL_HUB_INTERNAL void replace_item(
+        variable_quality quality, std::optional<variable_value> const& value, timestamp when)
+        CORVEL_HUB_REQUIRES(m_mutex);
+    CORVEL_HUB_INTERNAL void replace_value(variable_value const& value, timestamp when)
+        CORVEL_HUB_REQUIRES(m_mutex);
 };
 
 /// Writes consumer_variable::to_str().

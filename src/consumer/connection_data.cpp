@@ -67,7 +67,7 @@ void provider_connection::impl::apply_read_reply(
     for (std::size_t position = 0; position < received.size(); ++position) {
         received.decode_item(position, item);
         find_variable(variables, item.id, "read_variables()")
-            .apply(item.quality, item.value, item.when);
+            .apply_reply(item.quality, item.value, item.when, 0);
     }
 }
 
@@ -204,7 +204,7 @@ void provider_connection::impl::deserialize_variable_update(nats_message const& 
     for (std::size_t position = 0; position < received->size(); ++position) {
         received->decode_item(position, item);
         find_variable(*variables, item.id, "deserialize_variable_update()")
-            .apply(item.quality, item.value, item.when);
+            .apply_event(item.quality, item.value, item.when, 0);
         if (listener.function != nullptr) {
             changed.push_back(item.id);
         }

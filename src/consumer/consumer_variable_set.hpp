@@ -8,7 +8,9 @@
 #include <hub/provider_connection.hpp>
 
 #include <cstddef>
+#include <cstdint>
 #include <memory>
+#include <optional>
 #include <string>
 #include <string_view>
 
@@ -56,6 +58,30 @@ public:
     static std::shared_ptr<consumer_variable_map> map_of(
         std::shared_ptr<consumer_variable_set> const& variables) {
         return {variables, variables ? &variables->m_map : nullptr};
+    }
+
+    /// Applies an item of the change event with this number; the first event has the number 1.
+    static void apply_event(
+        consumer_variable& variable,
+        variable_quality quality,
+        std::optional<variable_value> const& value,
+        timestamp when,
+        std::uint64_t event_number) {
+        variable.apply_event(quality, value, when, event_number);
+    }
+
+    /// Applies an item of a read reply. Changes nothing where an event that came after the request
+    /// has brought something newer.
+    ///
+    /// @param latest_event_at_request  The number of the latest event before the request was sent;
+    ///                                 0 if there was none.
+    static void apply_reply(
+        consumer_variable& variable,
+        variable_quality quality,
+        std::optional<variable_value> const& value,
+        timestamp when,
+        std::uint64_t latest_event_at_request) {
+        variable.apply_reply(quality, value, when, latest_event_at_request);
     }
 
 private:

@@ -6,6 +6,7 @@
 #include <hub/incompatible_data_type.hpp>
 #include <hub/variable_read_only.hpp>
 
+#include <algorithm>
 #include <utility>
 
 namespace arvenhold::corvel::hub {
@@ -68,9 +69,30 @@ void consumer_variable::replace_value(variable_value const& value, timestamp whe
     ++m_update_count;
 }
 
-void consumer_variable::apply(
-    variable_quality quality, std::optional<variable_value> const& value, timestamp when) {
+void consumer_variable::apply_event(
+    variable_quality quality,
+    std::optional<variable_value> const& value,
+    timestamp when,
+    std::uint64_t event_number) {
     std::scoped_lock const lock{m_mutex};
+    m_latest_event = std::max(m_latest_event, event_number);
+    replace_item(quality, value, when);
+}
+
+void consumer_variable::apply_reply(
+    variable_quality quality,
+    std::optional<variable_value> const& value,
+    timestamp when,
+    std::uint64_t latest_event_at_request) {
+    std::scoped_lock const lock{m_mutex};
+    if (m_latest_event > latest_event_at_request && when < m_last_publish_timestamp) {
+        return; // The provider wrote the reply before it sent that event.
+    }
+    replace_item(quality, value, when);
+}
+
+void consumer_variable::replace_item(
+    variable_quality quality, std::optional<variable_value> const& value, timestamp when) {
     m_quality = quality;
     if (value) {
         replace_value(*value, when);

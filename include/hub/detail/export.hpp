@@ -6,5 +6,5 @@
 /// Marks a class as visible outside the shared library; everything else is built hidden.
 #define CORVEL_HUB_API __attribute__((visibility("default")))
 
-/// Takes a class that is nested in a visible one back out of sight.
+/// Hides a nested class or a private function of a visible class again.
 #define CORVEL_HUB_INTERNAL __attribute__((visibility("hidden")))

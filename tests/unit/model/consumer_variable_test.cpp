@@ -1,6 +1,7 @@
 // SPDX-FileCopyrightText: 2026 Arvenhold
 // SPDX-License-Identifier: Apache-2.0
 
+#include "consumer/consumer_variable_set.hpp"
 #include "support/dump.hpp"
 #include "support/thrown_message.hpp"
 #include <hub/consumer_variable.hpp>
@@ -14,6 +15,7 @@
 #include <cstdint>
 #include <iomanip>
 #include <memory>
+#include <optional>
 #include <sstream>
 #include <string>
 #include <tuple>
@@ -235,6 +237,144 @@ TEST(local_value, can_be_set_after_a_refusal) {
     variable->set_value(2.5, at_noon);
 
     EXPECT_EQ(variable->get_value(), variable_value{2.5});
+}
+
+constexpr auto at_one = at_noon + std::chrono::hours{1};
+constexpr auto at_two = at_noon + std::chrono::hours{2};
+
+// A variable that events and read replies update. The request for every reply here was sent after
+// the third event.
+class received_item : public testing::Test {
+protected:
+    static constexpr std::uint64_t latest_event_at_request = 3;
+
+    std::shared_ptr<consumer_variable> variable = new_variable(1.5);
+
+    void event(
+        std::uint64_t number,
+        std::optional<variable_value> const& value,
+        timestamp when,
+        variable_quality quality = variable_quality::good) {
+        consumer_variable_set::apply_event(*variable, quality, value, when, number);
+    }
+
+    void reply(
+        std::optional<variable_value> const& value,
+        timestamp when,
+        variable_quality quality = variable_quality::uncertain) {
+        consumer_variable_set::apply_reply(
+            *variable, quality, value, when, latest_event_at_request);
+    }
+
+    void expect(
+        variable_value const& value,
+        variable_quality quality,
+        timestamp when,
+        std::uint64_t update_count) {
+        EXPECT_EQ(variable->get_value_with_timestamp(), (std::tuple{value, when}));
+        EXPECT_EQ(variable->get_quality(), quality);
+        EXPECT_EQ(variable->get_update_count(), update_count);
+    }
+};
+
+TEST_F(received_item, of_an_event_replaces_quality_value_and_time) {
+    event(1, 2.5, at_one, variable_quality::uncertain);
+
+    expect(2.5, variable_quality::uncertain, at_one, 1);
+}
+
+TEST_F(received_item, of_an_event_is_applied_even_if_it_is_older) {
+    event(1, 2.5, at_one);
+
+    event(2, 3.5, at_noon);
+
+    expect(3.5, variable_quality::good, at_noon, 2);
+}
+
+TEST_F(received_item, without_a_value_leaves_the_stored_one) {
+    event(1, std::nullopt, at_noon, variable_quality::bad);
+    expect(1.5, variable_quality::bad, at_noon, 1);
+
+    reply(std::nullopt, at_one);
+    expect(1.5, variable_quality::uncertain, at_one, 2);
+}
+
+TEST_F(received_item, of_a_reply_replaces_quality_value_and_time) {
+    reply(2.5, at_one);
+
+    expect(2.5, variable_quality::uncertain, at_one, 1);
+}
+
+TEST_F(received_item, of_an_older_reply_changes_nothing_after_an_event_since_the_request) {
+    event(4, 2.5, at_two);
+
+    reply(3.5, at_one);
+
+    expect(2.5, variable_quality::good, at_two, 1);
+}
+
+TEST_F(received_item, of_an_older_reply_without_a_value_changes_nothing_either) {
+    event(4, 2.5, at_two);
+
+    reply(std::nullopt, at_one);
+
+    expect(2.5, variable_quality::good, at_two, 1);
+}
+
+TEST_F(received_item, of_an_older_reply_does_not_undo_an_event_without_a_value) {
+    event(4, std::nullopt, at_two, variable_quality::bad);
+
+    reply(3.5, at_one);
+
+    expect(1.5, variable_quality::bad, at_two, 1);
+}
+
+TEST_F(received_item, of_an_older_reply_replaces_what_an_event_before_the_request_brought) {
+    event(3, 2.5, at_two);
+
+    reply(3.5, at_one);
+
+    expect(3.5, variable_quality::uncertain, at_one, 2);
+}
+
+TEST_F(received_item, of_an_older_reply_replaces_what_was_there_before_any_event) {
+    variable->update_value(2.5, at_two);
+
+    reply(3.5, at_one);
+
+    expect(3.5, variable_quality::uncertain, at_one, 2);
+}
+
+TEST_F(received_item, of_a_reply_with_the_time_of_the_event_is_applied) {
+    event(4, 2.5, at_one);
+
+    reply(3.5, at_one);
+
+    expect(3.5, variable_quality::uncertain, at_one, 2);
+}
+
+TEST_F(received_item, of_a_newer_reply_is_applied) {
+    event(4, 2.5, at_one);
+
+    reply(3.5, at_two);
+
+    expect(3.5, variable_quality::uncertain, at_two, 2);
+}
+
+TEST_F(received_item, of_an_event_that_is_applied_late_hides_no_later_one) {
+    event(4, 2.5, at_two);
+    event(2, 3.5, at_two);
+
+    reply(4.5, at_one);
+
+    expect(3.5, variable_quality::good, at_two, 2);
+}
+
+TEST_F(received_item, of_another_type_is_refused_by_events_and_replies) {
+    EXPECT_THROW(event(1, true, at_noon), incompatible_data_type);
+    EXPECT_THROW(reply(true, at_noon), incompatible_data_type);
+
+    EXPECT_EQ(variable->get_value_with_timestamp(), (std::tuple{variable_value{1.5}, timestamp{}}));
 }
 
 class consumer_variable_dump : public testing::Test {
