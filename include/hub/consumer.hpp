@@ -46,6 +46,8 @@ using providers_changed_callback = void (*)(
 /// operation may be running or be called then.
 class CORVEL_HUB_API consumer {
 public:
+    class impl; // the library's own, defined in none of its public headers
+
     /// Does not connect.
     ///
     /// @param name               The consumer's name on the hub. It becomes part of a NATS subject;
@@ -130,8 +132,6 @@ public:
 
 private:
     friend class provider_connection; // shares the session
-
-    class impl;
 
     std::shared_ptr<impl> const m_impl;
 };

@@ -55,6 +55,8 @@ using variables_written_callback = void (*)(
 /// be called then.
 class CORVEL_HUB_API provider {
 public:
+    class impl; // the library's own, defined in none of its public headers
+
     /// Does not connect.
     ///
     /// @param id  The provider's identifier on the hub. It becomes part of NATS subjects and is not
@@ -178,8 +180,6 @@ public:
 
 private:
     friend class variable_list; // takes the link
-
-    class impl;
 
     std::shared_ptr<impl> const m_impl;
 

@@ -72,6 +72,8 @@ using connection_event_callback =
 /// All operations may be called from any thread and from any callback.
 class CORVEL_HUB_API provider_connection {
 public:
+    class impl; // the library's own, defined in none of its public headers
+
     /// Makes a connection that `owner` does not keep; consumer::attach_to_provider() is the usual
     /// way. Exceptions and blocking are those of attach_to_provider().
     ///
@@ -193,8 +195,6 @@ private:
     friend class consumer; // tells what happens to the provider
 
     struct provider_connection_construction_enabler;
-
-    class impl;
 
     std::unique_ptr<impl> const m_impl;
 

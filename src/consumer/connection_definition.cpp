@@ -20,7 +20,7 @@ void provider_connection::impl::request_provider_definition() {
     message_builder request{initial_builder_size};
     serialize_provider_definition_request(request);
     auto const reply = request_or_fault(
-        m_definition_query_subject, finished_bytes(request), operation_name::request_definition);
+        operation_name::request_definition, m_definition_query_subject, finished_bytes(request));
     try {
         deserialize_provider_definition(reply, false);
         update_all_variables();
@@ -31,8 +31,8 @@ void provider_connection::impl::request_provider_definition() {
 }
 
 void provider_connection::impl::deserialize_provider_definition(
-    nats_message const& message, bool is_event) {
-    payload const data{bytes_of(message)};
+    received_message const& message, bool is_event) {
+    payload const data{message.bytes()};
     if (!is_event) {
         adopt(decode_definition_reply(data, context_for(operation_name::decode_definition)));
     } else if (
@@ -77,63 +77,52 @@ void provider_connection::impl::withdraw_definition() {
     }
 }
 
-void provider_connection::impl::recv_definition_changed_sub_handler(
-    natsConnection* /*connection*/,
-    natsSubscription* /*subscription*/,
-    natsMsg* raw_message,
-    void* closure) {
-    nats_message const message{raw_message};
-    if (closure == nullptr) {
-        write_error_line({"Failed to process provider definition changed event: "
-                          "unable to resolve associated provider connection"});
-        return;
-    }
-    auto& self = *static_cast<provider_connection*>(closure)->m_impl;
-    if (!message) {
-        self.set_fault_state();
-        write_error_line({"Failed to process provider definition changed event: "
-                          "event message unavailable"});
-        return;
-    }
-    switch (self.get_state()) {
+void provider_connection::impl::recv_definition_changed_sub_handler(received_message message) {
+    switch (get_state()) {
     case provider_connection_state::connected:
-        self.take_definition_event(message);
+        adopt_definition_event(message);
         return;
     case provider_connection_state::provider_unavailable:
         return; // the definition is requested when the provider returns
     case provider_connection_state::disconnected:
     case provider_connection_state::faulted:
-        write_error_line({"Received a provider definition event, skipping it due to invalid "
-                          "provider connection state"});
+        report(
+            diagnostic_severity::error,
+            m_link.name,
+            {"Received a provider definition event, skipping it due to invalid provider "
+             "connection state"});
         return;
     }
 }
 
-void provider_connection::impl::take_definition_event(nats_message const& message) {
+void provider_connection::impl::adopt_definition_event(received_message const& message) {
     try {
         deserialize_provider_definition(message, true);
     } catch (serialization_fault const& fault) {
         set_fault_state();
-        write_error_line({fault.what()});
+        report(diagnostic_severity::error, m_link.name, {fault.what()});
         return;
     }
     if (!holds_definition()) {
-        write_error_line({"Received a provider definition event, but zero fingerprint or zero "
-                          "variable definitions were received"});
+        report(
+            diagnostic_severity::error,
+            m_link.name,
+            {"Received a provider definition event, but zero fingerprint or zero variable "
+             "definitions were received"});
         return;
     }
     try {
         update_all_variables();
     } catch (std::exception const& error) {
         set_fault_state();
-        write_error_line({error.what()});
+        report(diagnostic_severity::error, m_link.name, {error.what()});
         return;
     }
-    // Intended: told also when the definition was the one that is held.
-    auto const listener = get_event_listener();
-    if (listener.function != nullptr) {
-        listener.function(
-            provider_connection_event::definition_updated, m_self, listener.user_data);
+    // Intended: also when the definition was the one that is held.
+    auto const callback = get_event_callback();
+    if (callback.function != nullptr) {
+        callback.function(
+            provider_connection_event::definition_updated, m_self, callback.user_data);
     }
 }
 

@@ -3,9 +3,9 @@
 
 #pragma once
 
+#include "consumer/consumer_link.hpp"
 #include "protocol/builder.hpp"
 #include "runtime/nats_session.hpp"
-#include <hub/authentication_failed.hpp>
 #include <hub/consumer.hpp>
 #include <hub/detail/thread_annotations.hpp>
 
@@ -14,25 +14,14 @@
 #include <map>
 #include <memory>
 #include <mutex>
+#include <optional>
 #include <set>
 #include <string>
 #include <string_view>
+#include <utility>
 #include <vector>
 
 namespace arvenhold::corvel::hub {
-
-/// Why no connection to a provider can be made.
-inline constexpr std::string_view consumer_not_connected =
-    "cannot set up a connection with a provider: not currently connected to the corvel-hub";
-
-/// What a connection needs of its consumer. A copy of its own, so that the connection may outlive
-/// the consumer; the session is closed by then and refuses everything.
-struct consumer_link {
-    std::string name;
-    bool read_only = false;
-    std::shared_ptr<callback_gate> gate;
-    std::shared_ptr<nats_session> session; ///< Null when the consumer is not connected.
-};
 
 /// State and operations of a consumer. Shared by the consumer and, for the length of one call each,
 /// by callbacks of the NATS client.
@@ -84,45 +73,39 @@ public:
 
     // -- session ----------------------------------------------------------------------------------
 
+    static constexpr auto kind = client_kind::consumer;
+
+    std::string const& get_client_name() const;
+
     /// Ends a session, if there is one.
     static void destroy_connection(std::shared_ptr<nats_session> const& session);
 
-    /// Notes that no token could be fetched for a session. Takes no lock: the NATS client holds its
-    /// own meanwhile.
-    static void token_handler_failed_callback(
-        authentication_failed const& error, std::atomic<bool>& token_failed);
-
-    /// Requests the list of providers, after connecting and after every reconnect. Takes over the
-    /// mutex when it is `already_locked`; never holds it on return.
+    /// Requests the list of providers after a reconnect.
     ///
     /// @return whether the consumer is connected; it may have been disconnected meanwhile.
-    bool post_connect_handler(bool already_locked);
+    bool post_connect_handler() CORVEL_HUB_EXCLUDES(m_mutex);
 
-    static void nats_dcon_callback(natsConnection* connection, void* closure);
-    static void nats_recon_callback(natsConnection* connection, void* closure);
+    void nats_dcon_callback();
+    void nats_recon_callback();
 
     // -- list of providers ------------------------------------------------------------------------
 
     /// Returns the identifiers in a reply or an event.
     std::shared_ptr<identifier_set> deserialize_provider_list(
-        nats_message const& message, bool is_event) const;
+        received_message const& message, bool is_event) const;
 
-    static void recv_providers_sub_handler(
-        natsConnection* connection,
-        natsSubscription* subscription,
-        natsMsg* message,
-        void* closure);
+    void recv_providers_sub_handler(received_message message) CORVEL_HUB_EXCLUDES(m_mutex);
 
 private:
     using connection_map = std::map<std::string, std::shared_ptr<provider_connection>>;
 
-    struct providers_listener {
+    struct providers_callback {
         providers_changed_callback function = nullptr;
         void* user_data = nullptr;
     };
 
-    // The connections to tell about a new list.
-    struct presence_changes {
+    // The connections that a new list concerns.
+    struct availability_changes {
         std::vector<std::shared_ptr<provider_connection>> lost;
         std::vector<std::shared_ptr<provider_connection>> returned;
     };
@@ -131,7 +114,7 @@ private:
     consumer& m_self; // for callbacks and new connections; not used once shut_down() has returned
     std::string const m_name;
     bool const m_read_only;
-    providers_listener const m_listener;
+    providers_callback const m_providers_callback;
     std::string const m_providers_query_subject;
     std::string const m_providers_changed_subject;
     message_builder m_providers_query{initial_builder_size}; // finished in the constructor
@@ -151,24 +134,27 @@ private:
     std::shared_ptr<identifier_set> m_provider_identifiers
         CORVEL_HUB_GUARDED_BY(m_identifiers_mutex) = std::make_shared<identifier_set>();
 
-    // lifecycle.cpp
-    void open_session(session_settings settings, std::atomic<bool> const& token_failed)
-        CORVEL_HUB_REQUIRES(m_mutex);
-    void drop_session() CORVEL_HUB_REQUIRES(m_mutex);
-    nats_message request_provider_list(nats_session& session) const;
+    // consumer_lifecycle.cpp
+    void open_session(session_settings settings) CORVEL_HUB_REQUIRES(m_mutex);
+    void fetch_first_list() CORVEL_HUB_REQUIRES(m_mutex);
+    std::pair<std::shared_ptr<nats_session>, std::uint64_t> get_session_and_list_events()
+        CORVEL_HUB_EXCLUDES(m_mutex);
+    received_message request_provider_list(nats_session& session) const;
     std::shared_ptr<provider_connection> find_attached(std::string const& provider_id)
         CORVEL_HUB_EXCLUDES(m_mutex);
     std::shared_ptr<provider_connection> keep(
         std::string const& provider_id, std::shared_ptr<provider_connection> const& connection)
         CORVEL_HUB_EXCLUDES(m_mutex);
 
-    // provider_list.cpp
+    // consumer_provider_list.cpp
     void replace_identifiers(std::shared_ptr<identifier_set> identifiers)
         CORVEL_HUB_EXCLUDES(m_identifiers_mutex);
-    void take_provider_list_event(nats_message const& message, natsConnection const* source)
+    std::optional<availability_changes> adopt_list_event(
+        received_message const& message, std::shared_ptr<identifier_set> const& identifiers)
         CORVEL_HUB_EXCLUDES(m_mutex);
-    presence_changes record_presence(identifier_set const& identifiers)
+    availability_changes record_availability(identifier_set const& identifiers)
         CORVEL_HUB_REQUIRES(m_mutex);
+    void notify_connections(availability_changes const& changes);
 };
 
 } // namespace arvenhold::corvel::hub

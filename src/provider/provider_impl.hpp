@@ -5,9 +5,9 @@
 
 #include "model/provider_link.hpp"
 #include "protocol/builder.hpp"
+#include "protocol/definition_codec.hpp"
 #include "protocol/payload.hpp"
 #include "runtime/nats_session.hpp"
-#include <hub/authentication_failed.hpp>
 #include <hub/detail/thread_annotations.hpp>
 #include <hub/provider.hpp>
 
@@ -32,7 +32,8 @@ namespace arvenhold::corvel::hub {
 /// 2. The state lock is held over a call of the NATS client only in connect().
 /// 3. Session, list, definition message and fingerprint are replaced together, so that one
 ///    reference keeps what a thread uses without the lock.
-/// 4. A failure is recorded only if the session that it happened in is still the current one.
+/// 4. A session that was refused stays the current one, because it knows whether a token was
+///    missing; the provider is not connected then.
 class CORVEL_HUB_INTERNAL provider::impl : public provider_link,
                                            public std::enable_shared_from_this<impl> {
 public:
@@ -69,44 +70,35 @@ public:
 
     // -- session ----------------------------------------------------------------------------------
 
+    static constexpr auto kind = client_kind::provider;
+
+    std::string const& get_client_name() const;
+
     /// Ends a session, if there is one. Called without the state lock, which handlers that are
     /// running may want.
     static void destroy_connection(std::shared_ptr<nats_session> const& session);
 
-    /// Tells whether a session has failed. Each session has a mark of its own, so that a token
-    /// request that fails late fails no later session.
-    using failure_mark = std::atomic<bool>;
+    /// Announces what is registered, after connecting and after every reconnect.
+    void post_connect_handler() CORVEL_HUB_EXCLUDES(m_state_mutex);
 
-    /// Marks a session failed. Takes no lock: the NATS client holds its own meanwhile.
-    static void token_handler_failed_callback(
-        authentication_failed const& error, failure_mark& session_failed);
-
-    /// Announces what is registered, after connecting and after every reconnect. Takes over the
-    /// state mutex when it is `already_locked`; never holds it on return.
-    void post_connect_handler(bool already_locked);
-
-    static void nats_dcon_callback(natsConnection* connection, void* closure);
-    static void nats_recon_callback(natsConnection* connection, void* closure);
+    void nats_dcon_callback();
+    void nats_recon_callback();
 
     // -- registration -----------------------------------------------------------------------------
 
     /// Sends the definition message and waits for the registry's verdict.
     void publish_provider_definition() CORVEL_HUB_EXCLUDES(m_state_mutex, m_validity_mutex);
 
-    void deserialize_provider_definition_validity(
-        payload const& message, definition_fingerprint& fingerprint, bool& valid) const;
-    void deserialize_registry_state(payload const& message, bool& ready) const;
+    /// Lets every wait for a verdict look again. Called when a session ends, perhaps late: only the
+    /// waits of a session that is closed end.
+    void wake_waits() CORVEL_HUB_EXCLUDES(m_validity_mutex);
 
-    static void provider_definition_event_sub_handler(
-        natsConnection* connection,
-        natsSubscription* subscription,
-        natsMsg* message,
-        void* closure);
-    static void registry_state_event_sub_handler(
-        natsConnection* connection,
-        natsSubscription* subscription,
-        natsMsg* message,
-        void* closure);
+    definition_verdict deserialize_provider_definition_validity(payload const& message) const;
+    bool deserialize_registry_state(payload const& message) const; ///< Whether it is ready.
+
+    void provider_definition_event_sub_handler(received_message message)
+        CORVEL_HUB_EXCLUDES(m_state_mutex, m_validity_mutex);
+    void registry_state_event_sub_handler(received_message message);
 
     // -- publishing -------------------------------------------------------------------------------
 
@@ -130,16 +122,10 @@ public:
     std::optional<variable_write_command> deserialize_write_command(
         payload const& message, definition_fingerprint expected_fingerprint) const;
 
-    static void variable_read_request_sub_handler(
-        natsConnection* connection,
-        natsSubscription* subscription,
-        natsMsg* message,
-        void* closure);
-    static void variable_write_command_sub_handler(
-        natsConnection* connection,
-        natsSubscription* subscription,
-        natsMsg* message,
-        void* closure);
+    void variable_read_request_sub_handler(received_message message)
+        CORVEL_HUB_EXCLUDES(m_state_mutex);
+    void variable_write_command_sub_handler(received_message message)
+        CORVEL_HUB_EXCLUDES(m_state_mutex);
 
 private:
     using definition_message = std::shared_ptr<message_builder const>;
@@ -153,13 +139,7 @@ private:
     };
     using shared_snapshot = std::shared_ptr<snapshot const>;
 
-    // What ends a wait for the registry's verdict.
-    struct wait_counts {
-        std::uint64_t verdicts = 0;
-        std::uint64_t cancellations = 0;
-    };
-
-    struct write_listener {
+    struct write_callback {
         variables_written_callback function = nullptr;
         void* user_data = nullptr;
     };
@@ -184,49 +164,45 @@ private:
         m_definition_send_mutex; // keeps definitions on the wire in the order of registration
 
     std::mutex m_validity_mutex;
-    std::condition_variable m_verdict_arrived;
-    wait_counts m_wait_counts CORVEL_HUB_GUARDED_BY(m_validity_mutex);
+    std::condition_variable m_verdict_arrived; // or the session ends for which it is awaited
+    std::uint64_t m_verdicts CORVEL_HUB_GUARDED_BY(m_validity_mutex) = 0;
 
     std::mutex m_state_mutex CORVEL_HUB_ACQUIRED_AFTER(m_validity_mutex, m_definition_send_mutex);
     shared_snapshot m_current CORVEL_HUB_GUARDED_BY(m_state_mutex) = m_nothing; // never null
-    // The latest session's. Shared with its token handler, which must not take locks.
-    std::shared_ptr<failure_mark> m_failed CORVEL_HUB_GUARDED_BY(m_state_mutex) =
-        std::make_shared<failure_mark>(false);
-    definition_fingerprint m_reported_fingerprint CORVEL_HUB_GUARDED_BY(m_state_mutex) = 0;
-    bool m_definition_valid CORVEL_HUB_GUARDED_BY(m_state_mutex) = false;
-    write_listener m_write_listener CORVEL_HUB_GUARDED_BY(m_state_mutex);
+    definition_verdict m_verdict CORVEL_HUB_GUARDED_BY(m_state_mutex);          // the latest
+    write_callback m_write_callback CORVEL_HUB_GUARDED_BY(m_state_mutex);
 
     // lifecycle.cpp
     void open_session(session_settings settings) CORVEL_HUB_REQUIRES(m_state_mutex);
-    void subscribe_to_all() CORVEL_HUB_REQUIRES(m_state_mutex);
     std::shared_ptr<nats_session> forget_session() CORVEL_HUB_REQUIRES(m_state_mutex);
     shared_snapshot forget_current() CORVEL_HUB_REQUIRES(m_state_mutex);
+    bool has_failed() const CORVEL_HUB_REQUIRES(m_state_mutex);
     bool is_usable() const CORVEL_HUB_REQUIRES(m_state_mutex);
-    void mark_failed(std::shared_ptr<nats_session> const& session)
-        CORVEL_HUB_EXCLUDES(m_state_mutex);
     void require_usable(std::string_view operation) const CORVEL_HUB_REQUIRES(m_state_mutex);
     [[noreturn]] void throw_state_invalid(std::string_view detail) const;
     void change_current(snapshot replacement) CORVEL_HUB_REQUIRES(m_state_mutex);
-    shared_snapshot take_snapshot() CORVEL_HUB_EXCLUDES(m_state_mutex);
+    shared_snapshot get_snapshot() CORVEL_HUB_EXCLUDES(m_state_mutex);
 
     // registration.cpp
     static definition_message serialize_provider_definition(
         variable_list& list, definition_fingerprint fingerprint);
-    bool send_definition() CORVEL_HUB_EXCLUDES(m_state_mutex);
-    bool wait_for_verdict(std::chrono::steady_clock::time_point deadline, wait_counts const& seen)
-        CORVEL_HUB_REQUIRES(m_validity_mutex);
+    std::shared_ptr<nats_session> send_definition() CORVEL_HUB_EXCLUDES(m_state_mutex);
+    bool wait_for_verdict(
+        std::chrono::steady_clock::time_point deadline,
+        std::uint64_t verdicts_seen,
+        nats_session& session) CORVEL_HUB_REQUIRES(m_validity_mutex);
+    std::uint64_t get_verdicts() CORVEL_HUB_EXCLUDES(m_validity_mutex);
+
+    // registry_events.cpp
     void announce_verdict() CORVEL_HUB_EXCLUDES(m_validity_mutex);
-    wait_counts get_wait_counts() CORVEL_HUB_EXCLUDES(m_validity_mutex);
-    void cancel_waits() CORVEL_HUB_EXCLUDES(m_validity_mutex);
-    void take_verdict(nats_message const& message) CORVEL_HUB_EXCLUDES(m_state_mutex);
+    void count_verdict() CORVEL_HUB_REQUIRES(m_validity_mutex);
 
     // publishing.cpp
     shared_snapshot snapshot_for_publishing() CORVEL_HUB_EXCLUDES(m_state_mutex);
 
-    // serving.cpp
-    void answer_read_request(nats_message const& message, natsSubscription* subscription);
-    void take_write_command(nats_message const& message);
-    void tell_application(definition_fingerprint fingerprint, variable_write_command const& command)
+    // write_commands.cpp
+    void notify_application(
+        definition_fingerprint fingerprint, variable_write_command const& command)
         CORVEL_HUB_EXCLUDES(m_state_mutex);
 };
 

@@ -4,7 +4,6 @@
 #include "protocol/variables_codec.hpp"
 #include "provider/provider_impl.hpp"
 #include "runtime/operation_names.hpp"
-#include <hub/connection_failed.hpp>
 #include <hub/provider_variable.hpp>
 #include <hub/variable_list.hpp>
 
@@ -15,17 +14,8 @@ void provider::impl::publish(timestamp when) {
     message_builder builder{initial_builder_size, &memory};
     auto const current = snapshot_for_publishing();
     serialize_publish_variables(builder, when, current->fingerprint, current->list);
-    auto const status = current->session->publish(m_change_event_subject, finished_bytes(builder));
-    if (status != NATS_OK) {
-        mark_failed(current->session);
-        throw connection_failed::on_subject(
-            client_kind::provider,
-            m_identifier,
-            operation_name::publish_updated_variables,
-            status,
-            text_of(status),
-            m_change_event_subject);
-    }
+    current->session->publish(
+        operation_name::publish_updated_variables, m_change_event_subject, finished_bytes(builder));
 }
 
 provider::impl::shared_snapshot provider::impl::snapshot_for_publishing() {
@@ -33,9 +23,6 @@ provider::impl::shared_snapshot provider::impl::snapshot_for_publishing() {
     require_usable(operation_name::publish_variables);
     if (!m_registered) {
         throw_state_invalid("cannot publish, no provider definition registered");
-    }
-    if (!m_current->list) {
-        throw_state_invalid("cannot publish, don't have a variable list");
     }
     return m_current;
 }
@@ -73,9 +60,6 @@ void provider::impl::force_publish_all(timestamp when) {
         require_usable(operation_name::force_publish_variables);
         if (!m_registered) {
             throw_state_invalid("cannot force-publish, no provider definition registered");
-        }
-        if (!m_current->list) {
-            throw_state_invalid("cannot force-publish, don't have a variable list");
         }
         m_current->list->mark_all_variables_pending();
     }

@@ -18,10 +18,10 @@ struct callback_target {
     std::weak_ptr<void> object;
 };
 
-// Every registration of the process. Numbers are never given twice.
+// Every registration of the process. A number is never used again.
 class callback_registry {
 public:
-    void* add(callback_target target) {
+    void* add(callback_target target) CORVEL_HUB_EXCLUDES(m_mutex) {
         std::scoped_lock const lock{m_mutex};
         ++m_last_number;
         // NOLINTNEXTLINE(*-reinterpret-cast, performance-no-int-to-ptr): a number, never followed
@@ -30,12 +30,12 @@ public:
         return closure;
     }
 
-    void remove(void* closure) {
+    void remove(void* closure) CORVEL_HUB_EXCLUDES(m_mutex) {
         std::scoped_lock const lock{m_mutex};
         m_targets.erase(closure);
     }
 
-    callback_target find(void* closure) {
+    callback_target find(void* closure) CORVEL_HUB_EXCLUDES(m_mutex) {
         std::scoped_lock const lock{m_mutex};
         auto const found = m_targets.find(closure);
         return found == m_targets.end() ? callback_target{} : found->second;
@@ -43,8 +43,8 @@ public:
 
 private:
     std::mutex m_mutex;
-    std::unordered_map<void*, callback_target> m_targets;
-    std::uintptr_t m_last_number = 0;
+    std::unordered_map<void*, callback_target> m_targets CORVEL_HUB_GUARDED_BY(m_mutex);
+    std::uintptr_t m_last_number CORVEL_HUB_GUARDED_BY(m_mutex) = 0;
 };
 
 callback_registry& registry() {
@@ -69,19 +69,28 @@ void callback_gate::leave() {
     m_left.notify_all();
 }
 
-void callback_gate::shut() {
+// Not analysed: the lock is lent to the wait.
+void callback_gate::shut() CORVEL_HUB_NO_THREAD_SAFETY_ANALYSIS {
     int own = 0;
     for (auto const* entry = callback_entry::innermost_; entry != nullptr; entry = entry->m_outer) {
         own += entry->m_gate.get() == this ? 1 : 0;
     }
     std::unique_lock lock{m_mutex};
     m_shut = true;
-    m_left.wait(lock, [this, own] { return m_inside <= own; });
+    while (m_inside > own) {
+        m_left.wait(lock);
+    }
+}
+
+bool callback_gate::is_shut() {
+    std::scoped_lock const lock{m_mutex};
+    return m_shut;
 }
 
 callback_registration::callback_registration(
     std::shared_ptr<callback_gate> gate, std::weak_ptr<void> target)
-    : m_closure{registry().add({std::move(gate), std::move(target)})} {}
+    : m_gate{std::move(gate)}
+    , m_closure{registry().add({m_gate, std::move(target)})} {}
 
 callback_registration::~callback_registration() {
     withdraw();
@@ -89,6 +98,10 @@ callback_registration::~callback_registration() {
 
 void* callback_registration::closure() const {
     return m_closure;
+}
+
+std::shared_ptr<callback_gate> const& callback_registration::gate() const {
+    return m_gate;
 }
 
 void callback_registration::withdraw() {

@@ -3,9 +3,12 @@
 
 #pragma once
 
+#include <hub/detail/thread_annotations.hpp>
+
 #include <condition_variable>
 #include <memory>
 #include <mutex>
+#include <utility>
 
 namespace arvenhold::corvel::hub {
 
@@ -13,9 +16,9 @@ namespace arvenhold::corvel::hub {
 // is therefore given a number as the closure, never an address: the number is looked up, and the
 // callback is turned away when the object has withdrawn it.
 //
-// 1. A callback that was let in keeps its object alive until it is through.
+// 1. A callback that was let in keeps its object alive until it returns.
 // 2. An object's gate counts the callbacks inside. Shutting the gate turns new ones away and waits
-//    for those of other threads, so that afterwards the application's data may go too.
+//    for those of other threads, so that afterwards the application's data may be destroyed too.
 // 3. Nothing here calls foreign code while holding a lock.
 
 /// Admits callbacks until it is shut. Shared by all callbacks of one provider or one consumer.
@@ -28,18 +31,22 @@ public:
 
     /// Turns further callbacks away, then waits until no other thread is inside one. The calling
     /// thread may be inside.
-    void shut();
+    void shut() CORVEL_HUB_EXCLUDES(m_mutex);
+
+    /// Returns whether shut() has been called: a callback that is inside must not use the
+    /// application's object any more.
+    bool is_shut() CORVEL_HUB_EXCLUDES(m_mutex);
 
 private:
     friend class callback_entry;
 
     std::mutex m_mutex;
     std::condition_variable m_left;
-    int m_inside = 0;
-    bool m_shut = false;
+    int m_inside CORVEL_HUB_GUARDED_BY(m_mutex) = 0;
+    bool m_shut CORVEL_HUB_GUARDED_BY(m_mutex) = false;
 
-    bool enter();
-    void leave();
+    bool enter() CORVEL_HUB_EXCLUDES(m_mutex);
+    void leave() CORVEL_HUB_EXCLUDES(m_mutex);
 };
 
 /// The right of an object to be called back, from construction until it is withdrawn.
@@ -55,15 +62,27 @@ public:
     /// Returns what the NATS client is given as the closure.
     void* closure() const;
 
+    /// Returns the gate that counts the callbacks.
+    std::shared_ptr<callback_gate> const& gate() const;
+
     /// Ends the right; callbacks that were let in go on. Does nothing if it has ended. May be
     /// called from any thread.
     void withdraw();
 
 private:
+    std::shared_ptr<callback_gate> const m_gate;
     void* const m_closure;
 };
 
-/// One callback on its way through, on the stack of the thread that the NATS client calls from.
+/// The same for an object of a given class, so that its handlers get what they expect.
+template <class Owner>
+class callback_registration_of : public callback_registration {
+public:
+    callback_registration_of(std::shared_ptr<callback_gate> gate, std::weak_ptr<Owner> owner)
+        : callback_registration{std::move(gate), std::move(owner)} {}
+};
+
+/// One callback while it runs, on the stack of the thread that the NATS client calls from.
 class callback_entry {
 public:
     explicit callback_entry(void* closure);

@@ -143,12 +143,4 @@ void report(
     }
 }
 
-void write_error_line(std::initializer_list<std::string_view> pieces) noexcept {
-    report(diagnostic_severity::error, {}, pieces);
-}
-
-void write_output_line(std::initializer_list<std::string_view> pieces) noexcept {
-    report(diagnostic_severity::information, {}, pieces);
-}
-
 } // namespace arvenhold::corvel::hub

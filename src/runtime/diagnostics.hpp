@@ -25,10 +25,4 @@ void report(
     std::string_view client_name,
     std::initializer_list<std::string_view> pieces) noexcept;
 
-/// Reports an error of no particular client.
-void write_error_line(std::initializer_list<std::string_view> pieces) noexcept;
-
-/// Reports information of no particular client.
-void write_output_line(std::initializer_list<std::string_view> pieces) noexcept;
-
 } // namespace arvenhold::corvel::hub

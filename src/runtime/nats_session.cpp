@@ -3,13 +3,14 @@
 
 #include "runtime/nats_session.hpp"
 
+#include "protocol/subjects.hpp"
 #include "runtime/callback_boundary.hpp"
+#include "runtime/operation_names.hpp"
 #include "runtime/token_callback.hpp"
+#include <hub/authentication_failed.hpp>
+#include <hub/connection_failed.hpp>
 
-#include <algorithm>
-#include <iterator>
 #include <limits>
-#include <utility>
 
 namespace arvenhold::corvel::hub {
 
@@ -18,13 +19,14 @@ namespace {
 constexpr std::chrono::milliseconds reply_flush_limit{500};
 
 // The NATS client counts bytes with an int, and takes a negative number for an empty message.
-constexpr std::size_t greatest_message = std::numeric_limits<int>::max();
+constexpr std::size_t maximum_message_size = std::numeric_limits<int>::max();
 
 char const* token_entrance(void* closure) noexcept {
     callback_entry const entry{closure};
     char const* token = nullptr;
-    if (entry.target() != nullptr) {
-        at_callback_boundary([&] { token = nats_token_callback(entry.target()); });
+    if (auto const* const parameters = static_cast<token_parameters const*>(entry.target())) {
+        at_callback_boundary(
+            parameters->client_name, [&] { token = nats_token_callback(entry.target()); });
     }
     return token;
 }
@@ -37,30 +39,51 @@ char const* usable_url(std::string const& url) {
 } // namespace
 
 nats_session::nats_session(
-    session_settings settings, std::shared_ptr<callback_gate> gate, std::weak_ptr<void> owner)
+    session_settings settings,
+    connection_events events,
+    std::shared_ptr<callback_registration> owner)
     : m_settings{std::move(settings)}
-    , m_owner_callbacks{gate, std::move(owner)}
-    , m_token_callbacks{
-          std::move(gate), std::const_pointer_cast<token_parameters>(m_settings.token)} {}
+    , m_events{events}
+    , m_owner{std::move(owner)}
+    , m_token{std::make_shared<token_parameters>(token_parameters{
+          .client_name = m_settings.client_name,
+          .endpoint = m_settings.token_endpoint,
+          .client_id = m_settings.client_id,
+          .secret = m_settings.client_secret,
+          .scope = std::string{m_settings.scope},
+          .on_failure =
+              [failed = m_failed](authentication_failed const&) {
+                  *failed = true;
+              }})}
+    , m_token_callbacks{m_owner->gate(), m_token} {}
 
 nats_session::~nats_session() {
     close();
 }
 
-natsStatus nats_session::connect() {
+void nats_session::connect() {
     auto status = make_options();
-    if (status != NATS_OK) {
-        return status;
+    if (status == NATS_OK) {
+        natsConnection* connection = nullptr;
+        status = natsConnection_Connect(&connection, m_options.get());
+        m_connection.reset(connection);
     }
-    natsConnection* connection = nullptr;
-    status = natsConnection_Connect(&connection, m_options.get());
-    m_connection.reset(connection);
-    return status;
+    // A server that wants no token lets the client in although no token could be obtained.
+    if (status != NATS_OK || has_failed()) {
+        close();
+        throw connection_failed::while_connecting(
+            m_settings.kind,
+            m_settings.client_name,
+            operation_name::connect_to,
+            m_settings.server_url,
+            status,
+            text_of(status));
+    }
 }
 
 // Without options or a URL the NATS client would connect to a default server, so failing to make
 // these two counts; only connecting tells whether the rest is usable. A name that makes no inbox
-// prefix, because of a blank in it, say, leaves the default prefix in force, with which replies
+// prefix, because of a space in it, say, leaves the default prefix in force, with which replies
 // arrive all the same.
 natsStatus nats_session::make_options() {
     natsOptions* created = nullptr;
@@ -71,12 +94,11 @@ natsStatus nats_session::make_options() {
     }
     status = natsOptions_SetURL(created, usable_url(m_settings.server_url));
     natsOptions_SetName(created, m_settings.client_name.c_str());
-    natsOptions_SetCustomInboxPrefix(created, m_settings.inbox_prefix.c_str());
+    natsOptions_SetCustomInboxPrefix(created, inbox_prefix(m_settings.client_name).c_str());
     natsOptions_SetTokenHandler(created, &token_entrance, m_token_callbacks.closure());
     natsOptions_SetAllowReconnect(created, true);
-    auto* const owner = m_owner_callbacks.closure();
-    natsOptions_SetReconnectedCB(created, m_settings.reconnected, owner);
-    natsOptions_SetDisconnectedCB(created, m_settings.disconnected, owner);
+    natsOptions_SetReconnectedCB(created, m_events.reconnected, m_owner->closure());
+    natsOptions_SetDisconnectedCB(created, m_events.disconnected, m_owner->closure());
     // An environment variable could merge all handlers into one thread; the one that waits for the
     // registry's verdict would then keep the verdict from arriving.
     natsOptions_UseGlobalMessageDelivery(created, false);
@@ -86,56 +108,118 @@ natsStatus nats_session::make_options() {
     return status;
 }
 
-subscribe_outcome nats_session::subscribe(
-    std::string const& subject, natsMsgHandler handler, void* closure) {
-    subscribe_outcome outcome;
-    outcome.status = natsConnection_Subscribe(
-        &outcome.subscription, m_connection.get(), subject.c_str(), handler, closure);
-    if (outcome.status == NATS_OK) {
-        nats_subscription subscription{outcome.subscription};
-        std::scoped_lock const lock{m_mutex};
-        m_subscriptions.emplace_back(std::move(subscription));
-    }
-    return outcome;
-}
-
-subscribe_outcome nats_session::subscribe(std::string const& subject, natsMsgHandler handler) {
-    return subscribe(subject, handler, m_owner_callbacks.closure());
-}
-
-void nats_session::unsubscribe(natsSubscription* subscription) {
-    std::shared_ptr<natsSubscription> ended;
-    {
-        std::scoped_lock const lock{m_mutex};
-        auto const found = std::find_if(
-            m_subscriptions.begin(), m_subscriptions.end(), [subscription](auto const& candidate) {
-                return candidate.get() == subscription;
-            });
-        if (found == m_subscriptions.end()) {
-            return;
+void nats_session::subscribe(
+    subscription_kind const& kind,
+    std::string const& subject,
+    natsMsgHandler entrance,
+    void* closure) {
+    natsSubscription* created = nullptr;
+    auto const status =
+        natsConnection_Subscribe(&created, m_connection.get(), subject.c_str(), entrance, closure);
+    nats_subscription subscription{created};
+    if (status != NATS_OK) {
+        *m_failed = true;
+        if (kind.failure_names_subject) {
+            throw failure(kind.operation, status, subject);
         }
-        ended = std::move(*found);
-        m_subscriptions.erase(found);
+        throw connection_failed::without_subject(
+            m_settings.kind, m_settings.client_name, kind.operation, status, text_of(status));
     }
-    natsSubscription_Unsubscribe(ended.get());
     std::scoped_lock const lock{m_mutex};
-    m_parked.push_back(std::move(ended));
+    m_subscriptions.push_back({.owner = closure, .handle = std::move(subscription)});
 }
 
-natsStatus nats_session::publish(std::string const& subject, std::string_view bytes) {
-    if (bytes.size() > greatest_message) {
+void nats_session::unsubscribe(callback_registration& owner) {
+    owner.withdraw();
+    end_subscriptions(owner.closure());
+}
+
+// Ends the subscriptions of one owner, or all of them for null. Needs no memory, so that a session
+// can always be closed.
+void nats_session::end_subscriptions(void const* owner) {
+    while (auto const subscription = begin_ending(owner)) {
+        natsSubscription_Unsubscribe(subscription.get());
+        park(subscription);
+    }
+}
+
+std::shared_ptr<natsSubscription> nats_session::begin_ending(void const* owner) {
+    std::scoped_lock const lock{m_mutex};
+    for (auto& subscription : m_subscriptions) {
+        if (subscription.stage == subscription_stage::open
+            && (owner == nullptr || subscription.owner == owner)) {
+            subscription.stage = subscription_stage::ending;
+            return subscription.handle;
+        }
+    }
+    return nullptr;
+}
+
+void nats_session::park(std::shared_ptr<natsSubscription> const& ended) {
+    std::scoped_lock const lock{m_mutex};
+    for (auto& subscription : m_subscriptions) {
+        if (subscription.handle == ended) {
+            subscription.stage = subscription_stage::parked;
+        }
+    }
+}
+
+void nats_session::publish(
+    std::string_view operation, std::string const& subject, std::string_view bytes) {
+    auto const status = try_publish(subject, bytes);
+    if (status != NATS_OK) {
+        *m_failed = true;
+        throw failure(operation, status, subject);
+    }
+}
+
+natsStatus nats_session::try_publish(std::string const& subject, std::string_view bytes) {
+    if (bytes.size() > maximum_message_size) {
         return NATS_MAX_PAYLOAD;
     }
     return natsConnection_Publish(
         m_connection.get(), subject.c_str(), bytes.data(), static_cast<int>(bytes.size()));
 }
 
-request_outcome nats_session::request(std::string const& subject, std::string_view bytes) {
-    if (bytes.size() > greatest_message) {
-        return {NATS_MAX_PAYLOAD, nullptr};
+void nats_session::reply_to_read_request(received_message const& request, std::string_view bytes) {
+    auto const subject = request.reply_subject();
+    auto const status = try_publish(subject, bytes);
+    if (status != NATS_OK) {
+        *m_failed = true;
+        // Intended: nothing stands between the identifier and the text, and the reply's bytes are
+        // written as a string that ends at their first zero.
+        report(
+            diagnostic_severity::error,
+            m_settings.client_name,
+            {"Provider ",
+             m_settings.client_name,
+             "Failed to publish reply to read request (",
+             std::to_string(bytes.size()),
+             " bytes @",
+             bytes.substr(0, bytes.find('\0')),
+             ") to subject ",
+             subject,
+             ": NATS returns ",
+             std::to_string(status),
+             " = ",
+             text_of(status)});
+        return;
+    }
+    int queued = 0;
+    int queued_bytes = 0;
+    natsSubscription_GetPending(request.m_subscription, &queued, &queued_bytes);
+    if (queued == 0) {
+        flush(reply_flush_limit); // a failure shows with the next publication
+    }
+}
+
+received_message nats_session::request(
+    std::string_view operation, std::string const& subject, std::string_view bytes) {
+    if (bytes.size() > maximum_message_size) {
+        throw failure(operation, NATS_MAX_PAYLOAD, subject);
     }
     if (!begin_request()) {
-        return {NATS_CONNECTION_CLOSED, nullptr};
+        throw failure(operation, NATS_CONNECTION_CLOSED, subject);
     }
     natsMsg* reply = nullptr;
     auto const status = natsConnection_Request(
@@ -146,42 +230,66 @@ request_outcome nats_session::request(std::string const& subject, std::string_vi
         static_cast<int>(bytes.size()),
         request_time_limit.count());
     end_request();
-    return {status, nats_message{reply}};
-}
-
-natsStatus nats_session::flush(std::chrono::milliseconds limit) {
-    subscription_list parked;
-    {
-        std::scoped_lock const lock{m_mutex};
-        parked.swap(m_parked);
-    }
-    auto const status = natsConnection_FlushTimeout(m_connection.get(), limit.count());
+    received_message received{nats_message{reply}, m_connection.get()};
     if (status != NATS_OK) {
-        std::scoped_lock const lock{m_mutex};
-        std::move(parked.begin(), parked.end(), std::back_inserter(m_parked));
+        throw failure(operation, status, subject);
     }
-    // After a round trip the server knows that the parked subscriptions have ended, and everything
-    // that it sent before has been taken in: they may be destroyed here.
-    return status;
+    return received;
 }
 
-void nats_session::flush_when_idle(natsSubscription* subscription) {
-    int waiting = 0;
-    int waiting_bytes = 0;
-    natsSubscription_GetPending(subscription, &waiting, &waiting_bytes);
-    if (waiting == 0) {
-        static_cast<void>(flush(reply_flush_limit));
+bool nats_session::flush(std::chrono::milliseconds limit) {
+    subscription_list finished; // destroyed with no lock held
+    auto const number = begin_flush(finished);
+    auto const status = natsConnection_FlushTimeout(m_connection.get(), limit.count());
+    end_flush(number, status == NATS_OK, finished);
+    return status == NATS_OK;
+}
+
+// Marks what is parked now, and makes room for it.
+std::uint64_t nats_session::begin_flush(subscription_list& finished) {
+    std::scoped_lock const lock{m_mutex};
+    finished.reserve(m_subscriptions.size());
+    ++m_last_flush;
+    for (auto& subscription : m_subscriptions) {
+        if (subscription.stage == subscription_stage::parked && subscription.flush == 0) {
+            subscription.flush = m_last_flush;
+        }
     }
+    return m_last_flush;
+}
+
+// After a successful flush the server knows that the marked subscriptions have ended, and everything
+// that it sent before has been received: they may be destroyed.
+void nats_session::end_flush(std::uint64_t number, bool is_proof, subscription_list& finished) {
+    std::scoped_lock const lock{m_mutex};
+    for (auto& subscription : m_subscriptions) {
+        if (subscription.flush != number) {
+            continue;
+        }
+        subscription.flush = 0;
+        if (is_proof) {
+            finished.push_back(std::exchange(subscription, {}));
+        }
+    }
+    std::erase_if(m_subscriptions, [](auto const& subscription) { return !subscription.handle; });
+}
+
+void nats_session::begin_close() {
+    std::scoped_lock const lock{m_mutex};
+    m_closing = true;
 }
 
 void nats_session::close() {
-    m_owner_callbacks.withdraw();
+    m_owner->withdraw();
     m_token_callbacks.withdraw();
-    for (auto const& subscription : begin_closing()) {
-        natsSubscription_Unsubscribe(subscription.get());
-    }
+    begin_close();
+    end_subscriptions(nullptr);
     wait_for_requests();
     natsConnection_Close(m_connection.get());
+}
+
+bool nats_session::has_failed() const {
+    return *m_failed;
 }
 
 bool nats_session::sends_immediately() const {
@@ -190,8 +298,8 @@ bool nats_session::sends_immediately() const {
 
 // The NATS client keeps a connection for as long as a handler of it runs, so no other one has its
 // address meanwhile.
-bool nats_session::owns(natsConnection const* connection) const {
-    return m_connection.get() == connection;
+bool nats_session::has_received(received_message const& message) const {
+    return m_connection.get() == message.m_connection;
 }
 
 bool nats_session::is_closed() {
@@ -199,11 +307,10 @@ bool nats_session::is_closed() {
     return m_closing;
 }
 
-// From now on requests are refused. Returns the subscriptions to end.
-nats_session::subscription_list nats_session::begin_closing() {
-    std::scoped_lock const lock{m_mutex};
-    m_closing = true;
-    return m_subscriptions;
+connection_failed nats_session::failure(
+    std::string_view operation, natsStatus status, std::string_view subject) const {
+    return connection_failed::on_subject(
+        m_settings.kind, m_settings.client_name, operation, status, text_of(status), subject);
 }
 
 // Not analysed: the lock is lent to the wait.

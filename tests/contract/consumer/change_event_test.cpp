@@ -1,7 +1,6 @@
 // SPDX-FileCopyrightText: 2026 Arvenhold
 // SPDX-License-Identifier: Apache-2.0
 
-#include "hidden_handlers.hpp"
 #include "panel_test.hpp"
 #include "support/case_name.hpp"
 
@@ -132,21 +131,6 @@ TEST_F(change_event, is_skipped_by_a_faulted_connection) {
     EXPECT_THAT(journal.get(), IsEmpty());
 }
 
-TEST_F(change_event, is_skipped_by_a_disconnected_connection) {
-    connection->disconnect();
-
-    variables_changed_handler()(
-        nullptr,
-        nullptr,
-        nats.make_message({variables_changed, wire::change_event(0, {})}),
-        connection.get());
-
-    EXPECT_EQ(
-        error_output.flushed_text(),
-        "Received a variables changed event, skipping it due to invalid provider connection "
-        "state\n");
-}
-
 TEST_F(change_event, without_a_message_faults_the_connection) {
     nats.deliver_null(variables_changed);
 
@@ -155,20 +139,6 @@ TEST_F(change_event, without_a_message_faults_the_connection) {
         "Failed to process variables changed event: event message unavailable\n");
     EXPECT_EQ(connection->get_state(), state::faulted);
     EXPECT_THAT(qualities(*connection), Each(variable_quality::bad));
-}
-
-TEST_F(change_event, without_a_connection_is_reported_and_released) {
-    auto const* const unresolved = "Failed to process variables changed event: unable to resolve "
-                                   "associated provider connection\n";
-
-    variables_changed_handler()(
-        nullptr, nullptr, nats.make_message({variables_changed, ""}), nullptr);
-
-    EXPECT_EQ(error_output.flushed_text(), unresolved);
-
-    variables_changed_handler()(nullptr, nullptr, nullptr, nullptr);
-
-    EXPECT_EQ(error_output.flushed_text(), std::string{unresolved} + unresolved);
 }
 
 struct malformed_change {

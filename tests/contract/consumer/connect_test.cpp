@@ -1,7 +1,6 @@
 // SPDX-FileCopyrightText: 2026 Arvenhold
 // SPDX-License-Identifier: Apache-2.0
 
-#include "hidden_handlers.hpp"
 #include "panel_test.hpp"
 #include "support/await.hpp"
 #include "support/case_name.hpp"
@@ -303,14 +302,6 @@ TEST_F(losing_the_connection, is_not_reported_before_the_consumer_was_connected)
     EXPECT_EQ(error_output.text(), "");
 }
 
-TEST_F(losing_the_connection, of_nobody_is_reported) {
-    disconnected_callback()(nullptr, nullptr);
-
-    EXPECT_EQ(
-        error_output.flushed_text(),
-        "consumer::nats_dcon_callback(): Received empty class instance\n");
-}
-
 class reconnecting : public panel_test {};
 
 TEST_F(reconnecting, fetches_the_list_again_and_tells_on_standard_output) {
@@ -432,15 +423,6 @@ TEST_F(reconnecting, prints_no_notice_when_the_consumer_is_disconnected_meanwhil
     disconnected.get();
     EXPECT_EQ(output.text(), "");
     EXPECT_EQ(error_output.text(), "");
-}
-
-TEST_F(reconnecting, of_nobody_is_reported) {
-    reconnected_callback()(nullptr, nullptr);
-
-    EXPECT_EQ(
-        error_output.flushed_text(),
-        "consumer::nats_recon_callback(): Received empty class instance\n");
-    EXPECT_EQ(output.text(), "");
 }
 
 class disconnecting : public panel_test {};

@@ -1,7 +1,6 @@
 // SPDX-FileCopyrightText: 2026 Arvenhold
 // SPDX-License-Identifier: Apache-2.0
 
-#include "hidden_handlers.hpp"
 #include "panel_test.hpp"
 #include "support/case_name.hpp"
 
@@ -308,23 +307,6 @@ TEST_F(definition_event, is_skipped_by_a_faulted_connection) {
     EXPECT_THAT(nats.calls(), IsEmpty());
 }
 
-TEST_F(definition_event, is_skipped_by_a_disconnected_connection) {
-    auto const connection = attach();
-    connection->disconnect();
-
-    definition_changed_handler()(
-        nullptr,
-        nullptr,
-        nats.make_message({definition_changed, new_definition}),
-        connection.get());
-
-    EXPECT_EQ(
-        error_output.flushed_text(),
-        "Received a provider definition event, skipping it due to invalid provider connection "
-        "state\n");
-    EXPECT_EQ(connection->get_current_variables().fingerprint, 0U);
-}
-
 TEST_F(definition_event, without_a_message_faults_the_connection) {
     auto const connection = attach();
 
@@ -335,26 +317,6 @@ TEST_F(definition_event, without_a_message_faults_the_connection) {
         "Failed to process provider definition changed event: event message unavailable\n");
     EXPECT_EQ(connection->get_state(), state::faulted);
     EXPECT_THAT(qualities(*connection), Each(variable_quality::bad));
-}
-
-TEST_F(definition_event, without_a_connection_is_reported_and_released) {
-    definition_changed_handler()(
-        nullptr, nullptr, nats.make_message({definition_changed, new_definition}), nullptr);
-
-    EXPECT_EQ(
-        error_output.flushed_text(),
-        "Failed to process provider definition changed event: unable to resolve associated "
-        "provider connection\n");
-    EXPECT_THAT(nats.take_live_handles(), IsEmpty());
-}
-
-TEST_F(definition_event, without_a_connection_and_a_message_is_reported_as_without_a_connection) {
-    definition_changed_handler()(nullptr, nullptr, nullptr, nullptr);
-
-    EXPECT_EQ(
-        error_output.flushed_text(),
-        "Failed to process provider definition changed event: unable to resolve associated "
-        "provider connection\n");
 }
 
 TEST_F(definition_event, reports_what_leaves_the_callback) {

@@ -1,7 +1,6 @@
 // SPDX-FileCopyrightText: 2026 Arvenhold
 // SPDX-License-Identifier: Apache-2.0
 
-#include "hidden_handlers.hpp"
 #include "panel_test.hpp"
 #include "support/case_name.hpp"
 
@@ -186,26 +185,6 @@ TEST_F(provider_list_event, without_a_message_is_reported) {
         error_output.flushed_text(),
         "Failed to process providers changed event: event message unavailable\n");
     EXPECT_THAT(journal.get(), IsEmpty());
-}
-
-TEST_F(provider_list_event, without_a_message_and_a_consumer_is_reported_as_without_a_message) {
-    providers_changed_handler()(nullptr, nullptr, nullptr, nullptr);
-
-    EXPECT_EQ(
-        error_output.flushed_text(),
-        "Failed to process providers changed event: event message unavailable\n");
-}
-
-TEST_F(provider_list_event, without_a_consumer_is_reported_and_released) {
-    auto* const message =
-        nats.make_message({providers_changed, wire::provider_list_event({"press"})});
-
-    providers_changed_handler()(nullptr, nullptr, message, nullptr);
-
-    EXPECT_EQ(
-        error_output.flushed_text(),
-        "Failed to process providers changed event: unable to resolve associated consumer\n");
-    EXPECT_THAT(nats.take_live_handles(), IsEmpty());
 }
 
 class provider_presence : public panel_test {};

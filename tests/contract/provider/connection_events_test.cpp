@@ -2,7 +2,6 @@
 // SPDX-License-Identifier: Apache-2.0
 
 #include "boiler_test.hpp"
-#include "hidden_provider.hpp"
 #include "support/provider_messages.hpp"
 
 namespace arvenhold::corvel::hub {
@@ -25,27 +24,6 @@ TEST_F(connection_events, tell_of_a_lost_connection_and_change_no_state) {
     EXPECT_EQ(errors.flushed_text(), "Warning: Provider has lost connection to NATS server!\n");
     EXPECT_TRUE(boiler.is_connected());
     EXPECT_THAT(nats.calls(), IsEmpty());
-}
-
-TEST_F(connection_events, tell_of_a_lost_connection_only_while_connected) {
-    disconnected_callback()(nullptr, closure_of(boiler));
-
-    EXPECT_THAT(errors.text(), IsEmpty());
-}
-
-TEST_F(connection_events, report_a_lost_connection_of_nobody) {
-    disconnected_callback()(nullptr, nullptr);
-
-    EXPECT_EQ(
-        errors.flushed_text(), "provider::nats_dcon_callback(): Received empty class instance\n");
-}
-
-TEST_F(connection_events, report_a_regained_connection_of_nobody) {
-    reconnected_callback()(nullptr, nullptr);
-
-    EXPECT_EQ(
-        errors.flushed_text(), "provider::nats_recon_callback(): Received empty class instance\n");
-    EXPECT_THAT(output.text(), IsEmpty());
 }
 
 TEST_F(connection_events, tell_of_a_regained_connection_at_once_when_nothing_is_registered) {

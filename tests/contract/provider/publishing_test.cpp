@@ -2,7 +2,6 @@
 // SPDX-License-Identifier: Apache-2.0
 
 #include "boiler_test.hpp"
-#include "hidden_provider.hpp"
 #include "support/case_name.hpp"
 #include "support/lists.hpp"
 #include "support/provider_messages.hpp"
@@ -211,7 +210,6 @@ struct publishing_operation {
     char const* not_connected;
     char const* connection_lost;
     char const* not_registered;
-    char const* no_list;
 };
 
 std::ostream& operator<<(std::ostream& os, publishing_operation const& printed) {
@@ -274,15 +272,6 @@ TEST_P(refusing_to_publish, asks_for_a_registration_after_a_rejection) {
     EXPECT_THAT(pending_of(*boiler.get_variable_list()), IsEmpty());
 }
 
-TEST_P(refusing_to_publish, asks_for_a_list_last) {
-    static_cast<void>(start());
-    take_list_from(boiler);
-
-    EXPECT_EQ(thrown_message<operational_state_invalid>([&] { run(); }), GetParam().no_list);
-
-    EXPECT_THAT(nats.calls(), IsEmpty());
-}
-
 INSTANTIATE_TEST_SUITE_P(
     both_ways,
     refusing_to_publish,
@@ -293,8 +282,7 @@ INSTANTIATE_TEST_SUITE_P(
             "Provider boiler: failed to publish variables: not connected to the NATS server\n",
             "Provider boiler: failed to publish variables: connection to the NATS server has "
             "failed, attempt to disconnect and re-connect to re-establish the connection.\n",
-            "Provider boiler: cannot publish, no provider definition registered\n",
-            "Provider boiler: cannot publish, don't have a variable list\n"},
+            "Provider boiler: cannot publish, no provider definition registered\n"},
         publishing_operation{
             "force_publish_all",
             &provider::force_publish_all,
@@ -302,8 +290,7 @@ INSTANTIATE_TEST_SUITE_P(
             "server\n",
             "Provider boiler: failed to force-publish variables: connection to the NATS server has "
             "failed, attempt to disconnect and re-connect to re-establish the connection.\n",
-            "Provider boiler: cannot force-publish, no provider definition registered\n",
-            "Provider boiler: cannot force-publish, don't have a variable list\n"}),
+            "Provider boiler: cannot force-publish, no provider definition registered\n"}),
     case_name);
 
 using forced_publishing = publishing;

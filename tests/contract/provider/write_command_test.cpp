@@ -2,7 +2,6 @@
 // SPDX-License-Identifier: Apache-2.0
 
 #include "boiler_test.hpp"
-#include "hidden_provider.hpp"
 #include "support/odd_messages.hpp"
 #include "support/provider_messages.hpp"
 #include "support/thrown_message.hpp"
@@ -292,15 +291,6 @@ TEST_F(write_command, without_a_message_is_reported) {
 
     EXPECT_EQ(
         errors.flushed_text(), "Failed to process write command: command message unavailable\n");
-}
-
-TEST_F(write_command, of_nobody_is_reported_and_released) {
-    write_command_handler()(
-        nullptr, nullptr, nats.make_message({.subject = subjects::write_command}), nullptr);
-
-    EXPECT_EQ(
-        errors.flushed_text(),
-        "Failed to process write command: unable to resolve associated provider\n");
 }
 
 // What the application may do in its callback.

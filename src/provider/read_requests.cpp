@@ -1,0 +1,74 @@
+// SPDX-FileCopyrightText: 2026 Arvenhold
+// SPDX-License-Identifier: Apache-2.0
+
+// Consumers' read requests, and the replies.
+
+#include "protocol/variables_codec.hpp"
+#include "provider/provider_impl.hpp"
+#include "runtime/diagnostics.hpp"
+#include <hub/provider_variable.hpp>
+#include <hub/variable_list.hpp>
+
+#include <algorithm>
+
+namespace arvenhold::corvel::hub {
+
+namespace {
+
+// Intended: a request for an unknown variable is no error; the reply leaves it out.
+void add_reading_if_known(
+    variables_writer& writer, variable_list::variable_map const& variables, variable_id id) {
+    auto const found = variables.find(id);
+    if (found == variables.end()) {
+        return;
+    }
+    auto const [value, when] = found->second->get_value_with_timestamp();
+    writer.add_reading(id, value, found->second->get_quality(), when);
+}
+
+} // namespace
+
+// Intended: requests are answered as long as there is a list, also when the definition was rejected
+// and whatever the state of the connection.
+void provider::impl::variable_read_request_sub_handler(received_message message) {
+    auto const current = get_snapshot();
+    if (!current->list) {
+        report(
+            diagnostic_severity::error,
+            m_identifier,
+            {"Provider ",
+             m_identifier,
+             ": failed to assemble reply for read request: variable list unavailable"});
+        return;
+    }
+    if (!current->session) {
+        return; // disconnected a moment ago
+    }
+    auto ids = deserialize_read_request(payload{message.bytes()});
+    if (ids.empty()) {
+        for (auto const& [id, variable] : current->list->get_variables()) {
+            ids.push_back(id);
+        }
+    }
+    message_builder builder{initial_builder_size};
+    serialize_requested_variables(builder, current->fingerprint, ids, current->list);
+    current->session->reply_to_read_request(message, finished_bytes(builder));
+}
+
+void provider::impl::serialize_requested_variables(
+    message_builder& builder,
+    definition_fingerprint fingerprint,
+    std::vector<variable_id> const& ids,
+    std::shared_ptr<variable_list> const& list) {
+    // A request may ask for any number of unknown variables.
+    variables_writer writer{builder, std::min(ids.size(), list->get_variables().size())};
+    {
+        std::scoped_lock const lock{*list};
+        for (auto const id : ids) {
+            add_reading_if_known(writer, list->get_variables(), id);
+        }
+    }
+    writer.finish_read_reply(fingerprint, std::chrono::system_clock::now());
+}
+
+} // namespace arvenhold::corvel::hub
