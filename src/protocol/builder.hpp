@@ -12,26 +12,26 @@
 
 namespace arvenhold::corvel::hub {
 
-// The one include of the FlatBuffers builder outside this folder.
+// The roles know FlatBuffers only by this builder.
 
-/// The FlatBuffers builder, which can also be given bytes in the place where they will stay.
+/// The FlatBuffers builder, which can also hand out its memory to be filled in directly.
 class message_builder : public flatbuffers::FlatBufferBuilder {
 public:
-    // By its full name, which in some versions is an alias.
+    // Qualified, because in some versions the name is an alias of a template.
     using flatbuffers::FlatBufferBuilder::FlatBufferBuilder;
 
-    /// Puts `size` bytes in front of what was written, to be filled in, and returns where they are
+    /// Prepends `size` bytes, which the caller must fill in. Returns their address, which is valid
     /// until the builder changes.
-    std::uint8_t* make_space(std::size_t size) {
+    std::uint8_t* grow(std::size_t size) {
         return buf_.make_space(size);
     }
 };
 
-/// What every builder begins with, in bytes; it grows as needed.
+/// The size that every builder begins with, in bytes; it grows as needed.
 inline constexpr std::size_t initial_builder_size = 1024;
 
 /// Memory for one builder on the stack, so that a short message needs none from the heap: the builder
-/// asks for its initial size once, and for more when it grows. Must live as long as the builder.
+/// allocates its initial size once, and more when it grows. Must outlive the builder.
 // NOLINTNEXTLINE(*-member-init): clearing the block would take longer than the heap does
 class short_message_memory final : public flatbuffers::Allocator {
 public:

@@ -3,6 +3,7 @@
 
 #include "protocol/variables_codec.hpp"
 
+#include "protocol/item_tables.hpp"
 #include "protocol/quality_codec.hpp"
 #include "protocol/time_codec.hpp"
 #include "protocol/value_codec.hpp"
@@ -44,51 +45,56 @@ received_variables items_of(
     return {list, context};
 }
 
-// Appends tables to a message. Positions count from the end of the message, which grows downward.
+// The offsets of a message's vtables from its end, by vtable_kind; 0 for one that is not there yet.
+using vtable_offsets = std::array<flatbuffers::uoffset_t, vtable_kinds>;
+
+// Appends tables to a message, which grows downward: an offset of something in the message counts
+// from the message's end.
 class table_appender {
 public:
-    table_appender(message_builder& builder, layout_positions& layouts)
+    table_appender(message_builder& builder, vtable_offsets& vtables)
         : m_builder{builder}
-        , m_layouts{layouts} {}
+        , m_vtables{vtables} {}
 
     template <class Item>
     flatbuffers::uoffset_t append_item(Item item, variable_value const& value) const {
         if (value.valueless_by_exception()) {
             return append_without_value(item);
         }
-        item.tag = tag_of(value);
+        item.value_type = tag_of(value);
         return std::visit(
             [&](auto const& content) { return append_with_value(item, content); }, value);
     }
 
-    // An inner table that refers to something outside holds the position of that.
+    // An inner table that refers to something outside holds the offset of that from the message's
+    // end, until it is appended.
     template <class Outer, class Inner>
     flatbuffers::uoffset_t append_pair(Outer const& outer, Inner const& inner) const {
         struct pair {
             Outer outer;
             Inner inner;
         };
-        constexpr auto inner_place = uoffset(sizeof(Outer) + offsetof(Inner, layout));
-        auto const outer_layout = place_layout<Outer>();
-        auto const inner_layout = place_layout<Inner>();
-        auto const position = make_place(sizeof(pair));
         static_assert(sizeof(pair) == sizeof(Outer) + sizeof(Inner), "no byte is left unwritten");
+        constexpr auto inner_start = uoffset(sizeof(Outer) + offsetof(Inner, vtable_offset));
+        auto const outer_vtable = append_vtable_once<Outer>();
+        auto const inner_vtable = append_vtable_once<Inner>();
+        auto const start = align_for(sizeof(pair));
         auto& both = *std::construct_at(
-            static_cast<pair*>(static_cast<void*>(m_builder.make_space(sizeof(pair)))),
+            static_cast<pair*>(static_cast<void*>(m_builder.grow(sizeof(pair)))),
             pair{outer, inner});
-        both.outer.layout = distance(position, outer_layout);
-        both.outer.inner = inner_place - uoffset(offsetof(Outer, inner));
-        both.inner.layout = distance(position - inner_place, inner_layout);
-        if constexpr (requires { inner.outside; }) {
-            constexpr auto outside_place = uoffset(sizeof(Outer) + offsetof(Inner, outside));
-            both.inner.outside = position - outside_place - inner.outside;
+        both.outer.vtable_offset = offset_to_vtable(start, outer_vtable);
+        both.outer.inner_offset = inner_start - uoffset(offsetof(Outer, inner_offset));
+        both.inner.vtable_offset = offset_to_vtable(start - inner_start, inner_vtable);
+        if constexpr (requires { inner.outside_offset; }) {
+            constexpr auto field = uoffset(sizeof(Outer) + offsetof(Inner, outside_offset));
+            both.inner.outside_offset = start - field - inner.outside_offset;
         }
-        return position;
+        return start;
     }
 
 private:
     message_builder& m_builder;
-    layout_positions& m_layouts;
+    vtable_offsets& m_vtables;
 
     static constexpr flatbuffers::uoffset_t uoffset(std::size_t number) {
         return static_cast<flatbuffers::uoffset_t>(number);
@@ -96,7 +102,7 @@ private:
 
     template <class Item>
     flatbuffers::uoffset_t append_with_value(Item const& item, bool value) const {
-        truth_table table;
+        bool_table table;
         table.value = value ? 1 : 0;
         return append_pair(item, table);
     }
@@ -117,8 +123,8 @@ private:
 
     template <class Item>
     flatbuffers::uoffset_t append_with_value(Item const& item, std::string const& value) const {
-        text_table table;
-        table.outside = m_builder.CreateString(value).o;
+        string_table table;
+        table.outside_offset = m_builder.CreateString(value).o;
         return append_pair(item, table);
     }
 
@@ -135,19 +141,18 @@ private:
         return append_with_value(item, value.time_since_epoch());
     }
 
-    // Too rare for a layout that is shared.
+    // Too rare to share its vtable.
     template <class Item>
     flatbuffers::uoffset_t append_without_value(Item item) const {
-        constexpr std::size_t value_slot = 1;
-        auto layout = Item::slots();
-        layout.at(2 + value_slot) = 0;
-        auto const layout_position = append_bytes(layout);
-        item.layout = distance(make_place(sizeof(item)), layout_position);
+        auto own_vtable = Item::own_vtable();
+        entry_of(own_vtable, Variable::VT_VALUE) = 0;
+        auto const vtable = append_bytes(own_vtable);
+        item.vtable_offset = offset_to_vtable(align_for(sizeof(item)), vtable);
         return append_bytes(item);
     }
 
-    // Makes the next bytes begin at a multiple of eight and returns where that is.
-    flatbuffers::uoffset_t make_place(std::size_t size) const {
+    // Makes the next `size` bytes begin at a multiple of eight, and returns their offset.
+    flatbuffers::uoffset_t align_for(std::size_t size) const {
         m_builder.PreAlign(size, alignof(std::uint64_t));
         return m_builder.GetSize() + uoffset(size);
     }
@@ -155,22 +160,25 @@ private:
     template <class Bytes>
     flatbuffers::uoffset_t append_bytes(Bytes const& bytes) const {
         static_assert(std::is_trivially_copyable_v<Bytes>);
-        std::memcpy(m_builder.make_space(sizeof(bytes)), &bytes, sizeof(bytes));
+        std::memcpy(m_builder.grow(sizeof(bytes)), &bytes, sizeof(bytes));
         return m_builder.GetSize();
     }
 
+    // Returns the offset of the vtable that all tables of this kind in the message share.
     template <class Table>
-    flatbuffers::uoffset_t place_layout() const {
-        auto& position = m_layouts.at(static_cast<std::size_t>(Table::number));
-        if (position == 0) {
-            position = append_bytes(Table::slots());
+    flatbuffers::uoffset_t append_vtable_once() const {
+        auto& vtable = m_vtables.at(static_cast<std::size_t>(Table::kind));
+        if (vtable == 0) {
+            constexpr auto own_vtable = Table::own_vtable();
+            vtable = append_bytes(own_vtable);
         }
-        return position;
+        return vtable;
     }
 
-    static flatbuffers::soffset_t distance(
-        flatbuffers::uoffset_t table, flatbuffers::uoffset_t layout) {
-        return static_cast<flatbuffers::soffset_t>(layout)
+    // A table's first field.
+    static flatbuffers::soffset_t offset_to_vtable(
+        flatbuffers::uoffset_t table, flatbuffers::uoffset_t vtable) {
+        return static_cast<flatbuffers::soffset_t>(vtable)
              - static_cast<flatbuffers::soffset_t>(table);
     }
 };
@@ -179,7 +187,7 @@ private:
 
 variables_writer::variables_writer(message_builder& builder, std::size_t expected_items)
     : m_builder{builder} {
-    // What an item takes, its entry in the vector included, unless it is a long text.
+    // The bytes of an item and its entry in the vector, unless its value is a long string.
     constexpr std::size_t expected_item_size = 48;
     auto const expected_size = expected_items * expected_item_size;
     if (expected_size > initial_builder_size) {
@@ -195,22 +203,22 @@ void variables_writer::add_change(
     change_table table;
     table.id = id;
     table.quality = to_wire(quality);
-    add(table_appender{m_builder, m_layouts}.append_item(table, value));
+    add(table_appender{m_builder, m_vtables}.append_item(table, value));
 }
 
 void variables_writer::add_reading(
     variable_id id, variable_value const& value, variable_quality quality, timestamp when) {
     reading_table table;
-    table.when = to_wire(when);
+    table.time_stamp = to_wire(when);
     table.id = id;
     table.quality = to_wire(quality);
-    add(table_appender{m_builder, m_layouts}.append_item(table, value));
+    add(table_appender{m_builder, m_vtables}.append_item(table, value));
 }
 
 void variables_writer::add_write(variable_id id, variable_value const& value) {
     write_table table;
     table.id = id;
-    add(table_appender{m_builder, m_layouts}.append_item(table, value));
+    add(table_appender{m_builder, m_vtables}.append_item(table, value));
 }
 
 void variables_writer::finish_change_event(definition_fingerprint fingerprint, timestamp when) {
@@ -242,26 +250,26 @@ void variables_writer::use_heap(std::size_t capacity) {
 flatbuffers::uoffset_t variables_writer::append_item_vector() {
     flatbuffers::uoffset_t* entries = nullptr;
     auto const vector = m_builder.CreateUninitializedVector(m_size, &entries).o;
-    // Each entry holds the distance from itself to its item; the length comes before the first one.
-    auto place = vector;
+    // Each entry holds the offset from itself to its item; the length precedes the first one.
+    auto entry = vector;
     std::transform(
         m_items.begin(),
         m_items.begin() + static_cast<std::ptrdiff_t>(m_size),
         entries,
-        [&place](auto item) {
-            place -= static_cast<flatbuffers::uoffset_t>(sizeof(item));
-            return place - item;
+        [&entry](auto item) {
+            entry -= static_cast<flatbuffers::uoffset_t>(sizeof(item));
+            return entry - item;
         });
     return vector;
 }
 
 void variables_writer::finish(definition_fingerprint fingerprint, timestamp when) {
     list_table list;
-    list.outside = append_item_vector();
+    list.outside_offset = append_item_vector();
     list.fingerprint = fingerprint;
-    list.when = to_wire(when);
+    list.time_stamp = to_wire(when);
     m_builder.Finish(flatbuffers::Offset<void>{
-        table_appender{m_builder, m_layouts}.append_pair(root_table{}, list)});
+        table_appender{m_builder, m_vtables}.append_pair(root_table{}, list)});
 }
 
 void serialize_read_request(message_builder& builder, std::vector<variable_id> const& ids) {
@@ -326,7 +334,7 @@ received_variables decode_read_reply(payload const& message, decode_context cons
 }
 
 received_variables decode_write_command(payload const& message, decode_context const& context) {
-    // Intended: a missing message and a missing list have the same words here.
+    // Intended: a missing message and a missing list have the same text here.
     constexpr std::string_view no_variables{"variables node is missing"};
     auto const& list = list_of<WriteVariablesCommand>(message, context, no_variables, no_variables);
     return items_of(list, context, "items node in variables data is missing");

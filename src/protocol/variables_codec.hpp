@@ -5,7 +5,6 @@
 
 #include "protocol/builder.hpp"
 #include "protocol/decode_context.hpp"
-#include "protocol/item_tables.hpp"
 #include "protocol/payload.hpp"
 #include <hub/common.hpp>
 
@@ -17,6 +16,9 @@
 
 namespace arvenhold::corvel::hub {
 
+struct Variable;
+struct VariableList;
+
 // Lists of variables on the wire: change events, read requests and their replies, write commands.
 // No state and no locks; whoever calls holds the lock of what is being written.
 
@@ -25,7 +27,7 @@ namespace arvenhold::corvel::hub {
 class variables_writer {
 public:
     /// @param builder         An empty builder; used until finished.
-    /// @param expected_items  About how many follow; room for them is made at once.
+    /// @param expected_items  About how many follow; memory for them is allocated at once.
     explicit variables_writer(message_builder& builder, std::size_t expected_items = 0);
     variables_writer(variables_writer const&) = delete;
     variables_writer& operator=(variables_writer const&) = delete;
@@ -50,13 +52,14 @@ public:
 
 private:
     message_builder& m_builder;
-    // Where the items stand, counted from the end of the message. A few need no memory from the
-    // heap.
+    // The offsets of the items from the end of the message, which grows downward. A few items need
+    // no memory from the heap.
     std::array<flatbuffers::uoffset_t, 16> m_few_items{};
     std::vector<flatbuffers::uoffset_t> m_many_items;
     std::span<flatbuffers::uoffset_t> m_items{m_few_items}; // either of the two
     std::size_t m_size = 0;
-    layout_positions m_layouts{};
+    // Likewise of the vtables, one for each kind of table; 0 until the first table of its kind.
+    std::array<flatbuffers::uoffset_t, 9> m_vtables{};
 
     void add(flatbuffers::uoffset_t item);
     void use_heap(std::size_t capacity);
