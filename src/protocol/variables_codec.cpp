@@ -320,11 +320,7 @@ std::optional<received_variables> decode_change_event(
     if (list.fingerprint() != held) {
         return std::nullopt;
     }
-    auto const received = items_of(list, context, no_items);
-    if (list.timestamp() == nullptr) {
-        context.report_missing("variable data (timestamp) nullptr");
-    }
-    return received;
+    return items_of(list, context, no_items);
 }
 
 received_variables decode_read_reply(payload const& message, decode_context const& context) {

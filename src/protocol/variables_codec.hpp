@@ -109,7 +109,7 @@ private:
 /// Reads a change event; returns nothing when it belongs to another definition than the one with
 /// the fingerprint `held`, whatever else it lacks.
 ///
-/// @throws serialization_fault  Data, list, items or time are missing.
+/// @throws serialization_fault  Data, list or items are missing.
 std::optional<received_variables> decode_change_event(
     payload const& message, definition_fingerprint held, decode_context const& context);
 

@@ -182,12 +182,6 @@ INSTANTIATE_TEST_SUITE_P(
             "Consumer panel: encountered invalid serialized data for operation: de-serialize "
             "variable update: variable data (items) nullptr\n\n"},
         malformed_change{
-            "no_time",
-            wire::variables_changed_event(wire::variable_list_table{
-                .fingerprint = 77, .items = {{wire::item(1, 21.5)}}}),
-            "Consumer panel: encountered invalid serialized data for operation: de-serialize "
-            "variable update: variable data (timestamp) nullptr\n\n"},
-        malformed_change{
             "text_without_its_text",
             wire::change_event(
                 77, {{.value_type = wire::string_code, .value = wire::value_table{}, .id = 3}}),
