@@ -56,7 +56,7 @@ void check_variables(
             require(expected.empty(), "what is missing is a fault");
             check_variable(variable, table);
         } catch (serialization_fault const& fault) {
-            require(fault.what() == expected, "the fault tells what is missing");
+            require(fault.what() == expected, "the fault names what is missing");
         }
     }
 }
@@ -111,7 +111,7 @@ void try_input(std::string_view bytes) {
         check_definition(kind, payload{placed.view()}, input);
         require(expected.empty(), "what is missing is a fault");
     } catch (serialization_fault const& fault) {
-        require(fault.what() == fault_text(expected), "the fault tells what is missing");
+        require(fault.what() == fault_text(expected), "the fault names what is missing");
     }
 }
 

@@ -53,7 +53,7 @@ void try_list(
         require(fault_detail.empty(), "what is missing is a fault");
         require(received == identifiers, "the identifiers are kept");
     } catch (serialization_fault const& fault) {
-        require(fault.what() == fault_text(fault_detail), "the fault tells what is missing");
+        require(fault.what() == fault_text(fault_detail), "the fault names what is missing");
     }
 }
 

@@ -1,7 +1,7 @@
 // SPDX-FileCopyrightText: 2026 Arvenhold
 // SPDX-License-Identifier: Apache-2.0
 
-// Subjects of any identifier: it stands in them as it is, whatever it holds.
+// Subjects of any identifier contain it unchanged.
 
 #include "fuzz/support/placed_bytes.hpp"
 #include "fuzz/support/target.hpp"

@@ -1,8 +1,8 @@
 // SPDX-FileCopyrightText: 2026 Arvenhold
 // SPDX-License-Identifier: Apache-2.0
 
-// Lists of variables of any shape, and read requests: the readers yield what was written, or the
-// fault that goes with what is missing.
+// Lists of variables of any shape, and read requests: decoding returns what was written, or throws
+// the fault for what is missing.
 
 #include "fuzz/support/expected.hpp"
 #include "fuzz/support/inputs.hpp"
@@ -43,8 +43,8 @@ void check_item(
     check_value(item.value, table);
 }
 
-// A text without its text is the one item that cannot be read.
-bool lacks_text(wire::variable_table const& table) {
+// A string value without its string is the only item that cannot be decoded.
+bool lacks_string(wire::variable_table const& table) {
     return table.value_type == string_tag && table.value && !table.value->value;
 }
 
@@ -55,11 +55,12 @@ void check_items(received_variables const& received, wire::variable_list_table c
         auto const& table = (*list.items)[position];
         try {
             auto const item = received.item(position);
-            require(!lacks_text(table), "a text without its text is a fault");
+            require(!lacks_string(table), "a string value without its string is a fault");
             check_item(item, table, list);
         } catch (serialization_fault const& fault) {
-            require(fault.what() == fault_text("string value nullptr"), "the fault tells of text");
-            require(lacks_text(table), "a fault has a reason");
+            require(
+                fault.what() == fault_text("string value nullptr"), "the fault names the string");
+            require(lacks_string(table), "a fault has a reason");
         }
     }
 }
@@ -91,13 +92,13 @@ void try_list(variables_input const& input, std::string const& bytes, Read const
         require(expected.empty(), "what is missing is a fault");
         check_items(received, *input.list);
     } catch (serialization_fault const& fault) {
-        require(fault.what() == fault_text(expected), "the fault tells what is missing");
+        require(fault.what() == fault_text(expected), "the fault names what is missing");
     }
 }
 
 void try_request(variables_input const& input) {
     placed_bytes const placed{wire::read_variables_query(input.ids), input.distance};
-    auto const ids = deserialize_read_request(payload{placed.view()});
+    auto const ids = decode_read_request(payload{placed.view()});
     require(ids == input.ids.value_or(std::vector<std::uint32_t>{}), "the ids are kept");
 }
 

@@ -21,8 +21,8 @@ inline std::string fault_text(std::string_view detail) {
         .append("\n");
 }
 
-/// Whether a decoder may be given these bytes. Odd tables can make an ill-formed message: a text's
-/// tag beside a number's table makes an offset of the number.
+/// Returns whether a decoder may be given these bytes. Odd tables can make an ill-formed message: a
+/// string's tag beside a number's table turns the number into an offset.
 template <class Root>
 bool is_well_formed(std::string_view bytes) {
     placed_bytes const aligned{bytes};

@@ -32,7 +32,7 @@ consumer::impl::impl(
     , m_providers_callback{providers_changed, user_data}
     , m_providers_query_subject{providers_query_subject}
     , m_providers_changed_subject{providers_changed_subject} {
-    write_provider_list_request(m_providers_query);
+    serialize_provider_list_request(m_providers_query);
 }
 
 void consumer::impl::connect(

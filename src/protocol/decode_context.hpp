@@ -9,17 +9,17 @@
 
 namespace arvenhold::corvel::hub {
 
-/// What is wrong with a message without data, whatever it should be.
+/// The detail of the fault in a message without data, whatever its type.
 inline constexpr std::string_view no_message_data{"message data nullptr"};
 
-/// Who reads a message, and in which operation: the words that begin the text of every fault found
-/// in the message. Lives as long as the reading.
+/// Which client decodes a message, and in which operation. The text of every fault that is found in
+/// the message begins with these. The name and the operation must outlive the decoding.
 struct decode_context {
     client_kind kind;
     std::string_view name;
     std::string_view operation;
 
-    /// Throws serialization_fault: something is missing in the message.
+    /// Throws serialization_fault: `detail` names what the message lacks.
     [[noreturn]] void report_missing(std::string_view detail) const {
         throw serialization_fault::in_message(kind, name, operation, detail);
     }

@@ -38,7 +38,7 @@ received_definition with_variables(
 
 definition_writer::definition_writer(message_builder& builder)
     : m_builder{builder} {
-    // Zero is a legal id and fingerprint, and other readers may not know the defaults.
+    // Zero is a legal id and fingerprint, and peers may not know the defaults of absent fields.
     m_builder.ForceDefaults(true);
 }
 
@@ -53,8 +53,8 @@ void definition_writer::add(
 
 void definition_writer::finish(definition_fingerprint fingerprint) {
     auto const variables = m_builder.CreateVector(m_definitions);
-    // Field by field: the registry's mark must stay absent, which the all-in-one function would
-    // write as 0.
+    // Field by field, because CreateProviderDefinition() would write `valid`, which is the
+    // registry's field, as 0.
     ProviderDefinitionBuilder definition{m_builder};
     definition.add_fingerprint(fingerprint);
     definition.add_variable_definitions(variables);

@@ -19,8 +19,8 @@ namespace arvenhold::corvel::hub {
 struct ProviderDefinition;
 struct VariableDefinition;
 
-// Definitions on the wire: a provider's announcement, the registry's verdict, a consumer's request.
-// No state and no locks.
+// Definitions on the wire: a provider's announcement, the registry's verdict, a consumer's request
+// and the registry's reply to it. No shared state and no locks.
 
 /// Writes the announcement of a definition: any number of variables, then finish().
 class definition_writer {
@@ -43,19 +43,18 @@ private:
     std::vector<flatbuffers::Offset<VariableDefinition>> m_definitions;
 };
 
-/// The registry's judgement of a definition.
+/// The registry's verdict on a definition.
 struct definition_verdict {
     definition_fingerprint fingerprint = 0;
     bool is_valid = false;
 };
 
-/// Reads the registry's announcement of a definition, as the provider concerned does.
+/// Decodes the registry's announcement of a definition, as the provider concerned does.
 ///
 /// @throws serialization_fault  Data or definition are missing.
 definition_verdict decode_verdict(payload const& message, decode_context const& context);
 
-/// One variable of a received definition, with the value that it begins with. Valid as long as the
-/// payload.
+/// One variable of a received definition, with its initial value. Valid as long as the payload.
 struct received_variable_definition {
     variable_id id = 0;
     std::string_view path;
@@ -66,7 +65,7 @@ struct received_variable_definition {
 /// A received definition, decoded variable by variable. Valid as long as the payload.
 class received_definition {
 public:
-    /// @param definition  One with a list of variables.
+    /// @param definition  Must have a list of variables.
     explicit received_definition(ProviderDefinition const& definition);
 
     definition_fingerprint fingerprint() const;
@@ -83,13 +82,13 @@ private:
     flatbuffers::Vector<flatbuffers::Offset<VariableDefinition>> const* m_variables;
 };
 
-/// Reads the registry's reply to the request for a definition.
+/// Decodes the registry's reply to the request for a definition.
 ///
 /// @throws serialization_fault  Data, definition or its list of variables are missing.
 received_definition decode_definition_reply(payload const& message, decode_context const& context);
 
-/// Reads the registry's announcement of a definition, as an attached consumer does. Nothing means
-/// that the definition was withdrawn.
+/// Decodes the registry's announcement of a definition, as an attached consumer does. Returns
+/// nothing if the definition was withdrawn.
 ///
 /// @throws serialization_fault  Data or the definition's list of variables are missing.
 std::optional<received_definition> decode_definition_event(

@@ -13,15 +13,14 @@
 
 namespace arvenhold::corvel::hub {
 
-/// The bytes of a received message, ready to be read in place.
+/// The bytes of a received message, aligned for decoding.
 ///
-/// The NATS client hands out bytes at any address, while a message must be read from a multiple of
-/// eight; where needed the bytes are copied. By default nothing beyond the length is checked,
-/// because the peers on the hub are trusted to send well-formed messages; built with
+/// A message must begin at an address that is a multiple of eight. The NATS client's bytes may begin
+/// at any address; a payload copies them if they are not aligned. By default only the length is
+/// checked, because the hub's peers are trusted to send well-formed messages. Built with
 /// CORVEL_HUB_VERIFY_MESSAGES, a message whose structure is broken counts as one without data.
 ///
-/// Made by a handler on its delivery thread for the length of one message; the bytes that it was
-/// made from must stay valid as long as it.
+/// Not thread-safe: each message has its own payload. The given bytes must outlive it.
 class payload {
 public:
     explicit payload(std::string_view bytes);
@@ -34,7 +33,7 @@ public:
     template <class Table>
     Table const* root() const {
 #ifdef CORVEL_HUB_VERIFY_MESSAGES
-        // The bytes are aligned here whatever their sender did, and lists may be of any length.
+        // The message may be unaligned inside, and its lists may be of any length.
         constexpr flatbuffers::uoffset_t depth_limit = 64;
         constexpr auto table_limit = std::numeric_limits<flatbuffers::uoffset_t>::max();
         flatbuffers::Verifier verifier{address(), m_bytes.size(), depth_limit, table_limit, false};

@@ -8,8 +8,8 @@
 
 namespace arvenhold::corvel::hub {
 
-/// Returns the quality as it is sent. Intended: an unknown one is sent as uncertain, while a
-/// received one counts as good.
+/// Returns the quality as sent. Intended: an unknown one is sent as uncertain, although an unknown
+/// one that is received counts as good.
 inline VariableQuality to_wire(variable_quality quality) {
     switch (quality) {
     case variable_quality::bad:
@@ -22,8 +22,8 @@ inline VariableQuality to_wire(variable_quality quality) {
     return VariableQuality::Uncertain;
 }
 
-/// Returns a received quality. Intended: an unknown one counts as good, while it is sent as
-/// uncertain.
+/// Returns a received quality. Intended: an unknown one counts as good, although an unknown one is
+/// sent as uncertain.
 inline variable_quality quality_from_wire(VariableQuality quality) {
     switch (quality) {
     case VariableQuality::Bad:

@@ -54,7 +54,7 @@ std::set<std::string> decode_provider_list_event(
         message, context, "message data (providers_changed_event/providers/items) nullptr");
 }
 
-void write_provider_list_request(message_builder& builder) {
+void serialize_provider_list_request(message_builder& builder) {
     builder.Finish(CreateReadProvidersQuery(builder));
 }
 

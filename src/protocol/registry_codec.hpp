@@ -12,26 +12,26 @@
 
 namespace arvenhold::corvel::hub {
 
-// What the registry says about itself and about the providers that it knows. No state and no locks.
+// The registry's state and its list of providers on the wire. No state of our own and no locks.
 
-/// Tells whether the registry announces that it is ready.
+/// Returns whether the registry announces that it is ready.
 ///
 /// @throws serialization_fault  Data are missing.
 bool decode_registry_state(payload const& message, decode_context const& context);
 
-/// Reads the reply to the request for the list of providers; returns their identifiers.
+/// Decodes the reply to the request for the list of providers; returns their identifiers.
 ///
 /// @throws serialization_fault  Data, list, its items or an identifier are missing.
 std::set<std::string> decode_provider_list_reply(
     payload const& message, decode_context const& context);
 
-/// Reads the announcement of the list of providers; returns their identifiers.
+/// Decodes the announcement of the list of providers; returns their identifiers.
 ///
 /// @throws serialization_fault  Data, list, its items or an identifier are missing.
 std::set<std::string> decode_provider_list_event(
     payload const& message, decode_context const& context);
 
 /// Writes the request for the list of providers.
-void write_provider_list_request(message_builder& builder);
+void serialize_provider_list_request(message_builder& builder);
 
 } // namespace arvenhold::corvel::hub

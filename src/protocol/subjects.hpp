@@ -8,8 +8,8 @@
 
 namespace arvenhold::corvel::hub {
 
-// Every subject, inbox prefix and scope that the library uses. Identifiers are pasted in as they
-// are: one with dots makes more subject tokens, nothing is escaped or checked. Pure functions.
+// Every subject, inbox prefix and scope that the library uses. Identifiers are inserted unchanged:
+// nothing is escaped or checked, and each dot in one begins another subject token. Pure functions.
 
 inline constexpr std::string_view providers_query_subject = "v1.loc.registry.providers.qry.read";
 inline constexpr std::string_view providers_changed_subject =
@@ -35,10 +35,10 @@ std::string variables_changed_subject(std::string_view provider_id);
 /// Where a provider answers requests for values.
 std::string variables_query_subject(std::string_view provider_id);
 
-/// Where a provider takes write commands.
+/// Where a provider receives write commands.
 std::string variables_write_subject(std::string_view provider_id);
 
-/// What the subjects of replies to a client's requests begin with.
+/// The prefix of the subjects on which a client receives replies to its requests.
 std::string inbox_prefix(std::string_view client_name);
 
 } // namespace arvenhold::corvel::hub

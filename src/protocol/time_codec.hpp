@@ -23,7 +23,7 @@ inline Timestamp to_wire(timestamp point) {
     return to_wire(point.time_since_epoch());
 }
 
-// Wild numbers of seconds wrap around instead of overflowing.
+// Numbers of seconds that are out of range wrap around, because signed overflow is undefined.
 inline std::chrono::nanoseconds span_from_wire(Timestamp const& wire) {
     auto const count = static_cast<std::uint64_t>(wire.seconds())
                          * static_cast<std::uint64_t>(nanoseconds_per_second)

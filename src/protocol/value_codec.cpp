@@ -9,13 +9,13 @@ namespace arvenhold::corvel::hub {
 
 namespace {
 
-// The value's table, whose type the item's tag tells.
+// Casts the value's table to the type that the item's tag indicates.
 template <class Table>
 Table const& as(void const* table) {
     return *static_cast<Table const*>(table);
 }
 
-std::string text_of(StringValue const& table, decode_context const& context) {
+std::string string_of(StringValue const& table, decode_context const& context) {
     if (table.value() == nullptr) {
         context.report_missing("string value nullptr");
     }
@@ -76,7 +76,7 @@ void decode_value(
         content = as<Int64Value>(table).value();
         return;
     case VariableValue::StringValue:
-        content = text_of(as<StringValue>(table), context);
+        content = string_of(as<StringValue>(table), context);
         return;
     case VariableValue::TimestampValue:
         content = point_of(as<TimestampValue>(table));

@@ -277,7 +277,7 @@ void serialize_read_request(message_builder& builder, std::vector<variable_id> c
     builder.Finish(CreateReadVariablesQuery(builder, vector));
 }
 
-std::vector<variable_id> deserialize_read_request(payload const& message) {
+std::vector<variable_id> decode_read_request(payload const& message) {
     auto const* const request = message.root<ReadVariablesQuery>();
     if (request == nullptr || request->ids() == nullptr) {
         return {};

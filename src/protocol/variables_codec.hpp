@@ -20,10 +20,10 @@ struct Variable;
 struct VariableList;
 
 // Lists of variables on the wire: change events, read requests and their replies, write commands.
-// No state and no locks; whoever calls holds the lock of what is being written.
+// No shared state and no locks: the caller locks the variables that it encodes.
 
-/// Writes one message that carries variables: any number of items, then one of the finish
-/// functions, after which the builder holds the finished message.
+/// Writes one message with variables. Call one of the add functions for each item, then one of the
+/// finish functions, after which the builder holds the finished message.
 class variables_writer {
 public:
     /// @param builder         An empty builder; used until finished.
@@ -33,7 +33,7 @@ public:
     variables_writer& operator=(variables_writer const&) = delete;
     ~variables_writer() = default;
 
-    /// Adds an item of a change event, which takes the event's time.
+    /// Adds an item of a change event. Its time is the event's.
     void add_change(variable_id id, variable_value const& value, variable_quality quality);
 
     /// Adds an item of a read reply, with the time of the variable's last update.
@@ -46,8 +46,7 @@ public:
     void finish_change_event(definition_fingerprint fingerprint, timestamp when);
     void finish_read_reply(definition_fingerprint fingerprint, timestamp when);
 
-    /// Intended: a write command carries the epoch as its time; consumers do not stamp their
-    /// writes.
+    /// Intended: a write command carries the epoch, because consumers do not stamp their writes.
     void finish_write_command(definition_fingerprint fingerprint);
 
 private:
@@ -70,22 +69,22 @@ private:
 /// Writes the request for the given variables, in their order.
 void serialize_read_request(message_builder& builder, std::vector<variable_id> const& ids);
 
-/// Returns the requested ids; none asks for every variable.
-std::vector<variable_id> deserialize_read_request(payload const& message);
+/// Returns the requested ids; an empty vector requests every variable.
+std::vector<variable_id> decode_read_request(payload const& message);
 
 /// One item of a received message.
 struct received_variable {
     variable_id id = 0;
     variable_quality quality = variable_quality::bad;
-    timestamp when; ///< The item's own time, or else the list's, or else the epoch.
-    std::optional<variable_value> value; ///< Nothing: the variable keeps its own.
+    timestamp when; ///< The item's time stamp, else the list's, else the epoch.
+    std::optional<variable_value> value; ///< If empty, the variable keeps its own.
 };
 
 /// The variables of a received message, decoded one by one. Valid as long as the payload and the
 /// context.
 class received_variables {
 public:
-    /// @param list  One with items.
+    /// @param list  Must have items.
     received_variables(VariableList const& list, decode_context const& context);
 
     definition_fingerprint fingerprint() const;
@@ -93,32 +92,32 @@ public:
 
     /// Returns the item at `position`, which is below size().
     ///
-    /// @throws serialization_fault  A text value without its text.
+    /// @throws serialization_fault  A string value without its string.
     received_variable item(std::size_t position) const;
 
-    /// The same into a variable that is used for one item after the other.
+    /// The same, but reuses a variable and its memory for one item after the other.
     void decode_item(std::size_t position, received_variable& into) const;
 
 private:
     VariableList const* m_list;
     flatbuffers::Vector<flatbuffers::Offset<Variable>> const* m_items;
-    timestamp m_when; // of the items that have no time of their own
+    timestamp m_when; // of the items without a time stamp
     decode_context const* m_context;
 };
 
-/// Reads a change event; returns nothing when it belongs to another definition than the one with
-/// the fingerprint `held`, whatever else it lacks.
+/// Decodes a change event. Returns nothing if it does not belong to the definition with the
+/// fingerprint `held`, even if it is otherwise malformed.
 ///
 /// @throws serialization_fault  Data, list or items are missing.
 std::optional<received_variables> decode_change_event(
     payload const& message, definition_fingerprint held, decode_context const& context);
 
-/// Reads the reply to a read request.
+/// Decodes the reply to a read request.
 ///
 /// @throws serialization_fault  Data, list or items are missing.
 received_variables decode_read_reply(payload const& message, decode_context const& context);
 
-/// Reads a write command.
+/// Decodes a write command.
 ///
 /// @throws serialization_fault  Data, list or items are missing.
 received_variables decode_write_command(payload const& message, decode_context const& context);

@@ -198,7 +198,7 @@ wire::provider_definition_table definition_of(
     return {.fingerprint = 5, .variable_definitions = variables};
 }
 
-// With the message that the variable's path stands in.
+// With the message that contains the variable's path.
 struct received {
     std::string const message;
     payload const held{message};
@@ -410,7 +410,7 @@ TEST(definition_request, is_an_empty_table_with_neither_file_identifier_nor_size
 
     serialize_provider_definition_request(builder);
 
-    // The offset of the root, a vtable of its own size and the table's, the way back to it.
+    // The offset of the root, a vtable of its own size and the table's, the offset back to it.
     EXPECT_EQ(finished_bytes(builder), (std::string_view{"\x08\0\0\0\x04\0\x04\0\x04\0\0\0", 12}));
 }
 

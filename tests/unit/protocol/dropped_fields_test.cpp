@@ -1,8 +1,8 @@
 // SPDX-FileCopyrightText: 2026 Arvenhold
 // SPDX-License-Identifier: Apache-2.0
 
-// Well-formed messages in which fields are absent, in every combination: reading them ends in
-// values or in a fault, never in a crash.
+// Well-formed messages in which fields are absent, in every combination: decoding them returns
+// values or throws a fault, and never crashes.
 
 #include "protocol/definition_codec.hpp"
 #include "protocol/registry_codec.hpp"
@@ -16,7 +16,7 @@ namespace arvenhold::corvel::hub {
 
 namespace {
 
-// Decides by the bits of a number which fields are present: one bit for each question.
+// Decides by the bits of a number which fields are present: one bit for each field.
 class presence {
 public:
     explicit presence(unsigned bits)
@@ -38,7 +38,7 @@ private:
     unsigned m_questions = 0;
 };
 
-// Reads a message and says how that ended, without the first words that all faults have.
+// Decodes a message and returns the outcome, without the beginning that all faults share.
 template <class Read>
 std::string outcome_of(std::string const& message, Read const& read) {
     std::string const preamble =

@@ -37,7 +37,7 @@ private:
 };
 
 // A table without fields: the offset of the root, a vtable of its own size and the table's, and the
-// root's way back to it.
+// root's offset back to it.
 constexpr std::string_view smallest_message{
     "\x08\0\0\0"
     "\x04\0\x04\0"
@@ -87,7 +87,7 @@ TEST(payload, has_a_root_in_the_smallest_message) {
     for (std::size_t distance = 0; distance < 8; ++distance) {
         placed_bytes const bytes{smallest_message, distance};
 
-        EXPECT_TRUE(deserialize_read_request(payload{bytes.view()}).empty()) << distance;
+        EXPECT_TRUE(decode_read_request(payload{bytes.view()}).empty()) << distance;
         EXPECT_NE(payload{bytes.view()}.root<ReadVariablesQuery>(), nullptr) << distance;
     }
 }
@@ -150,7 +150,7 @@ TEST_P(payload_at_any_address, yields_a_read_request) {
     placed_bytes const bytes{wire::read_variables_query({{3, 1, 2}}), GetParam()};
     payload const message{bytes.view()};
 
-    EXPECT_EQ(deserialize_read_request(message), (std::vector<variable_id>{3, 1, 2}));
+    EXPECT_EQ(decode_read_request(message), (std::vector<variable_id>{3, 1, 2}));
 }
 
 INSTANTIATE_TEST_SUITE_P(

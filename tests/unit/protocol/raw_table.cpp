@@ -12,7 +12,7 @@ namespace {
 // A vtable begins with its own size and that of the table, 16 bits each.
 constexpr std::size_t vtable_head = 4;
 constexpr std::size_t vtable_entry = 2;
-// Offsets and the lengths of vectors and texts.
+// Offsets, and the lengths of vectors and strings.
 constexpr std::size_t offset_size = 4;
 
 } // namespace
@@ -27,7 +27,7 @@ raw_table raw_table::root_of(std::string_view message) {
 }
 
 std::size_t raw_table::vtable() const {
-    // A table begins with the way back to its vtable.
+    // A table begins with the offset to its vtable.
     return static_cast<std::size_t>(
         static_cast<std::int64_t>(m_position) - read<std::int32_t>(m_position));
 }

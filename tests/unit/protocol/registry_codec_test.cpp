@@ -44,7 +44,7 @@ TEST(registry_state, is_not_ready_when_absent) {
 }
 
 TEST(registry_state, is_one_byte) {
-    // Offset of the root and padding; a vtable with one slot; the way back to it, the state, and
+    // Offset of the root and padding; a vtable with one slot; the offset back to it, the state, and
     // bytes that do not belong to the state.
     constexpr std::string_view message{
         "\x0C\0\0\0\0\0"
@@ -173,9 +173,9 @@ TEST(provider_list_event, faults_on_an_entry_without_identifier) {
 TEST(provider_list_request, is_an_empty_table_with_neither_file_identifier_nor_size_prefix) {
     message_builder builder;
 
-    write_provider_list_request(builder);
+    serialize_provider_list_request(builder);
 
-    // The offset of the root, a vtable of its own size and the table's, the way back to it.
+    // The offset of the root, a vtable of its own size and the table's, the offset back to it.
     EXPECT_EQ(finished_bytes(builder), (std::string_view{"\x08\0\0\0\x04\0\x04\0\x04\0\0\0", 12}));
 }
 

@@ -31,7 +31,7 @@ sent_message sent(std::string const& name, std::string const& root_table, Write 
         name, "arvenhold.corvel.hub." + root_table, accepted, std::string{finished_bytes(builder)}};
 }
 
-void announce(message_builder& builder) {
+void write_definition(message_builder& builder) {
     definition_writer writer{builder};
     writer.add(0, "pump/running", true, variable_permissions::read_only);
     writer.add(1, "cycle/duration", nanoseconds{}, variable_permissions::read_only);
@@ -42,11 +42,11 @@ void announce(message_builder& builder) {
     writer.finish(fingerprint);
 }
 
-void announce_nothing(message_builder& builder) {
+void write_empty_definition(message_builder& builder) {
     definition_writer{builder}.finish(0);
 }
 
-void tell_changes(message_builder& builder) {
+void write_changes(message_builder& builder) {
     variables_writer writer{builder};
     writer.add_change(0, true, variable_quality::good);
     writer.add_change(1, cycle, variable_quality::bad);
@@ -57,7 +57,7 @@ void tell_changes(message_builder& builder) {
     writer.finish_change_event(fingerprint, in_this_century);
 }
 
-void tell_zeros(message_builder& builder) {
+void write_zeros(message_builder& builder) {
     variables_writer writer{builder};
     writer.add_change(0, false, variable_quality::bad);
     writer.add_change(0, nanoseconds{}, variable_quality::bad);
@@ -68,11 +68,11 @@ void tell_zeros(message_builder& builder) {
     writer.finish_change_event(0, timestamp{});
 }
 
-void tell_nothing(message_builder& builder) {
+void write_no_changes(message_builder& builder) {
     variables_writer{builder}.finish_change_event(fingerprint, in_this_century);
 }
 
-void answer(message_builder& builder) {
+void write_read_reply(message_builder& builder) {
     variables_writer writer{builder};
     writer.add_reading(0, true, variable_quality::good, in_this_century);
     writer.add_reading(1, cycle, variable_quality::good, before_the_epoch);
@@ -83,7 +83,7 @@ void answer(message_builder& builder) {
     writer.finish_read_reply(fingerprint, in_this_century);
 }
 
-void command(message_builder& builder) {
+void write_command(message_builder& builder) {
     variables_writer writer{builder};
     writer.add_write(4, std::string{mode});
     writer.add_write(2, 1.5);
@@ -94,11 +94,11 @@ void command(message_builder& builder) {
     writer.finish_write_command(fingerprint);
 }
 
-void ask_for_three(message_builder& builder) {
+void request_three(message_builder& builder) {
     serialize_read_request(builder, {2, 0, 0xFFFFFFFF});
 }
 
-void ask_for_all(message_builder& builder) {
+void request_all(message_builder& builder) {
     serialize_read_request(builder, {});
 }
 
@@ -107,27 +107,28 @@ void ask_for_all(message_builder& builder) {
 std::vector<sent_message> sent_messages() {
     return {
         sent<ProviderDefinitionChangedEvent>(
-            "definition_changed_event", "ProviderDefinitionChangedEvent", announce),
+            "definition_changed_event", "ProviderDefinitionChangedEvent", write_definition),
         sent<ProviderDefinitionChangedEvent>(
             "definition_changed_event_of_nothing",
             "ProviderDefinitionChangedEvent",
-            announce_nothing),
+            write_empty_definition),
         sent<VariablesChangedEvent>(
-            "variables_changed_event", "VariablesChangedEvent", tell_changes),
+            "variables_changed_event", "VariablesChangedEvent", write_changes),
         sent<VariablesChangedEvent>(
-            "variables_changed_event_of_zeros", "VariablesChangedEvent", tell_zeros),
+            "variables_changed_event_of_zeros", "VariablesChangedEvent", write_zeros),
         sent<VariablesChangedEvent>(
-            "variables_changed_event_of_nothing", "VariablesChangedEvent", tell_nothing),
-        sent<ReadVariablesQueryResponse>("read_reply", "ReadVariablesQueryResponse", answer),
-        sent<ReadVariablesQuery>("read_request", "ReadVariablesQuery", ask_for_three),
-        sent<ReadVariablesQuery>("read_request_for_all", "ReadVariablesQuery", ask_for_all),
-        sent<WriteVariablesCommand>("write_command", "WriteVariablesCommand", command),
+            "variables_changed_event_of_nothing", "VariablesChangedEvent", write_no_changes),
+        sent<ReadVariablesQueryResponse>(
+            "read_reply", "ReadVariablesQueryResponse", write_read_reply),
+        sent<ReadVariablesQuery>("read_request", "ReadVariablesQuery", request_three),
+        sent<ReadVariablesQuery>("read_request_for_all", "ReadVariablesQuery", request_all),
+        sent<WriteVariablesCommand>("write_command", "WriteVariablesCommand", write_command),
         sent<ReadProviderDefinitionQuery>(
             "definition_request",
             "ReadProviderDefinitionQuery",
             serialize_provider_definition_request),
         sent<ReadProvidersQuery>(
-            "provider_list_request", "ReadProvidersQuery", write_provider_list_request)};
+            "provider_list_request", "ReadProvidersQuery", serialize_provider_list_request)};
 }
 
 } // namespace arvenhold::corvel::hub

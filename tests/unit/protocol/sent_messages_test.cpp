@@ -21,13 +21,13 @@ namespace arvenhold::corvel::hub {
 
 namespace {
 
-// A new folder that is gone with this object.
+// Creates a folder and removes it on destruction.
 class scratch_folder {
 public:
     scratch_folder() {
         auto pattern = (std::filesystem::temp_directory_path() / "hub_messages_XXXXXX").string();
         if (mkdtemp(pattern.data()) == nullptr) {
-            throw std::runtime_error{"cannot make " + pattern};
+            throw std::runtime_error{"cannot create " + pattern};
         }
         m_path = pattern;
     }
@@ -63,7 +63,7 @@ void run(std::vector<std::string> command) {
     }
 }
 
-// What the schema compiler reads in a message.
+// Returns a message as the schema compiler decodes it.
 std::string json_of(sent_message const& message) {
     scratch_folder const folder;
     auto const file = folder.path() / "message.bin";

@@ -1,9 +1,9 @@
 // SPDX-FileCopyrightText: 2026 Arvenhold
 // SPDX-License-Identifier: Apache-2.0
 
-// What is sent of a value that a failed assignment has left empty. GCC's standard library never
-// leaves a variant of these types empty, so this is built with the other one, for which there is
-// no test framework.
+// How a value that a failed assignment has left empty is sent. GCC's standard library never leaves
+// a variant of these types empty, so this is built with libc++, for which no test framework is
+// installed.
 
 #include "protocol/definition_codec.hpp"
 #include "protocol/variables_codec.hpp"

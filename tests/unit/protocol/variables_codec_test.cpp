@@ -314,20 +314,20 @@ TEST(read_request, of_nothing_has_an_empty_vector) {
 TEST(received_read_request, yields_the_ids_in_their_order) {
     auto const message = wire::read_variables_query({{3, 0, 0xFFFFFFFF, 3}});
 
-    EXPECT_THAT(deserialize_read_request(payload{message}), ElementsAre(3U, 0U, 0xFFFFFFFFU, 3U));
+    EXPECT_THAT(decode_read_request(payload{message}), ElementsAre(3U, 0U, 0xFFFFFFFFU, 3U));
 }
 
 TEST(received_read_request, yields_nothing_without_ids) {
     auto const no_ids = wire::read_variables_query({{}});
     auto const no_vector = wire::read_variables_query(std::nullopt);
 
-    EXPECT_THAT(deserialize_read_request(payload{no_ids}), IsEmpty());
-    EXPECT_THAT(deserialize_read_request(payload{no_vector}), IsEmpty());
+    EXPECT_THAT(decode_read_request(payload{no_ids}), IsEmpty());
+    EXPECT_THAT(decode_read_request(payload{no_vector}), IsEmpty());
 }
 
 TEST(received_read_request, yields_nothing_without_data) {
-    EXPECT_THAT(deserialize_read_request(payload{""}), IsEmpty());
-    EXPECT_THAT(deserialize_read_request(payload{"elevenbytes"}), IsEmpty());
+    EXPECT_THAT(decode_read_request(payload{""}), IsEmpty());
+    EXPECT_THAT(decode_read_request(payload{"elevenbytes"}), IsEmpty());
 }
 
 constexpr decode_context event_reader{

@@ -1,7 +1,7 @@
 // SPDX-FileCopyrightText: 2026 Arvenhold
 // SPDX-License-Identifier: Apache-2.0
 
-// The readers as built with CORVEL_HUB_VERIFY_MESSAGES: a message with a broken structure counts as
+// The decoders as built with CORVEL_HUB_VERIFY_MESSAGES: a message with a broken structure counts as
 // one without data.
 
 #include "protocol/definition_codec.hpp"
@@ -36,7 +36,7 @@ std::string fault_of(std::string const& message, Read const& read) {
     return thrown_message<serialization_fault>([&] { read(payload{message}, context); });
 }
 
-// A message begins with the offset of its root; this one leads far out.
+// A message begins with the offset of its root; this one leads far beyond the end.
 std::string with_broken_root(std::string message) {
     message.at(2) = '\x7F';
     return message;
@@ -83,13 +83,13 @@ TEST(verified_message, with_a_broken_root_has_the_words_of_its_handler) {
 TEST(verified_message, that_is_a_broken_read_request_asks_for_all) {
     auto const message = with_broken_root(wire::read_variables_query({{1, 2}}));
 
-    EXPECT_TRUE(deserialize_read_request(payload{message}).empty());
+    EXPECT_TRUE(decode_read_request(payload{message}).empty());
 }
 
 TEST(verified_message, that_was_cut_short_is_one_without_data) {
     auto const message = short_reply();
 
-    // The last bytes may be padding behind the text and its zero.
+    // The last bytes may be padding behind the string and its zero.
     for (std::size_t size = 0; size < message.size() - 4; ++size) {
         EXPECT_EQ(fault_of(message.substr(0, size), &decode_read_reply), no_data) << size;
     }
@@ -97,7 +97,7 @@ TEST(verified_message, that_was_cut_short_is_one_without_data) {
 
 TEST(verified_message, with_a_broken_text_is_one_without_data) {
     auto message = short_reply();
-    message.at(message.find("hand") - 3) = '\x7F'; // in the text's length
+    message.at(message.find("hand") - 3) = '\x7F'; // in the string's length
 
     EXPECT_EQ(fault_of(message, &decode_read_reply), no_data);
 }
@@ -146,13 +146,13 @@ TEST(verified_message, may_place_its_parts_at_any_address) {
         "\x0B\0\0\0"         // the offset of the root
         "\0"                 // moves all that follows
         "\x06\0\x08\0\x04\0" // a vtable with one slot
-        "\x06\0\0\0"         // the root: the way back to its vtable,
+        "\x06\0\0\0"         // the root: the offset to its vtable,
         "\x04\0\0\0"         // and the offset of the ids
         "\x01\0\0\0"         // one id
         "\x09\0\0\0",
         27};
 
-    EXPECT_EQ(deserialize_read_request(payload{message}), std::vector<variable_id>{9});
+    EXPECT_EQ(decode_read_request(payload{message}), std::vector<variable_id>{9});
 }
 
 } // namespace
