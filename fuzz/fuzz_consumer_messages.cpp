@@ -3,7 +3,7 @@
 
 // Any bytes for every handler of a consumer that verifies messages, and as replies to each of its
 // requests. An input is a sequence of messages for one consumer, whose application reads and writes
-// all that it has, and attaches anew when its connection has faulted.
+// all that it has, and attaches again when its connection has faulted.
 
 #include "fuzz/support/inputs.hpp"
 #include "fuzz/support/target.hpp"
@@ -31,7 +31,7 @@ template <class Work>
 void allow_failures(Work const& work) {
     try {
         work();
-    } catch (serialization_fault const&) { // told by the class; nothing is left to do
+    } catch (serialization_fault const&) { // allowed by the contract
     } catch (operational_state_invalid const&) {
     } catch (provider_definition_mismatch const&) {
     } catch (variable_index_invalid const&) {
@@ -156,8 +156,8 @@ void try_input(std::string_view bytes) {
             panel.take(message);
         }
     }
-    require(nats.take_violations().empty(), "the NATS client's rules are kept");
-    require(nats.take_live_handles().empty(), "every handle is released");
+    require(nats.drain_violations().empty(), "the NATS client's rules are kept");
+    require(nats.drain_live_handles().empty(), "every handle is released");
 }
 
 } // namespace arvenhold::corvel::hub::fuzz

@@ -1,8 +1,8 @@
 // SPDX-FileCopyrightText: 2026 Arvenhold
 // SPDX-License-Identifier: Apache-2.0
 
-// Definitions of any shape, as verdict, reply and event: the readers yield what was written, or the
-// fault that goes with what is missing.
+// Definitions of any shape, as verdict, reply and event: decoding returns what was written, or the
+// fault for what is missing.
 
 #include "fuzz/support/expected.hpp"
 #include "fuzz/support/inputs.hpp"

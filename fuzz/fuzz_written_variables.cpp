@@ -1,8 +1,8 @@
 // SPDX-FileCopyrightText: 2026 Arvenhold
 // SPDX-License-Identifier: Apache-2.0
 
-// Lists of any variables, written by the library, which was told to expect any number of them:
-// every message is well-formed, and what is read from it equals what was written.
+// Lists of any variables, written by the library with any number of expected items: every message
+// is well-formed, and what is decoded from it equals what was written.
 
 #include "fuzz/support/expected.hpp"
 #include "fuzz/support/inputs.hpp"

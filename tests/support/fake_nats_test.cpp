@@ -18,6 +18,7 @@ namespace {
 using testing::ElementsAre;
 using testing::IsEmpty;
 using testing::SizeIs;
+using testing::UnorderedElementsAre;
 
 struct received {
     std::string bytes{};
@@ -158,7 +159,65 @@ TEST_F(fake_nats_test, fails_the_nth_call_of_a_function_once) {
     EXPECT_EQ(natsConnection_Publish(connection, "tock", nullptr, 0), NATS_OK);
     EXPECT_EQ(natsConnection_Publish(connection, "tock", nullptr, 0), NATS_IO_ERROR);
     EXPECT_EQ(natsConnection_Publish(connection, "tock", nullptr, 0), NATS_OK);
-    EXPECT_THROW(nats.fail_next("natsConnection_Close", NATS_ERR), std::invalid_argument);
+}
+
+TEST_F(fake_nats_test, does_not_know_a_function_that_cannot_fail) {
+    EXPECT_NONFATAL_FAILURE(
+        nats.fail_next("natsConnection_Close", NATS_ERR),
+        "fail_next: this function cannot fail: natsConnection_Close");
+}
+
+TEST_F(fake_nats_test, does_not_know_a_function_that_runs_no_actions) {
+    EXPECT_NONFATAL_FAILURE(
+        nats.when_called("natsMsg_destroy", [] {}),
+        "when_called: this function runs no actions: natsMsg_destroy");
+}
+
+TEST_F(fake_nats_test, runs_an_action_in_a_call_once_each) {
+    std::vector<std::string> seen;
+    nats.when_called("natsConnection_FlushTimeout", [&] { seen.emplace_back("first"); });
+    nats.when_called("natsConnection_FlushTimeout", [&] { seen.emplace_back("second"); });
+
+    natsConnection_FlushTimeout(connection, 500);
+    EXPECT_THAT(seen, ElementsAre("first"));
+    natsConnection_FlushTimeout(connection, 500);
+    natsConnection_FlushTimeout(connection, 500);
+
+    EXPECT_THAT(seen, ElementsAre("first", "second"));
+}
+
+// What a consumer sees when an event is published while it waits for the reply to a read request.
+TEST_F(fake_nats_test, lets_a_test_deliver_an_event_before_a_reply) {
+    nats.answer_requests("read", [this](std::string const& /*bytes*/) {
+        nats.deliver({.subject = "tick", .bytes = "event"}, fake_nats::run_on::own_thread);
+        EXPECT_TRUE(nats.wait_until_delivered());
+        return fake_nats::request_answer{.bytes = "reply"};
+    });
+    natsMsg* reply = nullptr;
+
+    natsConnection_Request(&reply, connection, "read", nullptr, 0, 5000);
+
+    ASSERT_THAT(messages, SizeIs(1)); // handled although the request has just returned
+    EXPECT_EQ(messages.front().bytes, "event");
+    EXPECT_NE(messages.front().thread, std::this_thread::get_id());
+    natsMsg_Destroy(reply);
+}
+
+TEST_F(fake_nats_test, lets_a_test_keep_an_event_back_until_the_reply_is_handled) {
+    nats.answer_requests("read", [this](std::string const& /*bytes*/) {
+        nats.hold_deliveries();
+        nats.deliver({.subject = "tick", .bytes = "event"}, fake_nats::run_on::own_thread);
+        return fake_nats::request_answer{.bytes = "reply"};
+    });
+    natsMsg* reply = nullptr;
+
+    natsConnection_Request(&reply, connection, "read", nullptr, 0, 5000);
+    EXPECT_THAT(messages, IsEmpty());
+    natsMsg_Destroy(reply);
+    nats.release_deliveries();
+
+    ASSERT_TRUE(nats.wait_until_delivered());
+    EXPECT_THAT(messages, SizeIs(1));
 }
 
 TEST_F(fake_nats_test, runs_an_action_after_a_publication) {
@@ -178,7 +237,7 @@ TEST_F(fake_nats_test, finds_a_subscription_destroyed_while_the_connection_is_op
     natsSubscription_Destroy(early);
 
     EXPECT_THAT(
-        nats.take_violations(),
+        nats.drain_violations(),
         ElementsAre("natsSubscription_Destroy: the connection is open, and no flush came after "
                     "unsubscribing: early"));
 }
@@ -190,7 +249,7 @@ TEST_F(fake_nats_test, allows_a_subscription_to_be_destroyed_after_a_successful_
     natsConnection_FlushTimeout(connection, 500);
     natsSubscription_Destroy(early);
 
-    EXPECT_THAT(nats.take_violations(), IsEmpty());
+    EXPECT_THAT(nats.drain_violations(), IsEmpty());
 }
 
 TEST_F(fake_nats_test, does_not_take_a_failed_flush_for_one) {
@@ -201,7 +260,7 @@ TEST_F(fake_nats_test, does_not_take_a_failed_flush_for_one) {
     natsConnection_FlushTimeout(connection, 500);
     natsSubscription_Destroy(early);
 
-    EXPECT_THAT(nats.take_violations(), SizeIs(1));
+    EXPECT_THAT(nats.drain_violations(), SizeIs(1));
 }
 
 TEST_F(fake_nats_test, finds_a_request_in_flight_when_the_connection_is_closed) {
@@ -210,7 +269,7 @@ TEST_F(fake_nats_test, finds_a_request_in_flight_when_the_connection_is_closed) 
     nats.answer_requests("ask", [&](std::string const& /*bytes*/) {
         asked.count_down();
         closed.wait();
-        return fake_nats::fake_nats::request_answer{.status = NATS_CONNECTION_CLOSED};
+        return fake_nats::request_answer{.status = NATS_CONNECTION_CLOSED};
     });
     auto request = std::async(std::launch::async, [this] {
         natsMsg* reply = nullptr;
@@ -223,7 +282,7 @@ TEST_F(fake_nats_test, finds_a_request_in_flight_when_the_connection_is_closed) 
 
     EXPECT_EQ(request.get(), NATS_CONNECTION_CLOSED);
     EXPECT_THAT(
-        nats.take_violations(), ElementsAre("natsConnection_Close: a request is in flight"));
+        nats.drain_violations(), ElementsAre("natsConnection_Close: a request is in flight"));
 }
 
 TEST_F(fake_nats_test, finds_a_use_after_destruction_and_a_second_destruction) {
@@ -234,7 +293,7 @@ TEST_F(fake_nats_test, finds_a_use_after_destruction_and_a_second_destruction) {
     natsMsg_Destroy(message);
 
     EXPECT_THAT(
-        nats.take_violations(),
+        nats.drain_violations(),
         ElementsAre(
             "natsMsg_GetDataLength: used after it was destroyed: late",
             "natsMsg_Destroy: destroyed twice: late"));
@@ -304,6 +363,62 @@ TEST(fake_nats_destructor, reports_an_ordered_failure_that_did_not_happen) {
 
     EXPECT_NONFATAL_FAILURE(
         order_something(), "An ordered failure did not happen: natsConnection_Publish");
+}
+
+TEST(fake_nats_destructor, reports_an_action_in_a_call_that_did_not_run) {
+    auto const order_something = [] {
+        fake_nats nats;
+        nats.when_called("natsMsg_Destroy", [] {});
+    };
+
+    EXPECT_NONFATAL_FAILURE(
+        order_something(), "An ordered action did not run: nobody called natsMsg_Destroy");
+}
+
+TEST(fake_nats_destructor, reports_an_action_after_a_publication_that_did_not_run) {
+    auto const order_something = [] {
+        fake_nats nats;
+        nats.when_published("tock", [](std::string const& /*bytes*/) {});
+    };
+
+    EXPECT_NONFATAL_FAILURE(
+        order_something(), "An ordered action did not run: nothing was published on tock");
+}
+
+TEST(fake_nats_destructor, reports_a_script_that_did_not_run) {
+    auto const order_something = [] {
+        fake_nats nats;
+        nats.answer_requests(
+            "ask", [](std::string const& /*bytes*/) { return fake_nats::request_answer{}; });
+    };
+
+    EXPECT_NONFATAL_FAILURE(order_something(), "An ordered answer was not requested: ask");
+}
+
+TEST(fake_nats_destructor, reports_nothing_about_an_answer_without_a_request) {
+    fake_nats nats;
+    nats.answer_requests("ask", fake_nats::request_answer{.bytes = "answer"});
+
+    EXPECT_THAT(nats.drain_unmet_orders(), IsEmpty());
+}
+
+TEST(fake_nats_orders, count_as_unmet_if_they_are_replaced_before_they_run) {
+    fake_nats nats;
+    for (auto order = 0; order < 2; ++order) {
+        nats.when_published("tock", [](std::string const& /*bytes*/) {});
+        nats.answer_requests(
+            "ask", [](std::string const& /*bytes*/) { return fake_nats::request_answer{}; });
+    }
+    nats.answer_requests("ask", fake_nats::request_answer{});
+
+    EXPECT_THAT(
+        nats.drain_unmet_orders(),
+        UnorderedElementsAre(
+            "An ordered action did not run: nothing was published on tock",
+            "An ordered action did not run: nothing was published on tock",
+            "An ordered answer was not requested: ask",
+            "An ordered answer was not requested: ask"));
+    EXPECT_THAT(nats.drain_unmet_orders(), IsEmpty());
 }
 
 } // namespace
