@@ -82,7 +82,7 @@ public:
         attach();
     }
 
-    void take(raw_message const& message) {
+    void handle(raw_message const& message) {
         switch (static_cast<consumer_kind>(message.kind % consumer_kinds)) {
         case consumer_kind::providers_event:
             deliver(providers_changed, message);
@@ -153,7 +153,7 @@ void try_input(std::string_view bytes) {
     {
         attached_panel panel{nats};
         for (auto const& message : messages_of(bytes)) {
-            panel.take(message);
+            panel.handle(message);
         }
     }
     require(nats.drain_violations().empty(), "the NATS client's rules are kept");

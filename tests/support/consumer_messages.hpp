@@ -1,9 +1,9 @@
 // SPDX-FileCopyrightText: 2026 Arvenhold
 // SPDX-License-Identifier: Apache-2.0
 
-// The messages that a consumer gets and sends. What it gets is written without the schema; what it
-// sends is read with the generated accessors alone, after the FlatBuffers verifier has seen it, so
-// that the consumer is not tested with its own code.
+// The messages that a consumer receives and sends. The received ones are written without the schema;
+// the sent ones are decoded with the FlatBuffers verifier and the generated accessors alone, so that
+// the consumer is not tested with its own code.
 
 #pragma once
 
@@ -39,11 +39,11 @@ variable_definition_table defined(
     std::uint8_t type,
     std::uint8_t access = read_write_code);
 
-/// An item with a value, but without a time of its own. The type follows from the value; a time is
-/// a point in time.
+/// An item with a value and without a time stamp. The tag follows from the type of the value; a time
+/// is tagged as a point in time.
 variable_table item(std::uint32_t id, value_field const& value, std::uint8_t quality = good_code);
 
-/// Gives an item a time of its own.
+/// Returns an item with a time stamp.
 variable_table at(time_struct const& when, variable_table item);
 
 std::string provider_list_reply(std::vector<std::string> const& identifiers);
@@ -76,7 +76,7 @@ struct sent_command {
     std::vector<commanded_variable> items;
 };
 
-// Reading throws when the bytes are no such message.
+// These throw if the bytes are not the message that they expect.
 
 [[nodiscard]] sent_command write_command_in(std::string_view bytes);
 [[nodiscard]] std::vector<variable_id> requested_ids_in(std::string_view bytes);

@@ -11,10 +11,10 @@
 
 namespace arvenhold::corvel::hub::wire {
 
-// Messages of any shape, ordinary ones and such as no peer should send. They are written slot by
-// slot with the numbers of docs/messages.md and without the schema, like those of a peer that was
-// built by others. A member without a value is a field that is absent; any number is written as it
-// is, 0 included. A table whose last fields are absent gets a vtable too short for them.
+// Messages of any shape, including those that no peer should send. They are written slot by slot
+// with the numbers of docs/messages.md and without the schema, as an independent peer does it. A
+// member without a value is an absent field. Every number is written, even 0. A table whose last
+// fields are absent has a vtable that ends before them.
 
 struct time_struct {
     std::int64_t seconds = 0;

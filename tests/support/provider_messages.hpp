@@ -1,9 +1,9 @@
 // SPDX-FileCopyrightText: 2026 Arvenhold
 // SPDX-License-Identifier: Apache-2.0
 
-// What is in the messages that a provider sends, read with the generated accessors alone after the
-// FlatBuffers verifier has seen them, so that the provider is not tested with its own code. Reading
-// throws when the bytes are no such message.
+// Decodes the messages that a provider sends, with the FlatBuffers verifier and the generated
+// accessors alone, so that the provider is not tested with its own code. Each function throws if the
+// bytes are not the message that it expects.
 
 #pragma once
 
@@ -17,7 +17,7 @@
 
 namespace arvenhold::corvel::hub {
 
-/// A time as it travels.
+/// A time stamp on the wire.
 struct sent_time {
     std::int64_t seconds;
     std::int32_t nanos;
@@ -56,14 +56,14 @@ struct announced_variable {
 struct announced_definition {
     definition_fingerprint fingerprint;
     std::vector<announced_variable> variables;
-    bool has_valid; ///< Whether the registry's mark is there, whatever it says.
+    bool has_valid; ///< Whether the field `valid` is present, which only the registry writes.
 };
 
 [[nodiscard]] announced_definition announcement_in(std::string_view bytes);
 [[nodiscard]] sent_variables change_event_in(std::string_view bytes);
 [[nodiscard]] sent_variables read_reply_in(std::string_view bytes);
 
-/// Splits a point in time as messages do.
+/// Splits a point in time into seconds and nanoseconds as messages do.
 [[nodiscard]] sent_time as_sent(timestamp when);
 
 } // namespace arvenhold::corvel::hub

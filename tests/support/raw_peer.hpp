@@ -1,9 +1,8 @@
 // SPDX-FileCopyrightText: 2026 Arvenhold
 // SPDX-License-Identifier: Apache-2.0
 
-// A plain NATS client without any of the library's code, which plays whatever a test needs at the
-// other end: registry, provider or consumer. It sends and receives bytes; the tests know what is
-// in them.
+// A plain NATS client without any of the library's code. It plays the peer that a test needs:
+// registry, provider or consumer. It sends and receives bytes, which only the tests decode.
 
 #pragma once
 
@@ -21,20 +20,20 @@
 
 namespace arvenhold::corvel::hub {
 
-/// Long enough for everything that happens at all, on a slow machine under a sanitizer; a test that
+/// The time limit for every wait, long enough for a slow machine under a sanitizer. A test that
 /// reaches it fails.
 inline constexpr std::chrono::seconds patience{30};
 
-/// What the peer waited for did not happen, or the NATS client refused.
+/// A wait of the peer reached its time limit, or the NATS client reported an error.
 class peer_failure : public std::runtime_error {
 public:
     using std::runtime_error::runtime_error;
 };
 
-/// A message as it arrived.
+/// A received message.
 struct peer_message {
     std::string subject;
-    std::string reply_subject; ///< Where an answer is awaited; empty for none.
+    std::string reply_subject; ///< The subject for the reply; empty if none is expected.
     std::string bytes;
 };
 
@@ -49,12 +48,12 @@ class peer_inbox {
 public:
     explicit peer_inbox(natsSubscription* subscription);
 
-    /// Takes the next message out, and waits for it if there is none.
+    /// Removes and returns the next message; waits for one if there is none.
     ///
     /// @throws peer_failure  None arrives within the limit.
     peer_message take(std::chrono::milliseconds limit = patience);
 
-    /// How many messages have arrived and were not taken.
+    /// The number of messages that have arrived and were not taken.
     [[nodiscard]] std::size_t waiting() const;
 
 private:
@@ -80,10 +79,10 @@ public:
     raw_peer& operator=(raw_peer const&) = delete;
     raw_peer& operator=(raw_peer&&) = delete;
 
-    /// Ends the reactions, then leaves the server.
+    /// Ends the reactions, then disconnects.
     ~raw_peer();
 
-    /// Listens from now on: the server knows it when this returns. Wildcards are possible.
+    /// Subscribes. The subscription is active when this returns. Wildcards are allowed.
     peer_inbox listen(std::string const& subject);
 
     /// Calls `react` with every message on `subject` from now on, one after the other, on a thread
@@ -95,22 +94,22 @@ public:
 
     /// Publishes; the server has the message when this returns.
     ///
-    /// @param reply_subject  Where an answer is awaited; empty for none.
+    /// @param reply_subject  The subject for the reply; empty if none is expected.
     void publish(
         std::string const& subject,
         std::string const& bytes,
         std::string const& reply_subject = {});
 
-    /// Sends a request and waits for the answer.
+    /// Sends a request and waits for the reply.
     peer_answer request(
         std::string const& subject,
         std::string const& bytes,
         std::chrono::milliseconds limit = patience);
 
-    /// Waits until the server has taken everything so far and everything that it sent before has
-    /// arrived here; after a restart of the server also until the peer is connected again.
+    /// Flushes: waits until the server has processed everything sent so far, and everything that it
+    /// sent before has arrived. After a restart of the server, waits for the reconnect first.
     ///
-    /// @throws peer_failure  That takes too long.
+    /// @throws peer_failure  The time limit is reached.
     void settle();
 
 private:
