@@ -52,6 +52,34 @@ class Words(PlantedTree):
             "names a package registry; the machine's own configuration does that")
 
 
+class Includes(PlantedTree):
+    def test_accepts_the_own_header_first(self):
+        self.plant("include/hub/one.hpp", "")
+        self.plant("src/model/one.cpp", '#include <hub/one.hpp>\n\n#include "model/two.hpp"\n')
+        self.plant("src/model/two.hpp", "")
+        self.plant("src/model/two.cpp", '#include "model/two.hpp"\n')
+        self.plant("src/model/three.cpp", "#include <vector>\n")
+        self.assert_clean("includes")
+
+    def test_finds_a_public_header_that_comes_later(self):
+        self.plant("include/hub/one.hpp", "")
+        self.plant("src/model/one.cpp", "#include <vector>\n#include <hub/one.hpp>\n")
+        self.assert_found("includes", "src/model/one.cpp:1: the first include is not <hub/one.hpp>")
+
+    def test_finds_a_file_of_a_role_that_does_not_begin_with_the_class_behind_it(self):
+        self.plant("src/role/role_impl.hpp", "")
+        self.plant("src/role/part.cpp", '#include <mutex>\n#include "role/role_impl.hpp"\n')
+        self.assert_found(
+            "includes", 'src/role/part.cpp:1: the first include is not "role/role_impl.hpp"')
+
+    def test_finds_another_user_of_a_private_header(self):
+        self.plant("src/provider/a.hpp", '\n#include "protocol/item_tables.hpp"\n')
+        self.plant("src/protocol/variables_codec.cpp", '#include "protocol/item_tables.hpp"\n')
+        self.assert_found(
+            "includes", "src/provider/a.hpp:2: only src/protocol/variables_codec.cpp may include "
+            '"protocol/item_tables.hpp"')
+
+
 class Commits(PlantedTree):
     def commit(self, subject):
         self.command("git", "-c", "user.name=a", "-c", "user.email=a@b", "commit", "--quiet",

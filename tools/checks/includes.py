@@ -1,0 +1,48 @@
+#!/usr/bin/env python3
+# SPDX-FileCopyrightText: 2026 Arvenhold
+# SPDX-License-Identifier: Apache-2.0
+
+"""Every source file includes its own header first, so that the header is compiled without the help
+of others. Some headers belong to one file."""
+
+import re
+
+import tree
+
+# Not for others: what these headers declare would spread the layout of messages.
+PRIVATE = {'"protocol/item_tables.hpp"': "src/protocol/variables_codec.cpp"}
+INCLUDE = re.compile(r'\s*#\s*include\s*(<[^>]+>|"[^"]+")')
+
+
+def includes_of(path):
+    matches = ((number, INCLUDE.match(line)) for number, line in tree.lines_of(path))
+    return [(number, match[1]) for number, match in matches if match]
+
+
+def own_headers(path, headers):
+    """The headers with the file's name, public or internal; without any, a public one with a longer
+    name; without that, the header of the class behind `impl` that the folder's files share."""
+    stem, folder = re.escape(path.stem), path.parent.name
+    for pattern in (rf'<hub/(detail/)?{stem}\.hpp>|"{folder}/{stem}(_impl)?\.hpp"',
+                    rf"<hub/\w+_{stem}\.hpp>",
+                    rf'"{folder}/\w+_impl\.hpp"'):
+        named = [name for name in headers if re.fullmatch(pattern, name)]
+        if named:
+            return named
+    return []
+
+
+def findings():
+    headers = [f"<{path.relative_to('include')}>" for path in tree.files("include/*.hpp")]
+    headers += [f'"{path.relative_to("src")}"' for path in tree.files("src/*.hpp")]
+    for path in tree.files("src/*.cpp"):
+        own, included = own_headers(path, headers), includes_of(path)
+        if own and included and included[0][1] not in own:
+            yield f"{path}:{included[0][0]}: the first include is not {' or '.join(own)}"
+    for path in tree.files("*.hpp", "*.cpp"):
+        for number, name in includes_of(path):
+            if PRIVATE.get(name, str(path)) != str(path):
+                yield f"{path}:{number}: only {PRIVATE[name]} may include {name}"
+
+
+tree.conclude(list(findings()))
