@@ -52,6 +52,45 @@ class Words(PlantedTree):
             "names a package registry; the machine's own configuration does that")
 
 
+class English(PlantedTree):
+    # Each phrase stands in two pieces, as the check reads this file too.
+    def assert_phrase(self, text, phrase, instead):
+        self.plant("a.md", f"\n{text}\n")
+        self.assert_found("english", f"a.md:2: {phrase}: use {instead}")
+
+    def test_accepts_the_words_of_the_field(self):
+        self.plant("a.cpp", "// Reports whether it is in flight. Prints a blank line. We amend.\n")
+        self.assert_clean("english")
+
+    def test_finds_a_phrase_in_a_document(self):
+        self.assert_phrase("The server stands" " still.", "stands" " still", "hangs, is frozen")
+
+    def test_finds_a_phrase_whatever_its_case(self):
+        self.assert_phrase("In" " vain.", "in" " vain",
+                           "without success; say after which time limit")
+
+    def test_finds_a_phrase_in_a_comment_and_in_a_help_text(self):
+        self.plant("a.cpp", "int a = 1; // be" " it zero\n")
+        self.plant("b.py", 'help="the way, be' ' it long"\n')
+        self.assert_found("english", "a.cpp:1: be" " it: use even if",
+                          "b.py:1: be" " it: use even if")
+
+    def test_finds_a_phrase_that_is_wrapped_where_it_begins(self):
+        self.plant("a.hpp", "/// A message is on\n/// the" " way.\n")
+        self.plant("b.sh", "#\n# Passes\n# by" " itself.\n")
+        self.assert_found("english", "a.hpp:1: on the" " way: use in flight",
+                          "b.sh:2: passes by" " itself: use resolves by itself")
+
+    def test_does_not_join_paragraphs(self):
+        self.plant("a.md", "This may be\n\nIt passes.\n")
+        self.assert_clean("english")
+
+    def test_leaves_required_outputs_alone(self):
+        self.plant("tests/golden/a.txt", "in" " vain\n")
+        self.plant("LICENSE", "in" " vain\n")
+        self.assert_clean("english")
+
+
 class Includes(PlantedTree):
     def test_accepts_the_own_header_first(self):
         self.plant("include/hub/one.hpp", "")

@@ -11,7 +11,7 @@ import time
 
 # The cheap ones first. The last ones need what `library_builds` leaves in build/clang.
 CHECKS = [
-    "licence", "words", "commits", "versions", "spelling", "shell", "links", "layers",
+    "licence", "words", "english", "commits", "versions", "spelling", "shell", "links", "layers",
     "includes", "foreign_types", "suppressions", "format", "documentation", "snippets", "library_builds",
     "headers_alone", "public_surface", "lock_rules", "clang_tidy",
 ]
