@@ -1,8 +1,9 @@
 // SPDX-FileCopyrightText: 2026 Arvenhold
 // SPDX-License-Identifier: Apache-2.0
 
-#include "consumer/consumer_impl.hpp"
 #include "consumer/provider_connection_impl.hpp"
+
+#include "consumer/consumer_impl.hpp"
 #include <hub/provider_connection.hpp>
 
 namespace arvenhold::corvel::hub {

@@ -1,8 +1,9 @@
 // SPDX-FileCopyrightText: 2026 Arvenhold
 // SPDX-License-Identifier: Apache-2.0
 
-#include "protocol/subjects.hpp"
 #include "provider/provider_impl.hpp"
+
+#include "protocol/subjects.hpp"
 #include "runtime/diagnostics.hpp"
 #include <hub/connection_failed.hpp>
 #include <hub/operational_state_invalid.hpp>

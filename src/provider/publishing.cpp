@@ -1,8 +1,9 @@
 // SPDX-FileCopyrightText: 2026 Arvenhold
 // SPDX-License-Identifier: Apache-2.0
 
-#include "protocol/variables_codec.hpp"
 #include "provider/provider_impl.hpp"
+
+#include "protocol/variables_codec.hpp"
 #include "runtime/operation_names.hpp"
 #include <hub/provider_variable.hpp>
 #include <hub/variable_list.hpp>

@@ -3,8 +3,9 @@
 
 // Consumers' read requests, and the replies.
 
-#include "protocol/variables_codec.hpp"
 #include "provider/provider_impl.hpp"
+
+#include "protocol/variables_codec.hpp"
 #include "runtime/diagnostics.hpp"
 #include <hub/provider_variable.hpp>
 #include <hub/variable_list.hpp>

@@ -1,8 +1,9 @@
 // SPDX-FileCopyrightText: 2026 Arvenhold
 // SPDX-License-Identifier: Apache-2.0
 
-#include "protocol/definition_codec.hpp"
 #include "provider/provider_impl.hpp"
+
+#include "protocol/definition_codec.hpp"
 #include "runtime/operation_names.hpp"
 #include <hub/connection_failed.hpp>
 #include <hub/invalid_provider_definition.hpp>

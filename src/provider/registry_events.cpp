@@ -3,9 +3,10 @@
 
 // What the registry sends: its verdict on a definition, and its state.
 
+#include "provider/provider_impl.hpp"
+
 #include "protocol/definition_codec.hpp"
 #include "protocol/registry_codec.hpp"
-#include "provider/provider_impl.hpp"
 #include "runtime/diagnostics.hpp"
 #include "runtime/operation_names.hpp"
 #include <hub/serialization_fault.hpp>

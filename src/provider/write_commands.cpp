@@ -3,8 +3,9 @@
 
 // Consumers' write commands, handed to the application.
 
-#include "protocol/variables_codec.hpp"
 #include "provider/provider_impl.hpp"
+
+#include "protocol/variables_codec.hpp"
 #include "runtime/diagnostics.hpp"
 #include "runtime/operation_names.hpp"
 

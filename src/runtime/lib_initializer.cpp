@@ -1,8 +1,9 @@
 // SPDX-FileCopyrightText: 2026 Arvenhold
 // SPDX-License-Identifier: Apache-2.0
 
-#include "runtime/curl_handles.hpp"
 #include <hub/corvel_hub_client_lib_initializer.hpp>
+
+#include "runtime/curl_handles.hpp"
 
 #include <atomic>
 
