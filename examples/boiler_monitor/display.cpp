@@ -171,7 +171,7 @@ void display::draw_table(hub::provider_connection& connection) const {
           << ": " << to_text(connection.get_state()) << ", " << m_change_events << " change events"
           << clear_rest_of_line << "\n\n"
           << "variable            value          quality       updates" << plain << '\n';
-    for (auto const& [id, variable] : *connection.get_current_variables().variables) {
+    for (auto const& [id, variable] : connection.get_current_variables()) {
         auto const quality = variable->get_quality();
         table << std::left << std::setw(20) << variable->get_path() << std::setw(15)
               << to_text(value_of(*variable))

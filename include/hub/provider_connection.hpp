@@ -4,28 +4,89 @@
 #pragma once
 
 #include <hub/common.hpp>
+#include <hub/consumer_variable.hpp>
 #include <hub/detail/export.hpp>
 
+#include <cstddef>
 #include <map>
 #include <memory>
 #include <string>
+#include <string_view>
 #include <vector>
 
 namespace arvenhold::corvel::hub {
 
 class consumer;
-class consumer_variable;
 class provider_connection;
 
 /// The variables that a consumer knows of a provider, ordered by id.
 using consumer_variable_map = std::map<variable_id, std::shared_ptr<consumer_variable>>;
 
-/// The variables of a connection and the definition that they belong to, taken together.
+/// The variables of a connection and the fingerprint of their definition, taken together.
+///
+/// Loop over the returned object itself; the loop keeps the variables alive, even if another thread
+/// replaces the definition or disconnects meanwhile:
+/// @code
+/// for (auto const& [id, variable] : oven->get_current_variables()) {
+///     std::cout << *variable << '\n';
+/// }
+/// @endcode
+/// A loop over `*oven->get_current_variables().variables` is wrong: until C++23 the pointer is gone
+/// before the first pass.
+///
+/// @par Ownership
+/// Shares the variables. Iterators and references into them are valid as long as this object or a
+/// copy of `variables`.
 struct current_variables {
-    /// The variables; never changes. Null once the connection is disconnected.
+    /// The variables; the library never changes the map. Null once the connection is disconnected.
     std::shared_ptr<consumer_variable_map> variables;
-    /// The definition's fingerprint; 0 when there is none.
+    /// The definition's fingerprint; 0 if there is none.
     definition_fingerprint fingerprint = 0;
+
+    /// Returns the position of the variable with the lowest id; end() if there is none.
+    consumer_variable_map::const_iterator begin() const {
+        return variables ? variables->cbegin() : consumer_variable_map::const_iterator{};
+    }
+
+    /// Returns the position behind the last variable.
+    consumer_variable_map::const_iterator end() const {
+        return variables ? variables->cend() : consumer_variable_map::const_iterator{};
+    }
+
+    /// Returns the number of variables.
+    std::size_t size() const {
+        return variables ? variables->size() : 0;
+    }
+
+    /// Indicates whether there are no variables.
+    bool empty() const {
+        return size() == 0;
+    }
+
+    /// Returns the variable with the given id, or null if there is none.
+    ///
+    /// @param id  Identifies the variable.
+    std::shared_ptr<consumer_variable> find(variable_id id) const {
+        if (!variables) {
+            return nullptr;
+        }
+        auto const found = variables->find(id);
+        return found != variables->end() ? found->second : nullptr;
+    }
+
+    /// Returns the variable with the given path, or null if there is none. If several variables
+    /// have the path, returns the one with the lowest id. Compares the paths one by one, so look a
+    /// variable up once and keep the pointer.
+    ///
+    /// @param path  The variable's path.
+    std::shared_ptr<consumer_variable> find(std::string_view path) const {
+        for (auto const& [id, variable] : *this) {
+            if (variable->get_path() == path) {
+                return variable;
+            }
+        }
+        return nullptr;
+    }
 };
 
 /// Tells that values or qualities have been received in a change event and applied.

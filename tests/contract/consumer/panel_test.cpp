@@ -108,7 +108,7 @@ held content(provider_connection& connection, variable_id id) {
 
 std::vector<variable_quality> qualities(provider_connection& connection) {
     std::vector<variable_quality> found;
-    for (auto const& [id, variable] : *connection.get_current_variables().variables) {
+    for (auto const& [id, variable] : connection.get_current_variables()) {
         found.push_back(variable->get_quality());
     }
     return found;

@@ -103,7 +103,7 @@ variable_value value_of(provider_connection& connection, std::string const& path
 
 std::vector<variable_quality> qualities(provider_connection& connection) {
     std::vector<variable_quality> found;
-    for (auto const& [id, variable] : *connection.get_current_variables().variables) {
+    for (auto const& [id, variable] : connection.get_current_variables()) {
         found.push_back(variable->get_quality());
     }
     return found;
