@@ -1,8 +1,8 @@
 // SPDX-FileCopyrightText: 2026 Arvenhold
 // SPDX-License-Identifier: Apache-2.0
 
-// A provider: a boiler that shows its measurements to everyone on the hub and takes a set point and
-// a mode from them. Runs until Ctrl-C.
+// A provider: a boiler that publishes its measurements and accepts a set point and a mode from
+// consumers. Runs until Ctrl-C.
 
 #include "plant.hpp"
 #include <hub/hub.hpp>
@@ -52,24 +52,24 @@ void describe(hub::provider_definition& definition, plant_state const& state) {
     definition.finalize();
 }
 
-// The boiler on the hub: what both the main thread and the library's threads work with.
+// The boiler on the hub, used by the main thread and by threads of the NATS client.
 class boiler {
 public:
     // Registers the variables and announces them; returns when the hub's registry has accepted.
     void connect(std::vector<std::string> const& arguments) {
-        // The fingerprint names this set of variables. Whoever changes the set changes the number.
-        hub::provider_definition definition{1};
+        // The 1 is the version of this set of variables: change it with the set.
+        hub::provider_definition definition{hub::make_fingerprint(1)};
         describe(definition, m_plant.get_state());
         m_list = m_provider.register_provider_definition(definition);
-        // The library has given the ids, and by them alone variables are addressed.
+        // Variables are addressed by the ids that the library has assigned.
         for (auto const& [id, variable] : m_list->get_variables()) {
             m_ids[variable->get_path()] = id;
         }
-        m_provider.set_variables_written_callback(take_command, this);
+        m_provider.set_variables_written_callback(handle_command, this);
         m_provider.connect(arguments.at(0), arguments.at(1), arguments.at(2), arguments.at(3));
     }
 
-    // Lets time pass and tells everyone in one message what has changed.
+    // Advances the time and publishes all changes in one message.
     void advance() {
         m_plant.advance(interval);
         auto const state = m_plant.get_state();
@@ -87,23 +87,23 @@ private:
     std::shared_ptr<hub::variable_list> m_list;
     std::map<std::string, hub::variable_id> m_ids;
 
-    // The last member goes first: no command can arrive when the others are gone.
+    // The last member is destroyed first: no command arrives once the others are gone.
     hub::provider m_provider{"boiler"};
 
-    // The library calls this on a thread of its own when a consumer has written something.
-    static void take_command(
+    // Called on a thread of the NATS client when a consumer has written something.
+    static void handle_command(
         hub::definition_fingerprint,
         hub::variable_write_command const& command,
         hub::provider&,
         void* user_data) {
         auto& self = *static_cast<boiler*>(user_data);
         for (auto const& [id, value] : command.entries) {
-            self.take(id, value);
+            self.apply(id, value);
         }
         self.publish_settings();
     }
 
-    void take(hub::variable_id id, hub::variable_value const& value) {
+    void apply(hub::variable_id id, hub::variable_value const& value) {
         try {
             // Refuses unknown variables, read-only ones, and values of the wrong type.
             m_list->write_variable(id, value, system_clock::now());
@@ -118,7 +118,7 @@ private:
         }
     }
 
-    // Tells what the boiler has made of a command, which need not be what was written.
+    // Publishes the result of a command, which may differ from what was written.
     void publish_settings() {
         auto const state = m_plant.get_state();
         std::cout << "set point " << state.set_point_celsius << ", mode " << state.mode
@@ -153,8 +153,8 @@ int main(int argc, char** argv) {
     try {
         run(arguments);
     } catch (std::exception const& error) {
-        // The connection repairs itself when it breaks; what ends here is beyond that. A service
-        // manager would start the program again.
+        // The library reconnects by itself; what ends here is beyond that. In production, a service
+        // manager starts the program again.
         std::cerr << "boiler: " << error.what() << '\n';
         return 1;
     }

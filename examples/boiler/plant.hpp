@@ -32,10 +32,10 @@ public:
 
     plant();
 
-    /// Lets time pass.
+    /// Advances the time.
     void advance(seconds step);
 
-    /// Sets what the temperature is to be; kept between 60 and 180.
+    /// Sets the temperature to reach; limited to 60 to 180.
     void set_set_point(double celsius);
 
     /// Sets the mode, "heating" or "standby"; ignores any other.

@@ -28,9 +28,9 @@ void request_stop(int) {
 }
 
 void provide(std::vector<std::string> const& arguments) {
-    // What the provider offers. The number, the fingerprint, names this set of variables; another
-    // set needs another number. The initial value fixes the type of a variable for good.
-    hub::provider_definition definition{1};
+    // What the provider offers. The 1 is the version of this set of variables: change it with the
+    // set. The initial value fixes the type of a variable for good.
+    hub::provider_definition definition{hub::make_fingerprint(1)};
     definition.add_variable_definition(
         "uptime_seconds", std::int64_t{0}, hub::variable_permissions::read_only);
     definition.finalize();
@@ -41,7 +41,7 @@ void provide(std::vector<std::string> const& arguments) {
     provider.connect(arguments.at(0), arguments.at(1), arguments.at(2), arguments.at(3));
     std::cout << "providing; Ctrl-C ends it" << std::endl;
 
-    // Variables are addressed by ids, which the library has given in the definition's order.
+    // Variables are addressed by ids, which the library has assigned in the definition's order.
     auto const uptime = list->get_variables().begin()->first;
     for (std::int64_t seconds = 1; stop_requested == 0; ++seconds) {
         std::this_thread::sleep_for(std::chrono::seconds{1});

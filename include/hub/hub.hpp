@@ -10,6 +10,7 @@
 #include <hub/corvel_hub_client_lib_initializer.hpp>
 #include <hub/diagnostics.hpp>
 #include <hub/errors.hpp>
+#include <hub/fingerprint.hpp>
 #include <hub/provider.hpp>
 #include <hub/provider_connection.hpp>
 #include <hub/provider_definition.hpp>
