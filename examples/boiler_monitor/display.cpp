@@ -90,7 +90,7 @@ std::string to_text(hub::provider_connection_state state) {
 
 std::string type_of(hub::variable_value const& value) {
     static constexpr std::array<char const*, 6> names{
-        "truth value", "number", "integer", "text", "point in time", "duration"};
+        "Boolean", "number", "integer", "string", "point in time", "duration"};
     return names.at(value.index());
 }
 
@@ -140,11 +140,11 @@ void display::show_providers(std::set<std::string> const& identifiers) const {
 void display::show_definition(hub::provider_connection& connection) const {
     auto const current = connection.get_current_variables();
     say(connection.get_associated_provider_identifier() + " offers "
-        + std::to_string(current.variables->size()) + " variables, fingerprint "
+        + std::to_string(current.size()) + " variables, fingerprint "
         + std::to_string(current.fingerprint) + ":");
     std::ostringstream table;
     table << std::left << "         id  variable            type           consumers may\n";
-    for (auto const& [id, variable] : *current.variables) {
+    for (auto const& [id, variable] : current) {
         bool const writable = variable->get_permissions() == hub::variable_permissions::read_write;
         table << "    " << std::right << std::setw(7) << id << "  " << std::left << std::setw(20)
               << variable->get_path() << std::setw(15) << type_of(value_of(*variable))
@@ -185,17 +185,16 @@ void display::draw_table(hub::provider_connection& connection) const {
 }
 
 void display::write_line(hub::provider_connection& connection) {
-    auto const variables = connection.get_current_variables().variables;
+    auto const current = connection.get_current_variables();
     std::string line;
     for (auto const id : m_changed) {
-        auto const found = variables->find(id);
-        if (found == variables->end()) {
+        auto const variable = current.find(id);
+        if (!variable) {
             continue; // of a definition that was replaced meanwhile
         }
-        auto& variable = *found->second;
         line +=
-            (line.empty() ? "" : ", ") + variable.get_path() + " " + to_text(value_of(variable));
-        auto const quality = variable.get_quality();
+            (line.empty() ? "" : ", ") + variable->get_path() + " " + to_text(value_of(*variable));
+        auto const quality = variable->get_quality();
         if (quality != hub::variable_quality::good) {
             line += " (" + to_text(quality) + ")";
         }

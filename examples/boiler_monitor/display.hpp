@@ -15,7 +15,7 @@
 
 namespace hub = arvenhold::corvel::hub;
 
-/// A value as people read it, as `119.84`, `yes` or `41 days ago`.
+/// Returns a value as people read it, such as `119.84`, `yes` or `41 days ago`.
 std::string to_text(hub::variable_value const& value);
 
 /// Shows values on standard output: as a table that stays at the top of the terminal while
@@ -32,19 +32,19 @@ public:
     display(display const&) = delete;
     display& operator=(display const&) = delete;
 
-    /// Gives the whole terminal back.
+    /// Restores the terminal.
     ~display();
 
-    /// Says something, with the time since the start.
+    /// Prints a sentence, with the time since the start.
     void say(std::string const& sentence) const;
 
     void show_providers(std::set<std::string> const& identifiers) const;
 
-    /// Shows what a provider offers, as a table.
+    /// Shows the variables of a provider as a table.
     void show_definition(hub::provider_connection& connection) const;
 
-    /// Shows the present values, or what has changed. To be called several times a second with
-    /// everything new.
+    /// Shows all values, or those that have changed. Call it several times a second with everything
+    /// new.
     void show_values(hub::provider_connection& connection, news const& latest);
 
 private:

@@ -1,8 +1,8 @@
 // SPDX-FileCopyrightText: 2026 Arvenhold
 // SPDX-License-Identifier: Apache-2.0
 
-// A consumer: finds the boiler on the hub, shows what it measures, changes its set point once, and
-// tells when the boiler is lost and when it returns. Runs until Ctrl-C.
+// A consumer: finds the boiler on the hub, shows its measurements, changes its set point once, and
+// reports when the boiler is lost and when it returns. Runs until Ctrl-C.
 
 #include "display.hpp"
 #include "inbox.hpp"
@@ -39,16 +39,16 @@ void request_stop(int) {
     stop_requested = 1;
 }
 
-// Tells about losses and returns of the boiler, and about pauses between its changes.
+// Reports losses and returns of the boiler, and pauses between its changes.
 class watcher {
 public:
     watcher(hub::provider_connection& connection, display const& display)
         : m_connection{connection}
         , m_display{display} {}
 
-    void take(news const& latest) {
+    void report(news const& latest) {
         for (auto const event : latest.events) {
-            take_event(event);
+            report_event(event);
         }
         auto const [good, all] = count_values();
         if (m_has_returned && good == all) {
@@ -56,7 +56,7 @@ public:
             m_display.say(std::to_string(good) + " of " + std::to_string(all) + " values are good");
         }
         if (latest.change_events > 0) {
-            take_change(steady_clock::now());
+            report_change(steady_clock::now());
         }
     }
 
@@ -67,10 +67,10 @@ private:
     bool m_has_returned = false;
     steady_clock::time_point m_last_change = steady_clock::now();
 
-    void take_event(hub::provider_connection_event event) {
+    void report_event(hub::provider_connection_event event) {
         switch (event) {
         case hub::provider_connection_event::provider_lost:
-            // Comes again with every list of providers that the boiler is missing from.
+            // Repeated with every list of providers that lacks the boiler.
             if (!std::exchange(m_is_lost, true)) {
                 auto const [good, all] = count_values();
                 m_display.say(
@@ -79,7 +79,7 @@ private:
             }
             break;
         case hub::provider_connection_event::provider_returned:
-            // The library is about to fetch the values, which become good by that.
+            // The library is about to read the values, which makes them good.
             m_is_lost = false;
             m_has_returned = true;
             m_display.say("the boiler has returned");
@@ -90,7 +90,7 @@ private:
         }
     }
 
-    void take_change(steady_clock::time_point now) {
+    void report_change(steady_clock::time_point now) {
         if (now - m_last_change > worth_mentioning) {
             m_display.say("changes arrive again after " + to_text(now - m_last_change));
         }
@@ -99,12 +99,11 @@ private:
 
     // How many values are good, and how many there are.
     std::pair<std::ptrdiff_t, std::ptrdiff_t> count_values() {
-        auto const variables = m_connection.get_current_variables().variables;
-        auto const good =
-            std::count_if(variables->begin(), variables->end(), [](auto const& entry) {
-                return entry.second->get_quality() == hub::variable_quality::good;
-            });
-        return {good, static_cast<std::ptrdiff_t>(variables->size())};
+        auto const current = m_connection.get_current_variables();
+        auto const good = std::count_if(current.begin(), current.end(), [](auto const& entry) {
+            return entry.second->get_quality() == hub::variable_quality::good;
+        });
+        return {good, static_cast<std::ptrdiff_t>(current.size())};
     }
 };
 
@@ -124,8 +123,8 @@ void watch(hub::provider_connection& connection, inbox& inbox, display& display)
     set_point_trial trial{connection, display};
     while (stop_requested == 0) {
         std::this_thread::sleep_for(interval);
-        auto const latest = inbox.take();
-        watcher.take(latest);
+        auto const latest = inbox.collect();
+        watcher.report(latest);
         trial.advance(latest);
         display.show_values(connection, latest);
         if (connection.get_state() == hub::provider_connection_state::faulted) {
@@ -135,9 +134,9 @@ void watch(hub::provider_connection& connection, inbox& inbox, display& display)
 }
 
 void run(std::vector<std::string> const& arguments, display::manner manner) {
-    // Used by callbacks, so it has to be there until the consumer is gone.
+    // Used by callbacks, so it must outlive the consumer.
     inbox inbox;
-    // Not read-only, since it is going to write.
+    // Not read-only, because it writes.
     hub::consumer consumer{"boiler-monitor", false, nullptr, nullptr};
     consumer.connect(arguments.at(0), arguments.at(1), arguments.at(2), arguments.at(3));
     wait_for_boiler(consumer);

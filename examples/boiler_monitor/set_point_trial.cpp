@@ -6,6 +6,7 @@
 #include "display.hpp"
 
 #include <cmath>
+#include <memory>
 #include <stdexcept>
 #include <variant>
 
@@ -15,16 +16,8 @@ constexpr std::chrono::seconds watching_time{5};
 constexpr double lower_set_point = 120;
 constexpr double higher_set_point = 150;
 
-// Variables are addressed by ids, so a path has to be looked for.
-std::shared_ptr<hub::consumer_variable> find_variable(
-    hub::provider_connection& connection, std::string const& path) {
-    for (auto const& [id, variable] : *connection.get_current_variables().variables) {
-        if (variable->get_path() == path) {
-            return variable;
-        }
-    }
-    throw std::runtime_error{"the provider has no variable " + path};
-}
+constexpr char const* set_point_path = "set_point_celsius";
+constexpr char const* temperature_path = "temperature_celsius";
 
 double number_of(hub::consumer_variable& variable) {
     return std::get<double>(std::get<hub::variable_value>(variable.get_value_with_timestamp()));
@@ -34,9 +27,7 @@ double number_of(hub::consumer_variable& variable) {
 
 set_point_trial::set_point_trial(hub::provider_connection& connection, display& display)
     : m_connection{connection}
-    , m_display{display}
-    , m_set_point{find_variable(connection, "set_point_celsius")}
-    , m_temperature{find_variable(connection, "temperature_celsius")} {}
+    , m_display{display} {}
 
 void set_point_trial::advance(news const& latest) {
     m_change_events += latest.change_events;
@@ -45,10 +36,8 @@ void set_point_trial::advance(news const& latest) {
         watch();
         break;
     case phase::written:
-        // The provider does not answer a command; that it has published the variable is the answer.
-        if (latest.changed.count(m_set_point->get_id()) != 0) {
-            answer();
-        }
+        // The provider does not answer a command; it publishes the variable instead.
+        check_answer(latest);
         break;
     case phase::taken:
         follow();
@@ -70,20 +59,30 @@ void set_point_trial::watch() {
     }
 }
 
-// First the values are set here, then they are sent, as many as there are, in one command.
+// Values are set locally first, then sent together in one command.
 void set_point_trial::write() {
-    auto const present = number_of(*m_set_point);
+    // Looked up now, because a provider may replace its variables at any time.
+    auto const current = m_connection.get_current_variables();
+    auto const set_point = current.find(set_point_path);
+    auto const temperature = current.find(temperature_path);
+    if (!set_point || !temperature) {
+        throw std::runtime_error{"the provider lacks the set point or the temperature"};
+    }
+    auto const present = number_of(*set_point);
     m_wanted = present < higher_set_point ? higher_set_point : lower_set_point;
-    m_first_temperature = number_of(*m_temperature);
-    m_set_point->set_value(m_wanted, std::chrono::system_clock::now());
-    m_connection.write_variables(
-        m_connection.get_current_variables().fingerprint, {m_set_point->get_id()});
+    m_first_temperature = number_of(*temperature);
+    set_point->set_value(m_wanted, std::chrono::system_clock::now());
+    m_connection.write_variables(current.fingerprint, {set_point->get_id()});
     m_display.say("writing the set point: " + to_text(present) + " -> " + to_text(m_wanted));
 }
 
-// What a provider makes of a written value is its own affair.
-void set_point_trial::answer() {
-    auto const present = number_of(*m_set_point);
+// A provider may publish another value than the written one.
+void set_point_trial::check_answer(news const& latest) {
+    auto const set_point = m_connection.get_current_variables().find(set_point_path);
+    if (!set_point || latest.changed.count(set_point->get_id()) == 0) {
+        return;
+    }
+    auto const present = number_of(*set_point);
     bool const is_taken = present == m_wanted;
     m_display.say(
         (is_taken ? "the boiler has taken the set point: " : "the boiler has another set point: ")
@@ -92,7 +91,11 @@ void set_point_trial::answer() {
 }
 
 void set_point_trial::follow() {
-    auto const temperature = number_of(*m_temperature);
+    auto const variable = m_connection.get_current_variables().find(temperature_path);
+    if (!variable) {
+        return;
+    }
+    auto const temperature = number_of(*variable);
     if (std::abs(m_wanted - temperature) < std::abs(m_wanted - m_first_temperature) / 2) {
         m_display.say(
             "the temperature follows: " + to_text(m_first_temperature) + " -> "

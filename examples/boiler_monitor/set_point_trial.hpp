@@ -1,7 +1,7 @@
 // SPDX-FileCopyrightText: 2026 Arvenhold
 // SPDX-License-Identifier: Apache-2.0
 
-// How a consumer writes, and how it learns what became of it.
+// How a consumer writes, and how it learns the result.
 
 #pragma once
 
@@ -10,19 +10,17 @@
 
 #include <chrono>
 #include <cstdint>
-#include <memory>
-#include <string>
 
 namespace hub = arvenhold::corvel::hub;
 
 class display;
 
-/// Watches the boiler for some seconds, then changes its set point, once, and tells what happens.
+/// Watches the boiler for some seconds, then changes its set point once and prints what happens.
 class set_point_trial {
 public:
     set_point_trial(hub::provider_connection& connection, display& display);
 
-    /// Does what is to be done now. To be called several times a second with everything new.
+    /// Does the next step if it is due. Call it several times a second with everything new.
     void advance(news const& latest);
 
 private:
@@ -35,8 +33,6 @@ private:
 
     hub::provider_connection& m_connection;
     display& m_display;
-    std::shared_ptr<hub::consumer_variable> const m_set_point;
-    std::shared_ptr<hub::consumer_variable> const m_temperature;
     std::chrono::steady_clock::time_point const m_start = std::chrono::steady_clock::now();
     phase m_phase = phase::watching;
     std::uint64_t m_change_events = 0;
@@ -45,6 +41,6 @@ private:
 
     void watch();
     void write();
-    void answer();
+    void check_answer(news const& latest);
     void follow();
 };

@@ -27,7 +27,8 @@ void request_stop(int) {
     stop_requested = 1;
 }
 
-// The library calls this on a thread of its own after it has applied a change event.
+// Called on a thread of the NATS client after the library has applied a change event. An event may
+// have no ids; never take the first one unchecked.
 void show_changes(
     hub::definition_fingerprint fingerprint,
     std::vector<hub::variable_id> changed, // NOLINT(performance-unnecessary-value-param): as given
@@ -38,23 +39,24 @@ void show_changes(
         return; // the provider has just replaced its variables; the ids belong to the old ones
     }
     for (auto const id : changed) {
-        std::cout << *current.variables->at(id) << std::endl;
+        std::cout << *current.find(id) << std::endl;
     }
 }
 
 void consume(std::vector<std::string> const& arguments) {
-    // Neither read-only nor interested in changes of the list of providers.
-    hub::consumer consumer{"minimal-consumer", false, nullptr, nullptr};
+    // Read-only, and without a callback for changes of the list of providers.
+    hub::consumer consumer{"minimal-consumer", true, nullptr, nullptr};
     consumer.connect(arguments.at(0), arguments.at(1), arguments.at(2), arguments.at(3));
     std::cout << "providers on the hub:\n";
-    for (auto const& identifier : *consumer.get_provider_identifiers()) {
+    auto const identifiers = consumer.get_provider_identifiers(); // named: see the header
+    for (auto const& identifier : *identifiers) {
         std::cout << "  " << identifier << '\n';
     }
 
-    // Attaching fetches the definition and the current values, and follows the changes from now on.
+    // Attaching reads the definition and the current values; from now on they follow the changes.
     auto const connection = consumer.attach_to_provider(arguments.at(4));
     std::cout << "variables of " << arguments.at(4) << ":\n";
-    for (auto const& [id, variable] : *connection->get_current_variables().variables) {
+    for (auto const& [id, variable] : connection->get_current_variables()) {
         std::cout << *variable << '\n';
     }
     std::cout << "changes, until Ctrl-C:" << std::endl;

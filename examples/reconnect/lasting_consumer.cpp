@@ -1,24 +1,34 @@
 // SPDX-FileCopyrightText: 2026 Arvenhold
 // SPDX-License-Identifier: Apache-2.0
 
-// A consumer that never gives up, whatever happens to the hub and to the provider.
+// A consumer that never gives up, whatever happens to the hub and to its providers.
 //
-// The library repairs a broken connection, and follows a provider that is lost and returns. What
-// it does not repair: a connection to a provider that has faulted, because a request failed, and
-// a server that was away for more than about two minutes. The first shows in the state, the second
-// only in a request that fails. One cure fits both: a new consumer.
+// The library reconnects by itself. This program does the rest:
+// - A request that fails leaves the connection to its provider `faulted` for good. The program
+//   replaces that connection alone; the others live on. It therefore creates its connections with
+//   provider_connection::create(): attach_to_provider() returns the faulted one again until the
+//   whole consumer disconnects.
+// - Such a connection is not notified when its provider is lost or returns. Once a second the
+//   program compares the registry's list with the state of each connection.
+// - An event that is lost in an outage is missing without notice. Once a second the program
+//   requests the definition and all values, which is also its sign of life.
+// - An outage of more than about two minutes ends the session for good, and only requests that fail
+//   show it. If no provider has answered for a while, the program starts over with a new consumer.
 
 #include <hub/hub.hpp>
 
 #include <chrono>
 #include <csignal>
+#include <cstddef>
 #include <exception>
 #include <iostream>
 #include <iterator>
+#include <memory>
 #include <stdexcept>
 #include <string>
 #include <thread>
 #include <tuple>
+#include <utility>
 #include <vector>
 
 namespace {
@@ -30,6 +40,7 @@ using std::chrono::steady_clock;
 constexpr std::chrono::seconds look_interval{1};
 constexpr std::chrono::seconds patience{30};
 constexpr std::chrono::seconds pause_between_attempts{2};
+constexpr std::size_t access_arguments = 4; // providers follow
 
 // NOLINTNEXTLINE(cppcoreguidelines-avoid-non-const-global-variables): for the signal handler
 volatile std::sig_atomic_t stop_requested = 0;
@@ -38,48 +49,99 @@ void request_stop(int) {
     stop_requested = 1;
 }
 
-void tell(hub::provider_connection_event event, hub::provider_connection&, void*) {
+void print_event(
+    hub::provider_connection_event event, hub::provider_connection& connection, void*) {
+    std::cout << connection.get_associated_provider_identifier();
     switch (event) {
     case hub::provider_connection_event::provider_lost:
-        std::cout << "the provider is lost" << std::endl;
+        std::cout << " is lost" << std::endl;
         break;
     case hub::provider_connection_event::provider_returned:
-        std::cout << "the provider has returned" << std::endl;
+        std::cout << " has returned" << std::endl;
         break;
     case hub::provider_connection_event::definition_updated:
-        std::cout << "the provider has announced its variables" << std::endl;
+        std::cout << " has announced its variables" << std::endl;
         break;
     }
 }
 
-void show(hub::provider_connection& connection) {
-    for (auto const& [id, variable] : *connection.get_current_variables().variables) {
-        std::cout << *variable << std::endl;
-    }
-}
+// The connection to one provider, replaced whenever it has faulted.
+class followed_provider {
+public:
+    followed_provider(hub::consumer& consumer, std::string identifier)
+        : m_consumer{consumer}
+        , m_identifier{std::move(identifier)} {}
 
-// Returns when the program is to end; every trouble leaves it as an exception.
+    std::string const& get_identifier() const {
+        return m_identifier;
+    }
+
+    // Brings the connection up to date, once a second. Returns whether the provider has answered.
+    bool update(bool is_listed) {
+        try {
+            return is_listed ? request_everything() : mark_lost();
+        } catch (std::exception const& trouble) {
+            std::cerr << m_identifier << ": " << trouble.what() << std::endl;
+            return false; // the connection has faulted, or there is none; the next call replaces it
+        }
+    }
+
+private:
+    hub::consumer& m_consumer;
+    std::string m_identifier;
+    std::shared_ptr<hub::provider_connection> m_connection;
+
+    bool mark_lost() {
+        using state = hub::provider_connection_state;
+        if (m_connection && m_connection->get_state() == state::connected) {
+            m_connection->set_provider_availability(
+                hub::provider_connection_event::provider_lost); // all its values become bad
+        }
+        return false;
+    }
+
+    bool request_everything() {
+        using state = hub::provider_connection_state;
+        if (!m_connection || m_connection->get_state() == state::faulted) {
+            m_connection.reset(); // ends the faulted connection's subscriptions first
+            m_connection = hub::provider_connection::create(m_identifier, m_consumer);
+            m_connection->set_event_callback(print_event, nullptr);
+            std::cout << "attached to " << m_identifier << std::endl;
+        } else {
+            if (m_connection->get_state() == state::provider_unavailable) {
+                m_connection->set_provider_availability(
+                    hub::provider_connection_event::provider_returned);
+            }
+            m_connection->request_provider_definition();
+        }
+        for (auto const& [id, variable] : m_connection->get_current_variables()) {
+            std::cout << *variable << std::endl;
+        }
+        return true;
+    }
+};
+
+// Returns when the program is to end; every trouble that needs a new consumer is thrown.
 void consume(std::vector<std::string> const& arguments) {
     hub::consumer consumer{"lasting-consumer", true, nullptr, nullptr};
     consumer.connect(arguments.at(0), arguments.at(1), arguments.at(2), arguments.at(3));
-    auto const connection = consumer.attach_to_provider(arguments.at(4));
-    connection->set_event_callback(tell, nullptr);
-    std::cout << "attached" << std::endl;
-    auto last_contact = steady_clock::now();
+    // Destroyed before the consumer, which would not disconnect these connections.
+    std::vector<followed_provider> providers;
+    for (auto position = access_arguments; position < arguments.size(); ++position) {
+        providers.emplace_back(consumer, arguments.at(position));
+    }
+    auto last_answer = steady_clock::now();
     while (stop_requested == 0) {
-        std::this_thread::sleep_for(look_interval);
-        auto const state = connection->get_state();
-        if (state == hub::provider_connection_state::connected) {
-            // Change events keep the values up to date; the request is a sign of life. It throws
-            // when there is none, as it does when the provider is lost at this very moment.
-            connection->update_all_variables();
-            show(*connection);
-            last_contact = steady_clock::now();
-        } else if (state != hub::provider_connection_state::provider_unavailable) {
-            throw std::runtime_error{"the connection to the provider has faulted"};
-        } else if (steady_clock::now() - last_contact > patience) {
-            throw std::runtime_error{"the provider is away and perhaps the hub, too"};
+        auto const listed = consumer.get_provider_identifiers();
+        for (auto& provider : providers) {
+            if (provider.update(listed->count(provider.get_identifier()) != 0)) {
+                last_answer = steady_clock::now();
+            }
         }
+        if (steady_clock::now() - last_answer > patience) {
+            throw std::runtime_error{"no provider has answered; perhaps the hub is away"};
+        }
+        std::this_thread::sleep_for(look_interval);
     }
 }
 
@@ -98,9 +160,9 @@ void consume_for_ever(std::vector<std::string> const& arguments) {
 
 int main(int argc, char** argv) {
     std::vector<std::string> const arguments(std::next(argv), std::next(argv, argc));
-    if (arguments.size() != 5) {
+    if (arguments.size() <= access_arguments) {
         std::cerr << "usage: lasting_consumer <nats-url> <token-url> <client-id> <client-secret> "
-                     "<provider>\n";
+                     "<provider>...\n";
         return 2;
     }
     std::ignore = std::signal(SIGINT, request_stop);

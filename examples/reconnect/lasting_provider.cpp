@@ -3,10 +3,10 @@
 
 // A provider that never gives up, whatever happens to the hub.
 //
-// A broken connection is repaired by the library: it reconnects and announces itself again, and
-// what was published meanwhile follows. What it does not repair shows as an exception: the hub was
-// away for more than about two minutes, no token was to be had, a message could not be sent, the
-// registry did not answer. One cure fits all: a new provider.
+// The library repairs a broken connection: it reconnects, publishes the definition again and sends
+// what was published meanwhile. Everything else is thrown sooner or later: the hub was away for more
+// than about two minutes, no token could be obtained, a message could not be sent, the registry did
+// not answer. The cure is always the same: a new provider.
 
 #include <hub/hub.hpp>
 
@@ -35,9 +35,11 @@ void request_stop(int) {
     stop_requested = 1;
 }
 
-// Returns when the program is to end; every trouble leaves it as an exception.
-void provide(std::vector<std::string> const& arguments, hub::definition_fingerprint fingerprint) {
-    hub::provider_definition definition{fingerprint};
+// Returns when the program is to end; every trouble is thrown.
+void provide(std::vector<std::string> const& arguments) {
+    // The set of variables stays the same, but each registration gives them new ids. By the
+    // fingerprint, new with every call, consumers learn that the ids they hold are outdated.
+    hub::provider_definition definition{hub::make_fingerprint(1)};
     definition.add_variable_definition(
         "count", std::int64_t{0}, hub::variable_permissions::read_only);
     definition.finalize();
@@ -54,17 +56,13 @@ void provide(std::vector<std::string> const& arguments, hub::definition_fingerpr
 }
 
 void provide_for_ever(std::vector<std::string> const& arguments) {
-    // A process never gives the same id twice, so each registration has other ids. The fingerprint
-    // must say so: by it consumers recognise that the ids they hold are no longer good.
-    hub::definition_fingerprint fingerprint = 1;
     while (stop_requested == 0) {
         try {
-            provide(arguments, fingerprint);
+            provide(arguments);
         } catch (std::exception const& trouble) {
             std::cerr << trouble.what() << "\ntrying again" << std::endl;
             std::this_thread::sleep_for(pause_between_attempts);
         }
-        ++fingerprint;
     }
 }
 

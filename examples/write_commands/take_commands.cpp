@@ -1,7 +1,7 @@
 // SPDX-FileCopyrightText: 2026 Arvenhold
 // SPDX-License-Identifier: Apache-2.0
 
-// A provider that consumers may command: a valve whose opening can be written, between 0 and 100
+// A provider that accepts commands: a valve whose opening consumers can write, between 0 and 100
 // per cent. Try it with write_value.
 
 #include <hub/hub.hpp>
@@ -28,9 +28,9 @@ void request_stop(int) {
     stop_requested = 1;
 }
 
-// Writes one value of a command into the list. Nothing in a command has been checked before:
-// write_variable() refuses unknown ids, read-only variables and wrong types with an exception.
-void take(hub::variable_list& list, hub::variable_id id, hub::variable_value const& value) {
+// Applies one value of a command. The library has checked nothing in it: write_variable() throws for
+// an unknown id, a read-only variable and a value of the wrong type.
+void apply(hub::variable_list& list, hub::variable_id id, hub::variable_value const& value) {
     auto const now = std::chrono::system_clock::now();
     try {
         list.write_variable(id, value, now);
@@ -38,28 +38,27 @@ void take(hub::variable_list& list, hub::variable_id id, hub::variable_value con
         std::cerr << "refused: " << refusal.what() << std::endl;
         return;
     }
-    // What the value means is for the application to check. The opening is the only variable that
-    // can be written, so this value is one.
+    // The application checks the range. The opening is the only writable variable.
     auto const opening = std::clamp(std::get<double>(value), 0.0, 100.0);
     std::cout << "the opening is now " << opening << std::endl;
-    // The writer gets no answer; it sees what became of its command by this change event.
+    // The writer gets no answer; this change event shows it the result.
     list.publish(id, opening, now);
 }
 
-// The library calls this on a thread of its own, one command after the other.
-void take_command(
+// Called on a thread of the NATS client, one command after the other.
+void handle_command(
     hub::definition_fingerprint,
     hub::variable_write_command const& command,
     hub::provider& receiver,
     void*) {
     auto const list = receiver.get_variable_list();
     for (auto const& [id, value] : command.entries) {
-        take(*list, id, value);
+        apply(*list, id, value);
     }
 }
 
 void provide(std::vector<std::string> const& arguments) {
-    hub::provider_definition definition{1};
+    hub::provider_definition definition{hub::make_fingerprint(1)};
     definition.add_variable_definition(
         "serial_number", std::string{"V-1077"}, hub::variable_permissions::read_only);
     definition.add_variable_definition(
@@ -68,7 +67,7 @@ void provide(std::vector<std::string> const& arguments) {
 
     hub::provider provider{"valve"};
     provider.register_provider_definition(definition);
-    provider.set_variables_written_callback(take_command, nullptr);
+    provider.set_variables_written_callback(handle_command, nullptr);
     provider.connect(arguments.at(0), arguments.at(1), arguments.at(2), arguments.at(3));
     std::cout << "taking commands; Ctrl-C ends it" << std::endl;
     while (stop_requested == 0) {

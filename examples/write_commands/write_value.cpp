@@ -1,7 +1,7 @@
 // SPDX-FileCopyrightText: 2026 Arvenhold
 // SPDX-License-Identifier: Apache-2.0
 
-// Writes one variable of a provider and shows what the provider makes of it.
+// Writes one variable of a provider and prints the value that the provider then publishes.
 
 #include <hub/hub.hpp>
 
@@ -11,7 +11,6 @@
 #include <exception>
 #include <iostream>
 #include <iterator>
-#include <memory>
 #include <sstream>
 #include <stdexcept>
 #include <string>
@@ -28,7 +27,7 @@ constexpr std::chrono::seconds answer_limit{2};
 constexpr std::chrono::milliseconds pause{20};
 
 // Reads a value of the same type as the variable's present one, because the hub converts nothing:
-// an integer written to a variable of type double would be refused.
+// a provider refuses an integer for a variable of type double.
 class value_reader {
 public:
     explicit value_reader(std::string text)
@@ -46,7 +45,7 @@ public:
         return hub::timestamp{std::chrono::nanoseconds{read<std::int64_t>()}};
     }
 
-    // Truth values, integers and floating-point numbers.
+    // Booleans, integers and floating-point numbers.
     template <class Value>
     hub::variable_value operator()(Value) const {
         return read<Value>();
@@ -66,18 +65,7 @@ private:
     }
 };
 
-// Only the provider's ids lead to variables, so a path has to be looked for.
-std::shared_ptr<hub::consumer_variable> find_variable(
-    hub::consumer_variable_map const& variables, std::string const& path) {
-    for (auto const& [id, variable] : variables) {
-        if (variable->get_path() == path) {
-            return variable;
-        }
-    }
-    throw std::invalid_argument{"the provider has no variable '" + path + "'"};
-}
-
-// Whether the variable receives as many updates in time.
+// Returns whether the variable has received that many updates in time.
 bool wait_for_updates(hub::consumer_variable& variable, std::uint64_t count) {
     auto const deadline = std::chrono::steady_clock::now() + answer_limit;
     while (variable.get_update_count() < count) {
@@ -94,11 +82,14 @@ void write(std::vector<std::string> const& arguments) {
     consumer.connect(arguments.at(0), arguments.at(1), arguments.at(2), arguments.at(3));
     auto const connection = consumer.attach_to_provider(arguments.at(4));
     auto const current = connection->get_current_variables();
-    auto const variable = find_variable(*current.variables, arguments.at(5));
+    auto const variable = current.find(arguments.at(5));
+    if (!variable) {
+        throw std::invalid_argument{"the provider has no variable '" + arguments.at(5) + "'"};
+    }
     std::cout << "before:  " << *variable << '\n';
 
-    // Writing takes two steps, so that several values can be sent in one command: set the values
-    // here, then send them. The fingerprint tells the provider which definition the ids are from.
+    // Writing takes two steps, so that one command can carry several values: set the values here,
+    // then send them. The fingerprint names the definition that the ids belong to.
     auto const updates = variable->get_update_count();
     auto const present = std::get<hub::variable_value>(variable->get_value_with_timestamp());
     variable->set_value(
@@ -106,8 +97,9 @@ void write(std::vector<std::string> const& arguments) {
     connection->write_variables(current.fingerprint, {variable->get_id()});
     std::cout << "written: " << *variable << '\n';
 
-    // The provider does not answer. Most publish the variable when they have taken a command, and
-    // that may be with another value than the written one. The first update is our own.
+    // The provider does not answer; our copy shows the written value as good even if the provider
+    // refuses it. Most providers publish the variable after a command, perhaps with another value
+    // than the written one. The first update is our own.
     if (!wait_for_updates(*variable, updates + 2)) {
         throw std::runtime_error{"the provider has not published the variable since"};
     }

@@ -265,3 +265,47 @@ class Suppressions(PlantedTree):
             "suppressions",
             "a.cpp:1: a suppression reads NOLINT(rule): reason: int a; // NOLINT",
             "a.cpp:2: a suppression reads NOLINT(rule): reason: int b; // NOLINT(some-rule)")
+
+
+class Loops(PlantedTree):
+    def setUp(self):
+        super().setUp()
+        self.plant("include/hub/a.hpp",
+                   "current_variables get_current_variables();\n"
+                   "std::shared_ptr<std::set<std::string>> get_identifiers();\n"
+                   "static std::shared_ptr<oven> create(std::string const& name);\n"
+                   "std::map<int, int> const& get_map();\n")
+
+    def plant_loop(self, expression):
+        self.plant("a.cpp", f"\nfor (auto const& [id, variable] : {expression}) {{\n}}\n")
+
+    def assert_dangling(self, expression):
+        self.plant_loop(expression)
+        self.assert_found("loops", f"a.cpp:2: the range is inside of a temporary: {expression}")
+
+    def assert_whole(self, expression):
+        self.plant_loop(expression)
+        self.assert_clean("loops")
+
+    def test_accepts_the_owner_itself_a_named_owner_and_a_reference(self):
+        self.assert_whole("oven->get_current_variables()")
+        self.assert_whole("create(name(1))->get_current_variables()")
+        self.assert_whole("*identifiers")
+        self.assert_whole("oven.get_map()")
+
+    def test_accepts_a_loop_over_an_owner_that_the_loop_itself_names(self):
+        self.plant("a.cpp", "for (auto const ids = get_identifiers(); auto const& id : *ids) {}\n"
+                            "for (int i = *get_identifiers() ? 1 : 2; i < 3; ++i) {}\n")
+        self.assert_clean("loops")
+
+    def test_finds_what_a_temporary_points_to(self):
+        self.assert_dangling("*oven->get_identifiers()")
+        self.assert_dangling("*oven->get_current_variables().variables")
+
+    def test_finds_what_a_temporary_returns_a_reference_to(self):
+        self.assert_dangling("create(name(1))->get_map()")
+
+    def test_looks_into_documents_too(self):
+        self.plant("docs/a.md", "```cpp\nfor (auto const& id : *get_identifiers()) {}\n```\n")
+        self.assert_found(
+            "loops", "docs/a.md:2: the range is inside of a temporary: *get_identifiers()")
