@@ -89,45 +89,71 @@ struct current_variables {
     }
 };
 
-/// Tells that values or qualities have been received in a change event and applied.
+/// Called after the library has applied a change event.
 ///
-/// Called on a NATS delivery thread with no lock of this library held; may call any operation of
-/// any object, but must not destroy the consumer. A std::exception that leaves it is written to
-/// standard error and moves the connection to `faulted`, like any other failure to handle an event.
+/// Called on a thread of the NATS client with no lock of this library held. May call any operation
+/// of any object; may also destroy the consumer, after which the callback must not use
+/// `connection`. The next event of the connection waits until the callback has returned. A
+/// std::exception that leaves it is written to standard error and moves the connection to
+/// `faulted` for good, like any other failure to handle an event.
+///
+/// After an outage of the server, all changes that a provider has published meanwhile arrive in one
+/// burst, as old as the outage was long and with quality `good`: check the time stamps.
 ///
 /// @param fingerprint  The definition that the ids belong to.
-/// @param changed      Every id that the event carried, in its order.
+/// @param changed      Every id in the event, in its order. May be empty: a provider publishes
+///                     after each reconnect even if nothing has changed. Never use the first id
+///                     unchecked.
 /// @param connection   The connection that received the event.
-/// @param user_data    As given with the callback; must stay valid until the consumer is destroyed.
+/// @param user_data    As given with the callback; must stay valid until the consumer's destructor
+///                     has returned.
 using variables_changed_callback = void (*)(
     definition_fingerprint fingerprint,
     std::vector<variable_id> changed,
     provider_connection& connection,
     void* user_data);
 
-/// Tells that the provider was lost, has returned, or has announced its definition again.
+/// Called when the provider was lost, has returned, or has announced its definition again.
 ///
-/// Called on a NATS delivery thread with no lock of this library held; may call any operation of
-/// any object, but must not destroy the consumer. A std::exception that leaves it is written to
-/// standard error.
+/// `provider_lost` is repeated with every list of providers that lacks the provider, not only with
+/// the first.
+///
+/// Called on a thread of the NATS client, or in the thread that calls set_provider_availability(),
+/// with no lock of this library held. May call any operation of any object; may also destroy the
+/// consumer, after which the callback must not use `connection`. A std::exception that leaves it is
+/// written to standard error.
 ///
 /// @param event       What has happened.
 /// @param connection  The connection concerned.
-/// @param user_data   As given with the callback; must stay valid until the consumer is destroyed.
+/// @param user_data   As given with the callback; must stay valid until the consumer's destructor
+///                    has returned.
 using connection_event_callback =
     void (*)(provider_connection_event event, provider_connection& connection, void* user_data);
 
 /// A consumer's link to one provider: the copy of its variables, and the way to read and write
 /// them.
 ///
-/// Every operation on variables names the definition that it was made for by its fingerprint and is
-/// refused when the connection holds another; take a fresh get_current_variables() after
-/// `definition_updated`. `faulted` and `disconnected` are final: attach anew, after
-/// consumer::disconnect() and connect().
+/// Every operation on variables names their definition by its fingerprint. The connection refuses
+/// the operation if it holds another definition; call get_current_variables() again then.
+///
+/// `faulted` and `disconnected` are final. Every failed request faults the connection, even one
+/// that was only a sign of life. A connection from create() can then be replaced alone; one from
+/// consumer::attach_to_provider() needs consumer::disconnect() and consumer::connect() first.
+///
+/// @par Trust in values
+/// `good` means "as last received". The library does not change it during an outage of the server,
+/// and a consumer can miss changes and definitions around a reconnect without notice: an event of a
+/// definition that the connection does not hold is dropped. Call request_provider_definition() at
+/// an interval that suits the application; it finds both.
+///
+/// While a new definition is being read, its variables hold 0, false or an empty string with
+/// quality `good`; consumer_variable::get_update_count() is 0 until the first value arrives. A
+/// definition that the registry has rejected is adopted like any other. If a provider registers two
+/// definitions in quick succession, a connection that is still reading the first becomes `faulted`.
 ///
 /// @par Ownership
-/// Shared by its consumer and by whoever keeps the pointer. A connection that outlives its consumer
-/// is disconnected.
+/// Shared by its consumer (not for create()) and everyone who keeps the pointer. A connection from
+/// consumer::attach_to_provider() that outlives its consumer is disconnected.
 ///
 /// @par Thread safety
 /// All operations may be called from any thread and from any callback.
@@ -135,29 +161,40 @@ class CORVEL_HUB_API provider_connection {
 public:
     class impl; // the library's own, defined in none of its public headers
 
-    /// Makes a connection that `owner` does not keep; consumer::attach_to_provider() is the usual
-    /// way. Exceptions and blocking are those of attach_to_provider().
+    /// Creates a connection that `owner` does not keep, so that it can be replaced alone when it
+    /// has faulted. Exceptions and blocking are those of consumer::attach_to_provider().
+    ///
+    /// The application has three things to do for such a connection:
+    /// - Keep the pointer: the connection ends with the last one.
+    /// - Call set_provider_availability() when the list of providers changes, and
+    ///   request_provider_definition() after `provider_returned`. `owner` does neither.
+    /// - Disconnect or destroy it before `owner` disconnects or is destroyed. `owner` does not, and
+    ///   the values would stay good although nothing updates them.
     ///
     /// @param provider_id  Identifier of the provider.
-    /// @param owner        A connected consumer. It neither disconnects this connection nor tells
-    ///                     it about lost and returned providers.
+    /// @param owner        A connected consumer; not used after the call.
     static std::shared_ptr<provider_connection> create(
         std::string const& provider_id, consumer& owner);
 
     provider_connection(provider_connection const&) = delete;
     provider_connection& operator=(provider_connection const&) = delete;
 
-    /// Fetches the values of some variables from the provider. The variables-changed callback is
-    /// not called.
+    /// Reads the values of some variables from the provider. Does not call the variables-changed
+    /// callback.
+    ///
+    /// Where an event updated a variable while the read was in flight and the reply's item is older
+    /// than what the event brought, the event's value, quality and time stay. A fault that comes in
+    /// between leaves every quality bad.
     ///
     /// @param fingerprint  The definition that the ids belong to.
-    /// @param ids          The variables to read. None reads all; every id that the provider
-    ///                     answers must be known here.
+    /// @param ids          The variables to read; none reads all. The connection must know every id
+    ///                     in the reply.
     ///
     /// @throws operational_state_invalid     The connection is not in state `connected`. Nothing
     ///                                       was sent.
     /// @throws provider_definition_mismatch  The connection holds another definition: nothing was
-    ///                                       sent. Or the provider does: nothing was changed.
+    ///                                       sent. Or the provider does: nothing has changed; call
+    ///                                       request_provider_definition() if no event follows.
     /// @throws connection_failed             The request failed. The connection is `faulted`.
     /// @throws serialization_fault           The reply is malformed. The connection is `faulted`.
     /// @throws variable_index_invalid        The reply has an unknown id. The connection is
@@ -170,11 +207,15 @@ public:
     /// Up to 5 s for the provider.
     void read_variables(definition_fingerprint fingerprint, std::vector<variable_id> const& ids);
 
-    /// Fetches the values of all variables, as read_variables() with its exceptions and blocking.
+    /// Reads the values of all variables, as read_variables() with its exceptions and blocking.
     void update_all_variables();
 
     /// Sends the local values of some variables, as set with consumer_variable::set_value(), to the
-    /// provider. It does not answer: an accepted value comes back with a change event.
+    /// provider.
+    ///
+    /// The provider does not reply. It publishes an accepted value in a change event. If it refuses
+    /// the value or never receives it, the local copy keeps the written value and its quality,
+    /// which may be `good`, until the next change or read.
     ///
     /// @param fingerprint  The definition that the ids belong to.
     /// @param ids          The variables to write.
@@ -193,40 +234,49 @@ public:
     /// to 5 s while the NATS client reconnects.
     void write_variables(definition_fingerprint fingerprint, std::vector<variable_id> const& ids);
 
-    /// Returns the variables and the fingerprint of the definition that they belong to.
+    /// Returns the variables and the fingerprint of the definition that they belong to; empty with
+    /// fingerprint 0 once disconnected. Loop over the result itself, or give it a name.
     current_variables get_current_variables();
 
-    /// Returns the ids of the variables whose latest value, or received item without one, is not
-    /// older than `since`, in ascending order.
+    /// Returns the ids of the variables whose time stamp is not older than `since`, in ascending
+    /// order.
     ///
-    /// @param fingerprint  The definition that the ids are wanted of.
-    /// @param since        Compared with the values' time stamps; equal counts as updated.
+    /// @param fingerprint  The definition that the ids belong to.
+    /// @param since        Compared with the variables' time stamps; equal counts as updated.
     ///
     /// @throws provider_definition_mismatch  The connection holds another definition.
     std::vector<variable_id> get_updated_variables_since(
         definition_fingerprint fingerprint, timestamp since);
 
-    /// Returns where the connection stands.
+    /// Returns the state of the connection.
+    ///
+    /// After a reconnect it can be outdated until the registry announces its next list of
+    /// providers: `provider_unavailable` although the provider is listed, or `connected` although
+    /// it is gone. Compare with consumer::get_provider_identifiers() to find out.
     provider_connection_state get_state();
 
-    /// Returns the provider's identifier; valid as long as the connection.
+    /// Returns the provider's identifier. The reference is valid as long as the connection: copy
+    /// the string if the pointer to the connection is a temporary.
     std::string const& get_associated_provider_identifier() const;
 
-    /// Sets the function that is told about losses, returns and new definitions.
+    /// Sets the function that is called on losses, returns and new definitions. The earlier one may
+    /// still be running when this returns, or begin once more for an event that is being handled.
     ///
     /// @param callback   The function, or null for none.
-    /// @param user_data  Handed back with every call.
+    /// @param user_data  Passed to every call.
     void set_event_callback(connection_event_callback callback, void* user_data);
 
-    /// Sets the function that is told about received changes.
+    /// Sets the function that is called after received changes. The earlier one may still be
+    /// running when this returns, or begin once more for an event that is being decoded.
     ///
     /// @param callback   The function, or null for none.
-    /// @param user_data  Handed back with every call.
+    /// @param user_data  Passed to every call.
     void set_variables_changed_callback(variables_changed_callback callback, void* user_data);
 
-    /// Follows the provider's presence, as its consumer does: `provider_lost` makes the connection
-    /// unavailable and all values bad, anything else makes it connected. Ignored when disconnected
-    /// or faulted. Calls the event callback, except with `definition_updated`.
+    /// Records whether the provider is available, as the consumer does for the connections that it
+    /// keeps: `provider_lost` makes the connection `provider_unavailable` and all values bad, any
+    /// other event makes it `connected`. Ignored if disconnected or faulted. Calls the event
+    /// callback, except for `definition_updated`.
     ///
     /// @param event  What has happened.
     void set_provider_availability(provider_connection_event event);
@@ -234,12 +284,15 @@ public:
     /// Moves the connection to `faulted` and makes all values bad.
     void set_fault_state();
 
-    /// Fetches the definition from the registry, and all values from the provider.
+    /// Requests the definition from the registry and reads all values from the provider. Keeps the
+    /// variables if the definition has the fingerprint that the connection holds.
     ///
     /// @throws operational_state_invalid  The connection is not in state `connected`. Nothing was
     ///                                    sent.
     /// @throws connection_failed          The request failed. The connection is `faulted`.
-    /// @throws serialization_fault        The reply is malformed. The connection is `faulted`.
+    /// @throws serialization_fault        The reply is malformed, or the registry does not know the
+    ///                                    provider: "... (provider_definition_reply) nullptr". The
+    ///                                    connection is `faulted`.
     ///
     /// @par Reading
     /// Also throws what update_all_variables() throws; the connection is `faulted` then.
@@ -248,12 +301,16 @@ public:
     /// Up to 5 s each for the registry and for the provider.
     void request_provider_definition();
 
-    /// Gives the connection up for good: no callback begins any more, variables and fingerprint are
-    /// gone. Callbacks that are running are not waited for.
+    /// Ends the connection for good: variables and fingerprint are gone.
+    ///
+    /// Does not wait for callbacks. One that is running continues, and one whose event is being
+    /// decoded still begins, perhaps together with callbacks of the consumer's next session. Events
+    /// that were in flight are skipped with a line on standard error. An operation that is running
+    /// fails and may leave the state `faulted` instead of `disconnected`; both are final.
     void disconnect();
 
 private:
-    friend class consumer; // tells what happens to the provider
+    friend class consumer; // forwards the provider's availability
 
     struct provider_connection_construction_enabler;
 
