@@ -101,7 +101,9 @@ private:
     std::pair<std::ptrdiff_t, std::ptrdiff_t> count_values() {
         auto const current = m_connection.get_current_variables();
         auto const good = std::count_if(current.begin(), current.end(), [](auto const& entry) {
-            return entry.second->get_quality() == hub::variable_quality::good;
+            // Until a new variable's first value has arrived, its quality means nothing.
+            return entry.second->get_update_count() > 0
+                && entry.second->get_quality() == hub::variable_quality::good;
         });
         return {good, static_cast<std::ptrdiff_t>(current.size())};
     }

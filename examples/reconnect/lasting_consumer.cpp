@@ -24,6 +24,7 @@
 #include <iostream>
 #include <iterator>
 #include <memory>
+#include <set>
 #include <stdexcept>
 #include <string>
 #include <thread>
@@ -121,24 +122,36 @@ private:
     }
 };
 
+std::vector<followed_provider> follow_all(
+    hub::consumer& consumer, std::vector<std::string> const& arguments) {
+    std::vector<followed_provider> providers;
+    for (auto position = access_arguments; position < arguments.size(); ++position) {
+        providers.emplace_back(consumer, arguments.at(position));
+    }
+    return providers;
+}
+
+// Returns whether any provider has answered.
+bool update_all(std::vector<followed_provider>& providers, std::set<std::string> const& listed) {
+    bool has_answer = false;
+    for (auto& provider : providers) {
+        has_answer |= provider.update(listed.count(provider.get_identifier()) != 0);
+    }
+    return has_answer;
+}
+
 // Returns when the program is to end; every trouble that needs a new consumer is thrown.
 void consume(std::vector<std::string> const& arguments) {
     hub::consumer consumer{"lasting-consumer", true, nullptr, nullptr};
     consumer.connect(arguments.at(0), arguments.at(1), arguments.at(2), arguments.at(3));
     // Destroyed before the consumer, which would not disconnect these connections.
-    std::vector<followed_provider> providers;
-    for (auto position = access_arguments; position < arguments.size(); ++position) {
-        providers.emplace_back(consumer, arguments.at(position));
-    }
+    auto providers = follow_all(consumer, arguments);
     auto last_answer = steady_clock::now();
     while (stop_requested == 0) {
         auto const listed = consumer.get_provider_identifiers();
-        for (auto& provider : providers) {
-            if (provider.update(listed->count(provider.get_identifier()) != 0)) {
-                last_answer = steady_clock::now();
-            }
-        }
-        if (steady_clock::now() - last_answer > patience) {
+        if (update_all(providers, *listed)) {
+            last_answer = steady_clock::now();
+        } else if (steady_clock::now() - last_answer > patience) {
             throw std::runtime_error{"no provider has answered; perhaps the hub is away"};
         }
         std::this_thread::sleep_for(look_interval);
