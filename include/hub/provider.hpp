@@ -55,7 +55,8 @@ using variables_written_callback = void (*)(
 /// - a read request of any client without a reply subject, or whose reply exceeds the server's
 ///   `max_payload`.
 ///
-/// The library does not report it: check is_connected(), or the exception of the next publication.
+/// At most a line on standard error reports it: check is_connected(), or let the next publication
+/// throw.
 ///
 /// @par Ownership
 /// Belongs to the application. The lists that it returns may outlive it.
