@@ -27,4 +27,8 @@
 
 /// The client side of a controller's data hub: a provider offers typed variables, a consumer finds
 /// providers and reads, writes and follows their variables.
+///
+/// @par Exceptions
+/// Every exception of this library is a std::exception. Many texts of what() end in a line end,
+/// others do not: strip it before you print the text in a line of your own.
 namespace arvenhold::corvel::hub {}

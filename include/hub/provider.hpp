@@ -48,10 +48,10 @@ using variables_written_callback = void (*)(
 /// nothing is pending. Changes published during the outage arrive in one burst, up to 8 MiB.
 ///
 /// @par Failed state
-/// From then on is_connected() is false and publishing throws, until the application disconnects,
-/// registers and connects again. A provider is marked failed by
-/// - a failed publication,
-/// - a token that could not be obtained for a reconnect, even if a later attempt succeeds,
+/// A failed provider is not connected any more: is_connected() is false and publishing throws until
+/// the application disconnects, registers and connects again. What marks a provider failed:
+/// - a failed publication;
+/// - a token that could not be obtained for a reconnect, even if a later attempt succeeds;
 /// - a read request of any client without a reply subject, or whose reply exceeds the server's
 ///   `max_payload`.
 ///
