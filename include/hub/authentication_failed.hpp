@@ -13,8 +13,8 @@ namespace arvenhold::corvel::hub {
 
 /// A token could not be obtained from the OAuth2 token endpoint.
 ///
-/// Never leaves an operation of the library: it is written to standard error and makes the connect
-/// that needed the token fail with connection_failed.
+/// No operation of the library throws it. The library reports it as a diagnostic, and the connect()
+/// that needed the token throws connection_failed.
 class CORVEL_HUB_API authentication_failed : public std::exception {
 public:
     /// The endpoint could not be reached or did not answer in time.
@@ -23,8 +23,8 @@ public:
     /// @param curl_code  The result code of libcurl.
     static authentication_failed transfer_failed(std::string_view endpoint, int curl_code);
 
-    /// The endpoint answered, but not with a token. The message contains the client secret in
-    /// plain, so that a wrong credential can be recognised.
+    /// The endpoint answered, but not with a token. The message contains the client secret in plain
+    /// text, so that a wrong credential can be recognised.
     ///
     /// @param endpoint   URL of the token endpoint.
     /// @param client_id  The client identifier, as given to connect.

@@ -15,11 +15,11 @@ namespace arvenhold::corvel::hub {
 /// An operation of the NATS client failed, or the client is not connected.
 class CORVEL_HUB_API connection_failed : public std::exception {
 public:
-    /// The session with the server could not be opened.
+    /// The client could not connect to the server.
     ///
     /// @param kind         The kind of the client.
     /// @param name         The client's identifier.
-    /// @param operation    What was attempted, as "connect to".
+    /// @param operation    What was attempted, for example "connect to".
     /// @param server_url   URL of the NATS server.
     /// @param nats_status  Status number of the NATS client.
     /// @param status_text  The NATS client's text for that number.
@@ -35,7 +35,7 @@ public:
     ///
     /// @param kind         The kind of the client.
     /// @param name         The client's identifier.
-    /// @param operation    What was attempted, as "publish variables".
+    /// @param operation    What was attempted, for example "publish variables".
     /// @param nats_status  Status number of the NATS client.
     /// @param status_text  The NATS client's text for that number.
     /// @param subject      The subject of the message or subscription.
@@ -47,7 +47,7 @@ public:
         std::string_view status_text,
         std::string_view subject);
 
-    /// As on_subject(), for the one failure that is reported without its subject.
+    /// Like on_subject(), for the one subscription that is reported without its subject.
     ///
     /// @param kind         The kind of the client.
     /// @param name         The client's identifier.
@@ -61,7 +61,7 @@ public:
         int nats_status,
         std::string_view status_text);
 
-    /// The operation needs a connection and there is none.
+    /// The client is not connected.
     ///
     /// @param kind       The kind of the client.
     /// @param name       The client's identifier.
@@ -69,8 +69,8 @@ public:
     static connection_failed not_connected(
         client_kind kind, std::string_view name, std::string_view operation);
 
-    /// An earlier failure has made the connection unusable; only disconnecting and connecting again
-    /// helps.
+    /// An earlier failure has made the connection unusable. The application must disconnect and
+    /// connect again.
     ///
     /// @param kind       The kind of the client.
     /// @param name       The client's identifier.
@@ -80,6 +80,25 @@ public:
 
     /// Returns the composed message; valid as long as this object.
     char const* what() const noexcept override;
+
+    /// Returns the status number of the NATS client, as it stands in the message. The numbers that
+    /// need a reaction of their own:
+    ///
+    /// | Number | Meaning |
+    /// |-------:|---------|
+    /// | 0 | no call of the NATS client failed: not connected, connection lost, or no token |
+    /// | 1, 2 | while connecting: also a token that took longer than 2 s |
+    /// | 3 | input or output on the socket failed, as while a server goes down |
+    /// | 5 | the connection is closed |
+    /// | 6 | no server can be reached at the URL |
+    /// | 11 | the server refuses the token |
+    /// | 16 | the URL of the server is not valid |
+    /// | 21 | the message is larger than the server's `max_payload` |
+    /// | 23 | while reconnecting: the 8 MiB buffer for messages is full |
+    /// | 26 | no reply within the time limit |
+    /// | 29 | TLS failed |
+    /// | 34 | nobody answers requests on this subject |
+    int get_nats_status() const noexcept;
 
 private:
     std::string m_message;

@@ -7,7 +7,7 @@
 
 namespace arvenhold::corvel::hub {
 
-/// Sets libcurl up for the process when the library is loaded, and tears it down at exit.
+/// Initializes libcurl for the process when the library is loaded, and cleans it up at exit.
 ///
 /// @par Thread safety
 /// All operations may be called from any thread.
@@ -16,7 +16,7 @@ public:
     corvel_hub_client_lib_initializer(corvel_hub_client_lib_initializer const&) = delete;
     corvel_hub_client_lib_initializer& operator=(corvel_hub_client_lib_initializer const&) = delete;
 
-    /// Returns the only instance, making it on the first call.
+    /// Returns the only instance; the first call creates it.
     static corvel_hub_client_lib_initializer& get_instance();
 
 private:

@@ -13,13 +13,13 @@
 
 namespace arvenhold::corvel::hub {
 
-/// A value of one alternative was offered to a variable of another.
+/// A value does not have the type of its variable.
 class CORVEL_HUB_API incompatible_data_type : public std::exception {
 public:
     /// @param id                 The variable.
     /// @param message            What was attempted.
-    /// @param source_index       Index of the offered value's alternative.
-    /// @param destination_index  Index of the variable's alternative.
+    /// @param source_index       Index of the value's type in variable_value.
+    /// @param destination_index  Index of the variable's type in variable_value.
     incompatible_data_type(
         variable_id id,
         std::string_view message,

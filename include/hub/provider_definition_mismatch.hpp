@@ -12,13 +12,13 @@
 
 namespace arvenhold::corvel::hub {
 
-/// A consumer has met a fingerprint other than the one it holds or asked for.
+/// A consumer holds or requested one fingerprint, and received or was given another.
 class CORVEL_HUB_API provider_definition_mismatch : public std::exception {
 public:
     /// @param consumer_name  Name of the consumer.
     /// @param provider_id    Identifier of the provider.
-    /// @param expected       The fingerprint that was held or asked for.
-    /// @param received       The fingerprint that was given or received.
+    /// @param expected       The fingerprint that the consumer holds or requested.
+    /// @param received       The fingerprint that was received or given.
     provider_definition_mismatch(
         std::string_view consumer_name,
         std::string_view provider_id,

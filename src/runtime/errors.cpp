@@ -1,12 +1,13 @@
 // SPDX-FileCopyrightText: 2026 Arvenhold
 // SPDX-License-Identifier: Apache-2.0
 
-// Every text that the library throws, in one place. The texts are searched for by operators and
-// compared by programs, so that no character of them may change.
+// Every text that the library throws, in one place. Operators search for the texts and programs
+// compare them, so no character of them may change.
 
 #include <hub/errors.hpp>
 #include <hub/provider_definition.hpp>
 
+#include <charconv>
 #include <iomanip>
 #include <locale>
 #include <sstream>
@@ -18,11 +19,17 @@ namespace {
 
 constexpr int id_width = 10;
 
+constexpr std::string_view before_status = ", NATS returns: ";
+constexpr std::string_view end_without_connection = ": not connected to the NATS server\n";
+constexpr std::string_view end_after_loss =
+    ": connection to the NATS server has failed, attempt to disconnect and re-connect to "
+    "re-establish the connection.\n";
+
 std::string_view kind_text(client_kind kind) {
     return kind == client_kind::provider ? "Provider" : "Consumer";
 }
 
-// Runs the pieces together.
+// Joins the pieces.
 template <class... Pieces>
 std::string compose(Pieces const&... pieces) {
     std::ostringstream text;
@@ -58,7 +65,7 @@ authentication_failed authentication_failed::transfer_failed(
         '\n')};
 }
 
-// Intended: the secret is written in plain, so that a wrong credential can be recognised.
+// Intended: the secret is in plain text, so that a wrong credential can be recognised.
 authentication_failed authentication_failed::token_refused(
     std::string_view endpoint,
     std::string_view client_id,
@@ -101,7 +108,7 @@ connection_failed connection_failed::while_connecting(
         operation,
         " the NATS server at ",
         server_url,
-        ", NATS returns: ",
+        before_status,
         nats_status,
         " = ",
         status_text,
@@ -124,7 +131,8 @@ connection_failed connection_failed::on_subject(
         operation,
         " (related sujbect: ",
         subject,
-        "), NATS returns: ",
+        ')',
+        before_status,
         nats_status,
         " = ",
         status_text,
@@ -143,7 +151,7 @@ connection_failed connection_failed::without_subject(
         name,
         ": failed to ",
         operation,
-        ", NATS returns: ",
+        before_status,
         nats_status,
         " = ",
         status_text,
@@ -152,29 +160,33 @@ connection_failed connection_failed::without_subject(
 
 connection_failed connection_failed::not_connected(
     client_kind kind, std::string_view name, std::string_view operation) {
-    return connection_failed{compose(
-        kind_text(kind),
-        ' ',
-        name,
-        ": failed to ",
-        operation,
-        ": not connected to the NATS server\n")};
+    return connection_failed{
+        compose(kind_text(kind), ' ', name, ": failed to ", operation, end_without_connection)};
 }
 
 connection_failed connection_failed::connection_lost(
     client_kind kind, std::string_view name, std::string_view operation) {
-    return connection_failed{compose(
-        kind_text(kind),
-        ' ',
-        name,
-        ": failed to ",
-        operation,
-        ": connection to the NATS server has failed, attempt to disconnect and re-connect to "
-        "re-establish the connection.\n")};
+    return connection_failed{
+        compose(kind_text(kind), ' ', name, ": failed to ", operation, end_after_loss)};
 }
 
 char const* connection_failed::what() const noexcept {
     return m_message.c_str();
+}
+
+// Intended: the message is the only member of every error, so the number is read from it. A name or
+// a subject may contain the same words, but only before them.
+int connection_failed::get_nats_status() const noexcept {
+    std::string_view const message{m_message};
+    auto const mark = message.rfind(before_status);
+    if (mark == std::string_view::npos || message.ends_with(end_without_connection)
+        || message.ends_with(end_after_loss)) {
+        return 0;
+    }
+    auto const number = message.substr(mark + before_status.size());
+    int status = 0;
+    std::from_chars(number.data(), number.data() + number.size(), status);
+    return status;
 }
 
 // -- incompatible_data_type -----------------------------------------------------------------------

@@ -159,6 +159,43 @@ INSTANTIATE_TEST_SUITE_P(
             "Consumer panel: failed to  the NATS server at , NATS returns: 0 = \n"}),
     case_name);
 
+TEST(connection_failed_status, is_the_number_that_the_nats_client_returned) {
+    auto const no_server =
+        connection_failed::while_connecting(provider_kind, "press-4", "connect to", "nats", 6, "");
+    auto const too_large =
+        connection_failed::on_subject(provider_kind, "press-4", "publish variables", 21, "", "a.b");
+    auto const closed = connection_failed::without_subject(provider_kind, "press-4", "", 5, "");
+
+    EXPECT_EQ(no_server.get_nats_status(), 6);
+    EXPECT_EQ(too_large.get_nats_status(), 21);
+    EXPECT_EQ(closed.get_nats_status(), 5);
+}
+
+TEST(connection_failed_status, is_not_mistaken_for_a_number_in_a_name_or_a_subject) {
+    auto const* const odd = "a, NATS returns: 6 = b";
+    auto const while_connecting =
+        connection_failed::while_connecting(provider_kind, odd, "connect to", odd, 11, "");
+    auto const on_subject = connection_failed::on_subject(provider_kind, odd, "", 26, "", odd);
+    auto const not_connected = connection_failed::not_connected(consumer_kind, odd, "");
+    auto const lost = connection_failed::connection_lost(consumer_kind, odd, "");
+
+    EXPECT_EQ(while_connecting.get_nats_status(), 11);
+    EXPECT_EQ(on_subject.get_nats_status(), 26);
+    EXPECT_EQ(not_connected.get_nats_status(), 0);
+    EXPECT_EQ(lost.get_nats_status(), 0);
+}
+
+TEST(connection_failed_status, is_zero_when_no_call_of_the_nats_client_failed) {
+    auto const not_connected = connection_failed::not_connected(consumer_kind, "panel", "");
+    auto const lost = connection_failed::connection_lost(consumer_kind, "panel", "");
+    auto const without_token =
+        connection_failed::while_connecting(consumer_kind, "panel", "connect to", "nats", 0, "OK");
+
+    EXPECT_EQ(not_connected.get_nats_status(), 0);
+    EXPECT_EQ(lost.get_nats_status(), 0);
+    EXPECT_EQ(without_token.get_nats_status(), 0);
+}
+
 INSTANTIATE_TEST_SUITE_P(
     incompatible_data_type,
     error_message,
