@@ -2,9 +2,9 @@
 // SPDX-License-Identifier: Apache-2.0
 
 #include "consumer/provider_connection_impl.hpp"
+#include "errors/operation_names.hpp"
 #include "protocol/payload.hpp"
 #include "runtime/diagnostics.hpp"
-#include "runtime/operation_names.hpp"
 
 #include <utility>
 

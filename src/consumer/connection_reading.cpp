@@ -2,8 +2,8 @@
 // SPDX-License-Identifier: Apache-2.0
 
 #include "consumer/provider_connection_impl.hpp"
+#include "errors/operation_names.hpp"
 #include "protocol/payload.hpp"
-#include "runtime/operation_names.hpp"
 #include <hub/provider_definition_mismatch.hpp>
 #include <hub/variable_index_invalid.hpp>
 

@@ -2,7 +2,7 @@
 // SPDX-License-Identifier: Apache-2.0
 
 #include "consumer/provider_connection_impl.hpp"
-#include "runtime/operation_names.hpp"
+#include "errors/operation_names.hpp"
 #include <hub/connection_failed.hpp>
 #include <hub/variable_index_invalid.hpp>
 #include <hub/variable_read_only.hpp>

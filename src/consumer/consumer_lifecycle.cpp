@@ -3,10 +3,10 @@
 
 #include "consumer/consumer_impl.hpp"
 #include "consumer/provider_connection_impl.hpp"
+#include "errors/operation_names.hpp"
 #include "protocol/registry_codec.hpp"
 #include "protocol/subjects.hpp"
 #include "runtime/diagnostics.hpp"
-#include "runtime/operation_names.hpp"
 #include <hub/operational_state_invalid.hpp>
 
 #include <utility>

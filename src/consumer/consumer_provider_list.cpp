@@ -4,9 +4,9 @@
 // The registry's lists of providers, and what they mean for the connections.
 
 #include "consumer/consumer_impl.hpp"
+#include "errors/operation_names.hpp"
 #include "protocol/registry_codec.hpp"
 #include "runtime/callback_boundary.hpp"
-#include "runtime/operation_names.hpp"
 #include <hub/provider_connection.hpp>
 
 #include <utility>

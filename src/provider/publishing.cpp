@@ -3,8 +3,8 @@
 
 #include "provider/provider_impl.hpp"
 
+#include "errors/operation_names.hpp"
 #include "protocol/variables_codec.hpp"
-#include "runtime/operation_names.hpp"
 #include <hub/provider_variable.hpp>
 #include <hub/variable_list.hpp>
 

@@ -3,8 +3,8 @@
 
 #include "provider/provider_impl.hpp"
 
+#include "errors/operation_names.hpp"
 #include "protocol/definition_codec.hpp"
-#include "runtime/operation_names.hpp"
 #include <hub/connection_failed.hpp>
 #include <hub/invalid_provider_definition.hpp>
 #include <hub/provider_definition.hpp>

@@ -5,10 +5,10 @@
 
 #include "provider/provider_impl.hpp"
 
+#include "errors/operation_names.hpp"
 #include "protocol/definition_codec.hpp"
 #include "protocol/registry_codec.hpp"
 #include "runtime/diagnostics.hpp"
-#include "runtime/operation_names.hpp"
 #include <hub/serialization_fault.hpp>
 
 #include <optional>

@@ -5,9 +5,9 @@
 
 #include "provider/provider_impl.hpp"
 
+#include "errors/operation_names.hpp"
 #include "protocol/variables_codec.hpp"
 #include "runtime/diagnostics.hpp"
-#include "runtime/operation_names.hpp"
 
 #include <utility>
 

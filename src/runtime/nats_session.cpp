@@ -3,9 +3,9 @@
 
 #include "runtime/nats_session.hpp"
 
+#include "errors/operation_names.hpp"
 #include "protocol/subjects.hpp"
 #include "runtime/callback_boundary.hpp"
-#include "runtime/operation_names.hpp"
 #include "runtime/token_callback.hpp"
 #include <hub/authentication_failed.hpp>
 #include <hub/connection_failed.hpp>

@@ -3,7 +3,7 @@
 
 #pragma once
 
-#include "runtime/operation_names.hpp"
+#include "errors/operation_names.hpp"
 
 #include <cstdint>
 #include <string_view>

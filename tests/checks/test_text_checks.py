@@ -217,7 +217,7 @@ class Layers(PlantedTree):
     def test_accepts_what_the_table_allows(self):
         self.plant("include/hub/a.hpp", "#include <hub/b.hpp>\n#include <mutex>\n")
         self.plant("src/provider/a.cpp",
-                   '#include "provider/a.hpp"\n#include "base/a.hpp"\n#include <hub/a.hpp>\n')
+                   '#include "provider/a.hpp"\n#include "errors/a.hpp"\n#include <hub/a.hpp>\n')
         self.plant("src/runtime/a.cpp", "#include <nats/nats.h>\n#include <curl/curl.h>\n")
         self.plant("tests/a.cpp", '#include <nats/nats.h>\n#include "provider/a.hpp"\n')
         self.assert_clean("layers")
@@ -226,6 +226,11 @@ class Layers(PlantedTree):
         self.plant("src/provider/a.cpp", '#include <mutex>\n  #  include "consumer/a.hpp"\n')
         self.assert_found(
             "layers", 'src/provider/a.cpp:2: src/provider may not include "consumer/a.hpp"')
+
+    def test_finds_a_layer_that_the_errors_would_depend_on(self):
+        self.plant("src/errors/a.cpp", '#include "errors/a.hpp"\n#include "runtime/a.hpp"\n')
+        self.assert_found(
+            "layers", 'src/errors/a.cpp:2: src/errors may not include "runtime/a.hpp"')
 
     def test_finds_a_foreign_library_outside_its_door(self):
         self.plant("src/consumer/a.hpp", "#include <nats/nats.h>\n")

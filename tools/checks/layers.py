@@ -12,18 +12,18 @@ STANDARD = r"<[a-z_0-9/]+>$"  # <mutex>, <chrono>; no dot, so no foreign header
 FOREIGN = r"<(?!hub/)"
 ALLOWED = {
     "include/hub": [STANDARD, r"<hub/"],
-    "src/base": [STANDARD, r'"base/'],
-    "src/model": [STANDARD, r"<hub/", r'"base/', r'"model/'],
-    "src/protocol": [STANDARD, r"<hub/", r'"base/', r'"protocol/', r"<flatbuffers/"],
+    "src/errors": [STANDARD, r"<hub/", r'"errors/'],
+    "src/model": [STANDARD, r"<hub/", r'"model/'],
+    "src/protocol": [STANDARD, r"<hub/", r'"protocol/', r"<flatbuffers/"],
     "src/runtime": [
-        STANDARD, r"<hub/", r'"base/', r'"runtime/', r'"protocol/', r"<nats/", r"<curl/"],
+        STANDARD, r"<hub/", r'"runtime/', r'"errors/', r'"protocol/', r"<nats/", r"<curl/"],
     "src/provider": [
-        STANDARD, r"<hub/", r'"base/', r'"provider/', r'"model/', r'"protocol/', r'"runtime/'],
+        STANDARD, r"<hub/", r'"provider/', r'"errors/', r'"model/', r'"protocol/', r'"runtime/'],
     "src/consumer": [
-        STANDARD, r"<hub/", r'"base/', r'"consumer/', r'"model/', r'"protocol/', r'"runtime/'],
+        STANDARD, r"<hub/", r'"consumer/', r'"errors/', r'"model/', r'"protocol/', r'"runtime/'],
     "examples": [STANDARD, r"<hub/", r'"[^/]+"$'],
-    # The hub speaks the wire format, so it shares the internal readers and writers.
-    "tools/dev_hub": [FOREIGN, r'"base/', r'"protocol/', r'"runtime/', r'"dev_hub/'],
+    # The hub speaks the wire format, so it shares the internal code for it.
+    "tools/dev_hub": [FOREIGN, r'"protocol/', r'"runtime/', r'"dev_hub/'],
     "tools": [FOREIGN, r"<hub/", r'"[^/]+"$'],
 }
 INCLUDE = re.compile(r'\s*#\s*include\s*(<[^>]+>|"[^"]+")')

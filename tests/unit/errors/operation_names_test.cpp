@@ -1,7 +1,7 @@
 // SPDX-FileCopyrightText: 2026 Arvenhold
 // SPDX-License-Identifier: Apache-2.0
 
-#include "runtime/operation_names.hpp"
+#include "errors/operation_names.hpp"
 #include "support/case_name.hpp"
 
 #include <gtest/gtest.h>
