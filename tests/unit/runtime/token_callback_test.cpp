@@ -134,13 +134,24 @@ TEST_F(token_callback, keeps_the_previous_token_after_a_failure) {
     EXPECT_STREQ(previous, "abc");
 }
 
-TEST_F(token_callback, returns_what_stands_for_a_token_after_an_empty_reply) {
-    endpoint.answer_with({.status = 302, .body = {}});
+class token_callback_with_an_empty_reply : public token_callback,
+                                           public testing::WithParamInterface<int> {};
+
+// Intended: libcurl passes no bytes on, so nothing is found to be wrong, whatever the status.
+TEST_P(token_callback_with_an_empty_reply, returns_what_stands_for_a_token_and_reports_nothing) {
+    endpoint.answer_with({.status = GetParam(), .body = {}});
 
     EXPECT_STREQ(nats_token_callback(&parameters), "< invalid >");
 
     EXPECT_THAT(failures, IsEmpty());
+    EXPECT_EQ(error_stream.text(), "");
 }
+
+INSTANTIATE_TEST_SUITE_P(
+    every_status,
+    token_callback_with_an_empty_reply,
+    testing::Values(200, 204, 302, 401, 404, 500),
+    testing::PrintToStringParamName{});
 
 TEST_F(token_callback, leaves_each_thread_the_token_that_it_has_fetched) {
     grant("abc");
