@@ -7,8 +7,8 @@
 
 namespace arvenhold::corvel::hub::operation_name {
 
-// What the library was doing when something failed: pieces of the exceptions' texts, which
-// operators search for.
+// What the library was doing when something failed. These names are part of the exceptions' texts,
+// and operators search for them.
 
 inline constexpr std::string_view connect_to = "connect to";
 inline constexpr std::string_view subscribe_read_request = "subscribe to the read request subject";

@@ -17,7 +17,7 @@ constexpr unsigned bits_per_byte = 8;
 constexpr unsigned bits_per_character = 6;
 constexpr std::uint32_t character_mask = 0x3F;
 
-// Encodes one to three bytes; missing ones count as zero and show as padding.
+// Encodes one to three bytes. Missing bytes count as zero and appear as padding.
 void append_group(std::string& text, std::string_view group) {
     std::uint32_t bits = 0;
     for (std::size_t i = 0; i < bytes_per_group; ++i) {

@@ -13,9 +13,8 @@ using curl_easy_handle = c_handle<CURL, curl_easy_cleanup>;
 using curl_header_list = c_handle<curl_slist, curl_slist_free_all>;
 using curl_text = c_handle<char, curl_free>;
 
-/// Keeps libcurl set up for the length of one transfer. At process exit a transfer may still be
-/// running on a thread of the NATS client; libcurl is then left as it is instead of being torn down
-/// under the transfer, and no further transfer begins.
+/// Keeps libcurl initialized during one transfer. At process exit a transfer may still be running
+/// on a thread of the NATS client: libcurl is then not cleaned up, and no further transfer begins.
 class curl_usage {
 public:
     curl_usage();
@@ -23,10 +22,10 @@ public:
     curl_usage& operator=(curl_usage const&) = delete;
     ~curl_usage();
 
-    /// Tells whether libcurl may be used.
+    /// Returns whether libcurl may be used.
     bool is_granted() const;
 
-    /// Forbids further use; tells whether nobody was using libcurl, so that it may be torn down.
+    /// Forbids further use. Returns whether libcurl is unused, so that it may be cleaned up.
     static bool end_for_process();
 
 private:

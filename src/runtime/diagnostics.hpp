@@ -14,8 +14,8 @@ namespace arvenhold::corvel::hub {
 // one insertion, so that lines of several threads do not mix. A report for which there is no memory
 // is lost.
 
-/// Passes the composed text to the diagnostics callback. If there is none, prints it with a line end
-/// and flushes: information on standard output, everything else on standard error.
+/// Passes the composed text to the diagnostics callback. If there is none, prints it with a line
+/// end and flushes: information on standard output, everything else on standard error.
 ///
 /// @param client_name  Identifier or name of the client concerned; empty if there is none. Not
 ///                     printed.

@@ -11,14 +11,14 @@ namespace arvenhold::corvel::hub {
 
 namespace {
 
-// The number of running transfers, and far above it the mark that no further one may begin. Atomic
-// because transfers begin on any thread, also while the process exits.
+// The number of running transfers, plus the mark once no further one may begin. Atomic because
+// transfers begin on any thread, even while the process exits.
 constexpr int ended_mark = 1 << 30;
-// NOLINTNEXTLINE(*-avoid-non-const-global-variables): libcurl is set up for the process
+// NOLINTNEXTLINE(*-avoid-non-const-global-variables): libcurl is initialized for the process
 constinit std::atomic<int> curl_users{0};
 
-// libcurl asks to be set up while the process has one thread, which is true when libraries are
-// loaded and seldom later: hence this one global object with a constructor.
+// libcurl should be initialized while the process has one thread. That is likely only while
+// libraries are loaded, so this is the one global object with a constructor.
 #pragma GCC diagnostic push
 #ifdef __clang__
 #pragma GCC diagnostic ignored "-Wglobal-constructors"
@@ -41,7 +41,7 @@ corvel_hub_client_lib_initializer::~corvel_hub_client_lib_initializer() {
 }
 
 corvel_hub_client_lib_initializer& corvel_hub_client_lib_initializer::get_instance() {
-    // The destructor is wanted: it tears libcurl down at process exit.
+    // The destructor is intentional: it cleans libcurl up at process exit.
 #pragma GCC diagnostic push
 #ifdef __clang__
 #pragma GCC diagnostic ignored "-Wexit-time-destructors"

@@ -10,11 +10,11 @@
 namespace arvenhold::corvel::hub {
 
 /// Holds an object of static storage whose destructor never runs, because threads of the NATS
-/// client may use it until the very end of the process.
+/// client may use it until the process ends.
 template <class Object>
 class never_destroyed {
 public:
-    // NOLINTNEXTLINE(*-member-init): the object is made in the storage
+    // NOLINTNEXTLINE(*-member-init): the object is constructed in the storage
     never_destroyed() {
         ::new (m_storage.data()) Object;
     }

@@ -15,7 +15,7 @@ namespace arvenhold::corvel::hub {
 
 namespace {
 
-// The token fetched last by any client of the process.
+// The latest token of any client of the process.
 struct token_cache {
     std::mutex mutex;
     std::string token CORVEL_HUB_GUARDED_BY(mutex);
@@ -26,7 +26,8 @@ token_cache& auth_token() {
     return *cache;
 }
 
-// Returns the calling thread's own copy: another client may replace the token at any moment.
+// Returns a copy of the calling thread's own, because another client may replace the token at any
+// time.
 char const* keep(std::string token) {
 #pragma GCC diagnostic push
 #ifdef __clang__

@@ -19,7 +19,7 @@ constexpr std::chrono::seconds fetch_time_limit{5};
 constexpr auto transfer_refused = std::numeric_limits<std::size_t>::max();
 
 std::string percent_escaped(std::string const& text) {
-    // A length of 0 would mean "up to the zero byte", which is right for an empty text too.
+    // libcurl takes the length 0 as "up to the zero byte", which is right for an empty string too.
     curl_text const escaped{curl_easy_escape(nullptr, text.c_str(), static_cast<int>(text.size()))};
     return escaped ? escaped.get() : "";
 }
@@ -31,7 +31,7 @@ curl_header_list request_headers(token_parameters const& parameters) {
     curl_header_list headers{
         curl_slist_append(nullptr, "Content-Type: application/x-www-form-urlencoded")};
     if (auto* const extended = curl_slist_append(headers.get(), authorization.c_str())) {
-        static_cast<void>(headers.release()); // has become part of the extended list
+        static_cast<void>(headers.release()); // now part of the extended list
         headers.reset(extended);
     }
     return headers;
@@ -49,20 +49,21 @@ CURLcode perform(token_parameters const& parameters, token_reply& reply) {
     if (curl == nullptr) {
         return CURLE_FAILED_INIT;
     }
-    curl_easy_setopt(curl, CURLOPT_WRITEFUNCTION, &receive_token_piece);
+    curl_easy_setopt(curl, CURLOPT_WRITEFUNCTION, &receive_token_chunk);
     curl_easy_setopt(curl, CURLOPT_WRITEDATA, &reply);
     curl_easy_setopt(curl, CURLOPT_URL, parameters.endpoint.c_str());
     curl_easy_setopt(curl, CURLOPT_POSTFIELDSIZE, static_cast<long>(body.size()));
     curl_easy_setopt(curl, CURLOPT_COPYPOSTFIELDS, body.c_str());
-    // Intended: token endpoints on controllers have certificates that no authority has signed.
+    // Intended: token endpoints on controllers have certificates that they signed themselves.
     curl_easy_setopt(curl, CURLOPT_SSL_VERIFYPEER, 0L);
     curl_easy_setopt(curl, CURLOPT_SSL_VERIFYHOST, 0L);
     curl_easy_setopt(curl, CURLOPT_TIMEOUT, fetch_time_limit.count());
     curl_easy_setopt(curl, CURLOPT_HTTPHEADER, headers.get());
-    // The empty name keeps libcurl from obeying http_proxy, https_proxy and all_proxy, which would
-    // hand the credentials to whoever they name.
+    // The empty name keeps libcurl from obeying http_proxy, https_proxy and all_proxy: the proxy
+    // that they name would receive the credentials.
     curl_easy_setopt(curl, CURLOPT_PROXY, "");
-    // No signals in a process that is not ours, and no waiting for a name server that hangs.
+    // The process belongs to the application, so no signals. A name server that hangs must not
+    // extend the time limit.
     curl_easy_setopt(curl, CURLOPT_NOSIGNAL, 1L);
     curl_easy_setopt(curl, CURLOPT_QUICK_EXIT, 1L);
     return curl_easy_perform(curl);
@@ -70,7 +71,7 @@ CURLcode perform(token_parameters const& parameters, token_reply& reply) {
 
 } // namespace
 
-std::size_t receive_token_piece(
+std::size_t receive_token_chunk(
     char const* data, std::size_t size, std::size_t count, void* user) noexcept {
     if (user == nullptr) {
         report(diagnostic_severity::error, {}, {"Auth instance pointer invalid in CURL callback"});
@@ -85,7 +86,7 @@ std::size_t receive_token_piece(
     try {
         parse_chunk(reply, {data, length});
     } catch (std::exception const&) {
-        reply.failed = true; // no memory for the piece
+        reply.failed = true; // no memory for the chunk
         return transfer_refused;
     }
     return length;

@@ -10,18 +10,18 @@
 
 namespace arvenhold::corvel::hub {
 
-/// Requests a token with the client-credentials grant (RFC 6749, section 4.4) and returns it. Waits
-/// up to 5 s. Certificates are not checked.
+/// Requests a token with the client-credentials grant (RFC 6749, section 4.4) and returns it; after
+/// an empty reply, "< invalid >". Blocks for up to 5 s. Does not check certificates, and uses no
+/// proxy.
 ///
-/// @throws authentication_failed  The endpoint could not be reached, or did not answer with a
-///                                token.
+/// @throws authentication_failed  The endpoint could not be reached, or its reply is not a token.
 std::string fetch_token(token_parameters const& parameters);
 
-/// Takes in a piece of the reply, on behalf of libcurl.
+/// Receives a chunk of the reply from libcurl.
 ///
 /// @param user  The token_reply to fill.
-/// @return      The number of bytes taken; any other number ends the transfer.
-std::size_t receive_token_piece(
+/// @return      The number of bytes received; any other number ends the transfer.
+std::size_t receive_token_chunk(
     char const* data, std::size_t size, std::size_t count, void* user) noexcept;
 
 } // namespace arvenhold::corvel::hub

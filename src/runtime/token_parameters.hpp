@@ -10,8 +10,8 @@
 
 namespace arvenhold::corvel::hub {
 
-/// What a client needs to fetch its tokens. One immutable record for each session, shared with the
-/// NATS client's threads.
+/// What a client needs to fetch its tokens. Each session has one immutable record and shares it
+/// with the threads of the NATS client.
 struct token_parameters {
     std::string client_name; ///< For diagnostics only.
     std::string endpoint;

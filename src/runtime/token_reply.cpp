@@ -10,32 +10,32 @@ namespace arvenhold::corvel::hub {
 namespace {
 
 constexpr std::string_view key = "access_token";
-constexpr std::size_t key_position = 2;    // behind {"
-constexpr std::size_t token_position = 17; // behind {"access_token":"
+constexpr std::size_t key_position = 2;    // after {"
+constexpr std::size_t token_position = 17; // after {"access_token":"
 
-// Intended: a scan at fixed positions and no JSON parser; the bytes around the key are not looked
-// at, and a reply with white space or another first key is refused.
-std::optional<std::string_view> find_token(std::string_view piece) {
-    if (piece.size() < token_position || piece.compare(key_position, key.size(), key) != 0) {
+// Intended: a scan at fixed positions instead of a JSON parser. It ignores the bytes around the
+// key, and refuses a reply with white space or with another first key.
+std::optional<std::string_view> find_token(std::string_view chunk) {
+    if (chunk.size() < token_position || chunk.compare(key_position, key.size(), key) != 0) {
         return std::nullopt;
     }
-    auto const end = piece.find('"', token_position);
+    auto const end = chunk.find('"', token_position);
     if (end == std::string_view::npos) {
         return std::nullopt;
     }
-    return piece.substr(token_position, end - token_position);
+    return chunk.substr(token_position, end - token_position);
 }
 
 } // namespace
 
-void parse_chunk(token_reply& reply, std::string_view piece) {
-    if (auto const token = find_token(piece)) {
+void parse_chunk(token_reply& reply, std::string_view chunk) {
+    if (auto const token = find_token(chunk)) {
         reply.token = *token;
         return;
     }
     reply.failed = true;
-    reply.error_reply = piece;
-    // Intended: the zero byte is part of the text that is reported.
+    reply.error_reply = chunk;
+    // Intended: the zero byte is part of the reported string.
     reply.error_reply.push_back('\0');
 }
 

@@ -13,8 +13,8 @@
 
 namespace arvenhold::corvel::hub {
 
-/// Takes everything that is written to a stream of the process, std::cerr or std::cout, while it
-/// exists. Make it before the threads that write, and destroy it after they have ended.
+/// Captures everything that is written to std::cerr or std::cout while it exists. Construct it
+/// before the threads that write, and destroy it after they have ended.
 class captured_stream : private std::streambuf {
 public:
     explicit captured_stream(std::ostream& stream);
@@ -26,10 +26,10 @@ public:
 
     ~captured_stream() override;
 
-    /// Everything that was written so far.
+    /// Returns everything written so far.
     [[nodiscard]] std::string text() const;
 
-    /// Everything that was written and flushed so far.
+    /// Returns everything written and flushed so far.
     [[nodiscard]] std::string flushed_text() const;
 
     /// @return whether flushed_text() contains `wanted` before `limit` has passed.

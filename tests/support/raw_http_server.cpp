@@ -25,7 +25,7 @@ void require(bool succeeded, char const* what) {
     }
 }
 
-// The address types of the socket functions are known to overlap like this.
+// The socket functions take every address type through this one.
 sockaddr* generic(sockaddr_in& address) {
     return static_cast<sockaddr*>(static_cast<void*>(&address));
 }
@@ -41,8 +41,8 @@ int listen_on_a_free_port() {
     return listener;
 }
 
-// Whether a request is complete: its head, and as much body as the head announces. What is no
-// request has no end and is complete at once.
+// Returns whether the head has arrived, with as much body as the head announces. Anything but a
+// POST request is complete at once.
 bool is_complete(std::string const& request) {
     constexpr std::string_view beginning = "POST ";
     constexpr std::string_view head_end = "\r\n\r\n";

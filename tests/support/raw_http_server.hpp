@@ -1,8 +1,8 @@
 // SPDX-FileCopyrightText: 2026 Arvenhold
 // SPDX-License-Identifier: Apache-2.0
 
-// An HTTP endpoint that sends byte for byte what a test wants, right or wrong, and keeps what it
-// was sent.
+// An HTTP endpoint that sends exactly the bytes that a test gives it, valid or not, and keeps the
+// requests that it receives.
 
 #pragma once
 
@@ -17,32 +17,33 @@
 
 namespace arvenhold::corvel::hub {
 
-/// A client's connection, while the server's script runs.
+/// The connection to a client, while the server's script runs.
 class raw_http_connection {
 public:
     explicit raw_http_connection(int socket);
 
-    /// Sends `bytes`; does nothing when the client has left.
+    /// Sends `bytes`; does nothing if the client has closed the connection.
     void send(std::string_view bytes) const;
 
-    /// @return whether the client leaves before `limit` has passed.
+    /// @return whether the client closes the connection before `limit` has passed.
     [[nodiscard]] bool is_left_within(std::chrono::milliseconds limit) const;
 
 private:
     int const m_socket;
 };
 
-/// Serves one connection after the other on a free loopback port, each with one request.
+/// Serves one connection at a time on a free loopback port, each with one request.
 ///
 /// @par Thread safety
 /// All operations may be called from any thread.
 class raw_http_server {
 public:
-    /// Answers a POST request that has arrived completely, and anything else at once. The
-    /// connection is closed afterwards.
+    /// Called for a POST request once it is complete, and for anything else at once. The server
+    /// closes the connection afterwards.
     using script = std::function<void(raw_http_connection&)>;
 
-    /// @param answer  Runs on the server's thread, and must end when the client has left.
+    /// @param answer  Runs on the server's thread, and must return when the client has closed the
+    ///                connection.
     explicit raw_http_server(script answer);
 
     raw_http_server(raw_http_server const&) = delete;
@@ -52,12 +53,12 @@ public:
 
     ~raw_http_server();
 
-    /// "http://127.0.0.1:", the port and "/token".
+    /// Returns "http://127.0.0.1:", the port and "/token".
     [[nodiscard]] std::string get_url() const;
 
     [[nodiscard]] std::uint16_t get_port() const;
 
-    /// Every request so far, head and body.
+    /// Returns every request so far, head and body.
     [[nodiscard]] std::vector<std::string> get_requests() const;
 
 private:

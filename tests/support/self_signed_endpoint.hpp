@@ -8,12 +8,12 @@
 
 namespace arvenhold::corvel::hub {
 
-/// A token endpoint over TLS whose certificate nobody has signed, and which names another host.
+/// A token endpoint over TLS with a self-signed certificate for another host name.
 class self_signed_endpoint {
 public:
-    /// Makes a certificate with the program openssl, and serves on a free loopback port.
+    /// Creates a certificate with the program openssl, and serves on a free loopback port.
     ///
-    /// @param reply  What every request is answered with.
+    /// @param reply  The body of every reply.
     explicit self_signed_endpoint(std::string reply);
 
     self_signed_endpoint(self_signed_endpoint const&) = delete;
@@ -23,7 +23,7 @@ public:
 
     ~self_signed_endpoint();
 
-    /// "https://127.0.0.1:", the port and "/token".
+    /// Returns "https://127.0.0.1:", the port and "/token".
     [[nodiscard]] std::string get_url() const;
 
 private:

@@ -11,7 +11,7 @@
 
 namespace {
 
-// How many allocations of this thread still succeed; all of them below 0.
+// The number of allocations of this thread that still succeed; all of them if negative.
 // NOLINTNEXTLINE(*-avoid-non-const-global-variables): each thread has its own
 thread_local int allocations_left = -1;
 
@@ -63,7 +63,7 @@ TEST_P(composing_with_little_memory, throws_bad_alloc_and_no_error_with_half_a_t
     EXPECT_TRUE(out_of_memory);
 }
 
-// The text takes two allocations: its buffer, which grows once.
+// The message takes two allocations, because its buffer grows once.
 INSTANTIATE_TEST_SUITE_P(whenever_it_ends, composing_with_little_memory, testing::Values(0, 1));
 
 } // namespace

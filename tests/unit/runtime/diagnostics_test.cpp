@@ -31,7 +31,7 @@ using testing::MatchesRegex;
 using testing::Not;
 using testing::SizeIs;
 
-// Takes the place of a stream's buffer and keeps each insertion and each flush by itself.
+// Replaces a stream's buffer, and records each insertion and each flush separately.
 class insertions : private std::streambuf {
 public:
     explicit insertions(std::ostream& stream)
@@ -150,7 +150,7 @@ TEST(error_report, is_lost_without_harm_when_the_stream_throws) {
     EXPECT_TRUE(std::cerr.bad());
 }
 
-// Runs `work` in several threads that begin together.
+// Runs `work` in several threads that start together.
 template <class Work>
 void run_in_threads(int count, Work work) {
     std::latch begin{count};

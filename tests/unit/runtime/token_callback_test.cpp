@@ -33,7 +33,7 @@ protected:
         endpoint.answer_with({.status = 400, .body = {"no"}});
     }
 
-    // The message of a refusal, without the zero byte and the line end that nobody sees.
+    // The message of a refusal, up to the zero byte that ends it for what().
     std::string refusal() const {
         return "Authentication failed:\nEndpoint: " + endpoint.get_url()
              + "\nClient ID: developer\nSecret: developer-secret\nReply from auth endpoint: no";

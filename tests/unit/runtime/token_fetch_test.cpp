@@ -246,7 +246,7 @@ struct empty_case {
 class token_fetch_of_nothing : public token_fetch,
                                public testing::WithParamInterface<empty_case> {};
 
-// Intended: libcurl has no piece to hand on, so nothing is found to be wrong.
+// Intended: libcurl has no chunk to pass on, so nothing is found to be wrong.
 TEST_P(token_fetch_of_nothing, yields_the_text_for_no_token) {
     raw_http_server server{[](auto& client) {
         client.send(GetParam().reply);
@@ -273,7 +273,7 @@ INSTANTIATE_TEST_SUITE_P(
 struct refused_case {
     char const* name;
     std::string reply;
-    std::string shown; // behind "Reply from auth endpoint: "
+    std::string shown; // after "Reply from auth endpoint: "
 };
 
 class token_fetch_refused : public token_fetch, public testing::WithParamInterface<refused_case> {};
@@ -360,7 +360,7 @@ TEST_F(token_fetch, fails_wherever_a_reply_is_split_into_chunks) {
     }
 }
 
-TEST_F(token_fetch, keeps_only_a_piece_of_a_huge_reply) {
+TEST_F(token_fetch, keeps_only_a_chunk_of_a_huge_reply) {
     std::string const huge(std::size_t{1} << 20U, 'x');
     raw_http_server server{[&](auto& client) {
         client.send(http_reply(R"({"access_token":")" + huge));
@@ -504,47 +504,47 @@ TEST_F(slow_token_fetch, accepts_a_token_just_in_time) {
     EXPECT_EQ(fetch_token(parameters(endpoint.get_url())), "tk7Ld2");
 }
 
-// What libcurl hands over
+// What libcurl passes on
 
 constexpr auto refused = SIZE_MAX;
 
-TEST(token_piece, for_nobody_is_refused_with_a_line) {
+TEST(token_chunk, for_nobody_is_refused_with_a_line) {
     testing::internal::CaptureStderr();
 
-    EXPECT_EQ(receive_token_piece("abc", 1, 3, nullptr), refused);
+    EXPECT_EQ(receive_token_chunk("abc", 1, 3, nullptr), refused);
 
     EXPECT_EQ(
         testing::internal::GetCapturedStderr(), "Auth instance pointer invalid in CURL callback\n");
 }
 
-TEST(token_piece, without_data_is_refused) {
+TEST(token_chunk, without_data_is_refused) {
     token_reply reply;
 
-    EXPECT_EQ(receive_token_piece(nullptr, 1, 3, &reply), refused);
+    EXPECT_EQ(receive_token_chunk(nullptr, 1, 3, &reply), refused);
 
     EXPECT_TRUE(reply.failed);
     EXPECT_EQ(reply.token, "< invalid >");
     EXPECT_EQ(reply.error_reply, "< no error description available >");
 }
 
-TEST(token_piece, without_length_is_refused) {
+TEST(token_chunk, without_length_is_refused) {
     token_reply no_count;
     token_reply no_size;
 
-    EXPECT_EQ(receive_token_piece("abc", 1, 0, &no_count), refused);
-    EXPECT_EQ(receive_token_piece("abc", 0, 3, &no_size), refused);
+    EXPECT_EQ(receive_token_chunk("abc", 1, 0, &no_count), refused);
+    EXPECT_EQ(receive_token_chunk("abc", 0, 3, &no_size), refused);
 
     EXPECT_TRUE(no_count.failed);
     EXPECT_TRUE(no_size.failed);
     EXPECT_EQ(no_count.error_reply, "< no error description available >");
 }
 
-TEST(token_piece, is_taken_whole_with_and_without_a_token) {
+TEST(token_chunk, is_taken_whole_with_and_without_a_token) {
     token_reply reply;
     token_reply failed;
 
-    EXPECT_EQ(receive_token_piece(R"({"access_token":"abc"})", 2, 11, &reply), 22);
-    EXPECT_EQ(receive_token_piece("no token", 4, 2, &failed), 8);
+    EXPECT_EQ(receive_token_chunk(R"({"access_token":"abc"})", 2, 11, &reply), 22);
+    EXPECT_EQ(receive_token_chunk("no token", 4, 2, &failed), 8);
 
     EXPECT_FALSE(reply.failed);
     EXPECT_EQ(reply.token, "abc");

@@ -13,10 +13,10 @@ namespace {
 using namespace std::string_view_literals;
 using namespace std::string_literals;
 
-token_reply reply_of(std::initializer_list<std::string_view> pieces) {
+token_reply reply_of(std::initializer_list<std::string_view> chunks) {
     token_reply reply;
-    for (auto const piece : pieces) {
-        parse_chunk(reply, piece);
+    for (auto const chunk : chunks) {
+        parse_chunk(reply, chunk);
     }
     return reply;
 }
@@ -31,14 +31,14 @@ TEST(token_reply, has_neither_token_nor_description_before_anything_has_arrived)
 
 struct accepted_case {
     char const* name;
-    std::string_view piece;
+    std::string_view chunk;
     std::string_view token;
 };
 
 class accepted_token_reply : public testing::TestWithParam<accepted_case> {};
 
 TEST_P(accepted_token_reply, yields_the_token) {
-    auto const reply = reply_of({GetParam().piece});
+    auto const reply = reply_of({GetParam().chunk});
 
     EXPECT_FALSE(reply.failed);
     EXPECT_EQ(reply.token, GetParam().token);
@@ -75,17 +75,17 @@ INSTANTIATE_TEST_SUITE_P(
 
 struct refused_case {
     char const* name;
-    std::string_view piece;
+    std::string_view chunk;
 };
 
 class refused_token_reply : public testing::TestWithParam<refused_case> {};
 
-TEST_P(refused_token_reply, fails_with_the_whole_piece_and_a_zero_byte) {
-    auto const reply = reply_of({GetParam().piece});
+TEST_P(refused_token_reply, fails_with_the_whole_chunk_and_a_zero_byte) {
+    auto const reply = reply_of({GetParam().chunk});
 
     EXPECT_TRUE(reply.failed);
     EXPECT_EQ(reply.token, "< invalid >");
-    EXPECT_EQ(reply.error_reply, std::string{GetParam().piece} + '\0');
+    EXPECT_EQ(reply.error_reply, std::string{GetParam().chunk} + '\0');
 }
 
 INSTANTIATE_TEST_SUITE_P(
@@ -116,7 +116,7 @@ INSTANTIATE_TEST_SUITE_P(
         refused_case{"a_number_for_a_token", R"({"access_token":12345})"}),
     case_name);
 
-TEST(token_reply_split_in_two, fails_with_the_later_piece_wherever_it_is_split) {
+TEST(token_reply_split_in_two, fails_with_the_later_chunk_wherever_it_is_split) {
     constexpr auto whole = R"({"access_token":"abc","token_type":"Bearer"})"sv;
     for (std::size_t at = 1; at < whole.size(); ++at) {
         auto const reply = reply_of({whole.substr(0, at), whole.substr(at)});
@@ -126,7 +126,7 @@ TEST(token_reply_split_in_two, fails_with_the_later_piece_wherever_it_is_split) 
     }
 }
 
-TEST(token_reply_split_in_two, keeps_the_token_of_the_first_piece_although_it_fails) {
+TEST(token_reply_split_in_two, keeps_the_token_of_the_first_chunk_although_it_fails) {
     auto const reply = reply_of({R"({"access_token":"abc",)", R"("token_type":"Bearer"})"});
 
     EXPECT_TRUE(reply.failed);
@@ -134,7 +134,7 @@ TEST(token_reply_split_in_two, keeps_the_token_of_the_first_piece_although_it_fa
     EXPECT_EQ(reply.error_reply, "\"token_type\":\"Bearer\"}\0"s);
 }
 
-TEST(token_reply_split_in_two, still_fails_when_the_later_piece_has_a_token) {
+TEST(token_reply_split_in_two, still_fails_when_the_later_chunk_has_a_token) {
     auto const reply = reply_of({"HTTP/1.0 200 OK\n", R"({"access_token":"abc"})"});
 
     EXPECT_TRUE(reply.failed);
@@ -149,13 +149,13 @@ TEST(token_reply_split_in_two, takes_the_later_of_two_tokens) {
     EXPECT_EQ(reply.token, "def");
 }
 
-TEST(token_reply_cut_short, never_reads_past_the_piece) {
+TEST(token_reply_cut_short, never_reads_past_the_chunk) {
     constexpr auto whole = R"({"access_token":"abc"})"sv;
     for (std::size_t size = 1; size <= whole.size(); ++size) {
         // A copy of exactly this size, so that the address sanitizer sees a step too far.
-        std::vector<char> const piece{whole.begin(), whole.begin() + static_cast<long>(size)};
+        std::vector<char> const chunk{whole.begin(), whole.begin() + static_cast<long>(size)};
 
-        auto const reply = reply_of({std::string_view{piece.data(), piece.size()}});
+        auto const reply = reply_of({std::string_view{chunk.data(), chunk.size()}});
 
         EXPECT_EQ(reply.failed, size <= whole.find("\"}")) << size;
     }
