@@ -22,7 +22,7 @@ enum class diagnostic_severity : std::uint32_t {
 ///
 /// Both strings are valid until the callback returns.
 struct diagnostic {
-    diagnostic_severity severity;
+    diagnostic_severity severity; ///< How serious it is.
 
     /// One line or several, without a line end after the last one. When the token endpoint has
     /// refused a token, the text contains the client secret.
