@@ -240,6 +240,20 @@ class Layers(PlantedTree):
             "include/hub/a.hpp:1: include/hub may not include <curl/curl.h>",
             "src/consumer/a.hpp:1: src/consumer may not include <nats/nats.h>")
 
+    def test_accepts_names_of_ours_that_begin_like_those_of_the_nats_client(self):
+        self.plant("src/provider/a.cpp", "nats_session open(text nats_url); // NATS server\n")
+        self.plant("src/runtime/a.cpp", "natsStatus status = NATS_OK;\n")
+        self.assert_clean("layers")
+
+    def test_finds_a_name_of_the_nats_client_in_a_role(self):
+        self.plant("src/provider/a.cpp", "\nauto status = natsStatus{NATS_OK};\n")
+        self.plant("src/consumer/a.hpp", "void take(natsMsg* message);\n")
+        self.assert_found(
+            "layers",
+            "src/consumer/a.hpp:1: natsMsg is a name of the NATS client",
+            "src/provider/a.cpp:2: natsStatus is a name of the NATS client",
+            "src/provider/a.cpp:2: NATS_OK is a name of the NATS client")
+
     def test_finds_an_example_that_reaches_behind_the_interface(self):
         self.plant("examples/one/a.cpp", '#include "model/value_text.hpp"\n')
         self.assert_found(

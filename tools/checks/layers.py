@@ -2,7 +2,8 @@
 # SPDX-FileCopyrightText: 2026 Arvenhold
 # SPDX-License-Identifier: Apache-2.0
 
-"""Which folder may include what. A folder that is not listed may include everything."""
+"""Which folder may include what, and who may name the NATS client. A folder that is not listed may
+include everything."""
 
 import re
 
@@ -26,6 +27,9 @@ ALLOWED = {
     "tools/dev_hub": [FOREIGN, r'"protocol/', r'"runtime/', r'"dev_hub/'],
     "tools": [FOREIGN, r"<hub/", r'"[^/]+"$'],
 }
+# The runtime hands the roles C++: what they need of the NATS client has a name of ours.
+WITHOUT_NATS_NAMES = ("src/provider/", "src/consumer/")
+NATS_NAME = re.compile(r"\b(?:nats[A-Z]\w*|NATS_[A-Z]\w*)")
 INCLUDE = re.compile(r'\s*#\s*include\s*(<[^>]+>|"[^"]+")')
 
 
@@ -35,7 +39,7 @@ def folder_of(path):
     return max(listed, key=len, default=None)
 
 
-def findings():
+def forbidden_includes():
     for path in tree.files("*.hpp", "*.cpp"):
         folder = folder_of(path)
         for number, line in tree.lines_of(path) if folder else []:
@@ -44,4 +48,12 @@ def findings():
                 yield f"{path}:{number}: {folder} may not include {include[1]}"
 
 
-tree.conclude(list(findings()))
+def forbidden_names():
+    for path in tree.files("*.hpp", "*.cpp"):
+        if str(path).startswith(WITHOUT_NATS_NAMES):
+            for number, line in tree.lines_of(path):
+                for name in NATS_NAME.findall(line):
+                    yield f"{path}:{number}: {name} is a name of the NATS client"
+
+
+tree.conclude([*forbidden_includes(), *forbidden_names()])
