@@ -1,17 +1,17 @@
 # SPDX-FileCopyrightText: 2026 Arvenhold
 # SPDX-License-Identifier: Apache-2.0
 
-# A thin front of the CMake presets. Every target first installs the packages it misses.
+# A thin front of the CMake presets. Every target first installs the packages that it needs.
 
-# Many tests wait rather than compute, so more of them run than there are cores.
+# Many tests wait rather than compute, so more of them run at once than there are cores.
 TEST_JOBS ?= $(shell echo $$(( $$(nproc) * 4 )))
 
 ifneq ($(shell command -v ccache),)
 export CMAKE_CXX_COMPILER_LAUNCHER := ccache
 endif
 
-.PHONY: help demo test test-asan test-tsan coverage reliability check bench bench-peers docs package
-.PHONY: clean deps
+.PHONY: help demo hub test test-asan test-tsan coverage reliability check bench bench-peers docs
+.PHONY: package clean deps deps-build
 
 help: ## Show the targets
 	@awk -F ':.*## ' '/^[a-z-]+:.*## / { printf "make %-11s  %s\n", $$1, $$2 }' $(MAKEFILE_LIST)
@@ -20,6 +20,15 @@ demo: deps ## Show a provider and a consumer on a real hub (KEEP=1: leave it run
 	@cmake --preset release >/dev/null
 	@cmake --build --preset release --target corvel-dev-hub boiler boiler_monitor
 	@tools/demo/run $(if $(KEEP),--keep)
+
+hub: deps-build ## Build the development hub alone, and print how to start it
+	@cmake --preset hub >/dev/null
+	@cmake --build --preset hub
+	@echo 'The development hub is $(CURDIR)/build/hub/tools/dev_hub/corvel-dev-hub'
+	@echo 'Start it on fixed ports:'
+	@echo '  build/hub/tools/dev_hub/corvel-dev-hub --nats-port 4222 --token-port 8080'
+	@echo 'Take its server away for 10 s, from another terminal (--help lists all faults):'
+	@echo '  build/hub/tools/dev_hub/corvel-dev-hub fault nats-down 10s'
 
 test: preset := dev
 test: deps ## Build and run all tests
@@ -35,7 +44,7 @@ test test-asan test-tsan:
 	@cmake --build --preset $(preset)
 	@ctest --preset $(preset) --parallel $(TEST_JOBS)
 
-coverage: deps ## How much of the library the quick tests run
+coverage: deps ## Measure how much of the library the quick tests run
 	@cmake --preset coverage >/dev/null
 	@cmake --build --preset coverage
 	@find build/coverage -name '*.gcda' -delete
@@ -44,13 +53,13 @@ coverage: deps ## How much of the library the quick tests run
 		--exclude-throw-branches --exclude-unreachable-branches \
 		--fail-under-line 95 --fail-under-branch 85 2>/dev/null
 
-reliability: deps ## Collect all evidence of reliability, in up to an hour
+reliability: deps ## Run all fault and load tests, in up to an hour, and write docs/reliability.md
 	@tests/reliability/run
 
 check: deps ## Run all static checks (ONLY="format layers": just these)
 	@tools/checks/check.py $(ONLY)
 
-bench: deps ## Compare the library with hand-written code, and tell which targets are met
+bench: deps ## Compare the library with hand-written code, and print which targets are met
 	@cmake --preset release >/dev/null
 	@cmake --build --preset release --target corvel-hub-bench corvel-hub-bench-end-to-end
 	@bench/run
@@ -61,10 +70,10 @@ bench-peers: deps ## Compare the library with other ways of carrying values
 	@cmake --build build/peers
 	@bench/peers/run
 
-docs: deps ## Write the interface's documentation to build/docs/html
+docs: deps ## Write the manual as HTML, and print where it is
 	@tools/checks/documentation.py
 
-package: deps ## Make a Debian package of the library in build/package
+package: deps-build ## Build a Debian package of the library in build/package
 	@cmake --preset package >/dev/null
 	@cmake --build --preset package --target package
 
@@ -73,3 +82,6 @@ clean: ## Remove everything that was built
 
 deps: ## Install the Debian packages that are missing
 	@packaging/install-packages
+
+deps-build:
+	@packaging/install-packages debian-packages build

@@ -39,7 +39,8 @@ class InstallPackages(PlantedTree):
         super().setUp()
         self.copy("packaging/install-packages")
         self.plant("packaging/debian-packages.txt",
-                   "# reasons\n\none  needed\ntwo  needed as well\n")
+                   "# reasons\n\n# To build and run.\none  needed\n\n"
+                   "# To test.\ntwo  needed as well\n")
         self.programs = self.folder / "programs"
         self.log = self.folder / "log"
         for name in ("bash", "awk", "grep", "dirname"):
@@ -53,10 +54,10 @@ class InstallPackages(PlantedTree):
         self.plant(f"programs/{name}", f"#!/bin/sh\n{body}\n")
         (self.programs / name).chmod(0o755)
 
-    def install(self):
+    def install(self, *arguments):
         subprocess.run(
-            [pathlib.Path("programs/bash"), "packaging/install-packages"], cwd=self.folder,
-            check=True, capture_output=True, env={**os.environ, "PATH": str(self.programs)})
+            [pathlib.Path("programs/bash"), "packaging/install-packages", *arguments],
+            cwd=self.folder, check=True, capture_output=True, env={**os.environ, "PATH": str(self.programs)})
         return self.log.read_text(encoding="utf-8").splitlines() if self.log.exists() else []
 
     def test_does_nothing_when_all_are_there(self):
@@ -67,6 +68,11 @@ class InstallPackages(PlantedTree):
         self.program("dpkg-query", "echo installed one; echo not-installed two; exit 1")
         self.assertEqual(self.install(), [
             "apt-get update -qq", "apt-get install -qq --no-install-recommends two"])
+
+    def test_installs_only_what_a_build_needs(self):
+        self.program("dpkg-query", "exit 1")
+        self.assertEqual(self.install("debian-packages", "build")[1:], [
+            "apt-get install -qq --no-install-recommends one"])
 
     def test_asks_for_the_rights_it_does_not_have(self):
         self.program("id", "echo 1000")

@@ -4,6 +4,7 @@
 #include "dev_hub/child_process.hpp"
 
 #include "dev_hub/dev_hub_failure.hpp"
+#include "dev_hub/file_descriptor.hpp"
 
 #include <fcntl.h>
 #include <sys/prctl.h>
@@ -33,35 +34,6 @@ namespace {
 
 constexpr std::size_t kept_output = std::size_t{64} * 1024;
 constexpr int exit_code_of_a_failed_start = 127;
-
-class file_descriptor {
-public:
-    explicit file_descriptor(int number)
-        : m_number{number} {}
-
-    file_descriptor(file_descriptor const&) = delete;
-    file_descriptor(file_descriptor&& other) noexcept
-        : m_number{std::exchange(other.m_number, -1)} {}
-    file_descriptor& operator=(file_descriptor const&) = delete;
-    file_descriptor& operator=(file_descriptor&&) = delete;
-
-    ~file_descriptor() {
-        close();
-    }
-
-    [[nodiscard]] int get() const {
-        return m_number;
-    }
-
-    void close() {
-        if (m_number >= 0) {
-            ::close(std::exchange(m_number, -1));
-        }
-    }
-
-private:
-    int m_number;
-};
 
 struct pipe_ends {
     file_descriptor reading;

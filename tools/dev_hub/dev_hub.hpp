@@ -7,6 +7,7 @@
 #pragma once
 
 #include "dev_hub/event_log.hpp"
+#include "dev_hub/fault_injector.hpp"
 #include "dev_hub/nats_server.hpp"
 #include "dev_hub/registry.hpp"
 #include "dev_hub/token_endpoint.hpp"
@@ -24,7 +25,7 @@ struct dev_hub_options {
     std::ostream* lines = nullptr;
 };
 
-/// Owns the three services.
+/// Owns the three services and injects faults into them.
 ///
 /// What a client needs to connect: the URLs of the NATS server and of the token endpoint, and one
 /// of the accepted clients of the options, by default "developer" with "developer-secret".
@@ -40,12 +41,17 @@ public:
     [[nodiscard]] registry& get_registry();
     [[nodiscard]] event_log& get_log();
 
+    /// Faults that end by themselves. The services have faults of their own that last until they
+    /// are switched off; a test uses either for a service, not both.
+    [[nodiscard]] fault_injector& get_faults();
+
 private:
     // Destroyed from the last to the first: each one uses those above it.
     event_log m_log;
     nats_server m_nats_server;
     token_endpoint m_token_endpoint;
     registry m_registry;
+    fault_injector m_faults;
 };
 
 } // namespace arvenhold::corvel::hub::dev

@@ -56,6 +56,12 @@ char const* get_label(event_kind kind) {
         return "message ignored";
     case event_kind::publication_failed:
         return "publication failed";
+    case event_kind::fault_begun:
+        return "fault begun";
+    case event_kind::fault_ended:
+        return "fault ended";
+    case event_kind::fault_lasts:
+        return "fault lasts";
     }
     return "unknown event";
 }

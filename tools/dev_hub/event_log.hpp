@@ -41,6 +41,9 @@ enum class event_kind {
     providers_published, ///< The list was published. Detail: the providers, separated by blanks.
     message_ignored,     ///< Not understood or not wanted. Subject: the message's NATS subject.
     publication_failed,  ///< The NATS client refused a message. Subject: the NATS subject.
+    fault_begun,         ///< Subject: the fault's name. Detail: what it does.
+    fault_ended,         ///< Subject: the fault's name. Detail: what works again.
+    fault_lasts,         ///< The end has failed and is tried again. Subject: the fault's name.
 };
 
 /// One event.

@@ -1,8 +1,10 @@
 // SPDX-FileCopyrightText: 2026 Arvenhold
 // SPDX-License-Identifier: Apache-2.0
 
-// The program corvel-dev-hub: a complete hub that runs until it is told to end.
+// The program corvel-dev-hub: a complete hub that runs until a signal ends it, and the command that
+// injects faults into it from another terminal.
 
+#include "dev_hub/control.hpp"
 #include "dev_hub/dev_hub.hpp"
 #include "dev_hub/dev_hub_failure.hpp"
 
@@ -11,6 +13,7 @@
 
 #include <chrono>
 #include <csignal>
+#include <cstdint>
 #include <ctime>
 #include <exception>
 #include <iostream>
@@ -30,6 +33,9 @@ constexpr char const* footer =
     R"(When everything is ready, the program prints on standard output how to connect, for people and then
 once more as a line of JSON. Events follow on standard error, a line each.
 
+With fixed ports:
+  corvel-dev-hub --nats-port 4222 --token-port 8080
+
 Signals:
   SIGINT, SIGTERM  end the hub, nats-server included
   SIGUSR1          kill nats-server and start it again on the same port
@@ -37,9 +43,34 @@ Signals:
 
 Exit code: 0 ended by a signal, 1 something could not be started or nats-server ended, 2 wrong usage)";
 
+constexpr char const* fault_footer =
+    R"(Faults:
+  nats-down        nats-server is killed, and started again on the same port at the end
+  freeze           nats-server is frozen: connections stay open, and nothing is answered
+  server-restart   nats-server is killed and started again at once; without a duration
+  token-down       the token endpoint refuses connections
+  token-slow       the token endpoint answers late; see --delay
+  token-refuse     the token endpoint answers every request with status 401
+  registry-silent  the registry drops everything that it receives
+
+A duration is a number of seconds, or a number with the unit ms, s or m. The command returns when the
+fault has its effect. The fault ends by itself; the hub prints a line when it begins and when it ends.
+Another fault of the same service ends the earlier one, and the same fault again counts from now.
+
+Examples:
+  corvel-dev-hub fault nats-down 10s
+  corvel-dev-hub fault token-slow 3m --delay 6s
+
+Exit code: 0 the fault has begun, 1 no hub was found or it refused, 2 wrong usage)";
+
 struct command_line {
     dev::dev_hub_options hub;
     dev::client_credentials client;
+};
+
+struct fault_command {
+    dev::fault wanted{};
+    std::uint16_t nats_port = 0; // 0 for the only hub that runs
 };
 
 // Blocks the signals that the program waits for; threads started later inherit that.
@@ -93,6 +124,69 @@ void add_options(CLI::App& app, command_line& given) {
         ->check(CLI::PositiveNumber);
 }
 
+// Adds an option or argument that takes a duration.
+template <class Add>
+CLI::Option* add_duration(Add add, std::chrono::milliseconds& target) {
+    return add([&target](std::string const& text) {
+        auto const duration = dev::parse_duration(text);
+        if (!duration.has_value()) {
+            throw CLI::ValidationError{
+                text + " is no duration; write 10, 10s, 3m or 500ms, at most 24 hours"};
+        }
+        target = *duration;
+    });
+}
+
+void add_fault_command(CLI::App& app, fault_command& given) {
+    auto& command = *app.add_subcommand("fault", "Inject a fault into a hub that runs already");
+    command.footer(fault_footer);
+    auto& wanted = given.wanted;
+    command
+        .add_option_function<std::string>(
+            "NAME",
+            [&wanted](std::string const& name) {
+                wanted.kind = dev::find_fault_kind(name).value_or(wanted.kind);
+            },
+            "The fault")
+        ->required()
+        ->check(CLI::IsMember(dev::get_fault_names()));
+    auto const* const duration = add_duration(
+        [&](auto const& set) {
+            return command.add_option_function<std::string>("DURATION", set, "How long; 10s");
+        },
+        wanted.duration);
+    auto const* const delay = add_duration(
+        [&](auto const& set) {
+            return command.add_option_function<std::string>(
+                "--delay", set, "How late tokens are with token-slow; 3s");
+        },
+        wanted.token_delay);
+    command.add_option(
+        "--nats-port",
+        given.nats_port,
+        "Port of the hub's nats-server; needed only if several hubs run");
+    command.final_callback([&wanted, duration, delay] {
+        if (wanted.kind == dev::fault_kind::server_restart && duration->count() > 0) {
+            throw CLI::ValidationError{"server-restart has no duration"};
+        }
+        if (wanted.kind != dev::fault_kind::token_slow && delay->count() > 0) {
+            throw CLI::ValidationError{"--delay belongs to token-slow"};
+        }
+    });
+    for (auto* const option : app.get_options()) {
+        if (option != app.get_help_ptr()) {
+            command.excludes(option);
+        }
+    }
+}
+
+int inject(fault_command const& given) {
+    auto const port =
+        given.nats_port != 0 ? given.nats_port : dev::choose_hub(dev::find_running_hubs());
+    std::cout << dev::request_fault(port, given.wanted) << std::endl;
+    return exit_success;
+}
+
 void print_access(dev::dev_hub& hub, dev::client_credentials const& client) {
     auto const nats_url = hub.get_nats_server().get_url();
     auto const token_url = hub.get_token_endpoint().get_url();
@@ -112,7 +206,7 @@ void print_access(dev::dev_hub& hub, dev::client_credentials const& client) {
 void obey(int signal_number, dev::dev_hub& hub) {
     try {
         if (signal_number == SIGUSR1) {
-            hub.get_nats_server().restart();
+            hub.get_faults().begin({dev::fault_kind::server_restart});
         } else if (signal_number == SIGUSR2) {
             hub.get_registry().restart();
         }
@@ -121,10 +215,12 @@ void obey(int signal_number, dev::dev_hub& hub) {
     }
 }
 
-int run(command_line const& given, sigset_t const& signals) {
+int run(command_line const& given) {
+    auto const signals = block_signals();
     dev::dev_hub hub{given.hub};
+    dev::control_endpoint const control{hub.get_nats_server().get_port(), hub.get_faults()};
     print_access(hub, given.client);
-    while (hub.get_nats_server().is_running()) {
+    while (!hub.get_nats_server().has_crashed()) {
         auto const signal_number = wait_for_signal(signals);
         if (signal_number == SIGINT || signal_number == SIGTERM) {
             return exit_success;
@@ -139,8 +235,8 @@ int run(command_line const& given, sigset_t const& signals) {
 
 int main(int argc, char** argv) {
     try {
-        auto const signals = block_signals();
         command_line given;
+        fault_command fault;
         given.client = given.hub.token_endpoint.accepted_clients.front();
         CLI::App app{
             "A complete hub for development: nats-server, token endpoint and registry on loopback "
@@ -148,14 +244,18 @@ int main(int argc, char** argv) {
             "corvel-dev-hub"};
         app.footer(footer);
         add_options(app, given);
+        add_fault_command(app, fault);
         try {
             app.parse(argc, argv);
         } catch (CLI::ParseError const& error) {
             return app.exit(error) == exit_success ? exit_success : exit_wrong_usage;
         }
+        if (app.got_subcommand("fault")) {
+            return inject(fault);
+        }
         given.hub.token_endpoint.accepted_clients = {given.client};
         given.hub.lines = &std::cerr;
-        return run(given, signals);
+        return run(given);
     } catch (std::exception const& error) {
         std::cerr << "corvel-dev-hub: " << error.what() << std::endl;
         return exit_failure;

@@ -90,6 +90,10 @@ std::string nats_server::get_url() const {
     return "nats://127.0.0.1:" + std::to_string(m_port);
 }
 
+std::uint16_t nats_server::get_port() const {
+    return m_port;
+}
+
 std::string nats_server::get_token() const {
     return m_options.token;
 }
@@ -97,6 +101,11 @@ std::string nats_server::get_token() const {
 bool nats_server::is_running() const {
     std::scoped_lock const lock{m_mutex};
     return m_process != nullptr && m_process->is_running();
+}
+
+bool nats_server::has_crashed() const {
+    std::scoped_lock const lock{m_mutex};
+    return m_process != nullptr && !m_process->is_running();
 }
 
 pid_t nats_server::get_pid() const {

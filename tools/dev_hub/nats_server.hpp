@@ -70,10 +70,15 @@ public:
     /// "nats://127.0.0.1:" and the port.
     [[nodiscard]] std::string get_url() const;
 
+    [[nodiscard]] std::uint16_t get_port() const;
+
     [[nodiscard]] std::string get_token() const;
 
     /// Whether the process lives, frozen or not.
     [[nodiscard]] bool is_running() const;
+
+    /// Whether the process has ended although nobody called stop() or kill().
+    [[nodiscard]] bool has_crashed() const;
 
     /// The process, or -1 when it does not run.
     [[nodiscard]] pid_t get_pid() const;
