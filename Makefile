@@ -72,6 +72,7 @@ bench-peers: deps ## Compare the library with other ways of carrying values
 
 docs: deps ## Write the manual as HTML, and print where it is
 	@tools/checks/documentation.py
+	@echo 'The manual is $(CURDIR)/build/docs/html/index.html'
 
 package: deps-build ## Build a Debian package of the library in build/package
 	@cmake --preset package >/dev/null

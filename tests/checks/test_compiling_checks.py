@@ -57,7 +57,8 @@ class Documentation(PlantedTree):
 
     def setUp(self):
         super().setUp()
-        self.copy("Doxyfile.in")
+        for name in ("Doxyfile.in", "docs/manual.css", "docs/manual_layout.xml"):
+            self.copy(name)
         self.plant("CMakeLists.txt", "project(some VERSION 1.2.3 LANGUAGES CXX)\n")
 
     def test_accepts_a_contract(self):
@@ -73,6 +74,29 @@ class Documentation(PlantedTree):
         self.plant("include/hub/a.hpp", self.HEAD +
                    "/// Answers.\n/// @param one  Any.\nvoid answer(int one, int two);\n}\n")
         self.assert_fault("documentation", r"parameter 'two'")
+
+    def test_accepts_a_deleted_function_without_a_contract(self):
+        self.plant("include/hub/a.hpp", self.HEAD +
+                   "/// A class.\nclass thing {\npublic:\n"
+                   "    /// Not from a temporary.\n    void use(\n        int) = delete;\n"
+                   "    thing& operator=(thing const&) = delete;\n};\n}\n")
+        self.assert_clean("documentation")
+
+    def test_finds_what_belongs_to_no_group(self):
+        self.plant("include/hub/a.hpp", self.HEAD +
+                   "/// A class.\nclass one {};\n/// Another.\nclass two {};\n"
+                   "/// Numbers.\nenum class three {};\n}\n")
+        self.plant("docs/manual_groups.dox",
+                   "/// @defgroup values Values\n/// All.\n\n"
+                   "/// @class some::one\n/// @ingroup values\n")
+        self.assert_fault("documentation", "some::two belongs to no group of the manual")
+        self.assert_fault("documentation", "three belongs to no group of the manual")
+
+    def test_finds_a_link_between_pages_that_leads_nowhere(self):
+        self.plant("include/hub/a.hpp", self.HEAD + "}\n")
+        self.plant("README.md", "# Some\n\nSee [there](docs/there.md#missing).\n")
+        self.plant("docs/there.md", "# There\n\nMore.\n")
+        self.assert_fault("documentation", "docs-there--missing")
 
 
 class LibraryBuilds(PlantedTree):

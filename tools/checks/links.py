@@ -23,28 +23,32 @@ def prose(path):
             yield number, re.sub(r"`[^`]*`", lambda code: code[0].replace("](", "] ("), line)
 
 
+def anchor(heading):
+    """The anchor that a forge gives to a heading."""
+    return re.sub(r"\s", "-", re.sub(r"[^\w\s-]", "", heading.lower()))
+
+
 def anchors(path):
-    """The anchors that a forge makes of the headings."""
     for _, line in prose(path):
         heading = HEADING.match(line)
         if heading:
-            words = re.sub(r"[^\w\s-]", "", heading[1].lower())
-            yield re.sub(r"\s", "-", words)
+            yield anchor(heading[1])
 
 
 def fault(path, target):
-    name, _, anchor = target.partition("#")
+    name, _, wanted = target.partition("#")
     linked = path.parent / name if name else path
     if not linked.exists():
         return f"{name} does not exist"
-    if anchor and linked.suffix == ".md" and anchor not in anchors(linked):
-        return f"{linked} has no heading {anchor}"
+    if wanted and linked.suffix == ".md" and wanted not in anchors(linked):
+        return f"{linked} has no heading {wanted}"
     return None
 
 
-tree.conclude([
-    f"{path}:{number}: {fault(path, target)}"
-    for path in tree.files("*.md")
-    for number, line in prose(path)
-    for target in LINK.findall(line)
-    if not re.match(r"[a-z]+:", target) and fault(path, target)])
+if __name__ == "__main__":
+    tree.conclude([
+        f"{path}:{number}: {fault(path, target)}"
+        for path in tree.files("*.md")
+        for number, line in prose(path)
+        for target in LINK.findall(line)
+        if not re.match(r"[a-z]+:", target) and fault(path, target)])

@@ -57,7 +57,7 @@ std::size_t read_some(file_descriptor const& from, std::span<std::byte> to) {
     return count > 0 ? static_cast<std::size_t>(count) : 0;
 }
 
-// A pipe that holds the text and is closed behind it. Nobody has to keep writing.
+// A pipe that holds the text and is closed for writing, so that no thread has to feed it.
 file_descriptor make_pipe_with(std::string_view text) {
     if (text.size() > PIPE_BUF) {
         throw dev_hub_failure{"the standard input for a program does not fit into a pipe"};
@@ -69,8 +69,8 @@ file_descriptor make_pipe_with(std::string_view text) {
     return std::move(pipe.reading);
 }
 
-// Everything that the child needs between fork and exec, made before: there, only calls are allowed
-// that are safe in the child of a process with threads.
+// Everything that the child needs between fork and exec, prepared before fork: in the child of a
+// process with threads only a few calls are safe.
 struct launch_plan {
     char const* executable;
     std::vector<char*> arguments; // ends with a null pointer

@@ -54,12 +54,12 @@ public:
     /// Sends a signal; does nothing when the program has ended.
     void send_signal(int signal_number) const;
 
-    /// Suspends the program until it gets SIGCONT. It stands still when this returns.
+    /// Suspends the program until it gets SIGCONT. It is frozen when this returns.
     void freeze() const;
 
     /// Waits for the program's end.
     ///
-    /// @return whether it has ended before `limit` had passed.
+    /// @return whether it ends before `limit` passes.
     [[nodiscard]] bool wait_until_ended(std::chrono::milliseconds limit) const;
 
     /// Waits until the program's output contains `text`.

@@ -30,7 +30,7 @@ std::optional<std::string> find_broken_rule(variable_entry const& entry, seen_va
         return "its path is empty";
     }
     if (std::any_of(entry.path.begin(), entry.path.end(), is_forbidden)) {
-        return "its path has a blank or a control character";
+        return "its path contains a space or a control character";
     }
     if (!seen.paths.insert(entry.path).second) {
         return "its path " + entry.path + " occurs twice";

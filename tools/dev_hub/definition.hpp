@@ -28,10 +28,10 @@ struct definition {
     friend bool operator==(definition const&, definition const&) = default;
 };
 
-/// Checks a definition: no path is empty, has control characters or blanks, or occurs twice; no id
+/// Checks a definition: no path is empty, contains spaces or control characters, or occurs twice; no id
 /// occurs twice; every data type is known.
 ///
-/// @return a text that names the first variable that breaks a rule, and the rule; nothing for a
+/// @return a sentence that names the first variable that breaks a rule, and the rule; nothing for a
 ///         good definition.
 [[nodiscard]] std::optional<std::string> find_broken_rule(definition const& checked);
 

@@ -9,8 +9,8 @@
 
 namespace arvenhold::corvel::hub::dev {
 
-/// Something that the hub needs could not be had: a program, a port, a connection. The text says
-/// what and, where it is known, how to cure it.
+/// Something that the hub needs is not available: a program, a port, a connection. The message says
+/// what and, where it is known, how to fix it.
 class dev_hub_failure : public std::runtime_error {
 public:
     using std::runtime_error::runtime_error;

@@ -19,7 +19,7 @@
 
 namespace arvenhold::corvel::hub::dev {
 
-/// What an event tells. The comment says what its subject is, when it has one.
+/// What has happened. The comment says what the event's subject is, if it has one.
 enum class event_kind {
     nats_server_started,  ///< Subject: the server's URL.
     nats_server_ended,    ///< Stopped or killed on request. Subject: the server's URL.
@@ -38,7 +38,7 @@ enum class event_kind {
     provider_listed, ///< The provider is new in the list, or has returned. Subject: the provider.
     provider_gone,   ///< The provider left the list. Subject: the provider.
     providers_requested, ///< A query for the list was answered.
-    providers_published, ///< The list was published. Detail: the providers, separated by blanks.
+    providers_published, ///< The list was published. Detail: the providers, separated by spaces.
     message_ignored,     ///< Not understood or not wanted. Subject: the message's NATS subject.
     publication_failed,  ///< The NATS client refused a message. Subject: the NATS subject.
     fault_begun,         ///< Subject: the fault's name. Detail: what it does.
@@ -71,7 +71,7 @@ public:
 
     /// Waits until get_count(kind, subject) is at least `count`.
     ///
-    /// @return whether that was so before `limit` had passed.
+    /// @return whether that happens before `limit` passes.
     [[nodiscard]] bool wait_until_recorded(
         event_kind kind,
         std::string_view subject,

@@ -8,7 +8,7 @@
 namespace arvenhold::corvel::hub::dev {
 namespace {
 
-constexpr std::size_t greatest_token_count = 16;
+constexpr std::size_t max_token_count = 16;
 
 constexpr std::string_view local_hub = "v1.loc.";
 constexpr std::string_view registry_providers = "v1.loc.registry.providers.";
@@ -36,7 +36,7 @@ std::optional<std::string> get_middle(
 std::vector<std::string> make_definition_patterns() {
     std::vector<std::string> patterns;
     std::string identifier = "*";
-    while (patterns.size() < greatest_token_count) {
+    while (patterns.size() < max_token_count) {
         patterns.push_back(join(local_hub, identifier, definition_changed));
         identifier += ".*";
     }

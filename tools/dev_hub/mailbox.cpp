@@ -39,7 +39,7 @@ void mailbox::post(mail item) {
     m_filled.notify_one();
 }
 
-std::optional<mail> mailbox::take(std::chrono::steady_clock::time_point deadline) {
+std::optional<mail> mailbox::wait_for_next(std::chrono::steady_clock::time_point deadline) {
     std::unique_lock lock{m_mutex};
     if (!m_filled.wait_until(lock, deadline, [this] { return !m_items.empty(); })) {
         return {};

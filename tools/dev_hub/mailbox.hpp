@@ -31,10 +31,10 @@ class mailbox {
 public:
     void post(mail item);
 
-    /// Waits for the next item.
+    /// Waits for the next item and removes it.
     ///
     /// @return nothing when `deadline` has passed.
-    [[nodiscard]] std::optional<mail> take(std::chrono::steady_clock::time_point deadline);
+    [[nodiscard]] std::optional<mail> wait_for_next(std::chrono::steady_clock::time_point deadline);
 
 private:
     std::mutex m_mutex;

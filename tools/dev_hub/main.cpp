@@ -97,13 +97,14 @@ void add_options(CLI::App& app, command_line& given) {
     auto& registry = given.hub.registry;
     app.add_option("--nats-port", nats_server.port, "Port of nats-server; 0 for a free one")
         ->capture_default_str();
-    app.add_option("--token-port", token_endpoint.port, "Port of the token endpoint; 0 likewise")
+    app.add_option(
+           "--token-port", token_endpoint.port, "Port of the token endpoint; 0 for a free one")
         ->capture_default_str();
     app.add_option("--nats-server", nats_server.executable, "The program to run as nats-server")
         ->capture_default_str();
-    app.add_option("--max-payload", nats_server.max_payload, "Greatest payload in bytes")
+    app.add_option("--max-payload", nats_server.max_payload, "Maximum payload in bytes")
         ->capture_default_str();
-    app.add_option("--client-id", given.client.client_id, "Client id that is given a token")
+    app.add_option("--client-id", given.client.client_id, "Client id that obtains a token")
         ->capture_default_str();
     app.add_option("--client-secret", given.client.client_secret, "Secret that goes with it")
         ->capture_default_str();
@@ -119,7 +120,7 @@ void add_options(CLI::App& app, command_line& given) {
            [&registry](unsigned count) {
                registry.probe_interval = std::chrono::milliseconds{count};
            },
-           "Milliseconds between two looks for lost and returned providers")
+           "Milliseconds between two checks for lost and returned providers")
         ->default_str(std::to_string(registry.probe_interval.count()))
         ->check(CLI::PositiveNumber);
 }

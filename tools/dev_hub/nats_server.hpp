@@ -27,14 +27,14 @@ struct nats_server_options {
     /// The port on 127.0.0.1; 0 for a free one.
     std::uint16_t port = 0;
 
-    /// The greatest payload that the server takes, in bytes.
+    /// The maximum payload in bytes.
     std::size_t max_payload = std::size_t{8} * 1024 * 1024;
 
     /// The token that admits clients; empty for a random one. Letters and digits.
     std::string token;
 
-    /// A client that says nothing is asked in this interval whether it is still there, and is
-    /// dropped instead of being asked a third time in vain.
+    /// The server pings an idle client at this interval, and disconnects it after two unanswered
+    /// pings.
     std::chrono::seconds ping_interval{120};
 
     /// The ports on 127.0.0.1 at which the servers of a cluster find each other, this server's own
@@ -83,7 +83,7 @@ public:
     /// The process, or -1 when it does not run.
     [[nodiscard]] pid_t get_pid() const;
 
-    /// Lets the server end by itself, and ends it by force if it does not within two seconds. Does
+    /// Requests the server to end, and kills it if it has not ended after two seconds. Does
     /// nothing when it does not run.
     void stop();
 
@@ -99,7 +99,7 @@ public:
     /// kill() and start().
     void restart();
 
-    /// Stops the process without ending it: connections stay open, and nobody answers.
+    /// Suspends the process: connections stay open, and nothing is answered.
     void freeze();
 
     /// Lets a frozen server continue.

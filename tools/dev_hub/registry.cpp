@@ -70,10 +70,10 @@ std::string get_reply_subject(nats_message const& message) {
     return reply != nullptr ? reply : "";
 }
 
-std::string join(std::set<std::string> const& texts) {
+std::string join(std::set<std::string> const& names) {
     std::string joined;
-    for (auto const& text : texts) {
-        joined.append(joined.empty() ? "" : " ").append(text);
+    for (auto const& name : names) {
+        joined.append(joined.empty() ? "" : " ").append(name);
     }
     return joined;
 }
@@ -184,7 +184,7 @@ public:
 private:
     void run() {
         while (!m_stopped) {
-            take(m_mailbox->take(get_next_deadline()));
+            handle(m_mailbox->wait_for_next(get_next_deadline()));
             do_what_is_due(steady_clock::now());
         }
         m_session.reset();
@@ -224,7 +224,7 @@ private:
         m_session = std::move(session);
         m_noticed_reconnects = 0;
         announce_ready();
-        m_session->flush(); // who connects from now on is not told
+        m_session->flush(); // who connects from now on does not receive it
     }
 
     void announce_ready() {
@@ -248,12 +248,12 @@ private:
 
     // What arrives.
 
-    void take(std::optional<mail> const& item) {
+    void handle(std::optional<mail> const& item) {
         if (!item.has_value()) {
             return;
         }
         if (auto const* const message = std::get_if<nats_message>(&*item)) {
-            take_message(*message);
+            handle_message(*message);
         } else if (auto const* const task = std::get_if<std::function<void()>>(&*item)) {
             (*task)();
         } else {
@@ -261,18 +261,18 @@ private:
         }
     }
 
-    void take_message(nats_message const& message) {
+    void handle_message(nats_message const& message) {
         std::string const subject = natsMsg_GetSubject(message.get());
         if (m_behaviour.silent) {
             m_log.record(event_kind::message_ignored, subject, "the registry is silent");
         } else if (subject.starts_with(probe_inbox)) {
-            take_probe_answer(subject.substr(probe_inbox.size()), message);
+            handle_probe_answer(subject.substr(probe_inbox.size()), message);
         } else if (subject == providers_query_subject) {
             answer_providers_query(get_reply_subject(message));
         } else if (auto const queried = get_queried_provider(subject)) {
             answer_definition_query(*queried, get_reply_subject(message));
         } else if (auto const publisher = get_definition_publisher(subject)) {
-            take_definition(*publisher, subject, message);
+            handle_definition(*publisher, subject, message);
         } else {
             m_log.record(event_kind::message_ignored, subject, "nothing that a registry reacts to");
         }
@@ -290,7 +290,7 @@ private:
             event_kind::definition_requested, provider, known.has_value() ? "" : "unknown");
     }
 
-    void take_definition(
+    void handle_definition(
         std::string const& provider, std::string const& subject, nats_message const& message) {
         auto received = decode_definition_event(get_bytes(message));
         if (!received.has_value()) {
@@ -351,8 +351,8 @@ private:
 
     // Who is there.
 
-    // Also called without being told of a reconnect, because the telling can wait for callbacks of
-    // other connections in this process.
+    // Also called without a notification, which can be held up by callbacks of other connections in
+    // this process.
     void notice_reconnect() {
         if (m_session == nullptr || !m_session->is_connected()) {
             return;
@@ -378,7 +378,7 @@ private:
         }
     }
 
-    void take_probe_answer(std::string const& provider, nats_message const& message) {
+    void handle_probe_answer(std::string const& provider, nats_message const& message) {
         auto const entry = m_entries.find(provider);
         if (entry == m_entries.end()) {
             return;

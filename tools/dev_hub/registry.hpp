@@ -2,7 +2,7 @@
 // SPDX-License-Identifier: Apache-2.0
 
 // The registry service of the development hub: keeps the definitions of all providers, judges them,
-// and tells everyone which providers there are.
+// and announces which providers there are.
 
 #pragma once
 
@@ -22,7 +22,7 @@ struct registry_options {
     /// From the arrival of a definition to the verdict.
     std::chrono::milliseconds verdict_delay{5};
 
-    /// From one look for lost and returned providers to the next.
+    /// From one check for lost and returned providers to the next.
     std::chrono::milliseconds probe_interval{500};
 };
 
@@ -31,19 +31,19 @@ struct registry_options {
 /// A definition is stored when it arrives and is valid, in place of an older one of the same
 /// provider; queries are answered from then on. The verdict follows after the verdict delay, and
 /// with it the provider enters the list of providers. A provider leaves the list when nobody
-/// listens to its read requests any more. Its definition is kept: it enters the list again when it
-/// answers with the fingerprint of that definition, or when it publishes one.
+/// listens to its read requests any more. Its definition is kept: the provider enters the list
+/// again when it answers with the fingerprint of that definition, or publishes one.
 ///
 /// Identifiers may contain dots, up to sixteen tokens. Subjects that begin like the registry's own
 /// ("v1.loc.registry.providers.") are not taken for those of a provider.
 ///
 /// The registry survives restarts of the NATS server: it reconnects within a fraction of a second
-/// and announces itself ready. It then looks for lost providers only when their clients have had
-/// the time to reconnect, too.
+/// and announces itself ready. It checks for lost providers again only after their clients have had
+/// time to reconnect.
 ///
 /// @par Thread safety
-/// All operations may be called from any thread. Operations that change something have had their
-/// effect, publications included, when they return.
+/// All operations may be called from any thread. An operation that changes something has had its
+/// effect, publications included, when it returns.
 class registry {
 public:
     /// Connects and announces the registry ready.
@@ -85,8 +85,8 @@ public:
     /// providers out of the list.
     void set_verdict_copies(unsigned copies);
 
-    /// Stops to react: messages arrive, so that requests time out instead of being refused, and are
-    /// dropped. Verdicts that are due are dropped as well, and nobody is looked for.
+    /// Drops every message that arrives, so that requests time out instead of being refused. Drops
+    /// verdicts that are due, too, and does not check for lost providers.
     void go_silent();
 
     /// Ends go_silent(). Nothing is announced.
@@ -101,7 +101,7 @@ public:
     /// Ends reject() and reject_all().
     void judge_normally();
 
-    /// Drops the provider's definition and tells the provider's consumers. The provider stays in
+    /// Drops the provider's definition and notifies the provider's consumers. The provider stays in
     /// the list; its next publication brings a definition back.
     void withdraw_definition(std::string const& provider);
 
@@ -112,8 +112,8 @@ public:
     /// ready, as a restarted service does. Switched-on faults, the verdict delay and copies stay.
     ///
     /// Changes of the list are held back for the first probe interval afterwards, so that consumers
-    /// do not take providers for lost which are about to publish again; then the list is published
-    /// in any case.
+    /// do not see providers as lost that are about to publish again; then the list is published
+    /// even if unchanged.
     ///
     /// @throws dev_hub_failure  The server does not admit the registry, for example because it does
     ///                          not run. The registry is away then; restart() may be called again.

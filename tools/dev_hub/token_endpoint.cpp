@@ -238,7 +238,7 @@ private:
 
     void answer(httplib::Request const& request, httplib::Response& response) {
         auto const record = make_record(request);
-        if (auto const fixed = take_request(record)) {
+        if (auto const fixed = record_request(record)) {
             send(response, *fixed);
             m_log.record(event_kind::token_fault_answered, record.client.client_id, {});
             return;
@@ -255,8 +255,8 @@ private:
         m_log.record(event_kind::token_granted, record.client.client_id, record.scope);
     }
 
-    // Records the request, lets the delay pass, and returns the fixed answer if one is set.
-    std::optional<fixed_answer> take_request(token_request const& request) {
+    // Records the request, waits for the delay, and returns the fixed answer if one is set.
+    std::optional<fixed_answer> record_request(token_request const& request) {
         std::unique_lock lock{m_mutex};
         m_requests.push_back(request);
         if (m_requests.size() > kept_requests) {

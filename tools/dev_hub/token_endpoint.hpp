@@ -56,7 +56,7 @@ struct fixed_answer {
 
 /// Hands out the token of the NATS server to clients that it knows.
 ///
-/// A right request is answered with status 200 and
+/// A valid request is answered with status 200 and
 /// `{"access_token":"...","token_type":"Bearer","expires_in":3600}`, without white space. Any other
 /// gets an OAuth2 error document: 401 `invalid_client`; 400 `invalid_request` (content type, or no
 /// grant type), `unsupported_grant_type` (other than `client_credentials`) or `invalid_scope` (not
@@ -88,7 +88,7 @@ public:
     /// answered.
     [[nodiscard]] std::vector<token_request> get_requests() const;
 
-    /// @return whether at least `count` requests were kept before `limit` had passed.
+    /// @return whether at least `count` requests have arrived before `limit` passes.
     [[nodiscard]] bool wait_until_requested(
         std::size_t count, std::chrono::milliseconds limit) const;
 
@@ -101,7 +101,7 @@ public:
     /// Ends answer_with().
     void answer_normally();
 
-    /// Closes the port: connections are refused. Answers under way are still given, without delay.
+    /// Closes the port: connections are refused. Answers in flight are still sent, without delay.
     void stop_listening();
 
     /// Opens the same port again. Does nothing when it is open.

@@ -47,13 +47,17 @@ INSTANTIATE_TEST_SUITE_P(
     testing::Values(
         broken_case{"empty_path", {{"", 1, 1, 1}}, "variable 1: its path is empty"},
         broken_case{
-            "blank", {{"a b", 1, 1, 1}}, "variable 1: its path has a blank or a control character"},
+            "blank",
+            {{"a b", 1, 1, 1}},
+            "variable 1: its path contains a space or a control character"},
         broken_case{
-            "tab", {{"a\tb", 1, 1, 1}}, "variable 1: its path has a blank or a control character"},
+            "tab",
+            {{"a\tb", 1, 1, 1}},
+            "variable 1: its path contains a space or a control character"},
         broken_case{
             "delete_character",
             {{"a\x7f", 1, 1, 1}},
-            "variable 1: its path has a blank or a control character"},
+            "variable 1: its path contains a space or a control character"},
         broken_case{
             "path_twice",
             {{"a", 1, 1, 1}, {"b", 2, 1, 1}, {"a", 3, 1, 1}},

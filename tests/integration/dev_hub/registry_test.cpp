@@ -135,7 +135,8 @@ TEST_F(registry_test, rejects_a_definition_that_breaks_a_rule_and_does_not_store
             testing::Field(&hub_event::kind, event_kind::definition_rejected),
             testing::Field(&hub_event::subject, "boiler"),
             testing::Field(
-                &hub_event::detail, "variable 1: its path has a blank or a control character"))));
+                &hub_event::detail,
+                "variable 1: its path contains a space or a control character"))));
 }
 
 TEST_F(registry_test, keeps_a_good_definition_when_a_later_one_is_rejected) {
