@@ -1,7 +1,7 @@
 // SPDX-FileCopyrightText: 2026 Arvenhold
 // SPDX-License-Identifier: Apache-2.0
 
-// Runs one row of the reliability evidence and prints its line of the table.
+// Runs one row of the reliability evidence and prints what the document about it needs, in a line.
 
 #include "reliability/row.hpp"
 
@@ -32,8 +32,8 @@ std::string get_figures(row const& chosen, std::string const& how_much) {
 int run(row const& chosen, std::string const& how_much) {
     try {
         auto const figures = get_figures(chosen, how_much);
-        std::cout << "| " << chosen.number << " | " << chosen.fault << " | " << chosen.must_hold
-                  << " | " << figures << " |" << std::endl;
+        std::cout << "| " << chosen.number << " | " << chosen.title << " | " << chosen.fault
+                  << " | " << chosen.must_hold << " | " << figures << " |" << std::endl;
         return EXIT_SUCCESS;
     } catch (std::exception const& failure) {
         std::cout << "row " << chosen.number << " failed: " << failure.what() << std::endl;

@@ -145,7 +145,7 @@ std::string run_fault(fault const& what, unsigned times) {
     std::ostringstream figures;
     figures << what.name << ' ' << times << " times for " << what.outage.count()
             << " ms: work went on after at most " << world.get_longest_recovery().count()
-            << " ms, longest calls in ms of what is documented" << to_text(longest);
+            << " ms; calls in ms: longest/documented" << to_text(longest);
     return figures.str();
 }
 

@@ -20,8 +20,9 @@ enum class effort {
 /// One kind of fault, load or bad input, and what must hold under it.
 struct row {
     int number;
+    std::string_view title;
     std::string_view fault;     ///< What is done to the library.
-    std::string_view must_hold; ///< What is demanded.
+    std::string_view must_hold; ///< What is guaranteed all the same.
     std::string (*run)(effort); ///< Returns the figures; throws row_failure.
 
     /// The same for a single seed; null for a row that draws nothing.

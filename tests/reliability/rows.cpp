@@ -24,81 +24,96 @@ std::string run_random_sequence(std::uint64_t seed);
 std::vector<row> const& all_rows() {
     static std::vector<row> const rows{
         {1,
-         "nats-server killed and started again after 0.2, 2 and 20 s, under publishing, reading "
-         "and writing",
-         "both sides reconnect, the definition is registered again, all values, qualities and "
-         "time stamps are equal afterwards",
+         "The server restarts",
+         "the NATS server is killed and started again after 0.2, 2 and 20 s, while both sides "
+         "publish, "
+         "read and write",
+         "both sides reconnect; the definition is registered again; all values, qualities and time "
+         "stamps are equal afterwards",
          &run_server_restarts},
         {2,
-         "nats-server frozen for 5 s; what passes between both applications and the server "
-         "swallowed for 8 s without closing a connection, which the NATS client notices after up "
-         "to 6 minutes, so that the router between them resets the connections in the end",
-         "no call takes longer than documented; then both sides go on, and all values, qualities "
-         "and time stamps become equal",
+         "The server hangs, the network drops packets",
+         "the NATS server is frozen for 5 s; the network between both applications and the server "
+         "drops all packets for 8 s without closing a connection. The NATS client notices that "
+         "after up to 6 minutes, so the router resets the connections in the end",
+         "no call takes longer than documented; then both sides continue, and all values, "
+         "qualities and time stamps become equal",
          &run_mute_servers},
         {3,
-         "a token endpoint that refuses the connection, answers 401, HTML, nothing, a blank after "
-         "the brace, another first key, no closing quote, in two pieces split at every byte, 1 "
-         "MiB, a redirect, drop by drop, later than 5 s, with a self-signed certificate",
-         "the documented exception and line each time within 7 s; the same object connects with a "
+         "Bad token endpoints",
+         "a token endpoint refuses the connection, answers 401, HTML, nothing, a space after the "
+         "brace, another first key, no closing quote, in two pieces split at every byte, 1 MiB, a "
+         "redirect, slowly in small pieces, later than 5 s, with a self-signed certificate",
+         "the documented exception and line within 7 s, each time; the same object connects with a "
          "good endpoint afterwards",
          &run_token_endpoints},
         {4,
-         "providers' processes killed and started again, and stopped for 30 s and continued, with "
-         "a server that drops clients which do not answer, because the registry notices only lost "
-         "connections; one stopped without anybody noticing",
-         "the consumer is told of the loss and all values are bad; it is told of the return once "
-         "and all values are read again; unnoticed, a read fails after 5 s and faults the "
-         "connection",
+         "Providers end or hang",
+         "providers' processes are killed and started again, and stopped for 30 s and continued; "
+         "the server disconnects clients that do not answer, because the registry notices only "
+         "lost connections. One is stopped without notice",
+         "the consumer is notified of the loss, and all values are bad; it is notified of the "
+         "return once, and all values are read again. Without notice, a read fails after 5 s and "
+         "faults the connection",
          &run_provider_losses},
         {5,
-         "the definition replaced under reading, writing and events",
+         "Definitions are replaced",
+         "the definition is replaced under reading, writing and events",
          "no value under a wrong fingerprint; the last definition wins",
          &run_replacements},
         {6,
-         "a registry that answers at once, twice, late or not at all, rejects, restarts",
+         "Bad registries",
+         "a registry answers at once, twice, late or not at all, rejects, restarts",
          "accepted, rejected or timed out as documented; published again after a restart",
          &run_registries},
         {7,
-         "every operation called from inside every callback",
+         "Calls from callbacks",
+         "every operation is called from inside every callback",
          "each returns within 10 s",
          &run_calls_from_callbacks},
         {8,
-         "objects destroyed during traffic, from callbacks of other objects, and disconnected by "
-         "two threads at once",
+         "Destruction under traffic",
+         "objects are destroyed during traffic, from callbacks of other objects, and disconnected "
+         "by two threads at once",
          "no crash, no hang; no finding of a sanitizer",
          &run_destruction},
         {9,
-         "10,000 connects and disconnects, 10,000 connections to a provider made and destroyed",
+         "Ten thousand cycles",
+         "10,000 connects and disconnects; 10,000 connections to a provider created and destroyed",
          "memory, files and threads stay as they are after the warm-up",
          &run_cycles},
         {10,
-         "a callback that takes 1 s, at 10,000 events in a second",
-         "memory stays within the limit of the NATS client; afterwards one read makes all values "
-         "equal; the loss can be seen",
+         "A slow callback",
+         "a callback takes 1 s, at 10,000 events per second",
+         "memory stays within the limit of the NATS client; one read makes all values equal "
+         "afterwards; the loss can be seen",
          &run_slow_callback},
         {11,
-         "identifiers and paths that are empty, contain blanks, dots, wildcards, quotes, "
-         "backslashes, 4 KiB, not UTF-8; 20,000 variables; an event above max_payload",
+         "Odd identifiers and large messages",
+         "identifiers and paths are empty, contain spaces, dots, wildcards, quotes, backslashes, 4 "
+         "KiB, not UTF-8; 20,000 variables; an event above max_payload",
          "the documented outcome, no crash",
          &run_identifiers},
         {12,
+         "Extreme values",
          "limits of int64, NaN, infinities, -0.0, negative and huge durations, times before 1970 "
          "and in 2262, a clock set back by an hour",
          "every value arrives as it was set, durations in whole microseconds",
          &run_numbers},
         {13,
+         "Random sequences",
          "random sequences of operations and faults, against a model of the documented state "
          "machines",
-         "every operation ends as the model says; after each quiet period all states, values, "
+         "every operation ends as the model predicts; after each quiet period all states, values, "
          "qualities and time stamps are those of the model",
          &run_random_sequences,
          &run_random_sequence},
         {17,
-         "the server in use of a cluster of three killed, and started again when the clients have "
-         "moved; a session is given the URL of one server, and the cluster tells it the others",
-         "publishing and reading go on with another server within 10 s; all values, qualities and "
-         "time stamps become equal, and the registry has the definition",
+         "A cluster fails over",
+         "the server in use of a cluster of three is killed, and started again when the clients "
+         "have moved. A session is given the URL of one server; the cluster announces the others",
+         "publishing and reading continue with another server within 10 s; all values, qualities "
+         "and time stamps become equal, and the registry has the definition",
          &run_cluster},
     };
     return rows;
