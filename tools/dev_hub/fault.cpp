@@ -112,6 +112,7 @@ std::optional<fault_kind> find_fault_kind(std::string_view name) {
 
 std::vector<std::string> get_fault_names() {
     std::vector<std::string> names;
+    names.reserve(descriptions.size());
     for (auto const& description : descriptions) {
         names.emplace_back(description.name);
     }

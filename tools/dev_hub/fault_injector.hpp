@@ -50,7 +50,7 @@ public:
 
 private:
     struct active_fault {
-        fault_kind kind;
+        fault_kind kind{};
         std::chrono::steady_clock::time_point ends_at;
     };
 
