@@ -27,11 +27,11 @@ using std::chrono::steady_clock;
 
 constexpr std::size_t variable_count = 60;
 
-// A request that was under way with the killed server takes 5 s to fail; then the application
-// connects and attaches anew.
+// A request in flight through the killed server takes 5 s to fail; then the application connects and
+// attaches again.
 constexpr std::chrono::seconds failover_limit{10};
 
-// How many clients of this machine are connected to the server, as the kernel tells: the third word
+// How many clients of this machine are connected to the server, as the kernel reports: the third word
 // of a line is the peer's address, the fourth the state, 01 for an established connection.
 std::size_t count_clients(dev::nats_server const& server) {
     auto const url = server.get_url();
@@ -157,7 +157,7 @@ private:
             "the registry does not know the provider any more");
     }
 
-    // Tells whether a consumer of this server finds the registry and the provider.
+    // Whether a consumer of this server finds the registry and the provider.
     [[nodiscard]] bool is_reached_through(dev::nats_server const& server) {
         try {
             consumer visitor{"visitor", true, nullptr, nullptr};

@@ -156,17 +156,17 @@ void cutting_proxy::cut() {
     m_cut = true;
 }
 
-void cutting_proxy::mend() {
-    m_mended = true;
-    await([this] { return !m_mended; });
+void cutting_proxy::repair() {
+    m_repaired = true;
+    await([this] { return !m_repaired; });
 }
 
 void cutting_proxy::run() {
     while (!m_ending) {
-        if (m_mended) {
+        if (m_repaired) {
             m_connections.clear();
             m_cut = false;
-            m_mended = false;
+            m_repaired = false;
         }
         std::vector<pollfd> watched{{.fd = m_listener, .events = POLLIN, .revents = 0}};
         for (auto const& each : m_connections) {

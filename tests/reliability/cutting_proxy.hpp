@@ -1,8 +1,7 @@
 // SPDX-FileCopyrightText: 2026 Arvenhold
 // SPDX-License-Identifier: Apache-2.0
 
-// Stands between clients and a server the way a router does, and can lose what passes without a
-// word to either side.
+// Sits between clients and a server as a router does, and can silently drop packets.
 
 #pragma once
 
@@ -35,15 +34,15 @@ public:
     void cut();
 
     /// Closes all connections, for each may have lost bytes, and passes new ones on.
-    void mend();
+    void repair();
 
 private:
     class connection;
 
     std::uint16_t const m_server_port;
     int const m_listener;
-    std::atomic<bool> m_cut{false};    // read by the thread for each piece
-    std::atomic<bool> m_mended{false}; // a request to the thread, which clears it
+    std::atomic<bool> m_cut{false};      // read by the thread for each piece
+    std::atomic<bool> m_repaired{false}; // a request to the thread, which clears it
     std::atomic<bool> m_ending{false};
     std::vector<std::unique_ptr<connection>> m_connections; // used by the thread alone
     std::thread m_thread;

@@ -389,8 +389,8 @@ void hub_model::forget_provider() {
 
 void hub_model::restart_registry() {
     m_registry.known.reset();
-    m_registry.lists_provider = false; // consumers are told later
-    // Should the provider answer late, the consumer is told that it is lost before.
+    m_registry.lists_provider = false; // consumers are notified later
+    // Should the provider answer late, the consumer is notified of the loss before.
     m_uncertain = true;
     if (m_provider.is_connected && m_provider.is_registered) {
         static_cast<void>(announce_definition());

@@ -149,7 +149,7 @@ public:
         std::shared_ptr<connection_model> attached; ///< Null for none.
     };
 
-    /// What callbacks are told, counted from the beginning.
+    /// What callbacks have received, counted from the beginning.
     struct callback_counts {
         std::size_t commands = 0;           ///< Write commands to the provider.
         std::size_t empty_changes = 0;      ///< Change events without variables.

@@ -45,7 +45,7 @@ std::vector<odd_identifier> odd_identifiers() {
         {"not UTF-8", "\xff\xfe", "works"},
         {"4 KiB", std::string(4096, 'x'), "connection_failed"},
         {"empty", "", "connection_failed"},
-        {"a blank", "boiler 1", "connection_failed"},
+        {"a space", "boiler 1", "connection_failed"},
         {"a quote", "boiler\"1", "connection_failed"},
         {"a backslash at the end", "boiler\\", "connection_failed"},
         {"an asterisk", "*", "works"},

@@ -32,7 +32,7 @@ public:
         m_reader.join();
     }
 
-    /// Tells whether both have succeeded again since the given counts.
+    /// Whether both have succeeded again since the given counts.
     [[nodiscard]] bool has_moved_on(std::uint64_t published, std::uint64_t read) const {
         return m_published > published + 3 && m_read > read + 3;
     }

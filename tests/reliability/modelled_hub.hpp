@@ -2,7 +2,7 @@
 // SPDX-License-Identifier: Apache-2.0
 
 // A provider and a consumer on a real hub, and the model that predicts what they do. Every
-// operation is done to both; afterwards everything on its way is waited for, and both are compared.
+// operation is done to both; afterwards the test waits for everything in flight and compares both.
 
 #pragma once
 

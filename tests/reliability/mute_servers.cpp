@@ -61,7 +61,7 @@ public:
 
     void cut_for(milliseconds outage) {
         endure(
-            outage, [this] { m_proxy.cut(); }, [this] { m_proxy.mend(); });
+            outage, [this] { m_proxy.cut(); }, [this] { m_proxy.repair(); });
     }
 
     [[nodiscard]] durations get_longest_calls() const {

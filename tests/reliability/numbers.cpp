@@ -32,7 +32,7 @@ variable_value expected(variable_value const& sent) {
     return sent;
 }
 
-// Equal to the last bit, which tells -0.0 from 0.0 and one NaN from another.
+// Equal to the last bit, which distinguishes -0.0 from 0.0 and one NaN from another.
 bool is_same(variable_value const& left, variable_value const& right) {
     auto const* const one = std::get_if<double>(&left);
     auto const* const other = std::get_if<double>(&right);

@@ -15,7 +15,7 @@ struct process_figures {
     std::size_t threads = 0;
 };
 
-/// Whether the resident memory tells what the process needs: the sanitizers keep freed memory, and
+/// Whether the resident memory shows what the process needs: the sanitizers keep freed memory, and
 /// memory of their own for each thread and each access.
 #if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
 inline constexpr bool memory_is_meaningful = false;

@@ -219,7 +219,7 @@ private:
     // definition of another fingerprint follows the verdict: when the connection holds it, the
     // thread that takes both is through with the verdict. A definition without variables makes the
     // consumer read nothing and tell nobody, only write a line to standard error. Then the provider's
-    // own definition follows, and the thread is through with that one when it tells of it.
+    // own definition follows, and the thread is through with that one when it reports it.
     void let_verdict_be_taken() {
         auto const subject = "v1.loc.registry.providers." + m_identifier + ".def";
         flush_registry();
@@ -263,8 +263,8 @@ private:
 };
 
 // The server drops a client after a few seconds that does not answer, so that the registry notices
-// a provider that stands still as well. The server asks only clients that it has sent nothing to for
-// an interval; the registry's looks must not come as often.
+// a provider that hangs as well. The server pings only clients that it has sent nothing to for an
+// interval; the registry must not check as often.
 dev::dev_hub_options watchful_hub() {
     dev::dev_hub_options options;
     options.nats_server.ping_interval = std::chrono::seconds{1};
@@ -314,7 +314,7 @@ milliseconds lose_noticed(amount const& wanted) {
     return longest;
 }
 
-// Nobody notices that the provider stands still but the one that reads.
+// Only the consumer that reads notices that the provider hangs.
 milliseconds read_from_a_frozen_provider() {
     dev::dev_hub hub;
     watching_consumer watcher{hub};
@@ -349,9 +349,9 @@ std::string run_provider_losses(effort how_much) {
     auto reading = std::async(std::launch::async, &read_from_a_frozen_provider);
     auto const longest_return = lose_noticed(wanted);
     std::ostringstream figures;
-    figures << wanted.providers * wanted.losses_of_each / 2 << " kills and as many standstills of "
+    figures << wanted.providers * wanted.losses_of_each / 2 << " kills and as many hangs of "
             << wanted.providers << " providers; longest from the start or SIGCONT to all values "
-            << longest_return.count() << " ms; reading from one that stands still unnoticed failed "
+            << longest_return.count() << " ms; reading from one that hangs without notice failed "
             << "after " << reading.get().count() << " ms";
     return figures.str();
 }

@@ -30,7 +30,7 @@ struct judgement {
     milliseconds duration{};
 };
 
-// Registers a definition with a connected provider and tells how it went.
+// Registers a definition with a connected provider and returns how it went.
 judgement register_definition(provider& server) {
     static definition_fingerprint last_fingerprint = 0;
     provider_definition definition{++last_fingerprint};

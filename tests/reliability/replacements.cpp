@@ -126,7 +126,7 @@ public:
         }
     }
 
-    // A read that meets the moment of replacement may fault the connection: attach anew.
+    // A read that meets the moment of replacement may fault the connection: attach again.
     void attach_if_lost() {
         auto const state = connection()->get_state();
         if (state == provider_connection_state::faulted
@@ -219,7 +219,7 @@ std::string run_replacements(effort how_much) {
         writer.join();
     }
     demand(world.counts.wrong == 0, "a value appeared under the wrong fingerprint");
-    // Attaching anew may fail while the last definition is on its way.
+    // Attaching again may fail while the last definition is in flight.
     demand(await([&] { return world.attaches_if_lost(); }), "the consumer did not come back");
     world.publish();
     demand(await([&] { return world.has_settled(); }), "the last definition did not win");

@@ -36,8 +36,8 @@ constexpr char const* timed_out = "CURL call failed, returned 28\n\n";
 constexpr std::string_view whole_reply = R"({"access_token":"abc","token_type":"Bearer"})";
 
 enum class outcome {
-    unreachable,  // the line tells a code of libcurl
-    refused,      // the line tells the reply
+    unreachable,  // the line contains a code of libcurl
+    refused,      // the line contains the reply
     token_invalid // there is no line: the server refuses what stands for a token
 };
 
@@ -88,7 +88,7 @@ std::vector<endpoint_case> bad_replies() {
     return {
         refused("401", R"({"error":"invalid_client"})", "HTTP/1.1 401 Unauthorized"),
         refused("HTML", "<html>Bad gateway</html>", "HTTP/1.1 502 Bad Gateway"),
-        refused("blank after the brace", R"({ "access_token":"abc"})"),
+        refused("space after the brace", R"({ "access_token":"abc"})"),
         refused("other first key", R"({"token_type":"Bearer","access_token":"abc"})"),
         refused("no closing quote", R"({"access_token":"abc)"),
         refused("redirect with a body", "moved", "HTTP/1.1 302 Found\r\nLocation: http://[::1]:1/"),

@@ -143,7 +143,7 @@ private:
     bool start();
 };
 
-/// Tells whether the consumer's values, qualities and time stamps are those of the provider.
+/// Whether the consumer's values, qualities and time stamps are those of the provider.
 bool is_equal(variable_list& provided, provider_connection& consumed);
 
 /// Changes, reads and writes until everything is equal on both sides, which recover as needed.

@@ -13,7 +13,7 @@ namespace {
 constexpr std::uint8_t lowest_data_type = 1;
 constexpr std::uint8_t highest_data_type = 6;
 
-// Blanks and control characters. Bytes beyond ASCII belong to letters of other languages.
+// Spaces and control characters. Bytes beyond ASCII belong to letters of other languages.
 bool is_forbidden(char character) {
     auto const byte = static_cast<unsigned char>(character);
     return byte <= 0x20 || byte == 0x7f;

@@ -47,7 +47,7 @@ INSTANTIATE_TEST_SUITE_P(
     testing::Values(
         broken_case{"empty_path", {{"", 1, 1, 1}}, "variable 1: its path is empty"},
         broken_case{
-            "blank",
+            "space",
             {{"a b", 1, 1, 1}},
             "variable 1: its path contains a space or a control character"},
         broken_case{
