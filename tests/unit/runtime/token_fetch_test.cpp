@@ -372,7 +372,7 @@ TEST_F(token_fetch, keeps_only_a_chunk_of_a_huge_reply) {
     EXPECT_THAT(message, SizeIs(Le(17'000U)));
 }
 
-// What goes wrong on the way
+// Transfers that fail
 
 struct transfer_case {
     char const* name;
