@@ -150,6 +150,10 @@ natsStatus natsOptions_UseGlobalMessageDelivery(natsOptions* /*options*/, bool /
     return NATS_OK;
 }
 
+natsStatus natsOptions_SetWriteDeadline(natsOptions* /*options*/, int64_t /*milliseconds*/) {
+    return NATS_OK;
+}
+
 natsStatus natsOptions_SetSendAsap(natsOptions* /*options*/, bool /*at_once*/) {
     return NATS_OK;
 }

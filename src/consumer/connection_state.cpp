@@ -13,7 +13,7 @@ namespace arvenhold::corvel::hub {
 namespace {
 
 // `disconnected` and `faulted` are final. A late event must not revive the connection, because the
-// application has already been told to attach anew.
+// application has already been told to attach again.
 constexpr bool follows_provider(provider_connection_state state) {
     return state == provider_connection_state::connected
         || state == provider_connection_state::provider_unavailable;

@@ -32,7 +32,7 @@ namespace arvenhold::corvel::hub {
 /// 1. Lock order: consumer, then connection, then variable; the lock of the identifiers is taken
 ///    last and for a copy only.
 /// 2. The consumer's lock is held over calls of the NATS client only in connect(), the first
-///    request for the list of providers included. Connections are told, and the application is
+///    request for the list of providers included. Connections are notified, and the application is
 ///    called, with no lock held.
 class CORVEL_HUB_INTERNAL consumer::impl : public std::enable_shared_from_this<impl> {
 public:

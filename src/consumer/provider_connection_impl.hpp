@@ -31,7 +31,7 @@ namespace arvenhold::corvel::hub {
 ///    NATS client, decoding or a callback. Work runs on a copy of the pointer to the map.
 /// 2. The map is replaced, never changed; it is null once disconnected, whatever the state is then.
 /// 3. Nothing leads back from `disconnected` and `faulted` to `connected`.
-/// 4. Whoever has applied values looks at the state again: a fault that came in between leaves
+/// 4. After values were applied, the state is checked again: a fault that came in between leaves
 ///    every quality bad.
 class CORVEL_HUB_INTERNAL provider_connection::impl {
 public:

@@ -23,7 +23,7 @@
 namespace arvenhold::corvel::hub {
 
 /// State and operations of a provider. Shared by the provider, its lists, and callbacks of the NATS
-/// client while they run; whoever comes late finds it disconnected.
+/// client while they run; a list or callback that is late finds it disconnected.
 ///
 /// Application threads run the public operations; the NATS client's threads run the handlers and
 /// the two connection event callbacks.

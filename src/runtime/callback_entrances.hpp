@@ -74,8 +74,8 @@ void message_entrance(
 
 /// The two connection event callbacks of a role.
 struct connection_events {
-    natsConnectionHandler reconnected;
-    natsConnectionHandler disconnected;
+    natsConnectionHandler reconnected = nullptr;
+    natsConnectionHandler disconnected = nullptr;
 };
 
 /// Hands a connection event to its owner.

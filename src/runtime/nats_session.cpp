@@ -82,7 +82,7 @@ void nats_session::connect() {
 }
 
 // Without options or a URL the NATS client would connect to a default server, so failing to make
-// these two counts; only connecting tells whether the rest is usable. A name that makes no inbox
+// these two counts; only connecting shows whether the rest is usable. A name that makes no inbox
 // prefix, because of a space in it, say, leaves the default prefix in force, with which replies
 // arrive all the same.
 natsStatus nats_session::make_options() {
@@ -99,9 +99,11 @@ natsStatus nats_session::make_options() {
     natsOptions_SetAllowReconnect(created, true);
     natsOptions_SetReconnectedCB(created, m_events.reconnected, m_owner->closure());
     natsOptions_SetDisconnectedCB(created, m_events.disconnected, m_owner->closure());
-    // An environment variable could merge all handlers into one thread; the one that waits for the
-    // registry's verdict would then keep the verdict from arriving.
+    // The NATS client takes these two from environment variables. One thread for all handlers could
+    // never receive the verdict that one of them waits for; a deadline would make publications fail
+    // that only take long.
     natsOptions_UseGlobalMessageDelivery(created, false);
+    natsOptions_SetWriteDeadline(created, 0);
     if (m_settings.options.send_immediately) {
         natsOptions_SetSendAsap(created, true);
     }

@@ -168,7 +168,7 @@ private:
     using failure_mark = std::atomic<bool>;
 
     session_settings const m_settings;
-    connection_events const m_events;
+    connection_events const m_events{};
     std::shared_ptr<callback_registration> const m_owner;
     // Shared with the token callback, which must not take locks and may outlive the session.
     std::shared_ptr<failure_mark> const m_failed = std::make_shared<failure_mark>(false);

@@ -48,6 +48,7 @@ TEST_F(connecting, opens_the_session_subscribes_and_requests_the_list_in_this_or
             "natsOptions_SetReconnectedCB",
             "natsOptions_SetDisconnectedCB",
             "natsOptions_UseGlobalMessageDelivery false",
+            "natsOptions_SetWriteDeadline 0",
             "natsConnection_Connect",
             "natsConnection_Subscribe v1.loc.registry.providers.evt.changed",
             "natsConnection_Request v1.loc.registry.providers.qry.read 12 5000"));

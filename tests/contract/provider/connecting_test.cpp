@@ -54,6 +54,7 @@ TEST_F(connecting, sets_the_options_and_subscribes_in_order) {
             "natsOptions_SetReconnectedCB",
             "natsOptions_SetDisconnectedCB",
             "natsOptions_UseGlobalMessageDelivery false",
+            "natsOptions_SetWriteDeadline 0",
             "natsConnection_Connect",
             "natsConnection_Subscribe v1.loc.boiler.vars.qry.read",
             "natsConnection_Subscribe v1.loc.boiler.vars.cmd.write",

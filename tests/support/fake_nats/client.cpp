@@ -126,6 +126,14 @@ natsStatus natsOptions_UseGlobalMessageDelivery(natsOptions* opts, bool global) 
         [](auto& /*options*/) {});
 }
 
+natsStatus natsOptions_SetWriteDeadline(natsOptions* opts, int64_t milliseconds) {
+    return fake_nats_engine::installed().set_option(
+        opts,
+        "natsOptions_SetWriteDeadline",
+        std::to_string(milliseconds),
+        [](auto& /*options*/) {});
+}
+
 void natsOptions_Destroy(natsOptions* opts) {
     fake_nats_engine::installed().destroy(opts);
 }

@@ -11,7 +11,7 @@ namespace arvenhold::corvel::hub::fakes {
 
 namespace {
 
-constexpr std::array<std::string_view, 17> functions_that_can_fail{
+constexpr std::array<std::string_view, 18> functions_that_can_fail{
     "natsOptions_Create",
     "natsOptions_SetURL",
     "natsOptions_SetName",
@@ -21,6 +21,7 @@ constexpr std::array<std::string_view, 17> functions_that_can_fail{
     "natsOptions_SetReconnectedCB",
     "natsOptions_SetDisconnectedCB",
     "natsOptions_UseGlobalMessageDelivery",
+    "natsOptions_SetWriteDeadline",
     "natsOptions_SetSendAsap",
     "natsConnection_Connect",
     "natsConnection_Subscribe",

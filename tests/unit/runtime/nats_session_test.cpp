@@ -135,6 +135,7 @@ TEST_F(unconnected_session, makes_its_options_in_this_order_and_connects) {
             "natsOptions_SetReconnectedCB",
             "natsOptions_SetDisconnectedCB",
             "natsOptions_UseGlobalMessageDelivery false",
+            "natsOptions_SetWriteDeadline 0",
             "natsConnection_Connect"));
 }
 
