@@ -11,6 +11,7 @@
 #include <hub/diagnostics.hpp>
 #include <hub/errors.hpp>
 #include <hub/fingerprint.hpp>
+#include <hub/names.hpp>
 #include <hub/provider.hpp>
 #include <hub/provider_connection.hpp>
 #include <hub/provider_definition.hpp>

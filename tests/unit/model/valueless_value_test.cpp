@@ -1,11 +1,12 @@
 // SPDX-FileCopyrightText: 2026 Arvenhold
 // SPDX-License-Identifier: Apache-2.0
 
-// The dump of a value that a failed assignment has left empty. GCC's standard library never leaves
+// Dump and type name of a value that a failed assignment has left empty. GCC's standard library never leaves
 // a variant of these types empty, so this is built with the other one, for which there is no test
 // framework.
 
 #include "model/value_text.hpp"
+#include <hub/names.hpp>
 
 #include <cstdlib>
 #include <exception>
@@ -69,11 +70,16 @@ bool is_the_label_alone_in_the_dump_of_a_variable() {
         "[           3 @ 0]");
 }
 
+bool is_the_name_of_no_type() {
+    return same(std::string{type_name_of(valueless_value())}, "none");
+}
+
 } // namespace
 
 int main() {
     try {
-        if (is_the_label_alone() && is_the_label_alone_in_the_dump_of_a_variable()) {
+        if (is_the_label_alone() && is_the_label_alone_in_the_dump_of_a_variable()
+            && is_the_name_of_no_type()) {
             return EXIT_SUCCESS;
         }
     } catch (std::exception const& error) {
