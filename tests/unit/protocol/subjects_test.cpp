@@ -61,13 +61,6 @@ TEST(subject, takes_an_identifier_as_it_is) {
     EXPECT_EQ(variables_write_subject("a b*>"), "v1.loc.a b*>.vars.cmd.write");
 }
 
-TEST(subject, is_the_same_for_two_providers_with_one_identifier) {
-    std::string const first = "press-4";
-    std::string const second = "press-4";
-
-    EXPECT_EQ(variables_changed_subject(first), variables_changed_subject(second));
-}
-
 TEST(inbox_prefix, is_followed_by_the_identifier) {
     EXPECT_EQ(inbox_prefix("panel"), "_INBOX.panel");
 }
