@@ -12,13 +12,13 @@
 
 namespace arvenhold::corvel::hub {
 
-/// Identifies a variable of a provider. Given by the provider's library, unique in its process and
-/// never given twice.
+/// Identifies a variable of a provider. Assigned by the provider's library, unique in its process
+/// and never assigned twice.
 using variable_id = std::uint32_t;
 
 /// Identifies one version of a provider's set of variables. Chosen by the provider's application;
-/// 0 means "none" and should not be chosen, because a consumer takes a definition with fingerprint
-/// 0 for one that it holds already.
+/// 0 means "none" and should not be chosen, because a new connection holds 0 and so ignores a
+/// definition with that fingerprint.
 using definition_fingerprint = std::uint64_t;
 
 /// A point in time: nanoseconds since the epoch of the system clock.
@@ -26,6 +26,10 @@ using timestamp = std::chrono::time_point<std::chrono::system_clock, std::chrono
 
 /// The value of a variable. The index of the alternative (0 to 5, in this order) is the variable's
 /// data type; nothing is ever converted from one alternative to another.
+///
+/// There is no alternative for a `std::uint64_t`: cast it to `std::int64_t`, and back where it is
+/// read, which keeps all 64 bits; a consumer that does not cast back sees numbers from 2^63 on as
+/// negative. An enumeration travels as its number, in a `std::int64_t`, or as its name, in a string.
 using variable_value =
     std::variant<bool, double, std::int64_t, std::string, timestamp, std::chrono::nanoseconds>;
 
@@ -39,13 +43,13 @@ enum class variable_permissions : std::uint32_t {
     read_only = 1,  ///< Consumers may only read the variable.
 };
 
-/// How far a value can be trusted. The numbers are the codes that travel on the wire.
+/// How reliable a value is. The numbers are the codes on the wire.
 enum class variable_quality : std::uint32_t {
     bad = 0x00,                         ///< The value must not be used.
     uncertain = 0x40,                   ///< The value may be wrong, for an unknown reason.
-    uncertain_last_usable_value = 0x43, ///< The source is silent; this is its last good value.
+    uncertain_last_usable_value = 0x43, ///< The source does not answer; its last good value.
     uncertain_initial_value = 0x44,     ///< No value has been measured yet.
-    good = 0xC0,                        ///< The value is right.
+    good = 0xC0,                        ///< The value is valid.
 };
 
 /// What has happened to a provider that a consumer is attached to.
@@ -55,15 +59,15 @@ enum class provider_connection_event : std::uint32_t {
     provider_returned = 2,  ///< The provider is listed again; its definition is requested next.
 };
 
-/// Where a provider_connection stands. `disconnected` and `faulted` are final.
+/// State of a provider_connection. `disconnected` and `faulted` are final.
 enum class provider_connection_state : std::uint32_t {
-    disconnected = 0,         ///< Given up by the application.
+    disconnected = 0,         ///< Ended by the application.
     connected = 1,            ///< Variables can be read and written.
     provider_unavailable = 2, ///< The provider is missing; reading and writing are refused.
     faulted = 3,              ///< A request failed or a message was malformed; attach anew.
 };
 
-/// The two kinds of clients of the hub; chooses the first word of many error messages.
+/// The two kinds of clients of the hub; the first word of many error messages.
 enum class client_kind : std::uint32_t {
     provider = 0, ///< "Provider"
     consumer = 1, ///< "Consumer"

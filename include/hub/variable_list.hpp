@@ -5,13 +5,11 @@
 
 #include <hub/common.hpp>
 #include <hub/detail/export.hpp>
-#include <hub/detail/small_mutex.hpp>
 #include <hub/detail/thread_annotations.hpp>
 
 #include <atomic>
 #include <map>
 #include <memory>
-#include <mutex>
 #include <ostream>
 #include <string>
 #include <string_view>
@@ -22,38 +20,40 @@ namespace arvenhold::corvel::hub {
 
 class provider;
 class provider_definition;
-class provider_link;
 class provider_variable;
 
 /// The live variables of one registered definition, on the provider's side.
 ///
-/// A provider makes one list for every definition that it registers. A change is recorded here
-/// first and leaves the process with the next change event. When the definition is replaced, or the
+/// A provider creates one list for every definition that it registers. Changes are recorded here
+/// and leave the process with the next change event. When the definition is replaced, or the
 /// provider disconnects, the list becomes stale: it can still be read, but refuses new values and
 /// qualities.
 ///
 /// @par Ownership
 /// Shared by the provider and the application. A list may outlive its provider; publish(),
-/// bulk_publish(), set_quality() and bulk_set_quality() then throw operational_state_invalid and
-/// change nothing, everything else goes on working.
+/// bulk_publish(), set_quality(), bulk_set_quality() and write_variable() then throw
+/// operational_state_invalid and change nothing, everything else still works.
 ///
 /// @par Thread safety
 /// All operations may be called from any thread, except that a thread between lock() and unlock()
-/// may call nothing but get_variables() and get_modification_tracker(). Lock order: provider, then
-/// list, then variable.
-class CORVEL_HUB_API variable_list {
+/// may call only get_variables() and get_modification_tracker() of this list, and find_variable().
+/// Lock order: provider, then list, then variable.
+class CORVEL_HUB_API CORVEL_HUB_CAPABILITY("list") variable_list {
 public:
+    /// The state, for the library's own use.
+    class impl;
+
     /// The variables of a list, ordered by id.
     using variable_map = std::map<variable_id, std::shared_ptr<provider_variable>>;
 
-    /// Makes a list of the variables of `definition`. Ids are consecutive, in the order of the
-    /// definition's entries, and greater than all ids given before in this process. All variables
-    /// are pending.
+    /// Creates a list of the variables of `definition`. Ids are consecutive, in the order of the
+    /// definition's entries, and greater than all ids assigned before in this process. All
+    /// variables are pending.
     ///
     /// @param definition  A finalized definition; the initial values are moved out of it.
     /// @param parent      The provider that the list publishes through.
     ///
-    /// @throws operational_state_invalid  The definition is not finalized. No id was given.
+    /// @throws operational_state_invalid  The definition is not finalized. No id was assigned.
     static std::shared_ptr<variable_list> create(provider_definition& definition, provider& parent);
 
     variable_list(variable_list const&) = delete;
@@ -78,10 +78,12 @@ public:
     ///                                    pending, and the provider is marked failed.
     ///
     /// @par Blocking
-    /// Waits for the locks of the list and the provider, and for the NATS client to take the
-    /// message into its send buffer; up to 5 s while that reconnects. Does not wait for any
-    /// consumer.
-    void publish(variable_id id, variable_value value, timestamp when) CORVEL_HUB_EXCLUDES(m_mutex);
+    /// Never waits for a consumer. Waits for the locks of the list and the provider, and for the
+    /// NATS client to copy the message into its send buffer. While connected that takes a few
+    /// microseconds, so a loop that runs ten times a second may call it. While the NATS client
+    /// reconnects it can take up to 5 s; a loop that cannot wait so long publishes from another
+    /// thread.
+    void publish(variable_id id, variable_value value, timestamp when) CORVEL_HUB_EXCLUDES(this);
 
     /// Records new values and sends them, with everything else pending, in one change event.
     ///
@@ -94,7 +96,7 @@ public:
     ///
     /// @throws variable_list_outdated     The list is stale. Nothing was recorded.
     /// @throws variable_index_invalid     An id does not belong to this list. Earlier elements stay
-    ///                                    recorded and pending, later ones are not looked at,
+    ///                                    recorded and pending, later ones are not recorded,
     ///                                    nothing is sent.
     /// @throws incompatible_data_type     A value has the wrong type. As for an invalid id.
     /// @throws operational_state_invalid  As for publish().
@@ -103,9 +105,9 @@ public:
     /// @par Blocking
     /// As for publish().
     void bulk_publish(std::vector<std::tuple<variable_id, variable_value>> values, timestamp when)
-        CORVEL_HUB_EXCLUDES(m_mutex);
+        CORVEL_HUB_EXCLUDES(this);
 
-    /// Records a new quality. It is sent with the next publication, whoever makes it.
+    /// Records a new quality. It is sent with the next change event, whichever call causes that.
     ///
     /// @param id       A variable of this list.
     /// @param quality  The new quality.
@@ -117,10 +119,10 @@ public:
     /// @throws operational_state_invalid  The list is stale and no definition is registered, or the
     ///                                    provider is gone. Nothing was recorded.
     void set_quality(variable_id id, variable_quality quality, timestamp when)
-        CORVEL_HUB_EXCLUDES(m_mutex);
+        CORVEL_HUB_EXCLUDES(this);
 
-    /// Records new qualities and sends them, with everything else pending, in one change event, in
-    /// the manner of bulk_publish().
+    /// Records new qualities and sends them, with everything else pending, in one change event, as
+    /// bulk_publish() does.
     ///
     /// @param qualities  Variable ids and new qualities.
     /// @param when       Time of all the changes and of the event.
@@ -134,93 +136,81 @@ public:
     /// As for publish().
     void bulk_set_quality(
         std::vector<std::tuple<variable_id, variable_quality>> const& qualities, timestamp when)
-        CORVEL_HUB_EXCLUDES(m_mutex);
+        CORVEL_HUB_EXCLUDES(this);
 
-    /// Records a value that a consumer has written. It is sent with the next publication. Works on
+    /// Records a value that a consumer has written. It is sent with the next change event. Works on
     /// a stale list too.
     ///
     /// @param id     The variable to write.
     /// @param value  The new value.
     /// @param when   Time of the change.
     ///
-    /// @throws variable_index_invalid  The list has no such variable. Nothing was recorded.
-    /// @throws variable_read_only      Consumers may not write the variable. Nothing was recorded.
-    /// @throws incompatible_data_type  The value has the wrong type. Nothing was recorded.
+    /// @throws operational_state_invalid  The provider is gone. Nothing was recorded.
+    /// @throws variable_index_invalid     The list has no such variable. Nothing was recorded.
+    /// @throws variable_read_only         Consumers may not write the variable. Nothing was
+    ///                                    recorded.
+    /// @throws incompatible_data_type     The value has the wrong type. Nothing was recorded.
     void write_variable(variable_id id, variable_value const& value, timestamp when)
-        CORVEL_HUB_EXCLUDES(m_mutex);
+        CORVEL_HUB_EXCLUDES(this);
 
-    /// Makes every variable pending, so that the next change event carries all of them.
-    void mark_all_variables_pending() CORVEL_HUB_EXCLUDES(m_mutex);
+    /// Marks every variable as pending, so that the next change event carries all of them.
+    void mark_all_variables_pending() CORVEL_HUB_EXCLUDES(this);
 
     /// Retires the list: all qualities become `bad`, nothing stays pending, changes are refused
     /// from now on.
-    void mark_list_as_stale() CORVEL_HUB_EXCLUDES(m_mutex);
+    void mark_list_as_stale() CORVEL_HUB_EXCLUDES(this);
 
-    /// Returns the variable with the given id; valid as long as the list.
+    /// Returns the variable with the given id. The reference is to the list's own pointer and valid
+    /// as long as the list; a copy of the pointer keeps the variable longer.
     ///
     /// @param id  A variable of this list.
     ///
     /// @throws variable_index_invalid  The list has no such variable.
     std::shared_ptr<provider_variable> const& resolve_variable_by_id(variable_id id)
-        CORVEL_HUB_EXCLUDES(m_mutex);
+        CORVEL_HUB_EXCLUDES(this);
 
-    /// Takes the lock of the list, which keeps values, tracker and stale flag from changing. The
-    /// lock is not recursive.
-    void lock() CORVEL_HUB_ACQUIRE(m_mutex);
+    /// Returns the variable with the given path, or null if there is none. If several variables
+    /// have the path, the one with the lowest id is returned.
+    ///
+    /// The search compares all paths in turn, so keep the result instead of searching again. It
+    /// takes no lock.
+    ///
+    /// @param path  The whole path, as in the definition.
+    std::shared_ptr<provider_variable> find_variable(std::string_view path) const;
 
-    /// Releases the lock of the list.
-    void unlock() CORVEL_HUB_RELEASE(m_mutex);
+    /// Locks the list, so that values, tracker and stale flag do not change. The lock is not
+    /// recursive. Publishing and answering read requests wait until unlock().
+    void lock() CORVEL_HUB_ACQUIRE();
 
-    /// Returns the variables. The map never changes after the list has been made, so it may be read
-    /// without the lock.
+    /// Unlocks the list.
+    void unlock() CORVEL_HUB_RELEASE();
+
+    /// Returns the variables; the reference is valid as long as the list. The map never changes, so
+    /// it may be read without the lock.
     variable_map const& get_variables() const;
 
-    /// Returns the ids of the pending variables. Call it while holding lock().
+    /// Returns the ids of the pending variables; the reference is valid as long as the list. The set
+    /// may be read and changed only while holding lock(); ids that are not the list's are ignored.
     std::shared_ptr<modification_tracker> const& get_modification_tracker() const;
 
     /// Writes a table of the variables to `os` and returns it.
     ///
     /// @param os  The stream; its format flags are left as they were. The list's lock is held while
     ///            it is written to.
-    std::ostream& to_str(std::ostream& os) CORVEL_HUB_EXCLUDES(m_mutex);
+    std::ostream& to_str(std::ostream& os) CORVEL_HUB_EXCLUDES(this);
 
 private:
-    friend class provider; // looks pending and requested variables up
-
     struct variable_list_construction_enabler;
-    struct variable_in_place;
 
-    // The id that the next variable of any list gets. Atomic because lists may be made at once.
+    // The id that the next variable of any list gets. Atomic because lists may be created at once.
     // NOLINTNEXTLINE(*-avoid-non-const-global-variables): ids are unique in the process
-    static std::atomic<variable_id> next_variable_id_;
+    CORVEL_HUB_INTERNAL static std::atomic<variable_id> next_variable_id_;
 
-    // Fixed at construction.
-    provider* const m_parent; // only ever printed; the way to the provider is m_provider
-    std::shared_ptr<provider_link> const m_provider;
-    definition_fingerprint const m_fingerprint;
-    variable_id const m_lowest_id;
-    variable_map m_variables;
-    std::vector<provider_variable*> m_in_order; // those of the map: ids of a list are consecutive
-    std::shared_ptr<modification_tracker> const m_tracker; // the set it points to is guarded
-
-    detail::small_mutex m_mutex;
-
-    // Written under the lock. Read without it where a change that is accepted a moment too late
-    // does no harm: it is recorded in a list that nobody publishes any more.
-    std::atomic<bool> m_stale{false};
-
-    variable_list(provider_definition& definition, provider& parent);
+    variable_list() = default;
     ~variable_list() = default;
-
-    static variable_id allocate_ids(provider_definition& definition);
-    provider_link& require_provider() const;
-    provider_link& require_current() const;
-    [[noreturn]] void throw_outdated() const;
-    provider_variable* find(variable_id id) const;
-    provider_variable& variable_in_range(variable_id id, std::string_view function) const;
 };
 
-/// Writes variable_list::to_str().
+/// Writes what variable_list::to_str() writes.
 ///
 /// @param os    The stream to write to.
 /// @param list  The list to write.

@@ -68,12 +68,8 @@ void provider_connection::impl::apply_change_event(
     received_variable item;
     for (std::size_t position = 0; position < received.size(); ++position) {
         received.decode_item(position, item);
-        consumer_variable_set::apply_event(
-            require_variable(variables, item.id, "deserialize_variable_update()"),
-            item.quality,
-            item.value,
-            item.when,
-            event_number);
+        require_variable(variables, item.id, "deserialize_variable_update()")
+            .apply_event(item.quality, item.value, item.when, event_number);
         if (changed != nullptr) {
             changed->push_back(item.id);
         }

@@ -9,7 +9,7 @@
 
 namespace arvenhold::corvel::hub {
 
-consumer_variable& require_variable(
+consumer_variable::impl& require_variable(
     consumer_variable_set const& variables, variable_id id, std::string_view function) {
     auto* const found = variables.find(id);
     if (found == nullptr) {
@@ -61,12 +61,8 @@ void provider_connection::impl::apply_read_reply(
     received_variable item;
     for (std::size_t position = 0; position < received.size(); ++position) {
         received.decode_item(position, item);
-        consumer_variable_set::apply_reply(
-            require_variable(variables, item.id, "read_variables()"),
-            item.quality,
-            item.value,
-            item.when,
-            latest_event_at_request);
+        require_variable(variables, item.id, "read_variables()")
+            .apply_reply(item.quality, item.value, item.when, latest_event_at_request);
     }
 }
 

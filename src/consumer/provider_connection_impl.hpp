@@ -175,7 +175,7 @@ private:
 /// Returns the variable with the given id.
 ///
 /// @throws variable_index_invalid  There is none; `function` becomes part of the text.
-consumer_variable& require_variable(
+consumer_variable::impl& require_variable(
     consumer_variable_set const& variables, variable_id id, std::string_view function);
 
 } // namespace arvenhold::corvel::hub

@@ -1,12 +1,14 @@
 // SPDX-FileCopyrightText: 2026 Arvenhold
 // SPDX-License-Identifier: Apache-2.0
 
+#include "model/consumer_variable_impl.hpp"
+
 #include "model/value_text.hpp"
-#include <hub/consumer_variable.hpp>
 #include <hub/incompatible_data_type.hpp>
 #include <hub/variable_read_only.hpp>
 
 #include <algorithm>
+#include <mutex>
 #include <utility>
 
 namespace arvenhold::corvel::hub {
@@ -18,58 +20,22 @@ constexpr int update_count_width = 12;
 
 } // namespace
 
-// Lets create() use one allocation for the object and its reference count although the constructor
-// is private.
-struct consumer_variable::consumer_variable_construction_enabler : consumer_variable {
-    consumer_variable_construction_enabler(
-        variable_id id, std::string path, variable_value& value, variable_permissions permissions)
-        : consumer_variable{id, std::move(path), value, permissions} {}
+// What create() allocates: the variable and its reference count in one piece.
+struct consumer_variable::consumer_variable_construction_enabler : impl {
+    using impl::impl;
 };
 
-consumer_variable::consumer_variable(
-    variable_id id, std::string path, variable_value& value, variable_permissions permissions)
+consumer_variable::impl::impl(
+    variable_id id,
+    std::string_view path,
+    variable_value& initial_value,
+    variable_permissions permissions)
     : m_id{id}
     , m_permissions{permissions}
-    , m_value{std::move(value)}
-    , m_path{std::move(path)} {}
+    , m_value{std::move(initial_value)}
+    , m_path{path} {}
 
-std::shared_ptr<consumer_variable> consumer_variable::create(
-    variable_id id, std::string path, variable_value& value, variable_permissions permissions) {
-    return std::make_shared<consumer_variable_construction_enabler>(
-        id, std::move(path), value, permissions);
-}
-
-void consumer_variable::update_value(variable_value const& value, timestamp when) {
-    std::scoped_lock const lock{m_mutex};
-    replace_value(value, when);
-}
-
-void consumer_variable::update_quality(variable_quality quality) {
-    std::scoped_lock const lock{m_mutex};
-    m_quality = quality;
-}
-
-void consumer_variable::set_value(variable_value const& value, timestamp when) {
-    std::scoped_lock const lock{m_mutex};
-    // Intended: unlike on the provider's side, unknown permissions forbid the write.
-    if (m_permissions != variable_permissions::read_write) {
-        throw variable_read_only::for_variable(m_id);
-    }
-    replace_value(value, when);
-}
-
-void consumer_variable::replace_value(variable_value const& value, timestamp when) {
-    if (value.index() != m_value.index()) {
-        // Intended: the text names set_value() for received values too.
-        throw incompatible_data_type{
-            m_id, "set_value(): incompatible source data type", value.index(), m_value.index()};
-    }
-    m_value = value; // in place, as the types are equal: a text keeps its memory
-    m_last_publish_timestamp = when;
-    ++m_update_count;
-}
-
-void consumer_variable::apply_event(
+void consumer_variable::impl::apply_event(
     variable_quality quality,
     std::optional<variable_value> const& value,
     timestamp when,
@@ -79,7 +45,7 @@ void consumer_variable::apply_event(
     replace_item(quality, value, when);
 }
 
-void consumer_variable::apply_reply(
+void consumer_variable::impl::apply_reply(
     variable_quality quality,
     std::optional<variable_value> const& value,
     timestamp when,
@@ -91,7 +57,7 @@ void consumer_variable::apply_reply(
     replace_item(quality, value, when);
 }
 
-void consumer_variable::replace_item(
+void consumer_variable::impl::replace_item(
     variable_quality quality, std::optional<variable_value> const& value, timestamp when) {
     m_quality = quality;
     if (value) {
@@ -102,54 +68,101 @@ void consumer_variable::replace_item(
     }
 }
 
+void consumer_variable::impl::replace_value(variable_value const& value, timestamp when) {
+    if (value.index() != m_value.index()) {
+        // Intended: the text names set_value() for received values too.
+        throw incompatible_data_type{
+            m_id, "set_value(): incompatible source data type", value.index(), m_value.index()};
+    }
+    m_value = value; // in place, as the types are equal: a string keeps its memory
+    m_last_publish_timestamp = when;
+    ++m_update_count;
+}
+
+std::shared_ptr<consumer_variable> consumer_variable::create(
+    variable_id id,
+    std::string const& path,
+    variable_value& value,
+    variable_permissions permissions) {
+    return std::make_shared<consumer_variable_construction_enabler>(id, path, value, permissions);
+}
+
+void consumer_variable::update_value(variable_value const& value, timestamp when) {
+    auto& self = impl_of(*this);
+    std::scoped_lock const lock{self.m_mutex};
+    self.replace_value(value, when);
+}
+
+void consumer_variable::update_quality(variable_quality quality) {
+    auto& self = impl_of(*this);
+    std::scoped_lock const lock{self.m_mutex};
+    self.m_quality = quality;
+}
+
+void consumer_variable::set_value(variable_value const& value, timestamp when) {
+    auto& self = impl_of(*this);
+    std::scoped_lock const lock{self.m_mutex};
+    // Intended: unlike on the provider's side, unknown permissions forbid the write.
+    if (self.m_permissions != variable_permissions::read_write) {
+        throw variable_read_only::for_variable(self.m_id);
+    }
+    self.replace_value(value, when);
+}
+
 variable_id consumer_variable::get_id() const {
-    return m_id;
+    return impl_of(*this).m_id;
 }
 
 std::string const& consumer_variable::get_path() const {
-    return m_path;
+    return impl_of(*this).m_path;
 }
 
 variable_permissions consumer_variable::get_permissions() const {
-    return m_permissions;
+    return impl_of(*this).m_permissions;
 }
 
 // Intended: a reference cannot be guarded, so the lock would promise what it does not keep.
 variable_value const& consumer_variable::get_value() CORVEL_HUB_NO_THREAD_SAFETY_ANALYSIS {
-    return m_value;
+    return impl_of(*this).m_value;
 }
 
 std::tuple<variable_value, timestamp> consumer_variable::get_value_with_timestamp() {
-    std::scoped_lock const lock{m_mutex};
-    return {m_value, m_last_publish_timestamp};
+    auto& self = impl_of(*this);
+    std::scoped_lock const lock{self.m_mutex};
+    return {self.m_value, self.m_last_publish_timestamp};
 }
 
 variable_quality consumer_variable::get_quality() {
-    std::scoped_lock const lock{m_mutex};
-    return m_quality;
+    auto& self = impl_of(*this);
+    std::scoped_lock const lock{self.m_mutex};
+    return self.m_quality;
 }
 
 timestamp consumer_variable::get_last_publish_timestamp() {
-    std::scoped_lock const lock{m_mutex};
-    return m_last_publish_timestamp;
+    auto& self = impl_of(*this);
+    std::scoped_lock const lock{self.m_mutex};
+    return self.m_last_publish_timestamp;
 }
 
 std::uint64_t consumer_variable::get_update_count() {
-    std::scoped_lock const lock{m_mutex};
-    return m_update_count;
+    auto& self = impl_of(*this);
+    std::scoped_lock const lock{self.m_mutex};
+    return self.m_update_count;
 }
 
 std::ostream& consumer_variable::to_str(std::ostream& os) const {
+    auto const& self = impl_of(*this);
     // Copied first: the stream is the application's and is not written to under the lock.
-    auto const [value, quality, update_count, last_publish] = [this] {
-        std::scoped_lock const lock{m_mutex};
-        return std::tuple{m_value, m_quality, m_update_count, m_last_publish_timestamp};
+    auto const [value, quality, update_count, last_publish] = [&self] {
+        std::scoped_lock const lock{self.m_mutex};
+        return std::tuple{
+            self.m_value, self.m_quality, self.m_update_count, self.m_last_publish_timestamp};
     }();
     write_variable_line(
         os,
-        {m_id,
-         m_path,
-         m_permissions,
+        {self.m_id,
+         self.m_path,
+         self.m_permissions,
          quality,
          value,
          update_count,

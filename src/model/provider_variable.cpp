@@ -1,10 +1,12 @@
 // SPDX-FileCopyrightText: 2026 Arvenhold
 // SPDX-License-Identifier: Apache-2.0
 
+#include "model/provider_variable_impl.hpp"
+
 #include "model/value_text.hpp"
 #include <hub/incompatible_data_type.hpp>
-#include <hub/provider_variable.hpp>
 
+#include <mutex>
 #include <utility>
 
 namespace arvenhold::corvel::hub {
@@ -16,31 +18,40 @@ constexpr int update_count_width = 19;
 
 } // namespace
 
-// Lets create() use one allocation for the object and its reference count although the constructor
-// is private.
-struct provider_variable::provider_variable_construction_enabler : provider_variable {
-    provider_variable_construction_enabler(
-        variable_id id,
-        std::string path,
-        variable_value& value,
-        variable_permissions permissions,
-        std::shared_ptr<modification_tracker> tracker)
-        : provider_variable{id, std::move(path), value, permissions, std::move(tracker)} {}
+// What create() allocates: the variable and its reference count in one piece.
+struct provider_variable::provider_variable_construction_enabler : impl {
+    using impl::impl;
 };
 
-provider_variable::provider_variable(
+provider_variable::impl::impl(
     variable_id id,
     std::string path,
-    variable_value& value,
+    variable_value& initial_value,
     variable_permissions permissions,
     std::shared_ptr<modification_tracker> tracker)
     : m_id{id}
     , m_permissions{permissions}
-    , m_value{std::move(value)}
+    , m_value{std::move(initial_value)}
     , m_last_publish_timestamp{std::chrono::system_clock::now()}
     , m_tracker{std::move(tracker)}
     , m_path{std::move(path)} {
     m_tracker->insert(m_id);
+}
+
+void provider_variable::impl::record_change(timestamp when) {
+    m_last_publish_timestamp = when;
+    ++m_update_count;
+    if (m_tracker_node.empty()) {
+        m_tracker->insert(m_id);
+    } else {
+        m_tracker_node = m_tracker->insert(std::move(m_tracker_node)).node;
+    }
+}
+
+// Unchecked: the lock that is held is the list's, which the analysis cannot know here.
+provider_variable::impl::listed_state provider_variable::impl::get_listed_state() const
+    CORVEL_HUB_NO_THREAD_SAFETY_ANALYSIS {
+    return {m_value, m_quality, m_last_publish_timestamp};
 }
 
 std::shared_ptr<provider_variable> provider_variable::create(
@@ -54,85 +65,80 @@ std::shared_ptr<provider_variable> provider_variable::create(
 }
 
 void provider_variable::set_value(variable_value value, timestamp when) {
-    std::scoped_lock const lock{m_mutex};
-    if (value.index() != m_value.index()) {
+    auto& self = impl_of(*this);
+    std::scoped_lock const lock{self.m_mutex};
+    if (value.index() != self.m_value.index()) {
         throw incompatible_data_type{
-            m_id, "set_value(): incompatible source data type", value.index(), m_value.index()};
+            self.m_id,
+            "set_value(): incompatible source data type",
+            value.index(),
+            self.m_value.index()};
     }
-    m_value = std::move(value);
-    record_change(when);
+    self.m_value = std::move(value);
+    self.record_change(when);
 }
 
 void provider_variable::set_quality(variable_quality quality, timestamp when) {
-    std::scoped_lock const lock{m_mutex};
-    m_quality = quality;
-    record_change(when);
-}
-
-void provider_variable::record_change(timestamp when) {
-    m_last_publish_timestamp = when;
-    ++m_update_count;
-    if (m_tracker_node.empty()) {
-        m_tracker->insert(m_id);
-    } else {
-        m_tracker_node = m_tracker->insert(std::move(m_tracker_node)).node;
-    }
+    auto& self = impl_of(*this);
+    std::scoped_lock const lock{self.m_mutex};
+    self.m_quality = quality;
+    self.record_change(when);
 }
 
 variable_id provider_variable::get_id() const {
-    return m_id;
+    return impl_of(*this).m_id;
 }
 
 std::string const& provider_variable::get_path() const {
-    return m_path;
+    return impl_of(*this).m_path;
 }
 
 variable_permissions provider_variable::get_permissions() const {
-    return m_permissions;
+    return impl_of(*this).m_permissions;
 }
 
 // Intended: a reference cannot be guarded, so the lock would promise what it does not keep.
 variable_value const& provider_variable::get_value() CORVEL_HUB_NO_THREAD_SAFETY_ANALYSIS {
-    return m_value;
+    return impl_of(*this).m_value;
 }
 
 std::tuple<variable_value, timestamp> provider_variable::get_value_with_timestamp() {
-    std::scoped_lock const lock{m_mutex};
-    return {m_value, m_last_publish_timestamp};
+    auto& self = impl_of(*this);
+    std::scoped_lock const lock{self.m_mutex};
+    return {self.m_value, self.m_last_publish_timestamp};
 }
 
 variable_quality provider_variable::get_quality() {
-    std::scoped_lock const lock{m_mutex};
-    return m_quality;
-}
-
-// For whoever holds the list's lock, without which no quality changes.
-variable_quality provider_variable::get_listed_quality() const
-    CORVEL_HUB_NO_THREAD_SAFETY_ANALYSIS {
-    return m_quality;
+    auto& self = impl_of(*this);
+    std::scoped_lock const lock{self.m_mutex};
+    return self.m_quality;
 }
 
 timestamp provider_variable::get_last_publish_timestamp() {
-    std::scoped_lock const lock{m_mutex};
-    return m_last_publish_timestamp;
+    auto& self = impl_of(*this);
+    std::scoped_lock const lock{self.m_mutex};
+    return self.m_last_publish_timestamp;
 }
 
 std::uint64_t provider_variable::get_update_count() {
-    std::scoped_lock const lock{m_mutex};
-    return m_update_count;
+    auto& self = impl_of(*this);
+    std::scoped_lock const lock{self.m_mutex};
+    return self.m_update_count;
 }
 
 std::ostream& provider_variable::to_str(std::ostream& os) const {
+    auto const& self = impl_of(*this);
     // Copied first: the stream is the application's and is not written to under the lock.
-    auto const [value, quality, update_count, last_publish] = [this] {
-        std::scoped_lock const lock{m_mutex};
-        return std::tuple{m_value, m_quality, m_update_count, m_last_publish_timestamp};
+    auto const [value, quality, update_count, last_publish] = [&self] {
+        std::scoped_lock const lock{self.m_mutex};
+        return std::tuple{
+            self.m_value, self.m_quality, self.m_update_count, self.m_last_publish_timestamp};
     }();
     write_variable_line(
         os,
-        {m_id,
-         m_path,
-         m_permissions,
+        {self.m_id,
+         self.m_path,
+         self.m_permissions,
          quality,
          value,
          update_count,

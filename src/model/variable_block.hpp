@@ -5,40 +5,59 @@
 
 #include <cstddef>
 #include <memory>
-#include <optional>
 #include <utility>
-#include <vector>
 
 namespace arvenhold::corvel::hub {
 
 /// Variables side by side in one block of memory, which lives as long as any of them is used. They
-/// are made, and later updated in their order, faster than scattered ones. Variables cannot be
-/// moved, so each is made in its place.
+/// are created, and later updated in their order, faster than scattered ones. Filled by one thread,
+/// then shared and never changed.
 ///
-/// @tparam Variable  A class with a constructor that is open to everybody.
+/// A block of std::vector's would have to move its variables, which have a mutex and cannot.
 template <class Variable>
 class variable_block {
 public:
-    /// @param capacity  How many places there are.
+    /// @param capacity  How many variables may be added.
     explicit variable_block(std::size_t capacity)
-        : m_places{std::make_shared<places>(capacity)} {}
+        : m_memory{std::make_shared<memory>(capacity)} {}
 
-    /// Makes a variable at `position`, in place of one that was made there before.
+    /// Creates one more variable behind the others. Not allowed beyond the capacity.
     template <class... Arguments>
-    std::shared_ptr<Variable> make_at(std::size_t position, Arguments&&... arguments) {
-        auto& place = (*m_places)[position];
-        return {m_places, &place.emplace(std::forward<Arguments>(arguments)...)};
+    std::shared_ptr<Variable> add(Arguments&&... arguments) {
+        auto* const variable =
+            std::construct_at(m_memory->first + size(), std::forward<Arguments>(arguments)...);
+        ++m_memory->size;
+        return {m_memory, variable};
     }
 
-    /// Returns the variable that was made at `position`.
+    [[nodiscard]] std::size_t size() const {
+        return m_memory->size;
+    }
+
+    /// Returns the variable at `position`, which is below size(); valid as long as the block.
     [[nodiscard]] Variable& at(std::size_t position) const {
-        return *(*m_places)[position];
+        return m_memory->first[position];
     }
 
 private:
-    using places = std::vector<std::optional<Variable>>;
+    struct memory {
+        explicit memory(std::size_t variables)
+            : capacity{variables}
+            , first{std::allocator<Variable>{}.allocate(variables)} {}
+        memory(memory const&) = delete;
+        memory& operator=(memory const&) = delete;
 
-    std::shared_ptr<places> m_places;
+        ~memory() {
+            std::destroy_n(first, size);
+            std::allocator<Variable>{}.deallocate(first, capacity);
+        }
+
+        std::size_t const capacity;
+        Variable* const first;
+        std::size_t size = 0;
+    };
+
+    std::shared_ptr<memory> m_memory;
 };
 
 } // namespace arvenhold::corvel::hub

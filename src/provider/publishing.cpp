@@ -4,9 +4,8 @@
 #include "provider/provider_impl.hpp"
 
 #include "errors/operation_names.hpp"
+#include "model/variable_list_impl.hpp"
 #include "protocol/variables_codec.hpp"
-#include <hub/provider_variable.hpp>
-#include <hub/variable_list.hpp>
 
 namespace arvenhold::corvel::hub {
 
@@ -28,31 +27,22 @@ provider::impl::shared_snapshot provider::impl::snapshot_for_publishing() {
     return m_current;
 }
 
-// Writing and clearing happen under one hold of the list's lock, so that a value which another
-// thread sets meanwhile goes either into this event or into the next one.
 void provider::impl::serialize_publish_variables(
     message_builder& builder,
     timestamp when,
     definition_fingerprint fingerprint,
     std::shared_ptr<variable_list> const& list) {
-    std::scoped_lock lock{*list};
-    auto& pending = *list->get_modification_tracker();
-    variables_writer writer{builder, pending.size()};
-    for (auto const id : pending) {
-        // The application may have put in any id.
-        if (auto* const variable = list->find(id)) {
-            writer.add_change(id, variable->get_value(), variable->get_listed_quality());
-        }
-    }
-    writer.finish_change_event(fingerprint, when);
-    // Intended: before the event is sent; what a failed publication loses is not sent again. But
-    // only now, when all memory is there that the event takes.
-    while (!pending.empty()) {
-        auto mark = pending.extract(pending.begin());
-        if (auto* const variable = list->find(mark.value())) {
-            variable->m_tracker_node = std::move(mark);
-        }
-    }
+    using pending_changes = variable_list::impl::pending_changes;
+    // Intended: drained before the event is sent; what a failed publication loses is not sent
+    // again. But not before all memory is there that the event takes.
+    impl_of(*list).drain_pending([&](pending_changes const& changes) {
+        variables_writer writer{builder, changes.size()};
+        changes.for_each(
+            [&writer](variable_id id, variable_value const& value, variable_quality quality) {
+                writer.add_change(id, value, quality);
+            });
+        writer.finish_change_event(fingerprint, when);
+    });
 }
 
 void provider::impl::force_publish_all(timestamp when) {

@@ -5,10 +5,9 @@
 
 #include "provider/provider_impl.hpp"
 
+#include "model/variable_list_impl.hpp"
 #include "protocol/variables_codec.hpp"
 #include "runtime/diagnostics.hpp"
-#include <hub/provider_variable.hpp>
-#include <hub/variable_list.hpp>
 
 #include <algorithm>
 
@@ -16,15 +15,13 @@ namespace arvenhold::corvel::hub {
 
 namespace {
 
-// Intended: a request for an unknown variable is no error; the reply leaves it out.
-void add_reading_if_known(
-    variables_writer& writer, variable_list::variable_map const& variables, variable_id id) {
-    auto const found = variables.find(id);
-    if (found == variables.end()) {
-        return;
+// Called while holding the list's lock.
+void add_reading_if_known(variables_writer& writer, variable_list const& list, variable_id id) {
+    // Intended: a request for an unknown variable is no error; the reply leaves it out.
+    if (auto const* const variable = impl_of(list).find(id)) {
+        auto const state = variable->get_listed_state();
+        writer.add_reading(id, state.value, state.quality, state.when);
     }
-    auto const [value, when] = found->second->get_value_with_timestamp();
-    writer.add_reading(id, value, found->second->get_quality(), when);
 }
 
 } // namespace
@@ -66,7 +63,7 @@ void provider::impl::serialize_requested_variables(
     {
         std::scoped_lock const lock{*list};
         for (auto const id : ids) {
-            add_reading_if_known(writer, list->get_variables(), id);
+            add_reading_if_known(writer, *list, id);
         }
     }
     writer.finish_read_reply(fingerprint, std::chrono::system_clock::now());

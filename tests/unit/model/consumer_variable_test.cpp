@@ -1,7 +1,7 @@
 // SPDX-FileCopyrightText: 2026 Arvenhold
 // SPDX-License-Identifier: Apache-2.0
 
-#include "consumer/consumer_variable_set.hpp"
+#include "model/consumer_variable_impl.hpp"
 #include "support/dump.hpp"
 #include "support/thrown_message.hpp"
 #include <hub/consumer_variable.hpp>
@@ -255,15 +255,14 @@ protected:
         std::optional<variable_value> const& value,
         timestamp when,
         variable_quality quality = variable_quality::good) {
-        consumer_variable_set::apply_event(*variable, quality, value, when, number);
+        impl_of(*variable).apply_event(quality, value, when, number);
     }
 
     void reply(
         std::optional<variable_value> const& value,
         timestamp when,
         variable_quality quality = variable_quality::uncertain) {
-        consumer_variable_set::apply_reply(
-            *variable, quality, value, when, latest_event_at_request);
+        impl_of(*variable).apply_reply(quality, value, when, latest_event_at_request);
     }
 
     void expect(

@@ -1,8 +1,8 @@
 // SPDX-FileCopyrightText: 2026 Arvenhold
 // SPDX-License-Identifier: Apache-2.0
 
+#include "model/small_mutex.hpp"
 #include "support/await.hpp"
-#include <hub/detail/small_mutex.hpp>
 
 #include <gtest/gtest.h>
 
@@ -16,11 +16,11 @@
 #include <thread>
 #include <vector>
 
-namespace arvenhold::corvel::hub::detail {
+namespace arvenhold::corvel::hub {
 
 namespace {
 
-// Tells whether a thread of this process sleeps in the kernel.
+// Returns whether a thread of this process sleeps in the kernel.
 bool is_asleep(pid_t thread) {
     std::ifstream status{"/proc/self/task/" + std::to_string(thread) + "/stat"};
     std::string const line{std::istreambuf_iterator{status}, {}};
@@ -66,7 +66,7 @@ TEST(small_mutex, lets_one_thread_in_at_a_time) {
                     std::scoped_lock const lock{mutex};
                     ++visits;
                     if (visit % 1'000 == 0) {
-                        std::this_thread::yield(); // others may have to go to sleep
+                        std::this_thread::yield(); // others may have to block
                     }
                 }
             });
@@ -76,7 +76,7 @@ TEST(small_mutex, lets_one_thread_in_at_a_time) {
     EXPECT_EQ(visits, visitors * visits_of_each);
 }
 
-TEST(small_mutex, puts_those_who_wait_long_to_sleep_and_wakes_each_of_them) {
+TEST(small_mutex, blocks_threads_that_wait_long_and_wakes_each_of_them) {
     small_mutex mutex;
     int visits = 0;
     {
@@ -97,4 +97,4 @@ TEST(small_mutex, puts_those_who_wait_long_to_sleep_and_wakes_each_of_them) {
 
 } // namespace
 
-} // namespace arvenhold::corvel::hub::detail
+} // namespace arvenhold::corvel::hub

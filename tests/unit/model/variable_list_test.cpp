@@ -1,6 +1,7 @@
 // SPDX-FileCopyrightText: 2026 Arvenhold
 // SPDX-License-Identifier: Apache-2.0
 
+#include "model/variable_list_impl.hpp"
 #include "support/await.hpp"
 #include "support/dump.hpp"
 #include "support/lists.hpp"
@@ -22,6 +23,7 @@
 #include <iomanip>
 #include <memory>
 #include <mutex>
+#include <new>
 #include <optional>
 #include <sstream>
 #include <string>
@@ -86,6 +88,35 @@ protected:
         EXPECT_EQ(states_of(*list), initial);
         EXPECT_THAT(pending_of(*list), IsEmpty());
         EXPECT_THAT(publications(), IsEmpty());
+    }
+};
+
+// A list with many elements to change, and a thread that changes all of them again and again.
+class lock_between_elements : public testing::Test {
+protected:
+    recording_provider parent{"press-4"};
+    std::shared_ptr<variable_list> list =
+        make_list(parent.get(), 11, {{"first", 0.0, read_write}, {"last", 0.0, read_write}});
+    variable_id const first = ids_of(*list).at(0);
+    variable_id const last = ids_of(*list).at(1);
+
+    // Returns whether another thread that locks the list has seen the first element changed and the
+    // last one not yet. Repeats `change_all`, which gets a new number each time, until then.
+    template <class Change, class Difference>
+    bool is_seen_between(Change change_all, Difference differs) {
+        auto observer = std::async(std::launch::async, [&] {
+            return await([&] {
+                std::scoped_lock const lock{*list};
+                return differs();
+            });
+        });
+        auto const is_ready = [&] {
+            return observer.wait_for(std::chrono::seconds{0}) == std::future_status::ready;
+        };
+        for (int round = 1; !is_ready(); ++round) {
+            change_all(round);
+        }
+        return observer.get();
     }
 };
 
@@ -416,6 +447,20 @@ TEST_F(bulk_publish, keeps_all_changes_pending_when_the_publication_fails) {
     EXPECT_THAT(pending_of(*list), UnorderedElementsAre(speed, running));
 }
 
+TEST_F(lock_between_elements, of_bulk_publish_is_free) {
+    EXPECT_TRUE(is_seen_between(
+        [&](int round) {
+            std::vector<std::tuple<variable_id, variable_value>> values(
+                1'000, {first, static_cast<double>(round)});
+            values.emplace_back(last, static_cast<double>(round));
+            list->bulk_publish(std::move(values), at_noon);
+        },
+        [&] {
+            return list->get_variables().at(first)->get_value()
+                != list->get_variables().at(last)->get_value();
+        }));
+}
+
 // -- set_quality ----------------------------------------------------------------------------------
 
 using set_quality = published_list;
@@ -493,6 +538,21 @@ TEST_F(bulk_set_quality, stops_at_an_unknown_id_keeps_what_came_before_and_publi
         states_of(*list), ElementsAre(changed(1.5, variable_quality::bad), initial[1], initial[2]));
     EXPECT_THAT(pending_of(*list), UnorderedElementsAre(speed));
     EXPECT_THAT(publications(), IsEmpty());
+}
+
+TEST_F(lock_between_elements, of_bulk_set_quality_is_free) {
+    EXPECT_TRUE(is_seen_between(
+        [&](int round) {
+            auto const quality = static_cast<variable_quality>(round);
+            std::vector<std::tuple<variable_id, variable_quality>> qualities(
+                1'000, {first, quality});
+            qualities.emplace_back(last, quality);
+            list->bulk_set_quality(qualities, at_noon);
+        },
+        [&] {
+            return list->get_variables().at(first)->get_quality()
+                != list->get_variables().at(last)->get_quality();
+        }));
 }
 
 // -- write_variable -------------------------------------------------------------------------------
@@ -626,6 +686,140 @@ TEST_F(resolve_variable_by_id, gives_a_variable_that_outlives_its_list) {
     EXPECT_EQ(variable->get_value(), variable_value{2.5});
 }
 
+using find_variable = published_list;
+
+TEST_F(find_variable, returns_the_variable_with_the_path) {
+    EXPECT_EQ(list->find_variable("pump/running"), list->get_variables().at(running));
+}
+
+TEST_F(find_variable, compares_the_whole_path) {
+    for (auto const* const path : {"", "pump", "pump/", "pump/speed2", "PUMP/SPEED", "speed"}) {
+        EXPECT_EQ(list->find_variable(path), nullptr) << path;
+    }
+}
+
+TEST_F(find_variable, returns_the_lowest_id_of_several_with_the_path) {
+    auto const other = make_list(
+        parent.get(),
+        12,
+        {{"a", 1.5, read_write}, {"same", 2.5, read_write}, {"same", 3.5, read_write}});
+
+    EXPECT_EQ(other->find_variable("same")->get_id(), ids_of(*other).at(1));
+}
+
+TEST_F(find_variable, takes_no_lock) {
+    std::unique_lock lock{*list};
+    auto found = std::async(std::launch::async, [&] { return list->find_variable("pump/mode"); });
+
+    EXPECT_EQ(found.wait_for(std::chrono::seconds{30}), std::future_status::ready);
+    lock.unlock();
+
+    EXPECT_EQ(found.get()->get_id(), mode);
+}
+
+TEST_F(find_variable, returns_a_variable_that_outlives_its_list) {
+    auto const variable = list->find_variable("pump/speed");
+
+    list.reset();
+
+    EXPECT_EQ(variable->get_path(), "pump/speed");
+}
+
+// -- draining ---------------------------------------------------------------------------------------
+
+using pending_changes = variable_list::impl::pending_changes;
+using drained_change = std::tuple<variable_id, variable_value, variable_quality>;
+
+class drain_pending : public published_list {
+protected:
+    static std::vector<drained_change> changes_in(pending_changes const& pending) {
+        std::vector<drained_change> changes;
+        pending.for_each([&](variable_id id, variable_value const& value, auto quality) {
+            changes.emplace_back(id, value, quality);
+        });
+        return changes;
+    }
+
+    std::vector<drained_change> drained() {
+        std::vector<drained_change> changes;
+        impl_of(*list).drain_pending(
+            [&](pending_changes const& pending) { changes = changes_in(pending); });
+        return changes;
+    }
+};
+
+TEST_F(drain_pending, hands_over_what_has_changed_and_forgets_it) {
+    list->write_variable(speed, 2.5, at_noon);
+    list->set_quality(mode, variable_quality::uncertain, at_noon);
+
+    EXPECT_THAT(
+        drained(),
+        UnorderedElementsAre(
+            drained_change{speed, 2.5, variable_quality::good},
+            drained_change{mode, std::string{"auto"}, variable_quality::uncertain}));
+    EXPECT_THAT(pending_of(*list), IsEmpty());
+    EXPECT_THAT(drained(), IsEmpty());
+}
+
+TEST_F(drain_pending, hands_over_each_later_change_again) {
+    for (auto const value : {2.5, 3.5, 4.5}) {
+        list->write_variable(speed, value, at_noon);
+
+        EXPECT_THAT(drained(), ElementsAre(drained_change{speed, value, variable_quality::good}));
+    }
+}
+
+TEST_F(drain_pending, leaves_out_ids_of_other_lists_and_forgets_them) {
+    {
+        std::scoped_lock const lock{*list};
+        list->get_modification_tracker()->insert({speed - 1, running, unknown});
+    }
+
+    EXPECT_THAT(drained(), ElementsAre(drained_change{running, false, variable_quality::good}));
+    EXPECT_THAT(pending_of(*list), IsEmpty());
+}
+
+TEST_F(drain_pending, announces_at_least_as_many_changes_as_there_are) {
+    list->mark_all_variables_pending();
+
+    impl_of(*list).drain_pending(
+        [&](pending_changes const& pending) { EXPECT_EQ(pending.size(), 3); });
+}
+
+TEST_F(drain_pending, forgets_nothing_if_the_writer_throws) {
+    list->write_variable(speed, 2.5, at_noon);
+    {
+        std::scoped_lock const lock{*list};
+        list->get_modification_tracker()->insert(unknown);
+    }
+
+    EXPECT_THROW(
+        impl_of(*list).drain_pending([](pending_changes const& pending) {
+            changes_in(pending);
+            throw std::bad_alloc{};
+        }),
+        std::bad_alloc);
+
+    EXPECT_THAT(pending_of(*list), UnorderedElementsAre(speed, unknown));
+    EXPECT_THAT(drained(), ElementsAre(drained_change{speed, 2.5, variable_quality::good}));
+}
+
+TEST_F(drain_pending, keeps_a_change_that_comes_meanwhile_for_the_next_time) {
+    list->write_variable(speed, 2.5, at_noon);
+    std::future<void> later;
+
+    impl_of(*list).drain_pending([&](pending_changes const& pending) {
+        later =
+            std::async(std::launch::async, [&] { list->write_variable(speed, 3.5, after_noon); });
+        EXPECT_EQ(later.wait_for(std::chrono::milliseconds{20}), std::future_status::timeout);
+        EXPECT_THAT(
+            changes_in(pending), ElementsAre(drained_change{speed, 2.5, variable_quality::good}));
+    });
+    later.get();
+
+    EXPECT_THAT(drained(), ElementsAre(drained_change{speed, 3.5, variable_quality::good}));
+}
+
 // -- stale lists ----------------------------------------------------------------------------------
 
 // A retired list, whose provider has a definition with fingerprint 12 by now.
@@ -721,6 +915,44 @@ TEST_F(stale_list, can_still_be_searched_marked_and_dumped) {
         testing::StartsWith("Variable list @ <address> <STALE>\n"));
 }
 
+// Whoever publishes for the first time after a new registration must not wait for a thread that
+// holds the old list.
+TEST_F(stale_list, refuses_changes_while_another_thread_holds_its_lock) {
+    parent.link().answer_fingerprint = [] {
+        return definition_fingerprint{12};
+    };
+    for (auto const& change : std::vector<std::function<void()>>{
+             [&] { list->publish(speed, 2.5, at_noon); },
+             [&] {
+                 list->bulk_publish({{speed, 2.5}}, at_noon);
+             },
+             [&] {
+                 list->bulk_set_quality({{speed, variable_quality::good}}, at_noon);
+             }}) {
+        std::unique_lock lock{*list};
+        auto refused = std::async(std::launch::async, change);
+
+        EXPECT_EQ(refused.wait_for(std::chrono::seconds{30}), std::future_status::ready);
+        lock.unlock();
+
+        EXPECT_THROW(refused.get(), variable_list_outdated);
+    }
+}
+
+TEST_F(stale_list, refuses_a_single_quality_only_with_its_lock) {
+    parent.link().answer_fingerprint = [] {
+        return definition_fingerprint{12};
+    };
+    std::unique_lock lock{*list};
+    auto refused = std::async(
+        std::launch::async, [&] { list->set_quality(speed, variable_quality::good, at_noon); });
+
+    EXPECT_EQ(refused.wait_for(std::chrono::milliseconds{20}), std::future_status::timeout);
+    lock.unlock();
+
+    EXPECT_THROW(refused.get(), variable_list_outdated);
+}
+
 using marking_as_stale = published_list;
 
 TEST_F(marking_as_stale, makes_every_variable_bad_now_and_leaves_nothing_pending) {
@@ -786,6 +1018,7 @@ protected:
         expect_refused([&] { list->set_quality(speed, variable_quality::bad, at_noon); });
         expect_refused([&] { list->bulk_set_quality({{speed, variable_quality::bad}}, at_noon); });
         expect_refused([&] { list->bulk_set_quality({}, at_noon); });
+        expect_refused([&] { list->write_variable(speed, 2.5, at_noon); });
     }
 };
 
@@ -799,14 +1032,18 @@ TEST_F(orphaned_list, refuses_every_change_in_the_same_words_when_it_is_stale) {
     expect_every_change_refused();
 }
 
-TEST_F(orphaned_list, does_everything_else) {
-    list->write_variable(speed, 2.5, at_noon);
-    EXPECT_EQ(states_of(*list).front(), changed(2.5));
+TEST_F(orphaned_list, refuses_a_write_before_it_looks_at_id_permissions_and_type) {
+    expect_refused([&] { list->write_variable(running + 1, 2.5, at_noon); });
+    expect_refused([&] { list->write_variable(running, true, at_noon); });
+    expect_refused([&] { list->write_variable(speed, true, at_noon); });
+}
 
+TEST_F(orphaned_list, does_everything_else) {
     list->mark_all_variables_pending();
     EXPECT_THAT(pending_of(*list), UnorderedElementsAre(speed, running));
 
-    EXPECT_EQ(list->resolve_variable_by_id(speed)->get_value(), variable_value{2.5});
+    EXPECT_EQ(list->resolve_variable_by_id(speed)->get_value(), variable_value{1.5});
+    EXPECT_EQ(list->find_variable("pump/speed")->get_id(), speed);
     EXPECT_THAT(dump_of(*list), testing::HasSubstr("pump/speed"));
 }
 

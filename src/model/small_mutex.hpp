@@ -8,12 +8,11 @@
 #include <atomic>
 #include <cstdint>
 
-namespace arvenhold::corvel::hub::detail {
+namespace arvenhold::corvel::hub {
 
-/// A mutex of four bytes, where std::mutex has forty, for objects that there are many of and that
-/// are mostly locked for a few nanoseconds: a thread that finds it taken looks again a few times
-/// before it goes to sleep. Not recursive, not fair. For the library's own use: its slow parts are
-/// not exported.
+/// A mutex of four bytes, where std::mutex has forty, for objects that are numerous and held only
+/// briefly. A contended thread spins with exponential back-off, then blocks. Not recursive, not
+/// fair.
 class CORVEL_HUB_CAPABILITY("mutex") small_mutex {
 public:
     small_mutex() = default;
@@ -23,12 +22,12 @@ public:
 
     void lock() CORVEL_HUB_ACQUIRE() {
         if (!try_lock()) {
-            wait_and_lock();
+            lock_contended();
         }
     }
 
     void unlock() CORVEL_HUB_RELEASE() {
-        if (m_state.exchange(state::unlocked, std::memory_order_release) == state::awaited) {
+        if (m_state.exchange(state::unlocked, std::memory_order_release) == state::contended) {
             wake_one();
         }
     }
@@ -37,7 +36,7 @@ private:
     enum class state : std::int32_t {
         unlocked,
         locked,
-        awaited, ///< Locked, and threads may be asleep.
+        contended, ///< Locked, and threads may be blocked.
     };
 
     std::atomic<state> m_state{state::unlocked};
@@ -48,8 +47,8 @@ private:
             expected, state::locked, std::memory_order_acquire, std::memory_order_relaxed);
     }
 
-    void wait_and_lock();
+    void lock_contended();
     void wake_one();
 };
 
-} // namespace arvenhold::corvel::hub::detail
+} // namespace arvenhold::corvel::hub
