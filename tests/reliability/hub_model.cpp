@@ -343,7 +343,10 @@ outcome hub_model::bulk_set_quality(
     return publish(when);
 }
 
-outcome hub_model::write_variable(list_model& list, new_value const& change, timestamp when) {
+outcome hub_model::write_variable(list_model& list, new_value const& change, timestamp when) const {
+    if (list.is_orphaned) {
+        return provider_state_invalid("variable list cannot be changed, its provider is gone");
+    }
     auto const id = std::get<variable_id>(change);
     if (!list.variables.contains(id)) {
         return index_invalid(id, "write_variable()");

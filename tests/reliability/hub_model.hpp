@@ -91,7 +91,7 @@ public:
     outcome set_quality(list_model& list, new_quality const& change, timestamp when);
     outcome bulk_set_quality(
         list_model& list, std::vector<new_quality> const& changes, timestamp when);
-    static outcome write_variable(list_model& list, new_value const& change, timestamp when);
+    outcome write_variable(list_model& list, new_value const& change, timestamp when) const;
     static void mark_all_variables_pending(list_model& list);
 
     // The registry.

@@ -476,7 +476,7 @@ void sequence::write_into_list() {
     perform(
         [&] { list.real->write_variable(id, value, m_hub.now()); },
         [&] {
-            return hub_model::write_variable(*list.model, {id, value}, m_hub.now());
+            return m_hub.model.write_variable(*list.model, {id, value}, m_hub.now());
         });
 }
 
