@@ -64,7 +64,7 @@ enum class provider_connection_state : std::uint32_t {
     disconnected = 0,         ///< Ended by the application.
     connected = 1,            ///< Variables can be read and written.
     provider_unavailable = 2, ///< The provider is missing; reading and writing are refused.
-    faulted = 3,              ///< A request failed or a message was malformed; attach anew.
+    faulted = 3,              ///< A request failed or a message was malformed; attach again.
 };
 
 /// The two kinds of clients of the hub; the first word of many error messages.

@@ -11,7 +11,7 @@
 namespace arvenhold::corvel::hub {
 
 /// What a variable_list needs of its provider. The list shares it, so that the provider's state
-/// cannot vanish under a call, and asks whether the provider itself is gone.
+/// is not destroyed during a call, and is notified when the provider itself is gone.
 ///
 /// Called by the list with its own lock released, on any thread.
 class provider_link {
@@ -21,7 +21,7 @@ public:
     provider_link& operator=(provider_link const&) = delete;
     virtual ~provider_link() = default;
 
-    /// Tells whether the provider has been destroyed.
+    /// Returns whether the provider has been destroyed.
     bool is_gone() const {
         return m_gone;
     }
@@ -36,13 +36,13 @@ public:
     virtual void publish(timestamp when) = 0;
 
 protected:
-    /// Called at the end of the provider, which then lets go of its list: they share each other.
+    /// Called when the provider is destroyed. It then releases its list, as the two share each other.
     void mark_gone() {
         m_gone = true;
     }
 
 private:
-    // Read without a lock: whoever misses it finds the provider disconnected.
+    // Read without a lock: a thread that reads it too early finds the provider disconnected.
     std::atomic<bool> m_gone{false};
 };
 

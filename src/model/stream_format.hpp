@@ -7,7 +7,7 @@
 
 namespace arvenhold::corvel::hub {
 
-/// Puts a stream's format flags back as they were when this object was made. Every dump begins with
+/// Restores a stream's format flags to what they were when this object was created. Every dump begins with
 /// one.
 class stream_format_guard {
 public:

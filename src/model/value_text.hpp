@@ -12,7 +12,7 @@
 namespace arvenhold::corvel::hub {
 
 // How values, permissions and qualities look in the dumps. Pure functions, called from the to_str
-// operations on whatever thread these run.
+// operations on the threads that call these.
 
 /// Returns the seven characters that name the type of `value`.
 std::string_view type_label(variable_value const& value);

@@ -33,7 +33,7 @@ private:
     int sync() override;
 };
 
-/// Returns `dump` with "<address>" in the place of every address.
+/// Returns `dump` with every address replaced by "<address>".
 std::string without_addresses(std::string const& dump);
 
 /// Returns the contents of a file of tests/golden.

@@ -18,7 +18,7 @@ namespace arvenhold::corvel::hub {
 /// Everything of a variable that can change: value, quality, time stamp, number of updates.
 using variable_state = std::tuple<variable_value, variable_quality, timestamp, std::uint64_t>;
 
-/// Makes a list of the given variables.
+/// Creates a list of the given variables.
 std::shared_ptr<variable_list> make_list(
     provider& parent,
     definition_fingerprint fingerprint,
@@ -33,7 +33,7 @@ std::vector<variable_state> states_of(variable_list const& list);
 /// Returns a copy of the ids of the pending variables, taken under the lock of the list.
 modification_tracker pending_of(variable_list& list);
 
-/// Makes nothing pending, as the provider's publication does.
+/// Forgets what is pending, as the provider's publication does.
 void forget_pending(variable_list& list);
 
 /// Returns the id as messages and dumps begin with it.

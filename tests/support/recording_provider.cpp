@@ -11,7 +11,7 @@ namespace arvenhold::corvel::hub {
 namespace {
 
 // Class provider has no door through which a test could reach its link, so its constructor leaves
-// the link here for the recording_provider that is being made.
+// the link here for the recording_provider that is being created.
 std::weak_ptr<recording_link>& newest_link() {
     static std::weak_ptr<recording_link> link;
     return link;

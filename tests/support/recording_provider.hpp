@@ -13,7 +13,7 @@
 
 namespace arvenhold::corvel::hub {
 
-/// What a list asks of its provider: publications are recorded, and the answers are the test's.
+/// A provider as its list sees it: publications are recorded, and the test chooses the answers.
 class recording_link : public provider_link {
 public:
     explicit recording_link(std::string identifier);
@@ -40,17 +40,17 @@ private:
     std::vector<timestamp> m_publications;
 };
 
-/// A provider that talks to no hub. The file beside this header takes the place of the library's
+/// A provider that talks to no hub. The file beside this header replaces the library's
 /// class provider when it is linked into a test: of its operations there are then only those that
 /// a variable_list needs.
 class recording_provider {
 public:
     explicit recording_provider(std::string const& identifier);
 
-    /// What a list is made for.
+    /// The provider that a list is created for.
     provider& get();
 
-    /// What the list asks; valid as long as this object.
+    /// What the list calls; valid as long as this object.
     recording_link& link();
 
 private:

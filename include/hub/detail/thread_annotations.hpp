@@ -22,7 +22,7 @@
 #define CORVEL_HUB_EXCLUDES(...) CORVEL_HUB_THREAD_ANNOTATION(locks_excluded(__VA_ARGS__))
 /// The function returns with the given mutex held.
 #define CORVEL_HUB_ACQUIRE(...) CORVEL_HUB_THREAD_ANNOTATION(acquire_capability(__VA_ARGS__))
-/// The function gives up the given mutex, which the caller holds.
+/// The function releases the given mutex, which the caller holds.
 #define CORVEL_HUB_RELEASE(...) CORVEL_HUB_THREAD_ANNOTATION(release_capability(__VA_ARGS__))
 /// This mutex is taken after the given one, never before it.
 #define CORVEL_HUB_ACQUIRED_AFTER(...) CORVEL_HUB_THREAD_ANNOTATION(acquired_after(__VA_ARGS__))

@@ -838,7 +838,7 @@ protected:
         retired = states_of(*list);
     }
 
-    // Runs an operation that is to be refused and tells how.
+    // Runs an operation and expects its refusal.
     void expect_outdated(std::function<void()> const& operation) {
         EXPECT_EQ(
             thrown_message<variable_list_outdated>(operation),
@@ -915,8 +915,7 @@ TEST_F(stale_list, can_still_be_searched_marked_and_dumped) {
         testing::StartsWith("Variable list @ <address> <STALE>\n"));
 }
 
-// Whoever publishes for the first time after a new registration must not wait for a thread that
-// holds the old list.
+// A thread that publishes into a stale list must not wait for another one that holds it.
 TEST_F(stale_list, refuses_changes_while_another_thread_holds_its_lock) {
     parent.link().answer_fingerprint = [] {
         return definition_fingerprint{12};
