@@ -36,7 +36,7 @@ class provider_variable;
 ///
 /// @par Thread safety
 /// All operations may be called from any thread, except that a thread between lock() and unlock()
-/// may call only get_variables() and get_modification_tracker() of this list, and find_variable().
+/// may call only get_variables(), get_modification_tracker() and find_variable() of this list.
 /// Lock order: provider, then list, then variable.
 class CORVEL_HUB_API CORVEL_HUB_CAPABILITY("list") variable_list {
 public:
