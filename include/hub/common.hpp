@@ -29,7 +29,8 @@ using timestamp = std::chrono::time_point<std::chrono::system_clock, std::chrono
 ///
 /// There is no alternative for a `std::uint64_t`: cast it to `std::int64_t`, and back where it is
 /// read, which keeps all 64 bits; a consumer that does not cast back sees numbers from 2^63 on as
-/// negative. An enumeration travels as its number, in a `std::int64_t`, or as its name, in a string.
+/// negative. An enumeration travels as its number, in a `std::int64_t`, or as its name, in a
+/// string.
 using variable_value =
     std::variant<bool, double, std::int64_t, std::string, timestamp, std::chrono::nanoseconds>;
 

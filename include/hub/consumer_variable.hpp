@@ -88,8 +88,8 @@ public:
     /// Returns what consumers may do with the variable.
     variable_permissions get_permissions() const;
 
-    /// Returns a reference to the stored value, which lives as long as the variable. The lock is not
-    /// taken: while another thread may set a value, or one may be received, reading through the
+    /// Returns a reference to the stored value, which lives as long as the variable. The lock is
+    /// not taken: while another thread may set a value, or one may be received, reading through the
     /// reference is a data race. get_value_with_timestamp() returns a copy and is safe at any time.
     variable_value const& get_value();
 

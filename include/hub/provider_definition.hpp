@@ -40,8 +40,8 @@ public:
     using iterator = std::vector<variable_definition_entry>::iterator;
 
     /// @param fingerprint  Identifies this version of the variables. The library neither computes
-    ///                     it nor checks it against the contents. 0 means "none" to consumers and should
-    ///                     not be chosen.
+    ///                     it nor checks it against the contents. 0 means "none" to consumers and
+    ///                     should not be chosen.
     explicit provider_definition(definition_fingerprint fingerprint);
 
     provider_definition(provider_definition const&) = delete;
@@ -50,7 +50,8 @@ public:
 
     /// Adds one variable at the end.
     ///
-    /// @param path           Any string; two variables may have the same. A registry may be stricter.
+    /// @param path           Any string; several variables may have the same one. A registry may be
+    ///                       stricter.
     /// @param initial_value  The value until the first change; its alternative is the data type.
     /// @param permissions    What consumers may do with the variable.
     ///

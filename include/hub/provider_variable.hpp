@@ -20,15 +20,15 @@ namespace arvenhold::corvel::hub {
 /// from there it gets into the next change event.
 ///
 /// @par Ownership
-/// Shared by its list and by everyone who keeps the pointer. A variable whose list has been replaced
-/// stays usable but is no longer published. The variables of one list share memory and reference
-/// count: keeping one of them keeps all of them in memory.
+/// Shared by its list and by everyone who keeps the pointer. A variable whose list has been
+/// replaced stays usable but is no longer published. The variables of one list share memory and
+/// reference count: keeping one of them keeps all of them in memory.
 ///
 /// @par Thread safety
 /// All operations may be called from any thread, with two exceptions: set_value() and set_quality()
-/// only while holding the lock of the list (variable_list::lock()), which guards the shared tracker;
-/// and get_value() only while no other thread sets a value. The operations of variable_list take
-/// the lock themselves.
+/// only while holding the lock of the list (variable_list::lock()), which guards the shared
+/// tracker; and get_value() only while no other thread sets a value. The operations of
+/// variable_list take the lock themselves.
 class CORVEL_HUB_API provider_variable {
 public:
     /// The state, for the library's own use.
@@ -78,9 +78,9 @@ public:
     /// Returns what consumers may do with the variable.
     variable_permissions get_permissions() const;
 
-    /// Returns a reference to the stored value, which lives as long as the variable. The lock is not
-    /// taken: while another thread may set a value, reading through the reference is a data race.
-    /// get_value_with_timestamp() returns a copy and is safe at any time.
+    /// Returns a reference to the stored value, which lives as long as the variable. The lock is
+    /// not taken: while another thread may set a value, reading through the reference is a data
+    /// race. get_value_with_timestamp() returns a copy and is safe at any time.
     variable_value const& get_value();
 
     /// Returns a copy of the value and its time stamp, read together under the lock.

@@ -189,8 +189,9 @@ public:
     /// it may be read without the lock.
     variable_map const& get_variables() const;
 
-    /// Returns the ids of the pending variables; the reference is valid as long as the list. The set
-    /// may be read and changed only while holding lock(); ids that are not the list's are ignored.
+    /// Returns the ids of the pending variables; the reference is valid as long as the list. The
+    /// set may be read and changed only while holding lock(); ids that are not the list's are
+    /// ignored.
     std::shared_ptr<modification_tracker> const& get_modification_tracker() const;
 
     /// Writes a table of the variables to `os` and returns it.

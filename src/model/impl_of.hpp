@@ -6,8 +6,8 @@
 namespace arvenhold::corvel::hub {
 
 /// Returns the state of a list or a variable. Its public class has no data members, so applications
-/// compile in nothing of its layout; the class `impl`, which derives from it, has all of them. Every
-/// object is an `impl`, because the constructors of the public classes are private.
+/// compile in nothing of its layout; the class `impl`, which derives from it, has all of them.
+/// Every object is an `impl`, because the constructors of the public classes are private.
 template <class Public>
 typename Public::impl& impl_of(Public& object) {
     // NOLINTNEXTLINE(cppcoreguidelines-pro-type-static-cast-downcast): see above

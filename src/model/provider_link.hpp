@@ -36,7 +36,8 @@ public:
     virtual void publish(timestamp when) = 0;
 
 protected:
-    /// Called when the provider is destroyed. It then releases its list, as the two share each other.
+    /// Called when the provider is destroyed. It then releases its list, as the two share each
+    /// other.
     void mark_gone() {
         m_gone = true;
     }

@@ -7,8 +7,8 @@
 
 namespace arvenhold::corvel::hub {
 
-/// Restores a stream's format flags to what they were when this object was created. Every dump begins with
-/// one.
+/// Restores a stream's format flags to what they were when this object was created. Every dump
+/// begins with one.
 class stream_format_guard {
 public:
     explicit stream_format_guard(std::ios_base& stream)
