@@ -1,9 +1,9 @@
 // SPDX-FileCopyrightText: 2026 Arvenhold
 // SPDX-License-Identifier: Apache-2.0
 
-// Dump and type name of a value that a failed assignment has left empty. GCC's standard library never leaves
-// a variant of these types empty, so this is built with the other one, for which there is no test
-// framework.
+// Dump and type name of a value that a failed assignment has left empty. GCC's standard library
+// never leaves a variant of these types empty, so this is built with the other one, for which there
+// is no test framework.
 
 #include "model/value_text.hpp"
 #include <hub/names.hpp>

@@ -725,7 +725,7 @@ TEST_F(find_variable, returns_a_variable_that_outlives_its_list) {
     EXPECT_EQ(variable->get_path(), "pump/speed");
 }
 
-// -- draining ---------------------------------------------------------------------------------------
+// -- draining -------------------------------------------------------------------------------------
 
 using pending_changes = variable_list::impl::pending_changes;
 using drained_change = std::tuple<variable_id, variable_value, variable_quality>;
