@@ -128,10 +128,8 @@ natsStatus natsOptions_UseGlobalMessageDelivery(natsOptions* opts, bool global) 
 
 natsStatus natsOptions_SetWriteDeadline(natsOptions* opts, int64_t milliseconds) {
     return fake_nats_engine::installed().set_option(
-        opts,
-        "natsOptions_SetWriteDeadline",
-        std::to_string(milliseconds),
-        [](auto& /*options*/) {});
+        opts, "natsOptions_SetWriteDeadline", std::to_string(milliseconds), [](auto& /*options*/) {
+        });
 }
 
 void natsOptions_Destroy(natsOptions* opts) {
