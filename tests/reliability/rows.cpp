@@ -26,10 +26,11 @@ std::vector<row> const& all_rows() {
         {1,
          "The server restarts",
          "the NATS server is killed and started again after 0.2, 2 and 20 s, while both sides "
-         "publish, "
-         "read and write",
-         "both sides reconnect; the definition is registered again; all values, qualities and time "
-         "stamps are equal afterwards",
+         "publish, read and write. A second provider publishes only at the end of the outage, to a "
+         "consumer that only listens",
+         "both sides reconnect; the definitions are registered again. A consumer that was away may "
+         "hold older values as good; after request_provider_definition() all values, qualities and "
+         "time stamps are equal",
          &run_server_restarts},
         {2,
          "The server hangs, the network drops packets",

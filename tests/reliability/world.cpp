@@ -174,14 +174,11 @@ bool consuming_application::start() {
     return true;
 }
 
-bool consuming_application::read_and_write() {
+// Recovers if `work` fails and leaves the connection in a final state.
+template <class Work>
+bool consuming_application::attempt(Work work) {
     try {
-        auto const current = m_connection->get_current_variables();
-        m_calls.measure("read", [this] { m_connection->update_all_variables(); });
-        auto const chosen = std::next(current.variables->begin(), writable_position);
-        chosen->second->set_value(++m_written, now());
-        m_calls.measure(
-            "write", [&] { m_connection->write_variables(current.fingerprint, {chosen->first}); });
+        work();
         return true;
     } catch (std::exception const&) {
         auto const state = m_connection->get_state();
@@ -192,6 +189,27 @@ bool consuming_application::read_and_write() {
         }
         return false;
     }
+}
+
+bool consuming_application::read_and_write() {
+    return attempt([this] {
+        auto const current = m_connection->get_current_variables();
+        m_calls.measure("read", [this] { m_connection->update_all_variables(); });
+        auto const chosen = std::next(current.variables->begin(), writable_position);
+        chosen->second->set_value(++m_written, now());
+        m_calls.measure(
+            "write", [&] { m_connection->write_variables(current.fingerprint, {chosen->first}); });
+    });
+}
+
+bool consuming_application::request_definition() {
+    return attempt([this] { m_connection->request_provider_definition(); });
+}
+
+bool consuming_application::write_nothing() {
+    return attempt([this] {
+        m_connection->write_variables(m_connection->get_current_variables().fingerprint, {});
+    });
 }
 
 consumer& consuming_application::get_consumer() {

@@ -126,6 +126,17 @@ public:
     /// @return whether both succeeded.
     bool read_and_write();
 
+    /// Requests the definition, and with it all values; recovers if the connection is faulted.
+    ///
+    /// @return whether the request succeeded.
+    bool request_definition();
+
+    /// Sends a write command without variables, which changes nothing and which the provider's
+    /// application answers with a change event; recovers if the connection is faulted.
+    ///
+    /// @return whether the command was sent.
+    bool write_nothing();
+
     [[nodiscard]] consumer& get_consumer();
     [[nodiscard]] provider_connection& get_connection();
     [[nodiscard]] std::uint64_t get_recoveries() const;
@@ -141,6 +152,8 @@ private:
     std::int64_t m_written = 0;
 
     bool start();
+    template <class Work>
+    bool attempt(Work work);
 };
 
 /// Whether the consumer's values, qualities and time stamps are those of the provider.
