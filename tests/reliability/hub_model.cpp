@@ -615,12 +615,35 @@ void hub_model::disconnect_connection() {
     disconnect(*m_connection);
 }
 
+void hub_model::fault_connection() {
+    fault(*m_connection);
+}
+
+void hub_model::publish_during_a_read(list_model& list, new_value const& change, timestamp when) {
+    auto const sent_along = list.pending;
+    static_cast<void>(read(*m_connection, list.fingerprint, {}));
+    static_cast<void>(publish(list, change, when));
+    // The event has one time for all, the reply has each variable's own; which one stays is chance.
+    for (auto const id : sent_along) {
+        if (id != std::get<variable_id>(change)) {
+            m_connection->variables.at(id).when.reset();
+        }
+    }
+}
+
 // -- what reaches the consumer --------------------------------------------------------------------
 
 void hub_model::repeat_definition_event() {
     auto& connection = *m_consumer.attached;
     ++m_counts.definition_updates;
     static_cast<void>(read(connection, connection.fingerprint, {}));
+}
+
+void hub_model::receive_quality_alone(new_quality const& change) {
+    auto const& [id, quality] = change;
+    auto& variable = m_consumer.attached->variables.at(id);
+    variable.quality = quality;
+    variable.when = timestamp{};
 }
 
 // The event carries the definition whether the registry has accepted it or not.

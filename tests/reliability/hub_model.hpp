@@ -121,9 +121,17 @@ public:
         timestamp applied_when);
     outcome request_provider_definition();
     void disconnect_connection();
+    void fault_connection();
+
+    /// The consumer reads all values while the provider publishes one. The latest connection is
+    /// attached and connected, and holds the list's definition.
+    void publish_during_a_read(list_model& list, new_value const& change, timestamp when);
 
     /// The registry's event about the definition that everybody knows already.
     void repeat_definition_event();
+
+    /// A change event that carries nothing but a quality: no value and no time stamp.
+    void receive_quality_alone(new_quality const& change);
 
     // What can be seen.
 

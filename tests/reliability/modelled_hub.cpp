@@ -349,6 +349,13 @@ void modelled_hub::attach() {
         &m_witness);
 }
 
+void modelled_hub::send_uncertain_quality(variable_id id) {
+    wire::variable_list_table changes;
+    changes.fingerprint = model.get_consumer().attached->fingerprint;
+    changes.items = {{.id = id, .quality = static_cast<std::uint8_t>(variable_quality::uncertain)}};
+    send_change_event(changes);
+}
+
 dev::registry& modelled_hub::get_registry() {
     return m_services.hub.get_registry();
 }
@@ -473,6 +480,12 @@ void modelled_hub::repeat_definition_event() {
         "the consumer's application was not told of a repeated definition");
 }
 
+void modelled_hub::send_change_event(wire::variable_list_table const& changes) {
+    m_services.peer.publish(
+        "v1.loc." + m_provider_identifier + ".vars.evt.changed",
+        wire::variables_changed_event(changes));
+}
+
 void modelled_hub::settle_change_events() {
     auto const& connection = model.get_consumer().attached;
     if (connection && connection->is_live() && connection->fingerprint != 0) {
@@ -480,9 +493,7 @@ void modelled_hub::settle_change_events() {
         nothing.fingerprint = connection->fingerprint;
         nothing.timestamp.emplace();
         nothing.items.emplace();
-        m_services.peer.publish(
-            "v1.loc." + m_provider_identifier + ".vars.evt.changed",
-            wire::variables_changed_event(nothing));
+        send_change_event(nothing);
         ++m_own_changes;
     }
     demand(

@@ -8,6 +8,7 @@
 
 #include "dev_hub/dev_hub.hpp"
 #include "reliability/hub_model.hpp"
+#include "support/odd_messages.hpp"
 #include "support/raw_peer.hpp"
 #include <hub/hub.hpp>
 
@@ -65,6 +66,10 @@ public:
     void replace_consumer(bool read_only);
     void attach();
 
+    /// Sends the consumer a change event without a time stamp, with the quality "uncertain" and
+    /// nothing else for one variable.
+    void send_uncertain_quality(variable_id id);
+
     [[nodiscard]] dev::registry& get_registry();
     [[nodiscard]] std::string const& get_provider_identifier() const;
     [[nodiscard]] provider& get_provider();
@@ -113,6 +118,7 @@ private:
     void settle_provider();
     void repeat_definition_event();
     void settle_change_events();
+    void send_change_event(wire::variable_list_table const& changes);
     [[nodiscard]] std::string find_difference();
     [[nodiscard]] std::string find_difference_of_provider();
     [[nodiscard]] std::string find_difference_of_consumer();

@@ -9,6 +9,7 @@
 #include <array>
 #include <atomic>
 #include <cstdint>
+#include <future>
 #include <map>
 #include <mutex>
 #include <random>
@@ -100,6 +101,7 @@ private:
     std::vector<new_quality> pick_qualities(list_model const& list);
     definition_fingerprint pick_fingerprint();
     std::vector<variable_id> pick_known_ids();
+    [[nodiscard]] std::vector<variable_id> published_ids() const;
 
     [[nodiscard]] bool has_definition() const;
     [[nodiscard]] bool lacks_definition() const;
@@ -115,6 +117,9 @@ private:
     [[nodiscard]] bool judges_normally() const;
     [[nodiscard]] bool may_withdraw() const;
     [[nodiscard]] bool has_dead_connection() const;
+    [[nodiscard]] bool has_live_connection() const;
+    [[nodiscard]] bool may_receive_changes() const;
+    [[nodiscard]] bool may_publish_during_a_read() const;
     [[nodiscard]] bool may_attach() const;
     [[nodiscard]] bool may_attach_with_success() const;
 
@@ -148,6 +153,10 @@ private:
     void write_variables();
     void request_definition();
     void disconnect_connection();
+    void fault_connection();
+    void fault_during_a_read();
+    void publish_during_a_read();
+    void receive_quality_alone();
 };
 
 std::span<sequence::step_kind const> sequence::get_step_kinds() {
@@ -193,6 +202,12 @@ std::span<sequence::step_kind const> sequence::get_step_kinds() {
         step_kind{"write_variables in any state", 1, &s::has_connection, &s::write_variables},
         step_kind{"request the definition", 2, &s::has_connection, &s::request_definition},
         step_kind{"connection disconnect", 1, &s::has_connection, &s::disconnect_connection},
+        step_kind{"connection fault", 1, &s::has_live_connection, &s::fault_connection},
+        step_kind{"fault during a read", 1, &s::may_exchange, &s::fault_during_a_read},
+        step_kind{
+            "publish during a read", 8, &s::may_publish_during_a_read, &s::publish_during_a_read},
+        step_kind{
+            "change event without a time", 2, &s::may_receive_changes, &s::receive_quality_alone},
     };
     return kinds;
 }
@@ -300,6 +315,18 @@ std::vector<variable_id> sequence::pick_known_ids() {
     return ids;
 }
 
+// Those of the newest list that were published since they were defined. A definition takes its time
+// from the system clock, which is ahead of the times here.
+std::vector<variable_id> sequence::published_ids() const {
+    std::vector<variable_id> ids;
+    for (auto const& [id, variable] : m_hub.get_newest_list().model->variables) {
+        if (variable.when && *variable.when <= m_hub.now()) {
+            ids.push_back(id);
+        }
+    }
+    return ids;
+}
+
 // -- what is possible -----------------------------------------------------------------------------
 
 bool sequence::has_definition() const {
@@ -363,6 +390,23 @@ bool sequence::may_withdraw() const {
 bool sequence::has_dead_connection() const {
     auto const& attached = m_hub.model.get_consumer().attached;
     return attached && !attached->is_live();
+}
+
+bool sequence::has_live_connection() const {
+    return has_connection() && m_hub.model.get_connection()->is_live();
+}
+
+bool sequence::may_receive_changes() const {
+    auto const& attached = m_hub.model.get_consumer().attached;
+    return attached && attached->is_live() && !attached->variables.empty();
+}
+
+bool sequence::may_publish_during_a_read() const {
+    auto const& provider = m_hub.model.get_provider();
+    return may_exchange() && m_hub.model.get_connection() == m_hub.model.get_consumer().attached
+        && provider.is_connected && provider.is_registered
+        && provider.list->fingerprint == m_hub.model.get_connection()->fingerprint
+        && !published_ids().empty();
 }
 
 bool sequence::may_attach() const {
@@ -601,6 +645,65 @@ void sequence::request_definition() {
 void sequence::disconnect_connection() {
     perform_surely(
         [&] { m_hub.get_connection().disconnect(); }, [&] { m_hub.model.disconnect_connection(); });
+}
+
+void sequence::fault_connection() {
+    perform_surely(
+        [&] { m_hub.get_connection().set_fault_state(); }, [&] { m_hub.model.fault_connection(); });
+}
+
+void sequence::fault_during_a_read() {
+    auto was_too_late = false;
+    perform(
+        [&] {
+            auto& connection = m_hub.get_connection();
+            std::jthread const faulting{[&connection] {
+                connection.set_fault_state();
+            }};
+            try {
+                connection.update_all_variables();
+            } catch (operational_state_invalid const&) {
+                was_too_late = true;
+                throw;
+            }
+        },
+        [&] {
+            auto read = was_too_late ? outcome{"operational_state_invalid", {}}
+                                     : m_hub.model.update_all_variables();
+            m_hub.model.fault_connection();
+            return read;
+        });
+}
+
+void sequence::publish_during_a_read() {
+    auto const& list = m_hub.get_newest_list();
+    auto const ids = published_ids();
+    auto const id = ids[pick(ids.size())];
+    auto const value = value_for(id - list.model->variables.begin()->first, pick(1000));
+    tell("variable " + std::to_string(id));
+    perform_surely(
+        [&] {
+            auto publishing =
+                std::async(std::launch::async, [&] { list.real->publish(id, value, m_hub.now()); });
+            m_hub.get_connection().update_all_variables();
+            publishing.get();
+        },
+        [&] {
+            m_hub.model.publish_during_a_read(*list.model, {id, value}, m_hub.now());
+        });
+}
+
+void sequence::receive_quality_alone() {
+    auto const& variables = m_hub.model.get_consumer().attached->variables;
+    auto const chosen =
+        std::next(variables.begin(), static_cast<std::ptrdiff_t>(pick(variables.size())));
+    auto const id = chosen->first;
+    tell("variable " + std::to_string(id));
+    perform_surely(
+        [&] { m_hub.send_uncertain_quality(id); },
+        [&] {
+            m_hub.model.receive_quality_alone({id, variable_quality::uncertain});
+        });
 }
 
 // -- many sequences -------------------------------------------------------------------------------
