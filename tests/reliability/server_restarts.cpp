@@ -113,13 +113,13 @@ bool application_pair::is_equal() {
 bool application_pair::holds_older_value_as_good() {
     auto const current = m_consuming.get_connection().get_current_variables();
     auto const& provided = m_providing.get_list().get_variables();
-    return current.variables && std::ranges::any_of(provided, [&current](auto const& entry) {
-               auto const& [id, original] = entry;
-               auto const copy = current.variables->find(id);
-               return copy != current.variables->end()
-                   && copy->second->get_quality() == variable_quality::good
-                   && copy->second->get_value_with_timestamp()
-                          != original->get_value_with_timestamp();
+    return current.variables && std::ranges::any_of(*current.variables, [&](auto const& entry) {
+               auto const& [id, copy] = entry;
+               auto const original = provided.find(id);
+               return copy->get_quality() == variable_quality::good
+                   && (original == provided.end()
+                       || copy->get_value_with_timestamp()
+                              != original->second->get_value_with_timestamp());
            });
 }
 

@@ -16,6 +16,7 @@ namespace {
 
 constexpr std::size_t type_count = std::variant_size_v<variable_value>;
 constexpr std::size_t writable_position = 2; // an int64
+constexpr std::uint32_t definition_version = 1;
 
 timestamp now() {
     return std::chrono::system_clock::now();
@@ -86,14 +87,13 @@ providing_application::providing_application(
     std::vector<std::string> servers)
     : m_servers{hub, std::move(servers)}
     , m_variables{variables}
-    , m_fingerprint{variables}
     , m_provider{identifier} {
     m_provider.set_variables_written_callback(&apply_command, nullptr);
     await([this] { return start(); }, patience);
 }
 
 bool providing_application::start() {
-    provider_definition definition{m_fingerprint};
+    provider_definition definition{make_fingerprint(definition_version)};
     fill(definition, m_variables);
     try {
         m_list = m_provider.register_provider_definition(definition);
@@ -194,12 +194,22 @@ bool consuming_application::attempt(Work work) {
 bool consuming_application::read_and_write() {
     return attempt([this] {
         auto const current = m_connection->get_current_variables();
-        m_calls.measure("read", [this] { m_connection->update_all_variables(); });
+        read_or_follow_definition();
         auto const chosen = std::next(current.variables->begin(), writable_position);
         chosen->second->set_value(++m_written, now());
         m_calls.measure(
             "write", [&] { m_connection->write_variables(current.fingerprint, {chosen->first}); });
     });
+}
+
+// The event about a definition that was registered again may have been missed.
+void consuming_application::read_or_follow_definition() {
+    try {
+        m_calls.measure("read", [this] { m_connection->update_all_variables(); });
+    } catch (provider_definition_mismatch const&) {
+        m_connection->request_provider_definition();
+        throw;
+    }
 }
 
 bool consuming_application::request_definition() {

@@ -71,7 +71,7 @@ private:
 };
 
 /// An application that provides variables of all six types and recovers the way the documents say:
-/// after a failure it disconnects, registers again and connects.
+/// after a failure it disconnects, registers again with another fingerprint and connects.
 class providing_application {
 public:
     /// @param variables  How many; at least six.
@@ -96,7 +96,6 @@ private:
     known_servers m_servers;
     longest_calls m_calls;
     std::size_t const m_variables;
-    definition_fingerprint const m_fingerprint;
     provider m_provider;
     std::shared_ptr<variable_list> m_list;
     std::uint64_t m_round = 0;
@@ -111,7 +110,8 @@ private:
 };
 
 /// An application that follows one provider and recovers the way the documents say: after a fault
-/// it disconnects, connects and attaches again.
+/// it disconnects, connects and attaches again; when the provider has another definition it requests
+/// that.
 class consuming_application {
 public:
     /// @param servers  As known_servers has them.
@@ -154,6 +154,7 @@ private:
     bool start();
     template <class Work>
     bool attempt(Work work);
+    void read_or_follow_definition();
 };
 
 /// Whether the consumer's values, qualities and time stamps are those of the provider.
