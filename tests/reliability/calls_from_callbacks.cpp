@@ -44,7 +44,7 @@ public:
         connect_and_attach();
     }
 
-    // Makes the chosen callback run `chosen`; false when it has not come through in time.
+    // Runs `chosen` in the chosen callback. Returns false if it has not returned in time.
     bool runs(operation chosen, std::function<void(stage&)> const& provoke_callback) {
         m_operation = std::move(chosen);
         auto done = m_done.get_future();
@@ -89,7 +89,7 @@ public:
     std::shared_ptr<provider_connection> connection;
 
 private:
-    // Only the first callback runs the operation; what the operation throws is no matter here.
+    // Only the first callback runs the operation; what the operation throws does not matter here.
     void act() {
         operation chosen;
         {

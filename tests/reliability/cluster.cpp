@@ -27,12 +27,12 @@ using std::chrono::steady_clock;
 
 constexpr std::size_t variable_count = 60;
 
-// A request in flight through the killed server takes 5 s to fail; then the application connects and
-// attaches again.
+// A request in flight through the killed server takes 5 s to fail; then the application connects
+// and attaches again.
 constexpr std::chrono::seconds failover_limit{10};
 
-// How many clients of this machine are connected to the server, as the kernel reports: the third word
-// of a line is the peer's address, the fourth the state, 01 for an established connection.
+// How many clients of this machine are connected to the server, as the kernel reports: the third
+// word of a line is the peer's address, the fourth the state, 01 for an established connection.
 std::size_t count_clients(dev::nats_server const& server) {
     auto const url = server.get_url();
     std::ostringstream peer;
@@ -117,7 +117,7 @@ public:
             auto const read = busy.read();
             demand(
                 await([&] { return busy.has_moved_on(published, read); }, failover_limit),
-                "publishing and reading did not go on with another server");
+                "publishing and reading did not continue with another server");
             m_longest_failover = std::max(
                 m_longest_failover,
                 std::chrono::duration_cast<milliseconds>(steady_clock::now() - begin));
@@ -126,7 +126,7 @@ public:
         server.start();
         demand(
             await([&] { return is_reached_through(server); }, patience),
-            "the restarted server is no part of the cluster");
+            "the restarted server has not joined the cluster");
     }
 
     [[nodiscard]] std::string to_text() const {
@@ -154,7 +154,7 @@ private:
         demand(
             registry.wait_until_provider_listed("boiler", patience)
                 && registry.get_definition("boiler").has_value(),
-            "the registry does not know the provider any more");
+            "the registry does not know the provider");
     }
 
     // Whether a consumer of this server finds the registry and the provider.

@@ -20,7 +20,7 @@ namespace arvenhold::corvel::hub::reliability {
 
 namespace {
 
-constexpr int look_interval = 5; // milliseconds between two looks at what is asked for
+constexpr int check_interval = 5; // in milliseconds, between two checks for requests
 
 constexpr int nobody = -1; // a file number that is never readable
 
@@ -59,7 +59,7 @@ int listen_on_a_free_port() {
     return listener;
 }
 
-// A socket that has nothing to be read, or its end when nobody listens on the port.
+// A socket with nothing to read; at its end if nothing listens on the port.
 int connect_to(std::uint16_t port) {
     auto const made = make_socket();
     auto address = loopback(port);
@@ -95,7 +95,7 @@ bool pass_piece(int from, int to, bool swallow) {
 // Two sockets, one to each side.
 class cutting_proxy::connection {
 public:
-    // With a server that cannot be reached it ends with the next pass_on().
+    // If the server cannot be reached, the next pass_on() ends this connection.
     connection(int client, int server)
         : m_client{client}
         , m_server{server} {}
@@ -172,7 +172,7 @@ void cutting_proxy::run() {
         for (auto const& each : m_connections) {
             each->watch(watched);
         }
-        ::poll(watched.data(), watched.size(), look_interval);
+        ::poll(watched.data(), watched.size(), check_interval);
         if (is_readable(m_listener, 0)) {
             take_connection();
         }

@@ -14,7 +14,7 @@
 
 namespace arvenhold::corvel::hub::reliability {
 
-/// Passes TCP connections to a server on, from a free port on loopback.
+/// Forwards TCP connections from a free port on loopback to a server.
 class cutting_proxy {
 public:
     /// @param server_url  "nats://127.0.0.1:" and the port.
@@ -29,11 +29,11 @@ public:
     /// What clients connect to instead.
     [[nodiscard]] std::string get_url() const;
 
-    /// Swallows every byte in both directions from now on. Connections stay open until one side
-    /// closes its end, and new ones are taken.
+    /// Drops every byte in both directions from now on. Connections stay open until one side closes
+    /// its end, and new ones are accepted.
     void cut();
 
-    /// Closes all connections, for each may have lost bytes, and passes new ones on.
+    /// Closes all connections, because each may have lost bytes, and forwards new ones.
     void repair();
 
 private:
@@ -41,7 +41,7 @@ private:
 
     std::uint16_t const m_server_port;
     int const m_listener;
-    std::atomic<bool> m_cut{false};      // read by the thread for each piece
+    std::atomic<bool> m_cut{false};      // read by the thread for each chunk
     std::atomic<bool> m_repaired{false}; // a request to the thread, which clears it
     std::atomic<bool> m_ending{false};
     std::vector<std::unique_ptr<connection>> m_connections; // used by the thread alone

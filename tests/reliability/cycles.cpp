@@ -55,7 +55,7 @@ std::string run_cycles(effort how_much) {
         connect(coming_and_going, hub);
         coming_and_going.disconnect();
     });
-    auto const attaches = repeat(cycles, "connections made and destroyed", [&attaching] {
+    auto const attaches = repeat(cycles, "connections created and destroyed", [&attaching] {
         static_cast<void>(provider_connection::create("boiler", attaching));
     });
     return connects + "; " + attaches;

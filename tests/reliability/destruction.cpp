@@ -22,7 +22,7 @@ timestamp now() {
     return std::chrono::system_clock::now();
 }
 
-// Repeats `work` on a thread of its own until destroyed; what it throws is no matter here.
+// Repeats `work` on a thread of its own until destroyed; ignores what it throws.
 class traffic {
 public:
     explicit traffic(std::function<void()> work)
@@ -49,7 +49,7 @@ private:
     std::thread m_thread;
 };
 
-// What callbacks destroy: the object of another pair than the one that calls.
+// What callbacks destroy: objects of another pair than the calling one.
 struct victims {
     std::unique_ptr<provider> doomed_provider;
     std::unique_ptr<consumer> doomed_consumer;
@@ -78,7 +78,7 @@ std::shared_ptr<variable_list> offer(provider& server, dev::dev_hub& hub) {
     return list;
 }
 
-// A whole pair goes while its list, its connection and its handlers are busy on other threads.
+// Destroys a whole pair while other threads use its list, its connection and its handlers.
 void destroy_under_traffic(dev::dev_hub& hub) {
     auto server = std::make_unique<provider>("falling");
     auto const list = offer(*server, hub);

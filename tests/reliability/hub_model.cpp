@@ -35,8 +35,8 @@ outcome type_incompatible(
             + ", dest type index: " + std::to_string(variable.value->index()) + ")"};
 }
 
-// What a consumer's variable begins with: nothing known for a point in time, which is the time of
-// decoding.
+// The initial value of a consumer's variable; empty for a point in time, because that is the time
+// of decoding.
 std::optional<variable_value> initial_value_like(variable_value const& value) {
     switch (value.index()) {
     case 0:
@@ -165,7 +165,8 @@ outcome hub_model::connect_provider() {
     if (verdict.succeeded()) {
         auto const sent = m_provider.list->pending;
         m_provider.list->pending.clear();
-        // A consumer reads the variables at the same time; which time stamp stays is chance.
+        // A consumer reads the variables at the same time; which time stamp stays is not
+        // determined.
         receive_changes(sent, std::nullopt);
     }
     return verdict;
@@ -393,7 +394,7 @@ void hub_model::forget_provider() {
 void hub_model::restart_registry() {
     m_registry.known.reset();
     m_registry.lists_provider = false; // consumers are notified later
-    // Should the provider answer late, the consumer is notified of the loss before.
+    // If the provider answers late, the consumer is notified of a loss first.
     m_uncertain = true;
     if (m_provider.is_connected && m_provider.is_registered) {
         static_cast<void>(announce_definition());
@@ -623,7 +624,8 @@ void hub_model::publish_during_a_read(list_model& list, new_value const& change,
     auto const sent_along = list.pending;
     static_cast<void>(read(*m_connection, list.fingerprint, {}));
     static_cast<void>(publish(list, change, when));
-    // The event has one time for all, the reply has each variable's own; which one stays is chance.
+    // The event has one time for all, the reply has each variable's own; which one stays is not
+    // determined.
     for (auto const id : sent_along) {
         if (id != std::get<variable_id>(change)) {
             m_connection->variables.at(id).when.reset();

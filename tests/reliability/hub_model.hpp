@@ -3,7 +3,7 @@
 
 // What the documents say about a provider, the registry and a consumer, without messages, threads
 // and time: every operation takes full effect everywhere at once. Predicts how each operation ends
-// and what can be seen of all sides when everything has become quiet.
+// and what all sides show once everything is quiet.
 
 #pragma once
 
@@ -32,7 +32,7 @@ struct outcome {
     }
 };
 
-/// A variable as it can be seen on one side. What is nothing cannot be predicted.
+/// A variable as one side sees it. An empty member cannot be predicted.
 struct variable_model {
     std::optional<variable_value> value;
     variable_quality quality = variable_quality::good;
@@ -79,7 +79,7 @@ public:
     outcome connect_provider();
     outcome connect_provider_with_wrong_secret();
     void disconnect_provider();
-    /// Destroys the provider and makes another one of the same name.
+    /// Destroys the provider and creates another one of the same name.
     void replace_provider();
     outcome register_open_definition();
     outcome register_definition(std::shared_ptr<list_model> list);
@@ -102,19 +102,19 @@ public:
     void forget_provider();
     void restart_registry();
 
-    // The consumer's application. Its operations on a connection use the latest one that it has
-    // got.
+    // The consumer's application. Its operations on a connection use the latest one that it
+    // attached.
 
     outcome connect_consumer();
     [[nodiscard]] outcome connect_consumer_with_wrong_secret() const;
     void disconnect_consumer();
-    /// Destroys the consumer and makes another one of the same name.
+    /// Destroys the consumer and creates another one of the same name.
     void replace_consumer(bool read_only);
     outcome attach();
     outcome set_local_value(new_value const& change, timestamp when);
     outcome read_variables(definition_fingerprint fingerprint, std::vector<variable_id> const& ids);
     outcome update_all_variables();
-    /// @param applied_when  The time with which the provider's application applies the command.
+    /// @param applied_when  The time stamp that the provider's application gives the values.
     outcome write_variables(
         definition_fingerprint fingerprint,
         std::vector<variable_id> const& ids,
@@ -127,17 +127,17 @@ public:
     /// attached and connected, and holds the list's definition.
     void publish_during_a_read(list_model& list, new_value const& change, timestamp when);
 
-    /// The registry's event about the definition that everybody knows already.
+    /// The registry's event about a definition that both sides hold already.
     void repeat_definition_event();
 
-    /// A change event that carries nothing but a quality: no value and no time stamp.
+    /// A change event with a quality only: no value and no time stamp.
     void receive_quality_alone(new_quality const& change);
 
     // What can be seen.
 
     struct provider_state {
         bool is_connected = false;
-        bool has_failed = false; ///< A connect was refused for want of a token.
+        bool has_failed = false; ///< A connect failed because no token could be obtained.
         bool is_registered = false;
         std::shared_ptr<list_model> list; ///< Null for none.
     };
@@ -152,7 +152,7 @@ public:
     struct consumer_state {
         bool is_connected = false;
         bool is_read_only = false;
-        std::optional<bool> sees_provider = false; ///< Nothing: there is no list.
+        std::optional<bool> sees_provider = false; ///< Empty: there is no list.
         bool has_lost_provider = false;
         std::shared_ptr<connection_model> attached; ///< Null for none.
     };
@@ -170,13 +170,12 @@ public:
     [[nodiscard]] callback_counts const& get_counts() const;
     [[nodiscard]] std::shared_ptr<connection_model> const& get_connection() const;
 
-    /// Whether a request to the provider would be answered by nobody, not even by the server: that
-    /// takes the five seconds of its time limit.
+    /// Whether neither the provider nor the server would answer a read request, which then runs
+    /// into its timeout of five seconds.
     [[nodiscard]] bool attaching_takes_long() const;
 
-    /// Whether events were sent, since the last call, of which their receivers may show nothing:
-    /// because they are not meant for them, or because another event was faster. What can be seen
-    /// is the same either way.
+    /// Whether events were sent since the last call whose effect on a receiver is not certain: they
+    /// are not meant for it, or another event was faster. The final state is the same either way.
     bool take_uncertainty();
 
 private:

@@ -26,7 +26,7 @@ namespace {
 using dev::event_kind;
 using std::chrono::milliseconds;
 
-// Long enough after the sending of a definition that the provider is already waiting.
+// Long enough for a provider that has sent its definition to wait for the verdict.
 constexpr milliseconds verdict_delay{10};
 
 // Long enough for a provider to announce itself to a registry that has restarted.
@@ -148,7 +148,7 @@ variable_permissions permissions_at(std::size_t position) {
     return position % 3 == 1 ? variable_permissions::read_only : variable_permissions::read_write;
 }
 
-bool rests(std::filesystem::path const& thread) {
+bool is_idle(std::filesystem::path const& thread) {
     std::ifstream file{thread / "stat"};
     std::string line;
     std::getline(file, line);
@@ -157,8 +157,8 @@ bool rests(std::filesystem::path const& thread) {
     return end_of_name == std::string::npos || line.substr(end_of_name + 2, 1) == "S";
 }
 
-// A thread of the NATS client that a message was given to does not rest before it has handled it.
-void wait_until_threads_rest() {
+// A thread of the NATS client that has a message to handle is not idle before it has handled it.
+void wait_until_threads_are_idle() {
     std::set<std::filesystem::path> busy;
     for (auto const& thread : std::filesystem::directory_iterator{"/proc/self/task"}) {
         if (thread.path().filename() != std::to_string(gettid())) {
@@ -167,10 +167,10 @@ void wait_until_threads_rest() {
     }
     demand(
         await([&] {
-            std::erase_if(busy, rests);
+            std::erase_if(busy, is_idle);
             return busy.empty();
         }),
-        "a thread never rests");
+        "a thread never becomes idle");
 }
 
 std::shared_ptr<list_model> model_of(
@@ -204,8 +204,8 @@ modelled_hub::modelled_hub(shared_hub& services, std::uint64_t number)
     , m_provider_identifier{"provider-" + std::to_string(number)}
     , m_consumer_name{"consumer-" + std::to_string(number)} {
     m_witness.now = first_time();
-    make_provider();
-    make_consumer(false);
+    create_provider();
+    create_consumer(false);
     flush_registry(); // of what the sequence before has caused
 }
 
@@ -239,12 +239,12 @@ timestamp modelled_hub::now() const {
     return m_witness.now;
 }
 
-void modelled_hub::make_provider() {
+void modelled_hub::create_provider() {
     m_provider.emplace(m_provider_identifier);
     m_provider->set_variables_written_callback(&on_written, &m_witness);
 }
 
-void modelled_hub::make_consumer(bool read_only) {
+void modelled_hub::create_consumer(bool read_only) {
     auto const on_providers = [](std::shared_ptr<std::set<std::string>> /*identifiers*/,
                                  consumer& /*receiver*/,
                                  void* user_data) {
@@ -280,7 +280,7 @@ void modelled_hub::connect_provider(std::string const& secret) {
 
 void modelled_hub::replace_provider() {
     m_provider.reset();
-    make_provider();
+    create_provider();
 }
 
 std::shared_ptr<list_model> modelled_hub::register_definition(
@@ -325,7 +325,7 @@ void modelled_hub::connect_consumer(std::string const& secret) {
 
 void modelled_hub::replace_consumer(bool read_only) {
     m_consumer.reset();
-    make_consumer(read_only);
+    create_consumer(read_only);
 }
 
 void modelled_hub::attach() {
@@ -390,7 +390,7 @@ std::size_t modelled_hub::count_published_lists() const {
     return m_services.hub.get_log().get_count(event_kind::providers_published);
 }
 
-// From the source of the messages to the one who receives them last.
+// From the source of the messages to their last receiver.
 void modelled_hub::settle(std::size_t updates_before, std::size_t certain_updates) {
     settle_registry();
     settle_provider();
@@ -398,7 +398,7 @@ void modelled_hub::settle(std::size_t updates_before, std::size_t certain_update
         auto const expected = count_published_lists() - m_lists_published_before;
         demand(
             await([&] { return m_witness.lists == expected; }),
-            "the consumer was not told of every list of providers");
+            "the consumer's application was not notified of every list of providers");
     }
     demand(await([&] { return find_difference().empty(); }), find_difference());
     settle_change_events();
@@ -407,14 +407,14 @@ void modelled_hub::settle(std::size_t updates_before, std::size_t certain_update
     } else {
         demand(
             await([&] { return m_witness.definition_updates >= updates_before + certain_updates; }),
-            "the consumer's application was not told of a definition");
+            "the consumer's application was not notified of a definition");
     }
-    wait_until_threads_rest();
+    wait_until_threads_are_idle();
     auto const difference = find_difference();
     demand(difference.empty(), difference);
 }
 
-// Whatever the registry has sent has reached the server afterwards.
+// Afterwards everything that the registry has sent has reached the server.
 void modelled_hub::flush_registry() {
     auto const answer = m_services.peer.request(
         "v1.loc.registry.providers.qry.read", wire::read_providers_query_response({}));
@@ -445,12 +445,12 @@ void modelled_hub::settle_registry() {
     flush_registry();
 }
 
-// Whatever the provider has sent has reached the server afterwards.
+// Afterwards everything that the provider has sent has reached the server.
 void modelled_hub::settle_provider() {
     auto const& expected = model.get_provider();
     demand(
         await([&] { return m_witness.commands == model.get_counts().commands; }),
-        "the provider has not got every write command");
+        "the provider has not received every write command");
     if (!expected.is_connected || !expected.list) {
         return;
     }
@@ -477,7 +477,7 @@ void modelled_hub::repeat_definition_event() {
     model.repeat_definition_event();
     demand(
         await([&] { return m_witness.definition_updates > before; }),
-        "the consumer's application was not told of a repeated definition");
+        "the consumer's application was not notified of a repeated definition");
 }
 
 void modelled_hub::send_change_event(wire::variable_list_table const& changes) {
@@ -500,7 +500,7 @@ void modelled_hub::settle_change_events() {
         await([&] {
             return m_witness.empty_changes == model.get_counts().empty_changes + m_own_changes;
         }),
-        "the consumer's application was not told of every change event");
+        "the consumer's application was not notified of every change event");
 }
 
 // -- comparing ------------------------------------------------------------------------------------
@@ -526,12 +526,12 @@ std::string modelled_hub::find_difference_of_provider() {
     definition_fingerprint fingerprint = 0;
     observe([&] { fingerprint = m_provider->get_fingerprint(); });
     if (fingerprint != (expected.is_registered ? expected.list->fingerprint : 0)) {
-        return "provider::get_fingerprint() gives " + std::to_string(fingerprint);
+        return "provider::get_fingerprint() returns " + std::to_string(fingerprint);
     }
     std::shared_ptr<variable_list> list;
     observe([&] { list = m_provider->get_variable_list(); });
     if (list != (expected.list ? m_newest.real : nullptr)) {
-        return "provider::get_variable_list() gives another list";
+        return "provider::get_variable_list() returns another list";
     }
     auto difference = reliability::find_difference(m_newest);
     return difference.empty() ? reliability::find_difference(m_older) : difference;
@@ -545,14 +545,14 @@ std::string modelled_hub::find_difference_of_consumer() {
     }
     auto const identifiers = m_consumer->get_provider_identifiers();
     if ((identifiers != nullptr) != expected.sees_provider.has_value()) {
-        return "consumer::get_provider_identifiers() gives "
+        return "consumer::get_provider_identifiers() returns "
              + std::string{identifiers ? "a list" : "no list"};
     }
     if (identifiers
         && *identifiers
                != (*expected.sees_provider ? std::set{m_provider_identifier}
                                            : std::set<std::string>{})) {
-        return "consumer::get_provider_identifiers() gives " + std::to_string(identifiers->size())
+        return "consumer::get_provider_identifiers() returns " + std::to_string(identifiers->size())
              + " providers";
     }
     return {};

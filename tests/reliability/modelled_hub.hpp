@@ -26,10 +26,10 @@ struct shared_hub {
     shared_hub();
 
     dev::dev_hub hub;
-    raw_peer peer; ///< Sends what shows that everything before it was received.
+    raw_peer peer; ///< Its messages show that everything before them was received.
 };
 
-/// A list of the provider and what the model thinks of it.
+/// A list of the provider and its model.
 struct held_list {
     std::shared_ptr<variable_list> real;
     std::shared_ptr<list_model> model;
@@ -109,8 +109,8 @@ private:
         provider& receiver,
         void* user_data);
 
-    void make_provider();
-    void make_consumer(bool read_only);
+    void create_provider();
+    void create_consumer(bool read_only);
     [[nodiscard]] std::size_t count_published_lists() const;
     void settle(std::size_t updates_before, std::size_t certain_updates);
     void flush_registry();

@@ -27,8 +27,8 @@ constexpr std::size_t variable_count = 60;
 
 using durations = std::map<std::string, milliseconds>;
 
-// What the interface's comments promise. A publication waits while the NATS client tries to
-// reconnect to a server that says nothing, 2 s at a time, and so does a disconnect.
+// What the contracts in the headers promise. A publication waits while the NATS client tries to
+// reconnect to a server that does not answer, 2 s at a time; so does a disconnect.
 durations const& promised() {
     static durations const limits{
         {"publish", milliseconds{2'000}},
@@ -42,7 +42,7 @@ durations const& promised() {
     return limits;
 }
 
-// For the machine, which may have more to do.
+// The machine may be busy with other work.
 constexpr milliseconds tolerance{1'000};
 
 class mute_world {
@@ -95,7 +95,7 @@ private:
             end_fault();
             demand(
                 await([&] { return busy.has_moved_on(published, read); }, patience),
-                "publishing and reading did not go on after the fault");
+                "publishing and reading did not continue after the fault");
             m_longest_recovery = std::max(
                 m_longest_recovery,
                 std::chrono::duration_cast<milliseconds>(steady_clock::now() - begin));
@@ -144,7 +144,7 @@ std::string run_fault(fault const& what, unsigned times) {
     demand_promises(longest);
     std::ostringstream figures;
     figures << what.name << ' ' << times << " times for " << what.outage.count()
-            << " ms: work went on after at most " << world.get_longest_recovery().count()
+            << " ms: work continued after at most " << world.get_longest_recovery().count()
             << " ms; calls in ms: longest/documented" << to_text(longest);
     return figures.str();
 }

@@ -36,7 +36,7 @@ milliseconds since(steady_clock::time_point begin) {
     return std::chrono::duration_cast<milliseconds>(steady_clock::now() - begin);
 }
 
-// A consumer that counts the lists of providers which it has dealt with.
+// A consumer that counts the lists of providers that it has handled.
 class watching_consumer {
 public:
     explicit watching_consumer(dev::dev_hub& hub)
@@ -88,7 +88,7 @@ public:
 
     void kill_and_start() {
         m_process->send_signal(SIGKILL);
-        demand(m_process->wait_until_ended(patience), "a killed process lives");
+        demand(m_process->wait_until_ended(patience), "a killed process has not ended");
         demand_loss();
         auto const returns = m_returns.load();
         start();
@@ -185,7 +185,7 @@ private:
             await(
                 [this] { return has_state(provider_connection_state::provider_unavailable); },
                 patience),
-            m_identifier + ": the consumer was not told of the loss");
+            m_identifier + ": the consumer was not notified of the loss");
         demand_bad_values();
     }
 
@@ -193,8 +193,8 @@ private:
         auto const begin = steady_clock::now();
         demand(
             await([&] { return m_returns == returns_before + 1; }, patience),
-            m_identifier + ": the consumer was not told of the return");
-        // The list is dealt with when the values of all that have returned were read.
+            m_identifier + ": the consumer was not notified of the return");
+        // The list is handled once the values of all that have returned were read.
         demand(
             await([this] { return m_watcher.get_lists() > m_list_of_return; }, patience),
             m_identifier + ": reading after the return does not end");
@@ -204,7 +204,7 @@ private:
         let_verdict_be_taken();
         demand(
             has_state(provider_connection_state::connected) && m_returns == returns_before + 1,
-            m_identifier + ": not connected, or told of the return twice");
+            m_identifier + ": not connected, or notified of the return twice");
     }
 
     void demand_verdict() {
@@ -218,8 +218,9 @@ private:
     // all values again. A provider that is lost at that moment would fault the connection. So a
     // definition of another fingerprint follows the verdict: when the connection holds it, the
     // thread that takes both is through with the verdict. A definition without variables makes the
-    // consumer read nothing and tell nobody, only write a line to standard error. Then the provider's
-    // own definition follows, and the thread is through with that one when it reports it.
+    // consumer read nothing and call no callback; it only writes a line to standard error. Then the
+    // provider's own definition follows, and the thread is through with that one when it reports
+    // it.
     void let_verdict_be_taken() {
         auto const subject = "v1.loc.registry.providers." + m_identifier + ".def";
         flush_registry();
@@ -240,7 +241,7 @@ private:
             m_identifier + ": the consumer has not taken the provider's definition again");
     }
 
-    // Whatever the registry has sent has reached the server afterwards.
+    // Afterwards everything that the registry has sent has reached the server.
     void flush_registry() {
         auto const answer = m_peer.request("v1.loc.registry.providers.qry.read", {});
         demand(answer.status == NATS_OK, "the registry does not answer");
@@ -262,9 +263,9 @@ private:
     }
 };
 
-// The server drops a client after a few seconds that does not answer, so that the registry notices
-// a provider that hangs as well. The server pings only clients that it has sent nothing to for an
-// interval; the registry must not check as often.
+// The server disconnects a client that does not answer for a few seconds, so that the registry
+// notices a provider that hangs as well. The server pings only clients that it has sent nothing to
+// for an interval; the registry must not check as often.
 dev::dev_hub_options watchful_hub() {
     dev::dev_hub_options options;
     options.nats_server.ping_interval = std::chrono::seconds{1};
@@ -277,11 +278,11 @@ dev::dev_hub_options watchful_hub() {
 struct amount {
     unsigned providers;
     unsigned losses_of_each; // every other one a kill
-    milliseconds standstill;
+    milliseconds freeze_duration;
 };
 
-// Providers side by side, each of which is killed and frozen in turn, one half beginning with this
-// and the other with that.
+// Several providers at once. Each is killed and frozen in turn; half of them are killed first, the
+// others frozen first.
 milliseconds lose_noticed(amount const& wanted) {
     dev::dev_hub hub{watchful_hub()};
     watching_consumer watcher{hub};
@@ -297,7 +298,7 @@ milliseconds lose_noticed(amount const& wanted) {
                 if (loss % 2 == 0) {
                     provided.kill_and_start();
                 } else {
-                    provided.freeze_for(wanted.standstill);
+                    provided.freeze_for(wanted.freeze_duration);
                 }
             }
         }));

@@ -1,7 +1,7 @@
 // SPDX-FileCopyrightText: 2026 Arvenhold
 // SPDX-License-Identifier: Apache-2.0
 
-// A provider in a process of its own, whose values tell the round in which it was started. It runs
+// A provider in a process of its own, whose values show the round in which it was started. It runs
 // until it is killed.
 
 #include "reliability/world.hpp"

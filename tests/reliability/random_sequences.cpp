@@ -26,7 +26,7 @@ namespace {
 
 constexpr unsigned steps_per_sequence = 30;
 
-// A hub's log of events grows, and is searched.
+// A hub's log of events grows, and each step searches it.
 constexpr unsigned sequences_per_hub = 25;
 
 constexpr char const* right_secret = "developer-secret";
@@ -86,10 +86,10 @@ private:
     }
 
     step_kind const& draw_step();
-    void tell(std::string const& detail);
+    void note(std::string const& detail);
     void perform(
         std::function<void()> const& operation, std::function<outcome()> const& prediction);
-    // For what is never refused.
+    // For operations that are never refused.
     void perform_surely(
         std::function<void()> const& operation, std::function<void()> const& prediction);
 
@@ -124,7 +124,7 @@ private:
     [[nodiscard]] bool may_attach_with_success() const;
 
     void connect_provider();
-    void connect_in_vain();
+    void connect_with_wrong_secret();
     void disconnect_provider();
     void replace_provider();
     void register_definition();
@@ -143,7 +143,7 @@ private:
     void forget_provider();
     void restart_registry();
     void connect_consumer();
-    void connect_consumer_in_vain();
+    void connect_consumer_with_wrong_secret();
     void disconnect_consumer();
     void replace_consumer();
     void attach();
@@ -165,7 +165,7 @@ std::span<sequence::step_kind const> sequence::get_step_kinds() {
     static constexpr std::array kinds{
         step_kind{"provider connect", 25, &s::is_provider_disconnected, &s::connect_provider},
         step_kind{"provider connect again", 1, &s::is_provider_connected, &s::connect_provider},
-        step_kind{"provider connect, wrong secret", 1, nullptr, &s::connect_in_vain},
+        step_kind{"provider connect, wrong secret", 1, nullptr, &s::connect_with_wrong_secret},
         step_kind{"provider disconnect", 2, nullptr, &s::disconnect_provider},
         step_kind{"provider replaced", 1, nullptr, &s::replace_provider},
         step_kind{"register a definition", 25, &s::lacks_definition, &s::register_definition},
@@ -186,7 +186,8 @@ std::span<sequence::step_kind const> sequence::get_step_kinds() {
         step_kind{"registry restart", 3, &s::judges_normally, &s::restart_registry},
         step_kind{"consumer connect", 25, &s::is_consumer_disconnected, &s::connect_consumer},
         step_kind{"consumer connect again", 1, &s::is_consumer_connected, &s::connect_consumer},
-        step_kind{"consumer connect, wrong secret", 1, nullptr, &s::connect_consumer_in_vain},
+        step_kind{
+            "consumer connect, wrong secret", 1, nullptr, &s::connect_consumer_with_wrong_secret},
         step_kind{"consumer disconnect", 1, nullptr, &s::disconnect_consumer},
         step_kind{"consumer gives up", 12, &s::has_dead_connection, &s::disconnect_consumer},
         step_kind{"consumer replaced", 1, nullptr, &s::replace_consumer},
@@ -232,7 +233,7 @@ sequence::step_kind const& sequence::draw_step() {
     return *possible[pick(possible.size())];
 }
 
-void sequence::tell(std::string const& detail) {
+void sequence::note(std::string const& detail) {
     m_story += ", " + detail;
 }
 
@@ -254,7 +255,7 @@ void sequence::perform_surely(
 held_list const& sequence::pick_list() {
     auto const takes_older = m_hub.get_older_list().real && happens_once(8);
     auto const& list = takes_older ? m_hub.get_older_list() : m_hub.get_newest_list();
-    tell("list of " + std::to_string(list.model->fingerprint));
+    note("list of " + std::to_string(list.model->fingerprint));
     return list;
 }
 
@@ -263,7 +264,7 @@ variable_id sequence::pick_id(list_model const& list) {
     auto const count = list.variables.size();
     auto const position = happens_once(25) ? count : pick(count);
     auto const id = list.variables.begin()->first + static_cast<variable_id>(position);
-    tell("variable " + std::to_string(id));
+    note("variable " + std::to_string(id));
     return id;
 }
 
@@ -300,7 +301,7 @@ std::vector<new_quality> sequence::pick_qualities(list_model const& list) {
 definition_fingerprint sequence::pick_fingerprint() {
     auto const held = m_hub.model.get_connection()->fingerprint;
     auto const fingerprint = happens_once(12) ? held + 1 : held;
-    tell("fingerprint " + std::to_string(fingerprint));
+    note("fingerprint " + std::to_string(fingerprint));
     return fingerprint;
 }
 
@@ -308,7 +309,7 @@ std::vector<variable_id> sequence::pick_known_ids() {
     std::vector<variable_id> ids;
     for (auto const& [id, variable] : m_hub.model.get_connection()->variables) {
         if (happens_once(2)) {
-            tell("variable " + std::to_string(id));
+            note("variable " + std::to_string(id));
             ids.push_back(id);
         }
     }
@@ -375,13 +376,13 @@ bool sequence::rejects() const {
 }
 
 // After a restart a rejection and the list without the provider reach the consumer on two threads:
-// whether it reads the values once more before they are lost, nobody can foretell.
+// whether it reads the values before the loss cannot be predicted.
 bool sequence::judges_normally() const {
     return !rejects();
 }
 
-// A connected provider gets the event too, and takes it for a verdict if it comes late. Only one with
-// a list shows that it has got it.
+// A connected provider receives the event too, and treats it as a verdict if it comes late. Only a
+// provider with a list shows that it has received it.
 bool sequence::may_withdraw() const {
     auto const& provider = m_hub.model.get_provider();
     return !provider.is_connected || provider.list;
@@ -426,7 +427,7 @@ void sequence::connect_provider() {
         [&] { return m_hub.model.connect_provider(); });
 }
 
-void sequence::connect_in_vain() {
+void sequence::connect_with_wrong_secret() {
     perform(
         [&] { m_hub.connect_provider(wrong_secret); },
         [&] { return m_hub.model.connect_provider_with_wrong_secret(); });
@@ -446,7 +447,7 @@ void sequence::register_definition() {
     auto const kind = pick(sizes.size());
     auto const values = pick(1000);
     auto const fingerprint = ++m_last_fingerprint;
-    tell(
+    note(
         "definition " + std::string(1, "ABC"[kind]) + " as fingerprint "
         + std::to_string(fingerprint));
     perform(
@@ -568,7 +569,7 @@ void sequence::connect_consumer() {
         [&] { return m_hub.model.connect_consumer(); });
 }
 
-void sequence::connect_consumer_in_vain() {
+void sequence::connect_consumer_with_wrong_secret() {
     perform(
         [&] { m_hub.connect_consumer(wrong_secret); },
         [&] { return m_hub.model.connect_consumer_with_wrong_secret(); });
@@ -581,7 +582,7 @@ void sequence::disconnect_consumer() {
 
 void sequence::replace_consumer() {
     auto const read_only = happens_once(4);
-    tell(read_only ? "read-only" : "read-write");
+    note(read_only ? "read-only" : "read-write");
     perform_surely(
         [&] { m_hub.replace_consumer(read_only); },
         [&] { m_hub.model.replace_consumer(read_only); });
@@ -599,7 +600,7 @@ void sequence::set_local_value() {
     auto const id = chosen->first;
     auto const position = id - connection.variables.begin()->first;
     auto const value = value_for(happens_once(6) ? position + 1 : position, pick(1000));
-    tell("variable " + std::to_string(id));
+    note("variable " + std::to_string(id));
     perform(
         [&] {
             auto const current = m_hub.get_connection().get_current_variables();
@@ -629,7 +630,7 @@ void sequence::write_variables() {
     auto ids = pick_known_ids();
     if (happens_once(12)) {
         ids.push_back(0xffffffffU);
-        tell("an unknown variable");
+        note("an unknown variable");
     }
     perform(
         [&] { m_hub.get_connection().write_variables(fingerprint, ids); },
@@ -680,7 +681,7 @@ void sequence::publish_during_a_read() {
     auto const ids = published_ids();
     auto const id = ids[pick(ids.size())];
     auto const value = value_for(id - list.model->variables.begin()->first, pick(1000));
-    tell("variable " + std::to_string(id));
+    note("variable " + std::to_string(id));
     perform_surely(
         [&] {
             auto publishing =
@@ -698,7 +699,7 @@ void sequence::receive_quality_alone() {
     auto const chosen =
         std::next(variables.begin(), static_cast<std::ptrdiff_t>(pick(variables.size())));
     auto const id = chosen->first;
-    tell("variable " + std::to_string(id));
+    note("variable " + std::to_string(id));
     perform_surely(
         [&] { m_hub.send_uncertain_quality(id); },
         [&] {

@@ -49,7 +49,7 @@ judgement register_definition(provider& server) {
     return {result, std::chrono::duration_cast<milliseconds>(steady_clock::now() - begin)};
 }
 
-// A registry's behaviour, and what the provider makes of it.
+// A registry's behaviour, and how the provider must react.
 struct behaviour {
     char const* name;
     void (*set_up)(dev::registry&);
@@ -82,7 +82,7 @@ std::vector<behaviour> slow_behaviours() {
         {"answers after 15.1 s",
          [](dev::registry& registry) { registry.set_verdict_delay(milliseconds{15'100}); },
          outcome::timed_out},
-        {"is silent",
+        {"does not answer",
          [](dev::registry& registry) {
              registry.set_verdict_delay(milliseconds{5});
              registry.go_silent();

@@ -180,7 +180,7 @@ void restart_world::restart_under_load(milliseconds outage) {
     m_hub.get_nats_server().start();
     demand(
         await([&] { return busy.has_moved_on(published, read); }, patience),
-        "publishing and reading did not go on after the restart");
+        "publishing and reading did not continue after the restart");
     m_longest_recovery = std::max(m_longest_recovery, steady_clock::now() - begin);
 }
 

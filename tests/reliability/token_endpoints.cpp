@@ -38,13 +38,13 @@ constexpr std::string_view whole_reply = R"({"access_token":"abc","token_type":"
 enum class outcome {
     unreachable,  // the line contains a code of libcurl
     refused,      // the line contains the reply
-    token_invalid // there is no line: the server refuses what stands for a token
+    token_invalid // there is no line: the server refuses the token
 };
 
-// What an endpoint does, and what must be seen of it.
+// What an endpoint does, and how the connect must fail.
 struct endpoint_case {
     std::string name;
-    raw_http_server::script answer; // empty: nobody listens
+    raw_http_server::script answer; // empty: nothing listens
     outcome expected;
     std::string line_end = {}; // of the line on standard error
 };
@@ -72,7 +72,7 @@ std::string chunk(std::string_view bytes) {
     return text.str();
 }
 
-// A right reply that arrives in two chunks; whatever comes after the first is refused.
+// A valid reply that arrives in two chunks; everything after the first is refused.
 endpoint_case split_at(std::size_t position) {
     auto const rest = whole_reply.substr(position);
     return {
@@ -170,7 +170,7 @@ private:
 
     void demand_text(
         endpoint_case const& tried, std::string const& thrown, std::string const& kind) const {
-        // The server has given up meanwhile when the endpoint was slow.
+        // If the endpoint was slow, the server has closed the connection meanwhile.
         auto const in_time = tried.line_end != timed_out;
         auto const expected = kind + " tokens: failed to connect to the NATS server at "
                             + m_hub.get_nats_server().get_url() + ", NATS returns: "
@@ -201,7 +201,7 @@ private:
     }
 };
 
-// Of the certificate nothing is checked.
+// The certificate is not verified.
 void demand_admission_by_a_self_signed_endpoint(dev::dev_hub& hub, trial const& tried) {
     self_signed_endpoint const endpoint{
         R"({"access_token":")" + hub.get_nats_server().get_token() + R"("})"};

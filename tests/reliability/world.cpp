@@ -109,7 +109,7 @@ void providing_application::apply_command(
     variable_write_command const& command,
     provider& receiver,
     void* /*user_data*/) {
-    // One time for both: consumers see the event's time as that of the value.
+    // One time stamp for both: consumers give the value the time stamp of the event.
     auto const when = now();
     auto const list = receiver.get_variable_list();
     for (auto const& [id, value] : command.entries) {
@@ -202,7 +202,7 @@ bool consuming_application::read_and_write() {
     });
 }
 
-// The event about a definition that was registered again may have been missed.
+// The consumer may have missed the event about a new definition.
 void consuming_application::read_or_follow_definition() {
     try {
         m_calls.measure("read", [this] { m_connection->update_all_variables(); });
@@ -239,7 +239,7 @@ longest_calls const& consuming_application::get_longest_calls() const {
 }
 
 bool become_equal(providing_application& providing, consuming_application& consuming) {
-    // What both sides have sent arrives within this time, unless one has to recover once more.
+    // Everything in flight arrives within this time, unless one side has to recover again.
     constexpr std::chrono::milliseconds arrival{500};
     auto const is_equal_soon = [&] {
         return await(

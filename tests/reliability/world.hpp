@@ -16,7 +16,7 @@
 
 namespace arvenhold::corvel::hub::reliability {
 
-/// How long anything may take that is announced by nobody.
+/// The time limit for conditions that have to be polled.
 inline constexpr std::chrono::seconds patience{60};
 
 /// How long the longest call of each operation has taken. Used by one thread at a time.
@@ -48,13 +48,13 @@ private:
     std::map<std::string, std::chrono::milliseconds> m_longest;
 };
 
-/// The servers that an application knows, one of which is tried with each connect.
+/// The servers that an application knows; each connect tries the next one.
 class known_servers {
 public:
     /// @param urls  None for the hub's own.
     known_servers(dev::dev_hub& hub, std::vector<std::string> urls);
 
-    /// Connects with the hub's first client to the server whose turn it is.
+    /// Connects to the next server with the hub's first client.
     template <class Client>
     void connect(Client& client) {
         client.connect(
@@ -70,8 +70,8 @@ private:
     std::size_t m_attempts = 0;
 };
 
-/// An application that provides variables of all six types and recovers the way the documents say:
-/// after a failure it disconnects, registers again with another fingerprint and connects.
+/// An application that provides variables of all six types and recovers as documented: after a
+/// failure it disconnects, registers again with another fingerprint and connects.
 class providing_application {
 public:
     /// @param variables  How many; at least six.
@@ -109,8 +109,8 @@ private:
         void* user_data);
 };
 
-/// An application that follows one provider and recovers the way the documents say: after a fault
-/// it disconnects, connects and attaches again; when the provider has another definition it requests
+/// An application that follows one provider and recovers as documented: after a fault it
+/// disconnects, connects and attaches again; if the provider has another definition, it requests
 /// that.
 class consuming_application {
 public:
@@ -165,11 +165,11 @@ bool is_equal(variable_list& provided, provider_connection& consumed);
 /// @return whether that was so before the patience ended.
 bool become_equal(providing_application& providing, consuming_application& consuming);
 
-/// Makes a definition with `variables` variables, whose types take turns, with the values of the
+/// Fills a definition with `variables` variables, whose types alternate, with the values of the
 /// round.
 void fill(provider_definition& definition, std::size_t variables, std::uint64_t round = 0);
 
-/// Returns a value of the type that the variable at `position` has, different for each round.
+/// Returns a value, different for each round, of the type of the variable at `position`.
 variable_value value_for(std::size_t position, std::uint64_t round);
 
 /// Connects with the hub's first client.
