@@ -114,7 +114,7 @@ public:
 private:
     struct consumer_variable_construction_enabler;
 
-    consumer_variable() = default;
+    explicit consumer_variable() = default; // explicit, so that C++17 sees no aggregate
     ~consumer_variable() = default;
 };
 

@@ -103,7 +103,7 @@ public:
 private:
     struct provider_variable_construction_enabler;
 
-    provider_variable() = default;
+    explicit provider_variable() = default; // explicit, so that C++17 sees no aggregate
     ~provider_variable() = default;
 };
 

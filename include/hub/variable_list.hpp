@@ -207,7 +207,7 @@ private:
     // NOLINTNEXTLINE(*-avoid-non-const-global-variables): ids are unique in the process
     CORVEL_HUB_INTERNAL static std::atomic<variable_id> next_variable_id_;
 
-    variable_list() = default;
+    explicit variable_list() = default; // explicit, so that C++17 sees no aggregate
     ~variable_list() = default;
 };
 

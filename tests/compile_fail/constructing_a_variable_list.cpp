@@ -11,7 +11,7 @@ using namespace arvenhold::corvel::hub;
 
 void misuse(provider_definition& definition, provider& parent) {
 #ifdef MUST_NOT_COMPILE
-    variable_list{definition, parent};
+    static_cast<void>(new variable_list{});
 #else
     variable_list::create(definition, parent);
 #endif
