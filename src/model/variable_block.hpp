@@ -25,7 +25,7 @@ public:
     template <class... Arguments>
     std::shared_ptr<Variable> add(Arguments&&... arguments) {
         auto* const variable =
-            std::construct_at(m_memory->first + size(), std::forward<Arguments>(arguments)...);
+            std::construct_at(&place(size()), std::forward<Arguments>(arguments)...);
         ++m_memory->size;
         return {m_memory, variable};
     }
@@ -36,7 +36,7 @@ public:
 
     /// Returns the variable at `position`, which is below size(); valid as long as the block.
     [[nodiscard]] Variable& at(std::size_t position) const {
-        return m_memory->first[position];
+        return place(position);
     }
 
 private:
@@ -58,6 +58,10 @@ private:
     };
 
     std::shared_ptr<memory> m_memory;
+
+    Variable& place(std::size_t position) const {
+        return m_memory->first[position]; // NOLINT(*-pointer-arithmetic): counted from the start
+    }
 };
 
 } // namespace arvenhold::corvel::hub
