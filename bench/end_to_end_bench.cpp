@@ -38,7 +38,7 @@ double percentile(std::vector<std::int64_t> values, double share) {
     return static_cast<double>(values[static_cast<std::size_t>(position)]);
 }
 
-// Counts what arrives, and remembers when: the first, the last, and how long each was under way.
+// Counts events, and records when the first and the last arrived and how long each was in flight.
 class arrivals {
 public:
     void expect(std::size_t count) {

@@ -2,7 +2,7 @@
 // SPDX-License-Identifier: Apache-2.0
 
 // The sending process of the end-to-end comparisons: providers, and a plain NATS client that sends
-// messages of the same size. Does what it is told on the control subject, until it is ended.
+// messages of the same size. Carries out the orders on the control subject until it is ended.
 
 #include "end_to_end.hpp"
 #include "support/raw_nats.hpp"

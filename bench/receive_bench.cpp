@@ -35,7 +35,7 @@ private:
     std::size_t m_size;
 };
 
-// Calls `work` as often as it is told.
+// Returns a turn that calls `work` the given number of times.
 template <class Work>
 auto repeated(Work const& work) {
     return [&work](std::size_t calls) {

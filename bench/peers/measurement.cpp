@@ -32,8 +32,8 @@ constexpr microseconds check_interval{200};
 constexpr milliseconds lost_after{1000};
 
 // More than any of the peers needs to be as fast as it can, and less than any of them drops.
-constexpr std::uint64_t most_updates_on_their_way = 16'384;
-constexpr std::uint64_t most_values_on_their_way = 100'000;
+constexpr std::uint64_t most_updates_in_flight = 16'384;
+constexpr std::uint64_t most_values_in_flight = 100'000;
 
 double processor_time_of(pid_t process) {
     clockid_t clock{};
@@ -51,7 +51,7 @@ measurement::measurement(
     : m_publisher{source}
     , m_progress{shared}
     , m_count{count}
-    , m_window{std::min<std::uint64_t>(most_updates_on_their_way, most_values_on_their_way / count)}
+    , m_window{std::min<std::uint64_t>(most_updates_in_flight, most_values_in_flight / count)}
     , m_server_process{server_process} {}
 
 void measurement::warm_up() {
@@ -70,12 +70,12 @@ void measurement::warm_up() {
 throughput measurement::publish_back_to_back() {
     auto const numbers_before = m_number;
     auto const received_before = m_progress.received.load();
-    auto const processor_before = take_processor_times();
+    auto const processor_before = read_processor_times();
     auto const begin = now();
 
     publish_for(back_to_back_duration);
 
-    auto const processor = take_processor_times();
+    auto const processor = read_processor_times();
     auto const duration = std::chrono::nanoseconds{m_progress.arrived} - begin;
     auto const published = static_cast<double>(m_number - numbers_before);
     auto const received = static_cast<double>(m_progress.received - received_before);
@@ -100,7 +100,7 @@ latency measurement::publish_slowly() {
         std::this_thread::sleep_until(next);
         publish_one();
     }
-    wait_until_at_most_on_their_way(0);
+    wait_until_at_most_in_flight(0);
     if (m_progress.received - received_before != slow_updates) {
         throw std::runtime_error{"an update was lost at a low rate"};
     }
@@ -118,19 +118,19 @@ void measurement::publish_one() {
     m_publisher.publish({m_number, now()});
 }
 
-// Everything has arrived when this returns, or is lost.
+// When this returns, everything has arrived or is lost.
 void measurement::publish_for(milliseconds duration) {
     auto const end = now() + duration;
     while (now() < end) {
         if (m_number - m_settled >= m_window) {
-            wait_until_at_most_on_their_way(m_window / 2);
+            wait_until_at_most_in_flight(m_window / 2);
         }
         publish_one();
     }
-    wait_until_at_most_on_their_way(0);
+    wait_until_at_most_in_flight(0);
 }
 
-void measurement::wait_until_at_most_on_their_way(std::uint64_t limit) {
+void measurement::wait_until_at_most_in_flight(std::uint64_t limit) {
     m_settled = std::max(m_settled, m_progress.latest.load());
     auto last_change = now();
     while (m_number - m_settled > limit) {
@@ -145,7 +145,7 @@ void measurement::wait_until_at_most_on_their_way(std::uint64_t limit) {
     }
 }
 
-measurement::processor_times measurement::take_processor_times() const {
+measurement::processor_times measurement::read_processor_times() const {
     return {
         processor_time_of(::getpid()),
         processor_time_of(m_progress.subscriber_process),

@@ -15,7 +15,7 @@
 
 namespace arvenhold::corvel::hub::peers {
 
-/// What publishing as fast as possible has come to.
+/// The result of publishing as fast as possible.
 struct throughput {
     double values_per_second = 0;
     double lost_share = 0;
@@ -25,7 +25,7 @@ struct throughput {
     double server_seconds = 0;
 };
 
-/// How long single updates took to the subscriber, in microseconds.
+/// How long single updates took to reach the subscriber, in microseconds.
 struct latency {
     double median = 0;
     double percentile_99 = 0;
@@ -52,15 +52,15 @@ private:
     publisher& m_publisher;
     progress& m_progress;
     std::size_t const m_count;
-    std::uint64_t const m_window; // how many updates may be on their way
+    std::uint64_t const m_window; // how many updates may be in flight
     pid_t const m_server_process;
     std::uint64_t m_number = 0;  // of the last update that was published
     std::uint64_t m_settled = 0; // up to this number all have arrived or are lost
 
     void publish_one();
     void publish_for(std::chrono::milliseconds duration);
-    void wait_until_at_most_on_their_way(std::uint64_t limit);
-    processor_times take_processor_times() const;
+    void wait_until_at_most_in_flight(std::uint64_t limit);
+    processor_times read_processor_times() const;
 };
 
 } // namespace arvenhold::corvel::hub::peers

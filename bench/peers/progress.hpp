@@ -15,8 +15,8 @@
 
 namespace arvenhold::corvel::hub::peers {
 
-/// What publisher and subscriber tell each other past the transport that is measured, in memory
-/// that both have mapped. It begins with all bytes zero.
+/// What publisher and subscriber exchange outside the transport that is measured, in memory that
+/// both have mapped. It begins with all bytes zero.
 struct progress {
     static constexpr std::size_t delays_kept = 1024;
 

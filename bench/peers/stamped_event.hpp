@@ -11,8 +11,8 @@
 
 namespace arvenhold::corvel::hub::peers {
 
-/// The bytes of the library's change event, for peers that carry bytes. They neither write nor read
-/// it: its first bytes are overwritten with what tells the updates apart.
+/// The bytes of the library's change event, for peers that carry raw bytes. They neither encode nor
+/// decode it: the number and the time of an update overwrite its first bytes.
 class stamped_event {
 public:
     explicit stamped_event(std::size_t count);

@@ -16,7 +16,7 @@
 
 namespace arvenhold::corvel::hub::peers {
 
-/// What tells one update of all variables from the others. Travels with the values.
+/// Identifies one update of all variables. Travels with the values.
 struct update {
     std::uint64_t number = 0;        ///< Counts a publisher's updates, from 1.
     std::chrono::nanoseconds sent{}; ///< When, on the steady clock, which all processes share.
@@ -30,7 +30,7 @@ public:
     publisher& operator=(publisher const&) = delete;
     virtual ~publisher() = default;
 
-    /// Hands an update of all variables to the transport.
+    /// Passes an update of all variables to the transport.
     virtual void publish(update const& next) = 0;
 };
 

@@ -24,7 +24,7 @@ void require(bool done) {
     }
 }
 
-// Without a limit on what waits, as nothing is to be dropped.
+// No limit on queued messages, so that none is dropped.
 zeromq_socket make_socket(void* context, int type) {
     zeromq_socket socket{zmq_socket(context, type)};
     require(socket != nullptr);

@@ -58,7 +58,7 @@ std::string make_verdict() {
     return std::string{bytes_of(builder)};
 }
 
-// The registry's verdict, told until the provider that waits for it has heard it.
+// Repeats the registry's verdict until the provider that waits for it has received it.
 class accepting_registry {
 public:
     accepting_registry()

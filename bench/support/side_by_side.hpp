@@ -1,8 +1,8 @@
 // SPDX-FileCopyrightText: 2026 Arvenhold
 // SPDX-License-Identifier: Apache-2.0
 
-// How two ways of doing the same are compared: in turns of about a millisecond each, so that
-// whatever else the machine does meets both alike.
+// Compares two ways of doing the same in turns of about a millisecond each, so that other load on
+// the machine affects both alike.
 
 #pragma once
 
