@@ -2,14 +2,14 @@
 # SPDX-FileCopyrightText: 2026 Arvenhold
 # SPDX-License-Identifier: Apache-2.0
 
-"""Runs the static checks, all or those named, and says in one line each how it went."""
+"""Runs the static checks, all or the named ones, and prints one line for each."""
 
 import pathlib
 import subprocess
 import sys
 import time
 
-# The cheap ones first. The last ones need what `library_builds` leaves in build/clang.
+# The cheap ones first. The last ones need what `library_builds` writes to build/clang.
 CHECKS = [
     "licence", "words", "english", "commits", "versions", "spelling", "shell", "links", "layers",
     "includes", "foreign_types", "suppressions", "loops", "format", "documentation", "snippets",

@@ -2,9 +2,9 @@
 # SPDX-FileCopyrightText: 2026 Arvenhold
 # SPDX-License-Identifier: Apache-2.0
 
-"""clang-tidy over everything that is compiled, the compiler's own warnings included; .clang-tidy
-says which rules hold. A file that was clean is not looked at again until what the compiler sees of
-it, or a rule, has changed."""
+"""Runs clang-tidy over everything that is compiled, the compiler's own warnings included;
+.clang-tidy lists the rules. Skips a clean file until what the compiler reads of it, or a rule, has
+changed."""
 
 import functools
 import hashlib
@@ -32,15 +32,15 @@ def compiled():
 
 
 def rules_for(source):
-    """The texts of the rule files that hold for the source, the tree's own and those below it."""
+    """The contents of the rule files that apply to the source: the tree's own and those below it."""
     folders = pathlib.Path(source).relative_to(pathlib.Path.cwd()).parents
     files = [folder / ".clang-tidy" for folder in folders]
     return b"".join(file.read_bytes() for file in files if file.is_file())
 
 
 def what_decides(compiler, source):
-    """A name for all that the analysis depends on: the rules, and the source with its headers and
-    comments, which may silence a rule."""
+    """A name for everything that the analysis depends on: the rules, and the source with its headers
+    and comments, which may silence a rule."""
     seen = subprocess.run([*compiler, "-E", "-CC", source], capture_output=True, check=False)
     words = shlex.join(compiler).encode()
     return hashlib.sha256(rules_for(source) + words + seen.stdout).hexdigest()
@@ -52,7 +52,7 @@ def fault(command):
     mark = CLEAN / what_decides(compiler, source)
     if mark.exists():
         return None
-    # Given the folder of all commands, clang-tidy would look once for each target of the file.
+    # Given the folder of all commands, clang-tidy would analyse a file once for each target.
     finding = tree.finding_of(["clang-tidy-14", "--quiet", source, "--", *compiler[1:]])
     if finding is None:
         mark.touch()

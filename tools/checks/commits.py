@@ -2,8 +2,9 @@
 # SPDX-FileCopyrightText: 2026 Arvenhold
 # SPDX-License-Identifier: Apache-2.0
 
-"""A commit says in its subject which layer it changes and what it does, in 60 characters. Looks at
-what is about to be pushed, as older commits can no longer be changed, and always at the last one."""
+"""The subject of a commit names the layer and states what the commit does, in 60 characters. Checks
+what is about to be pushed, because older commits can no longer be changed, and always the last
+commit."""
 
 import re
 import subprocess

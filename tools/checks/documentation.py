@@ -2,8 +2,8 @@
 # SPDX-FileCopyrightText: 2026 Arvenhold
 # SPDX-License-Identifier: Apache-2.0
 
-"""Writes the manual to build/docs/html. What is undocumented, a link between pages that
-leads nowhere, and what belongs to no group of the manual are errors."""
+"""Writes the manual to build/docs/html. Missing documentation, a broken link between pages, and a
+name that belongs to no group of the manual are errors."""
 
 import pathlib
 import re
@@ -51,7 +51,7 @@ def findings():
     OUTPUT.mkdir(parents=True, exist_ok=True)
     done = subprocess.run(
         ["doxygen", "-"], input=settings(), text=True, capture_output=True, check=True)
-    # A sentence says what a function returns ("Returns the ..."); Doxygen looks for its own tag.
+    # A sentence states what a function returns ("Returns the ..."); Doxygen looks for its own tag.
     found = [line for line in done.stderr.splitlines()
              if not re.search(r"return type of member .* is not documented$", line)]
     return found + (ungrouped() if GROUPS.exists() else [])

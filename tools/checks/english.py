@@ -2,15 +2,15 @@
 # SPDX-FileCopyrightText: 2026 Arvenhold
 # SPDX-License-Identifier: Apache-2.0
 
-"""Phrases that a reader cannot search for stay out of comments, documents and help texts, in favour
-of the field's words. A phrase that is wrapped is found as well."""
+"""Comments, documents and help texts use the field's words, which a reader can search for. Finds
+phrases to avoid, wrapped ones too."""
 
 import bisect
 import re
 
 import tree
 
-# What is not written, and what is written instead. No pattern has an ordinary use here.
+# Phrases to avoid, with their replacements. No pattern has an ordinary use here.
 PHRASES = [
     (r"anew", "again"),
     (r"be it", "even if"),

@@ -2,7 +2,7 @@
 # SPDX-FileCopyrightText: 2026 Arvenhold
 # SPDX-License-Identifier: Apache-2.0
 
-"""No name of a foreign library stands in the public headers, other than in their comments."""
+"""The public headers contain no name of a foreign library, except in their comments."""
 
 import re
 

@@ -2,7 +2,7 @@
 # SPDX-FileCopyrightText: 2026 Arvenhold
 # SPDX-License-Identifier: Apache-2.0
 
-"""Every source file looks as the formatter would write it."""
+"""Every source file is formatted as the formatter would write it."""
 
 import tree
 

@@ -2,14 +2,14 @@
 # SPDX-FileCopyrightText: 2026 Arvenhold
 # SPDX-License-Identifier: Apache-2.0
 
-"""Every source file includes its own header first, so that the header is compiled without the help
-of others. Some headers belong to one file."""
+"""Every source file includes its own header first, so that the header compiles without the help of
+others. Some headers may be included by one file only."""
 
 import re
 
 import tree
 
-# Not for others: what these headers declare would spread the layout of messages.
+# Only this file may include the header, so that the vtables of messages stay in one place.
 PRIVATE = {'"protocol/item_tables.hpp"': "src/protocol/variables_codec.cpp"}
 INCLUDE = re.compile(r'\s*#\s*include\s*(<[^>]+>|"[^"]+")')
 
@@ -20,8 +20,8 @@ def includes_of(path):
 
 
 def own_headers(path, headers):
-    """The headers with the file's name, public or internal; without any, a public one with a longer
-    name; without that, the header of the class behind `impl` that the folder's files share."""
+    """The headers with the file's name, public or internal; if there is none, a public one with a
+    longer name; if there is none, the header of the class `impl` that the folder's files share."""
     stem, folder = re.escape(path.stem), path.parent.name
     for pattern in (rf'<hub/(detail/)?{stem}\.hpp>|"{folder}/{stem}(_impl)?\.hpp"',
                     rf"<hub/\w+_{stem}\.hpp>",

@@ -2,8 +2,8 @@
 # SPDX-FileCopyrightText: 2026 Arvenhold
 # SPDX-License-Identifier: Apache-2.0
 
-"""Which folder may include what, and who may name the NATS client. A folder that is not listed may
-include everything."""
+"""A folder includes only what the table allows, and the roles contain no name of the NATS client. A
+folder that is not listed may include everything."""
 
 import re
 
@@ -27,7 +27,7 @@ ALLOWED = {
     "tools/dev_hub": [FOREIGN, r'"protocol/', r'"runtime/', r'"dev_hub/'],
     "tools": [FOREIGN, r"<hub/", r'"[^/]+"$'],
 }
-# The runtime hands the roles C++: what they need of the NATS client has a name of ours.
+# The runtime gives the roles C++: what they need of the NATS client has a name of ours.
 WITHOUT_NATS_NAMES = ("src/provider/", "src/consumer/")
 NATS_NAME = re.compile(r"\b(?:nats[A-Z]\w*|NATS_[A-Z]\w*)")
 INCLUDE = re.compile(r'\s*#\s*include\s*(<[^>]+>|"[^"]+")')

@@ -2,10 +2,10 @@
 # SPDX-FileCopyrightText: 2026 Arvenhold
 # SPDX-License-Identifier: Apache-2.0
 
-"""The library builds without a warning: with Clang, for the checks that look at it, and with GCC
-the way distributions build it. Some of GCC's warnings need its optimiser, which the builds of the
-tests leave out and the release puts off until it links. What else is compiled gets its warnings from
-`clang_tidy`, which sees the same commands as Clang."""
+"""The library builds without a warning: with Clang, for the checks that read its output, and with
+GCC as distributions build it. Some of GCC's warnings need its optimiser, which the test builds do
+not use and the release uses only when it links. `clang_tidy`, which runs the same commands as
+Clang, reports the warnings of all other code."""
 
 import tree
 

@@ -2,8 +2,8 @@
 # SPDX-FileCopyrightText: 2026 Arvenhold
 # SPDX-License-Identifier: Apache-2.0
 
-"""Every file that can hold a comment begins with the two lines of its licence, in any comment
-style and after a line that names an interpreter or a document type."""
+"""Every file that can contain a comment begins with the two lines of its licence, in any comment
+style. A line that names an interpreter or a document type may precede them."""
 
 import re
 

@@ -2,7 +2,7 @@
 # SPDX-FileCopyrightText: 2026 Arvenhold
 # SPDX-License-Identifier: Apache-2.0
 
-"""Links in Markdown lead to files and headings of this tree that exist."""
+"""Links in Markdown lead to existing files and headings of this tree."""
 
 import re
 

@@ -2,7 +2,8 @@
 # SPDX-FileCopyrightText: 2026 Arvenhold
 # SPDX-License-Identifier: Apache-2.0
 
-"""Clang's thread safety analysis of our own code, which needs the annotated mutexes of libc++."""
+"""Runs Clang's thread safety analysis of our own code, which needs the annotated mutexes of
+libc++."""
 
 import functools
 

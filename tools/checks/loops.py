@@ -2,9 +2,9 @@
 # SPDX-FileCopyrightText: 2026 Arvenhold
 # SPDX-License-Identifier: Apache-2.0
 
-"""A range-for keeps what its range expression returns, but until C++23 none of the temporaries in it.
-A loop over something inside of a returned owner (`: *oven.get_list()`, `: get_list()->items()`)
-therefore runs over memory that may be gone. The owner needs a name, or must be the range itself."""
+"""A range-for keeps what its range expression returns, but until C++23 none of the temporaries in
+it. A loop over something inside a returned owner (`: *oven.get_list()`, `: get_list()->items()`)
+therefore reads memory that may be freed. The owner needs a name, or must be the range itself."""
 
 import re
 
@@ -12,7 +12,7 @@ import tree
 
 OWNER = r"(?:std::(?:shared|unique)_ptr<.+>|current_variables)"
 DECLARED = re.compile(rf"^\s*(?:static )?{OWNER}\s+(\w+)\(", re.MULTILINE)
-AMBIGUOUS = "find"  # other classes have it, too, and what ours returns is nothing to loop over
+AMBIGUOUS = "find"  # other classes have it too, and nobody loops over the result of ours
 LOOP = re.compile(r"\bfor (?=\()")
 COLON = re.compile(r"(?<!:):(?!:)")
 
@@ -43,7 +43,7 @@ def ranges_in(text):
 
 
 def is_dangling(expression, owner_call):
-    """Whether the loop runs over something inside of the last owner that is returned."""
+    """Whether the loop runs over something inside the last owner that is returned."""
     calls = list(owner_call.finditer(expression))
     return bool(calls) and (
         expression.startswith("*")

@@ -1,8 +1,8 @@
 # SPDX-FileCopyrightText: 2026 Arvenhold
 # SPDX-License-Identifier: Apache-2.0
 
-"""What the HTML manual shows differently from the sources: Markdown files become pages that link to
-each other, and headers lose their deleted functions. Doxygen runs this file as its filter."""
+"""Prepares the sources for the HTML manual: Markdown files become pages that link to each other,
+and headers lose their deleted functions. Doxygen runs this file as its filter."""
 
 import os
 import pathlib
@@ -14,7 +14,7 @@ import tree
 
 HTML = pathlib.Path("build/docs/html")
 FRONT_PAGE = pathlib.Path("README.md")
-# In the order of the manual's list of contents; all other pages follow.
+# The first pages of the manual's table of contents; all other pages follow.
 FIRST_PAGES = ["docs/getting-started.md", "docs/errors.md", "docs/threading.md",
                "docs/operations.md", "tools/dev_hub/README.md", "docs/messages.md",
                "docs/architecture.md"]
@@ -56,7 +56,7 @@ def target_of(path, target):
     name, _, anchor = target.partition("#")
     linked = pathlib.Path(os.path.normpath(path.parent / name)) if name else path
     if linked.suffix != ".md":
-        return os.path.relpath(linked, HTML)  # a source file or a folder: as it stands in the tree
+        return os.path.relpath(linked, HTML)  # a source file or a folder of the tree
     if anchor:
         return f"@ref {heading_id(linked, anchor)}"
     return "@ref index" if linked == FRONT_PAGE else f"@ref {page_id(linked)}"

@@ -3,7 +3,7 @@
 # SPDX-License-Identifier: Apache-2.0
 
 """The shared library exports exactly the symbols of packaging/abi/symbols.txt. With --update it
-writes that list anew; look at the difference before you commit it."""
+writes that list again; look at the difference before you commit it."""
 
 import argparse
 import pathlib
@@ -35,7 +35,7 @@ def expected():
 
 def main():
     arguments = argparse.ArgumentParser(description=__doc__)
-    arguments.add_argument("--update", action="store_true", help="write the list anew")
+    arguments.add_argument("--update", action="store_true", help="write the list again")
     arguments.add_argument("library", nargs="?", default="build/clang/src/libcorvel-hub-client.so")
     chosen = arguments.parse_args()
     found = exported(chosen.library)

@@ -2,7 +2,7 @@
 # SPDX-FileCopyrightText: 2026 Arvenhold
 # SPDX-License-Identifier: Apache-2.0
 
-"""Static analysis of the shell scripts."""
+"""Runs shellcheck over the shell scripts."""
 
 import tree
 

@@ -2,9 +2,9 @@
 # SPDX-FileCopyrightText: 2026 Arvenhold
 # SPDX-License-Identifier: Apache-2.0
 
-"""The examples in the documents compile. Every block fenced with ```cpp is one file; a block whose
-first line is a comment with a file name (`// src/model/range.hpp`) can be included by later blocks
-of the same document. Fragments that cannot compile alone are fenced with ```c++."""
+"""The examples in the documents compile. Every block fenced with ```cpp is one file. If its first
+line is a comment with a file name (`// src/model/range.hpp`), later blocks of the same document can
+include it. Fragments that cannot compile alone are fenced with ```c++."""
 
 import functools
 import pathlib
@@ -18,7 +18,7 @@ NAMED = re.compile(r"// ([\w./-]+\.[ch]pp)\n")
 COMPILE = [
     "clang++-14", "-x", "c++", "-fsyntax-only", "-Wall", "-Wextra", "-Werror",
     "-Wno-pragma-once-outside-header", *tree.ALL_INCLUDES]
-# Users compile what the documents show them; only the contributors' page is about our own code.
+# Users compile the examples of the documents; only the contributors' page shows our own code.
 STANDARD_OF = {"CONTRIBUTING.md": "-std=c++20"}
 
 

@@ -2,7 +2,7 @@
 # SPDX-FileCopyrightText: 2026 Arvenhold
 # SPDX-License-Identifier: Apache-2.0
 
-"""Spelling, with the exceptions of .codespellrc."""
+"""Runs codespell with the exceptions of .codespellrc."""
 
 import tree
 

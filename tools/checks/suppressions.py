@@ -2,7 +2,7 @@
 # SPDX-FileCopyrightText: 2026 Arvenhold
 # SPDX-License-Identifier: Apache-2.0
 
-"""Whoever silences the analysis says on the same line which rule, and why."""
+"""A comment that silences the analysis names the rule and the reason on the same line."""
 
 import re
 

@@ -1,8 +1,8 @@
 # SPDX-FileCopyrightText: 2026 Arvenhold
 # SPDX-License-Identifier: Apache-2.0
 
-"""What all checks share. They run from the top of the tree and look at what is there, tracked or
-new, but not at what is ignored or built. A check prints its findings and ends with 1 if any."""
+"""What all checks share. They run from the top of the tree and read tracked and new files, but no
+ignored or built ones. A check prints its findings and returns 1 if there are any."""
 
 import concurrent.futures
 import os
@@ -10,7 +10,7 @@ import pathlib
 import subprocess
 import sys
 
-# Where our own code finds its headers; the last one holds what the schema compiler wrote.
+# Where our own code finds its headers; the schema compiler writes to the last one.
 PUBLIC_INCLUDES = ["-Iinclude"]
 ALL_INCLUDES = ["-Iinclude", "-Isrc", "-isystem", "build/clang/generated"]
 
@@ -24,7 +24,7 @@ def files(*patterns):
 
 
 def lines_of(path):
-    """The numbered lines of a text; none of a binary file."""
+    """The numbered lines of a text file; none of a binary file."""
     try:
         return list(enumerate(path.read_text(encoding="utf-8").splitlines(), 1))
     except UnicodeDecodeError:
@@ -32,7 +32,7 @@ def lines_of(path):
 
 
 def finding_of(command, **options):
-    """What the command printed if it failed, otherwise nothing."""
+    """The output of the command if it failed, otherwise None."""
     done = subprocess.run(command, stdout=subprocess.PIPE, stderr=subprocess.STDOUT, text=True,
                           check=False, **options)
     return done.stdout.strip() or f"{command[0]} ended with {done.returncode}" \

@@ -2,7 +2,7 @@
 # SPDX-FileCopyrightText: 2026 Arvenhold
 # SPDX-License-Identifier: Apache-2.0
 
-"""The version has its home in CMakeLists.txt; wherever else it stands, it is the same."""
+"""CMakeLists.txt defines the version; all other places repeat it."""
 
 import pathlib
 import re
@@ -15,7 +15,7 @@ def project_version():
     return re.search(r"project\([^)]*VERSION\s+(\d+\.\d+\.\d+)", text)[1]
 
 
-# Where the version is repeated, and how it reads there, in one piece or in three.
+# Where the version is repeated, and its form there, in one piece or in three.
 REPEATED = {
     "include/hub/version.hpp":
         r"VERSION_MAJOR (\d+)\n.*VERSION_MINOR (\d+)\n.*VERSION_PATCH (\d+)\n",

@@ -2,7 +2,8 @@
 # SPDX-FileCopyrightText: 2026 Arvenhold
 # SPDX-License-Identifier: Apache-2.0
 
-"""Unfinished work, and pointers to things that a reader of this tree cannot open, stay out of it."""
+"""The tree contains no unfinished work, and no reference to anything that its reader cannot
+open."""
 
 import re
 
