@@ -1,7 +1,7 @@
 # SPDX-FileCopyrightText: 2026 Arvenhold
 # SPDX-License-Identifier: Apache-2.0
 
-# A thin front of the CMake presets. Every target first installs the packages that it needs.
+# A thin front end of the CMake presets. Every target first installs the packages that it needs.
 
 # Many tests wait rather than compute, so more of them run at once than there are cores.
 TEST_JOBS ?= $(shell echo $$(( $$(nproc) * 4 )))
@@ -27,7 +27,7 @@ hub: deps-build ## Build the development hub alone, and print how to start it
 	@echo 'The development hub is $(CURDIR)/build/hub/tools/dev_hub/corvel-dev-hub'
 	@echo 'Start it on fixed ports:'
 	@echo '  build/hub/tools/dev_hub/corvel-dev-hub --nats-port 4222 --token-port 8080'
-	@echo 'Take its server away for 10 s, from another terminal (--help lists all faults):'
+	@echo 'Kill its server for 10 s, from another terminal (--help lists all faults):'
 	@echo '  build/hub/tools/dev_hub/corvel-dev-hub fault nats-down 10s'
 
 test: preset := dev
@@ -56,7 +56,7 @@ coverage: deps ## Measure how much of the library the quick tests run
 reliability: deps ## Run all fault and load tests, in up to an hour, and write docs/reliability.md
 	@tests/reliability/run
 
-check: deps ## Run all static checks (ONLY="format layers": just these)
+check: deps ## Run all static checks (ONLY="format layers": only these)
 	@tools/checks/check.py $(ONLY)
 
 bench: deps ## Compare the library with hand-written code, and print which targets are met
@@ -64,7 +64,7 @@ bench: deps ## Compare the library with hand-written code, and print which targe
 	@cmake --build --preset release --target corvel-hub-bench corvel-hub-bench-end-to-end
 	@bench/run
 
-bench-peers: deps ## Compare the library with other ways of carrying values
+bench-peers: deps ## Compare the library with other ways to transport values
 	@packaging/install-packages debian-packages-bench-peers
 	@cmake -S bench/peers -B build/peers -G Ninja -DCMAKE_BUILD_TYPE=Release >/dev/null
 	@cmake --build build/peers
