@@ -18,7 +18,7 @@ add_custom_command(
 add_custom_target(corvel_hub_schema_header
     DEPENDS ${corvel_hub_generated}/protocol/hub_messages_generated.h)
 
-# The generated header is not ours to keep free of warnings, hence SYSTEM.
+# SYSTEM, because the generated header is not ours to keep free of warnings.
 add_library(corvel_hub_messages INTERFACE)
 add_dependencies(corvel_hub_messages corvel_hub_schema_header)
 target_include_directories(corvel_hub_messages SYSTEM INTERFACE

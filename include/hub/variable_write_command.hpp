@@ -10,11 +10,11 @@
 
 namespace arvenhold::corvel::hub {
 
-/// What a consumer asks a provider to write.
+/// A consumer's request to write variables of a provider.
 struct variable_write_command {
     /// Variable id and new value, in the order of the consumer's command. Nothing has been checked:
-    /// ids may be unknown, values of the wrong type, variables read-only;
-    /// variable_list::write_variable() tells.
+    /// ids may be unknown, values of the wrong type, variables read-only.
+    /// variable_list::write_variable() throws for all of these.
     std::vector<std::tuple<variable_id, variable_value>> entries;
 };
 

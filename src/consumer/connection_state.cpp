@@ -12,8 +12,8 @@ namespace arvenhold::corvel::hub {
 
 namespace {
 
-// `disconnected` and `faulted` are final. A late event must not revive the connection, because the
-// application has already been told to attach again.
+// `disconnected` and `faulted` are final: a late event must not revive a connection that the
+// application has replaced.
 constexpr bool follows_provider(provider_connection_state state) {
     return state == provider_connection_state::connected
         || state == provider_connection_state::provider_unavailable;
@@ -51,7 +51,7 @@ void provider_connection::impl::set_provider_availability(provider_connection_ev
     }
 }
 
-// Moves the state and returns the callback to call; none when the event changes nothing.
+// Changes the state and returns the callback to call; none if the event changes nothing.
 provider_connection::impl::event_callback provider_connection::impl::record_availability(
     provider_connection_event event) {
     std::scoped_lock const lock{m_mutex};

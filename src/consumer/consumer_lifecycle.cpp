@@ -83,7 +83,7 @@ bool consumer::impl::post_connect_handler() {
         if (!session) {
             return false;
         }
-        // Without the lock: only connecting keeps everybody waiting for the answer.
+        // Without the lock: only connect() makes other operations wait for the answer.
         auto const reply = request_provider_list(*session);
         std::scoped_lock const lock{m_mutex};
         if (m_session != session) {
@@ -94,8 +94,8 @@ bool consumer::impl::post_connect_handler() {
             replace_identifiers(deserialize_provider_list(reply, false));
             return true;
         }
-        // Nothing shows whether the event that arrived meanwhile is older than the reply, so the
-        // registry is asked once more.
+        // Nothing shows whether the event that arrived meanwhile is older than the reply, so the list
+        // is requested again.
     }
     return true;
 }

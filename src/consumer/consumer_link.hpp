@@ -12,7 +12,7 @@ namespace arvenhold::corvel::hub {
 class callback_gate;
 class nats_session;
 
-/// Why no connection to a provider can be made.
+/// Why no connection to a provider can be created.
 inline constexpr std::string_view consumer_not_connected =
     "cannot set up a connection with a provider: not currently connected to the corvel-hub";
 

@@ -127,7 +127,7 @@ void provider::impl::destroy_connection(std::shared_ptr<nats_session> const& ses
     }
 }
 
-// All that can fail comes first, so that after a failure the session is there to be ended again.
+// What can fail comes first: after a failure the session is still there to be ended.
 std::shared_ptr<nats_session> provider::impl::forget_session() {
     if (m_current->list) {
         m_current->list->mark_list_as_stale();

@@ -89,8 +89,8 @@ public:
     /// Sends the definition message and waits for the registry's verdict.
     void publish_provider_definition() CORVEL_HUB_EXCLUDES(m_state_mutex, m_validity_mutex);
 
-    /// Lets every wait for a verdict look again. Called when a session ends, perhaps late: only the
-    /// waits of a session that is closed end.
+    /// Makes every wait for a verdict check its condition again. Called when a session ends, perhaps
+    /// late: only the waits of a closed session end.
     void wake_waits() CORVEL_HUB_EXCLUDES(m_validity_mutex);
 
     definition_verdict deserialize_provider_definition_validity(payload const& message) const;
@@ -118,7 +118,7 @@ public:
         std::vector<variable_id> const& ids,
         std::shared_ptr<variable_list> const& list);
 
-    /// Returns the command; nothing when it was made for another definition than the expected one.
+    /// Returns the command; nothing if its fingerprint is not the expected one.
     std::optional<variable_write_command> deserialize_write_command(
         payload const& message, definition_fingerprint expected_fingerprint) const;
 

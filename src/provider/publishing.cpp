@@ -34,7 +34,7 @@ void provider::impl::serialize_publish_variables(
     std::shared_ptr<variable_list> const& list) {
     using pending_changes = variable_list::impl::pending_changes;
     // Intended: drained before the event is sent; what a failed publication loses is not sent
-    // again. But not before all memory is there that the event takes.
+    // again. But not before all memory for the event is allocated.
     impl_of(*list).drain_pending([&](pending_changes const& changes) {
         variables_writer writer{builder, changes.size()};
         changes.for_each(

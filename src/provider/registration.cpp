@@ -29,7 +29,7 @@ std::shared_ptr<variable_list> provider::impl::register_provider_definition(
     std::shared_ptr<variable_list> list;
     {
         std::scoped_lock const lock{m_state_mutex};
-        // All that can fail comes first, so that a failure leaves the earlier registration whole.
+        // What can fail comes first, so that a failure leaves the earlier registration unchanged.
         list = variable_list::create(definition, m_self);
         auto message = serialize_provider_definition(*list, definition.get_fingerprint());
         auto const earlier = m_current;
@@ -101,7 +101,7 @@ void provider::impl::publish_provider_definition() {
 
 // Returns the session that the definition was sent through.
 std::shared_ptr<nats_session> provider::impl::send_definition() {
-    // The message is chosen and handed over in one step, so that of two registrations at once the
+    // The message is chosen and published under one lock, so that of two registrations at once the
     // later one is also the later one on the wire.
     std::scoped_lock const send_lock{m_definition_send_mutex};
     auto const current = get_snapshot();
@@ -116,7 +116,7 @@ std::shared_ptr<nats_session> provider::impl::send_definition() {
     return current->session;
 }
 
-// Not analysed: the caller's lock is lent to the wait.
+// Not analysed: the wait releases the caller's lock and takes it again.
 bool provider::impl::wait_for_verdict(
     std::chrono::steady_clock::time_point deadline,
     std::uint64_t verdicts_seen,

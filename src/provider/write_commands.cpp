@@ -1,7 +1,7 @@
 // SPDX-FileCopyrightText: 2026 Arvenhold
 // SPDX-License-Identifier: Apache-2.0
 
-// Consumers' write commands, handed to the application.
+// Passes consumers' write commands to the application.
 
 #include "provider/provider_impl.hpp"
 

@@ -16,9 +16,9 @@
 
 namespace arvenhold::corvel::hub {
 
-// The functions that the NATS client really calls: one for each handler of a role. They let the
-// callback in through the gate, turn C into C++, answer for what the C interface can do wrong, and
-// keep exceptions from the NATS client. Behind them stand ordinary member functions.
+// The functions that the NATS client calls: one for each handler of a role. They admit the callback
+// through the gate, report null pointers, convert C to C++, keep exceptions from the NATS client, and
+// call ordinary member functions.
 //
 // An owner is a class with such members and with `get_client_name()`; one that owns a session also
 // has `nats_recon_callback()`, `nats_dcon_callback()` and the constant `kind`.
@@ -35,7 +35,7 @@ struct handler_traits<void (Owner::*)(received_message)> {
 template <auto handler>
 using owner_of = typename handler_traits<decltype(handler)>::owner;
 
-/// Hands a message to a handler.
+/// Passes a message to a handler.
 ///
 /// @tparam kind          What to report when something is missing.
 /// @tparam handler       A member `void (Owner::*)(received_message)`.
@@ -78,7 +78,7 @@ struct connection_events {
     natsConnectionHandler disconnected = nullptr;
 };
 
-/// Hands a connection event to its owner.
+/// Passes a connection event to its owner.
 template <class Owner, auto callback>
 void connection_event_entrance(void* closure, std::string_view callback_name) noexcept {
     if (closure == nullptr) {
@@ -97,7 +97,7 @@ void connection_event_entrance(void* closure, std::string_view callback_name) no
     }
 }
 
-/// Returns the callbacks that hand a connection's events to an owner of the given class.
+/// Returns the callbacks that pass a connection's events to an owner of the given class.
 template <class Owner>
 constexpr connection_events connection_events_of() {
     return {

@@ -69,7 +69,7 @@ void callback_gate::leave() {
     m_left.notify_all();
 }
 
-// Not analysed: the lock is lent to the wait.
+// Not analysed: the wait releases the lock and takes it again.
 void callback_gate::shut() CORVEL_HUB_NO_THREAD_SAFETY_ANALYSIS {
     int own = 0;
     for (auto const* entry = callback_entry::innermost_; entry != nullptr; entry = entry->m_outer) {

@@ -12,9 +12,9 @@
 
 namespace arvenhold::corvel::hub {
 
-// Callbacks of the NATS client may begin after their subscription or connection is gone. The client
-// is therefore given a number as the closure, never an address: the number is looked up, and the
-// callback is turned away when the object has withdrawn it.
+// Callbacks of the NATS client may begin after their subscription or connection is gone. Their closure
+// is therefore a number, never an address. The registry looks the number up and turns the callback
+// away if the object has withdrawn it.
 //
 // 1. A callback that was let in keeps its object alive until it returns.
 // 2. An object's gate counts the callbacks inside. Shutting the gate turns new ones away and waits
@@ -59,7 +59,7 @@ public:
     callback_registration& operator=(callback_registration const&) = delete;
     ~callback_registration();
 
-    /// Returns what the NATS client is given as the closure.
+    /// Returns the closure for the NATS client.
     void* closure() const;
 
     /// Returns the gate that counts the callbacks.

@@ -31,13 +31,13 @@ inline std::string_view bytes_of(nats_message const& message) {
         static_cast<std::size_t>(natsMsg_GetDataLength(message.get()))};
 }
 
-/// Returns the subject on which an answer to a message is expected; an empty text for none.
+/// Returns the subject on which an answer to a message is expected; an empty string for none.
 inline std::string reply_subject_of(nats_message const& message) {
     auto const* const subject = natsMsg_GetReply(message.get());
     return subject != nullptr ? subject : "";
 }
 
-/// Returns the NATS client's words for a status.
+/// Returns the NATS client's text for a status.
 inline char const* text_of(natsStatus status) {
     return natsStatus_GetText(status);
 }

@@ -81,10 +81,9 @@ void nats_session::connect() {
     }
 }
 
-// Without options or a URL the NATS client would connect to a default server, so failing to make
-// these two counts; only connecting shows whether the rest is usable. A name that makes no inbox
-// prefix, because of a space in it, say, leaves the default prefix in force, with which replies
-// arrive all the same.
+// Without options or a URL the NATS client would connect to a default server, so a failure of these
+// two counts; only connecting shows whether the rest is usable. A name that is no valid inbox prefix,
+// for example because of a space in it, leaves the default prefix, with which replies arrive too.
 natsStatus nats_session::make_options() {
     natsOptions* created = nullptr;
     auto status = natsOptions_Create(&created);
@@ -99,9 +98,9 @@ natsStatus nats_session::make_options() {
     natsOptions_SetAllowReconnect(created, true);
     natsOptions_SetReconnectedCB(created, m_events.reconnected, m_owner->closure());
     natsOptions_SetDisconnectedCB(created, m_events.disconnected, m_owner->closure());
-    // The NATS client takes these two from environment variables. One thread for all handlers could
-    // never receive the verdict that one of them waits for; a deadline would make publications fail
-    // that only take long.
+    // The NATS client takes these two from environment variables. With one thread for all handlers
+    // none could receive the verdict that another waits for; a deadline would make slow publications
+    // fail.
     natsOptions_UseGlobalMessageDelivery(created, false);
     natsOptions_SetWriteDeadline(created, 0);
     if (m_settings.options.send_immediately) {
@@ -315,7 +314,7 @@ connection_failed nats_session::failure(
         m_settings.kind, m_settings.client_name, operation, status, text_of(status), subject);
 }
 
-// Not analysed: the lock is lent to the wait.
+// Not analysed: the wait releases the lock and takes it again.
 void nats_session::wait_for_requests() CORVEL_HUB_NO_THREAD_SAFETY_ANALYSIS {
     std::unique_lock lock{m_mutex};
     while (m_running_requests != 0) {

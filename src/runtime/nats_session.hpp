@@ -89,8 +89,8 @@ public:
     /// @tparam kind          What to report about this subscription.
     /// @tparam handler       A member `void (Owner::*)(received_message)`, called on a delivery
     ///                       thread of its own.
-    /// @tparam when_missing  A member `void (Owner::*)()`, called when the NATS client hands over
-    ///                       no message; none by default.
+    /// @tparam when_missing  A member `void (Owner::*)()`, called when the NATS client passes no
+    ///                       message; none by default.
     /// @param owner          The right of the handler's object to be called back.
     ///
     /// @throws connection_failed  Nothing was subscribed. The session has failed.
@@ -104,7 +104,7 @@ public:
     /// still be running.
     void unsubscribe(callback_registration& owner) CORVEL_HUB_EXCLUDES(m_mutex);
 
-    /// Hands a message to the NATS client, which sends it within about a millisecond.
+    /// Passes a message to the NATS client, which sends it within about a millisecond.
     ///
     /// @param operation  What to call this in the exception.
     ///

@@ -11,8 +11,8 @@
 
 namespace arvenhold::corvel::hub {
 
-/// A message from the hub: handed to a handler by its subscription, or returned by a request. Owns
-/// the NATS client's message and releases it when it ends, on whatever path.
+/// A message from the hub, which a handler receives or a request returns. Owns the NATS client's
+/// message and releases it on every path.
 class received_message {
 public:
     /// @param message       Owned from now on; null for a message that is missing.
@@ -26,7 +26,7 @@ public:
         , m_connection{connection}
         , m_subscription{subscription} {}
 
-    /// Returns whether there is a message at all. Handlers get none that is missing.
+    /// Returns whether there is a message. Handlers are called only with one.
     explicit operator bool() const {
         return m_message != nullptr;
     }

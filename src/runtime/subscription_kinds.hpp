@@ -10,7 +10,7 @@
 
 namespace arvenhold::corvel::hub {
 
-/// What the library says about one kind of subscription: when subscribing fails, and when the NATS
+/// What the library reports about one kind of subscription: when subscribing fails, and when the NATS
 /// client calls with a null message or a null closure.
 struct subscription_kind {
     enum class part : std::uint8_t {

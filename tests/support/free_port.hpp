@@ -15,7 +15,7 @@
 
 namespace arvenhold::corvel::hub {
 
-/// Tells whether a service could listen on the port of 127.0.0.1 at this moment.
+/// Returns whether a service could listen on the port of 127.0.0.1 at this moment.
 inline bool is_free(std::uint16_t port) {
     sockaddr_in address{};
     address.sin_family = AF_INET;

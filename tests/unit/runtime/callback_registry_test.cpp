@@ -19,7 +19,7 @@ namespace arvenhold::corvel::hub {
 
 namespace {
 
-// Tells its end, and runs something then.
+// Sets a flag and calls a function when it is destroyed.
 class watched_object {
 public:
     explicit watched_object(std::atomic<bool>& is_gone, std::function<void()> at_end = {})
