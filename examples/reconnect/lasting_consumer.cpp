@@ -140,7 +140,7 @@ bool update_all(std::vector<followed_provider>& providers, std::set<std::string>
     return has_answer;
 }
 
-// Returns when the program is to end; every trouble that needs a new consumer is thrown.
+// Returns when the program is to end; throws on a failure that needs a new consumer.
 void consume(std::vector<std::string> const& arguments) {
     hub::consumer consumer{"lasting-consumer", true, nullptr, nullptr};
     consumer.connect(arguments.at(0), arguments.at(1), arguments.at(2), arguments.at(3));

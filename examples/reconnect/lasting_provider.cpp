@@ -35,7 +35,7 @@ void request_stop(int) {
     stop_requested = 1;
 }
 
-// Returns when the program is to end; every trouble is thrown.
+// Returns when the program is to end; throws on every failure.
 void provide(std::vector<std::string> const& arguments) {
     // The set of variables stays the same, but each registration gives them new ids. By the
     // fingerprint, new with every call, consumers learn that the ids they hold are outdated.

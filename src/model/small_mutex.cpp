@@ -20,7 +20,7 @@ void spin(int length) {
 
 } // namespace
 
-// The second mutex of U. Drepper, "Futexes Are Tricky", 2011, with exponential back-off in front.
+// The second mutex of U. Drepper, "Futexes Are Tricky", 2011, preceded by exponential back-off.
 void small_mutex::lock_contended() {
     // Longer than the holder needs for a few dozen variables, shorter than to block and wake up.
     constexpr int longest_spin = 1024;
