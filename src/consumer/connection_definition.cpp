@@ -59,7 +59,7 @@ void provider_connection::impl::adopt(received_definition const& definition) {
         variables->add(id, path, value, permissions);
     }
     std::scoped_lock const lock{m_mutex};
-    // Compared again: another thread may have adopted the same definition and handed its variables
+    // Compared again: another thread may have adopted the same definition and given its variables
     // to the application. No variables means disconnected meanwhile.
     if (m_variables && definition.fingerprint() != m_fingerprint) {
         m_fingerprint = definition.fingerprint();

@@ -67,7 +67,7 @@ public:
     /// consumer nor of its connections.
     void shut_down() CORVEL_HUB_EXCLUDES(m_mutex);
 
-    // -- what connections ask for -----------------------------------------------------------------
+    // -- what connections use ---------------------------------------------------------------------
 
     consumer_link link() CORVEL_HUB_EXCLUDES(m_mutex);
 

@@ -61,11 +61,11 @@ public:
     void request_provider_definition() CORVEL_HUB_EXCLUDES(m_mutex);
     void disconnect() CORVEL_HUB_EXCLUDES(m_mutex);
 
-    // -- what the consumer asks for ---------------------------------------------------------------
+    // -- what the consumer uses -------------------------------------------------------------------
 
     bool belongs_to(std::shared_ptr<nats_session> const& session) const;
 
-    // -- what its callbacks ask for ---------------------------------------------------------------
+    // -- what its callbacks use -------------------------------------------------------------------
 
     std::string const& get_client_name() const;
 

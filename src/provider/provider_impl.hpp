@@ -62,7 +62,7 @@ public:
     /// What the destructor of the public class does: afterwards no callback runs.
     void shut_down() CORVEL_HUB_EXCLUDES(m_state_mutex);
 
-    // -- what lists ask for -----------------------------------------------------------------------
+    // -- what lists use ---------------------------------------------------------------------------
 
     std::string const& get_identifier() const override;
     definition_fingerprint get_fingerprint() override CORVEL_HUB_EXCLUDES(m_state_mutex);
