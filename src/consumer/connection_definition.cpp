@@ -5,8 +5,8 @@
 #include "errors/operation_names.hpp"
 #include "protocol/payload.hpp"
 #include "runtime/diagnostics.hpp"
-#include <hub/serialization_fault.hpp>
 
+#include <exception>
 #include <utility>
 
 namespace arvenhold::corvel::hub {
@@ -98,9 +98,9 @@ void provider_connection::impl::recv_definition_changed_sub_handler(received_mes
 void provider_connection::impl::adopt_definition_event(received_message const& message) {
     try {
         deserialize_provider_definition(message, true);
-    } catch (serialization_fault const& fault) {
+    } catch (std::exception const& error) {
         set_fault_state();
-        report(diagnostic_severity::error, m_link.name, {fault.what()});
+        report(diagnostic_severity::error, m_link.name, {error.what()});
         return;
     }
     if (!holds_definition()) {

@@ -154,6 +154,11 @@ void fake_nats::skip_token_handler() {
     m_engine->m_asks_for_token = false;
 }
 
+void fake_nats::ask_token_handler() {
+    std::scoped_lock const lock{m_engine->m_mutex};
+    m_engine->m_asks_for_token = true;
+}
+
 std::size_t fake_nats::deliver(incoming_message const& message, run_on where) {
     return m_engine->deliver(message, where);
 }

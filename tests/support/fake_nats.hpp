@@ -171,17 +171,21 @@ public:
     /// ends.
     void when_published(std::string const& subject, std::function<void(std::string const&)> action);
 
-    /// Runs `action` once, in the calling thread, before the next call of `function` returns:
-    /// natsConnection_FlushTimeout, natsSubscription_Unsubscribe, natsMsg_GetDataLength or
-    /// natsMsg_Destroy; any other name fails the test. A second action for the same function runs in
+    /// Runs `action` once, in the calling thread, before the next call of `function` returns, also of
+    /// one that fails: natsConnection_Publish, natsConnection_FlushTimeout,
+    /// natsSubscription_Unsubscribe, natsMsg_GetDataLength or natsMsg_Destroy; any other name fails
+    /// the test. A second action for the same function runs in
     /// the call after that. Must be met.
     void when_called(std::string_view function, std::function<void()> action);
 
     /// Returns the orders that must be met and were not, and forgets them.
     std::vector<std::string> drain_unmet_orders();
 
-    /// Connects without asking for a token; call it before the library connects.
+    /// Connects, and reconnects, without asking for a token from now on.
     void skip_token_handler();
+
+    /// Ends that.
+    void ask_token_handler();
 
     /// Delivers a message to all open subscriptions of its subject and returns their number.
     std::size_t deliver(incoming_message const& message, run_on where = run_on::this_thread);

@@ -186,6 +186,16 @@ TEST_F(fake_nats_test, runs_an_action_in_a_call_once_each) {
     EXPECT_THAT(seen, ElementsAre("first", "second"));
 }
 
+TEST_F(fake_nats_test, runs_an_action_in_a_publication_that_fails) {
+    bool has_run = false;
+    nats.fail_next("natsConnection_Publish", NATS_IO_ERROR);
+    nats.when_called("natsConnection_Publish", [&] { has_run = true; });
+
+    EXPECT_EQ(natsConnection_Publish(connection, "tock", nullptr, 0), NATS_IO_ERROR);
+
+    EXPECT_TRUE(has_run);
+}
+
 // What a consumer sees when an event is published while it waits for the reply to a read request.
 TEST_F(fake_nats_test, lets_a_test_deliver_an_event_before_a_reply) {
     nats.answer_requests("read", [this](std::string const& /*bytes*/) {

@@ -31,12 +31,12 @@ fake_nats_engine::~fake_nats_engine() {
     installed_ = nullptr;
 }
 
-fake_nats_engine& fake_nats_engine::installed() {
+fake_nats_engine::call_into_client fake_nats_engine::installed() {
     if (installed_ == nullptr) {
         std::cerr << "The NATS client is used without a fake_nats\n";
         std::abort();
     }
-    return *installed_;
+    return call_into_client{*installed_};
 }
 
 natsStatus fake_nats_engine::enter(std::string const& function, std::string const& arguments) {

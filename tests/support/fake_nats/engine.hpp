@@ -8,6 +8,7 @@
 #include "support/fake_nats/handles.hpp"
 #include "support/fake_nats/orders.hpp"
 #include "support/fake_nats/rules.hpp"
+#include "support/limited_memory.hpp"
 
 #include <condition_variable>
 #include <cstdint>
@@ -35,7 +36,21 @@ public:
     fake_nats_engine& operator=(fake_nats_engine const&) = delete;
     ~fake_nats_engine();
 
-    static fake_nats_engine& installed();
+    /// Gives one call of the client's functions the engine, and all the memory that it wants.
+    class call_into_client {
+    public:
+        explicit call_into_client(fake_nats_engine& engine)
+            : m_engine{engine} {}
+        fake_nats_engine* operator->() const {
+            return &m_engine;
+        }
+
+    private:
+        fake_nats_engine& m_engine;
+        unlimited_memory const m_suspended_limit;
+    };
+
+    static call_into_client installed();
 
     // Behind the client's functions; these lock the mutex, and call handlers and actions unlocked.
 

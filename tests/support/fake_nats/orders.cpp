@@ -32,7 +32,8 @@ constexpr std::array<std::string_view, 18> functions_that_can_fail{
     "natsSubscription_GetPending"};
 
 // Their entry points in client.cpp run the actions.
-constexpr std::array<std::string_view, 4> functions_with_actions{
+constexpr std::array<std::string_view, 5> functions_with_actions{
+    "natsConnection_Publish",
     "natsConnection_FlushTimeout",
     "natsSubscription_Unsubscribe",
     "natsMsg_GetDataLength",
