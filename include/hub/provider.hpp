@@ -123,7 +123,9 @@ public:
     /// the new session can run at the same time.
     ///
     /// @par Blocking
-    /// Up to 0.5 s for unsent data, and up to 5 s while the NATS client reconnects.
+    /// Up to 0.5 s for unsent data, and up to 5 s while the NATS client reconnects. As long as a
+    /// publication of another thread that waits for a server that hangs; is_connected() returns
+    /// false meanwhile.
     void disconnect();
 
     /// Returns whether the provider is connected and not marked failed. Stays true while the NATS

@@ -81,8 +81,9 @@ public:
     /// Never waits for a consumer. Waits for the locks of the list and the provider, and for the
     /// NATS client to copy the message into its send buffer. While connected that takes a few
     /// microseconds, so a loop that runs ten times a second may call it. While the NATS client
-    /// reconnects it can take up to 5 s; a loop that cannot wait so long publishes from another
-    /// thread.
+    /// reconnects it can take up to 5 s. If the server hangs and the operating system's send and
+    /// receive buffers are full, some megabytes, it waits without limit until the server continues
+    /// or the connection breaks. A loop that cannot wait so long publishes from another thread.
     void publish(variable_id id, variable_value value, timestamp when) CORVEL_HUB_EXCLUDES(this);
 
     /// Records new values and sends them, with everything else pending, in one change event.

@@ -107,14 +107,14 @@ TEST_F(registering_provider, announces_itself_again_when_the_registry_has_been_r
     EXPECT_EQ(hub.get_registry().get_definition("boiler")->fingerprint, 7U);
 }
 
-class verdict_time_limit : public provider_on_dev_hub {
+class slow_verdict : public provider_on_dev_hub {
 protected:
     static constexpr char const* timeout_text =
         "Provider boiler: provider definition validity handler execution failed: Timeout waiting "
         "for reply\n";
 };
 
-TEST_F(verdict_time_limit, is_15_seconds_after_which_the_definition_stays_registered) {
+TEST_F(slow_verdict, is_awaited_for_15_seconds_and_the_definition_stays_registered) {
     connect_boiler();
     hub.get_registry().go_silent();
     boiler_definition definition{7};
@@ -126,12 +126,12 @@ TEST_F(verdict_time_limit, is_15_seconds_after_which_the_definition_stays_regist
     auto const waited = steady_clock::now() - begin;
     EXPECT_EQ(message, timeout_text);
     EXPECT_GE(waited, std::chrono::seconds{15});
-    EXPECT_LT(waited, std::chrono::seconds{20});
+    EXPECT_LT(waited, std::chrono::milliseconds{15'500});
     EXPECT_EQ(boiler.get_fingerprint(), 7U);
     EXPECT_TRUE(boiler.is_connected());
     EXPECT_THAT(errors.text(), IsEmpty());
 
-    // A verdict that comes too late changes nothing. The line for the one behind it tells that it
+    // A verdict that comes too late changes nothing. The line for the one behind it shows that it
     // has been taken in; what that one wakes late finds the verdict before, which accepts.
     peer.publish(subjects::verdict, verdict_on(7, 0));
     peer.publish(subjects::verdict, verdict_on(7, 1));
