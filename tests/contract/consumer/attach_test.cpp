@@ -18,6 +18,7 @@ namespace {
 
 using std::chrono::nanoseconds;
 using std::chrono::seconds;
+using testing::Contains;
 using testing::ElementsAre;
 using testing::IsEmpty;
 using testing::Pair;
@@ -141,6 +142,25 @@ TEST_F(attaching, tolerates_that_the_server_does_not_confirm_the_subscriptions) 
     EXPECT_EQ(error_output.text(), "");
 }
 
+TEST_F(attaching, across_a_disconnect_and_a_connect_is_refused_and_stores_nothing) {
+    connect();
+    nats.when_called("natsConnection_FlushTimeout", [this] { // the last step of attaching
+        panel.disconnect();
+        connect();
+    });
+
+    auto const message =
+        thrown_message<operational_state_invalid>([this] { panel.attach_to_provider("boiler"); });
+
+    EXPECT_EQ(
+        message,
+        "Consumer panel: cannot set up a connection with a provider: not currently connected to "
+        "the corvel-hub\n");
+    EXPECT_TRUE(panel.is_connected());
+    EXPECT_THAT(nats.open_subjects(), ElementsAre("v1.loc.registry.providers.evt.changed"));
+    EXPECT_EQ(attach()->get_state(), state::connected);
+}
+
 // Each step of attaching, and what goes wrong there.
 struct failing_attach {
     char const* name;
@@ -201,6 +221,21 @@ TEST_P(attaching_with_a_failure, can_be_repeated) {
 
     EXPECT_EQ(connection->get_state(), state::connected);
     EXPECT_THAT(*connection->get_current_variables().variables, SizeIs(3));
+}
+
+TEST_P(attaching_with_a_failure, stores_nothing_that_a_list_or_the_end_could_concern) {
+    connect();
+    GetParam().spoil(nats);
+    EXPECT_THROW(panel.attach_to_provider("boiler"), std::exception);
+    nats.forget_calls();
+
+    announce_providers({"pump"});
+    announce_providers({"boiler"});
+    panel.disconnect();
+
+    EXPECT_THAT(nats.requests(definition_query), SizeIs(1)); // none for a provider that returns
+    EXPECT_THAT(nats.calls(), Contains("natsConnection_Close"));
+    EXPECT_EQ(error_output.text(), "");
 }
 
 INSTANTIATE_TEST_SUITE_P(
@@ -270,6 +305,17 @@ INSTANTIATE_TEST_SUITE_P(
             values_answered_with(""),
             "Consumer panel: encountered invalid serialized data for operation: de-serialize reply "
             "to a read request: message data nullptr\n"},
+        failing_attach{
+            "no_list",
+            values_answered_with(wire::read_variables_query_response(std::nullopt)),
+            "Consumer panel: encountered invalid serialized data for operation: de-serialize reply "
+            "to a read request: variable data nullptr\n"},
+        failing_attach{
+            "no_items",
+            values_answered_with(wire::read_variables_query_response(wire::variable_list_table{
+                .fingerprint = 77, .timestamp = wire_noon})),
+            "Consumer panel: encountered invalid serialized data for operation: de-serialize reply "
+            "to a read request: variable data (items) nullptr\n"},
         failing_attach{
             "other_fingerprint",
             values_answered_with(wire::read_reply(78, {})),
@@ -525,6 +571,18 @@ TEST_F(requesting_the_definition, with_another_fingerprint_replaces_the_variable
     EXPECT_EQ(after.fingerprint, 78U);
     EXPECT_THAT(*after.variables, ElementsAre(Pair(9U, testing::_)));
     EXPECT_THAT(*before, SizeIs(3));
+}
+
+TEST_F(requesting_the_definition, with_the_fingerprint_held_is_not_decoded_further) {
+    auto const connection = attach();
+    auto const before = connection->get_current_variables().variables;
+    answer(definition_query, wire::definition_reply(77, {{.id = 9}})); // neither path nor type
+
+    connection->request_provider_definition();
+
+    EXPECT_EQ(connection->get_current_variables().variables, before);
+    EXPECT_EQ(connection->get_state(), state::connected);
+    EXPECT_EQ(variable(*connection, 1).get_update_count(), 2U);
 }
 
 TEST_F(requesting_the_definition, faults_the_connection_when_it_fails) {

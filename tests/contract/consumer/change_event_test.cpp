@@ -21,7 +21,7 @@ using testing::SizeIs;
 
 constexpr auto good = variable_quality::good;
 
-class change_event : public panel_test {
+class delivered_change_event : public panel_test {
 protected:
     std::shared_ptr<provider_connection> const connection = attach();
 
@@ -30,7 +30,7 @@ protected:
     }
 };
 
-TEST_F(change_event, applies_every_item_with_the_time_of_the_event) {
+TEST_F(delivered_change_event, applies_every_item_with_the_time_of_the_event) {
     deliver(wire::change_event(77, {wire::item(3, "manual"), wire::item(1, 21.5, 64)}, wire_noon));
 
     EXPECT_EQ(content(*connection, 3), held("manual", good, at_noon, 2));
@@ -39,7 +39,7 @@ TEST_F(change_event, applies_every_item_with_the_time_of_the_event) {
     EXPECT_EQ(error_output.text(), "");
 }
 
-TEST_F(change_event, reports_every_id_in_its_order_even_when_the_value_did_not_change) {
+TEST_F(delivered_change_event, reports_every_id_in_its_order_even_when_the_value_did_not_change) {
     deliver(
         wire::change_event(77, {wire::item(3, "auto"), wire::item(1, 21.5), wire::item(1, 22.5)}));
 
@@ -47,19 +47,31 @@ TEST_F(change_event, reports_every_id_in_its_order_even_when_the_value_did_not_c
     EXPECT_EQ(variable(*connection, 1).get_value(), variable_value{22.5});
 }
 
-TEST_F(change_event, without_items_is_reported_too) {
+TEST_F(delivered_change_event, without_items_is_reported_too) {
     deliver(wire::change_event(77, {}));
 
     EXPECT_THAT(journal.get(), ElementsAre("changed boiler 77:"));
 }
 
-TEST_F(change_event, takes_the_own_time_of_an_item_that_has_one) {
+TEST_F(delivered_change_event, takes_the_own_time_of_an_item_that_has_one) {
     deliver(wire::change_event(77, {wire::at({-1, 0}, wire::item(1, 21.5))}, wire_noon));
 
     EXPECT_EQ(variable(*connection, 1).get_last_publish_timestamp(), timestamp{seconds{-1}});
 }
 
-TEST_F(change_event, may_lie_at_any_address) {
+TEST_F(delivered_change_event, without_its_time_stamps_items_without_their_own_with_the_epoch) {
+    deliver(wire::variables_changed_event(wire::variable_list_table{
+        .fingerprint = 77,
+        .items = {{wire::item(1, 21.5), wire::at(wire_noon, wire::item(2, 61.0))}}}));
+
+    EXPECT_EQ(content(*connection, 1), held(21.5, good, timestamp{}, 2));
+    EXPECT_EQ(content(*connection, 2), held(61.0, good, at_noon, 2));
+    EXPECT_EQ(connection->get_state(), state::connected);
+    EXPECT_THAT(journal.get(), ElementsAre("changed boiler 77: 1 2"));
+    EXPECT_EQ(error_output.text(), "");
+}
+
+TEST_F(delivered_change_event, may_lie_at_any_address) {
     for (std::size_t misalignment = 0; misalignment < 8; ++misalignment) {
         nats.deliver(
             {variables_changed,
@@ -71,7 +83,7 @@ TEST_F(change_event, may_lie_at_any_address) {
     EXPECT_EQ(content(*connection, 1), held(21.5, good, at_noon, 9));
 }
 
-TEST_F(change_event, without_a_value_keeps_the_value_takes_the_rest_and_counts) {
+TEST_F(delivered_change_event, without_a_value_keeps_the_value_takes_the_rest_and_counts) {
     deliver(wire::change_event(77, {{.value_type = 0, .id = 1, .quality = 67}}, wire_noon));
 
     EXPECT_EQ(
@@ -80,7 +92,7 @@ TEST_F(change_event, without_a_value_keeps_the_value_takes_the_rest_and_counts) 
     EXPECT_THAT(journal.get(), ElementsAre("changed boiler 77: 1"));
 }
 
-TEST_F(change_event, for_an_older_fingerprint_is_dropped_without_a_trace) {
+TEST_F(delivered_change_event, for_an_older_fingerprint_is_dropped_without_a_trace) {
     deliver(wire::change_event(76, {wire::item(99, 21.5)}));
 
     EXPECT_EQ(content(*connection, 1), held(20.5, good, timestamp{seconds{1'600'000'001}}, 1));
@@ -89,7 +101,7 @@ TEST_F(change_event, for_an_older_fingerprint_is_dropped_without_a_trace) {
     EXPECT_EQ(error_output.text(), "");
 }
 
-TEST_F(change_event, for_an_older_fingerprint_is_dropped_whatever_it_lacks) {
+TEST_F(delivered_change_event, for_an_older_fingerprint_is_dropped_whatever_it_lacks) {
     deliver(wire::variables_changed_event(wire::variable_list_table{.fingerprint = 76}));
 
     EXPECT_EQ(connection->get_state(), state::connected);
@@ -97,7 +109,7 @@ TEST_F(change_event, for_an_older_fingerprint_is_dropped_whatever_it_lacks) {
     EXPECT_EQ(error_output.text(), "");
 }
 
-TEST_F(change_event, without_a_fingerprint_is_one_for_0) {
+TEST_F(delivered_change_event, without_a_fingerprint_is_one_for_0) {
     deliver(wire::variables_changed_event(
         wire::variable_list_table{.timestamp = wire_noon, .items = {{wire::item(1, 21.5)}}}));
 
@@ -106,7 +118,7 @@ TEST_F(change_event, without_a_fingerprint_is_one_for_0) {
     EXPECT_EQ(error_output.text(), "");
 }
 
-TEST_F(change_event, is_applied_while_the_provider_is_marked_unavailable) {
+TEST_F(delivered_change_event, is_applied_while_the_provider_is_marked_unavailable) {
     connection->set_provider_availability(event::provider_lost);
     journal.forget();
 
@@ -118,7 +130,7 @@ TEST_F(change_event, is_applied_while_the_provider_is_marked_unavailable) {
     EXPECT_THAT(journal.get(), ElementsAre("changed boiler 77: 1"));
 }
 
-TEST_F(change_event, is_skipped_by_a_faulted_connection) {
+TEST_F(delivered_change_event, is_skipped_by_a_faulted_connection) {
     connection->set_fault_state();
 
     deliver(wire::change_event(77, {wire::item(1, 21.5)}));
@@ -131,7 +143,7 @@ TEST_F(change_event, is_skipped_by_a_faulted_connection) {
     EXPECT_THAT(journal.get(), IsEmpty());
 }
 
-TEST_F(change_event, without_a_message_faults_the_connection) {
+TEST_F(delivered_change_event, without_a_message_faults_the_connection) {
     nats.deliver_null(variables_changed);
 
     EXPECT_EQ(
@@ -199,7 +211,7 @@ INSTANTIATE_TEST_SUITE_P(
             "type index: 1)\n"}),
     case_name);
 
-TEST_F(change_event, with_an_unknown_id_keeps_what_came_before_and_calls_nobody) {
+TEST_F(delivered_change_event, with_an_unknown_id_keeps_what_came_before_and_calls_nobody) {
     deliver(
         wire::change_event(77, {wire::item(2, 61.0), wire::item(99, 1.0), wire::item(1, 21.5)}));
 
@@ -213,7 +225,7 @@ TEST_F(change_event, with_an_unknown_id_keeps_what_came_before_and_calls_nobody)
     EXPECT_THAT(journal.get(), IsEmpty());
 }
 
-TEST_F(change_event, with_a_value_of_another_type_leaves_that_value_as_it_was) {
+TEST_F(delivered_change_event, with_a_value_of_another_type_leaves_that_value_as_it_was) {
     deliver(wire::change_event(77, {wire::item(2, 61.0), wire::item(1, true)}, wire_noon));
 
     EXPECT_EQ(content(*connection, 2), held(61.0, variable_quality::bad, at_noon, 2));
@@ -222,7 +234,7 @@ TEST_F(change_event, with_a_value_of_another_type_leaves_that_value_as_it_was) {
         held(20.5, variable_quality::bad, timestamp{seconds{1'600'000'001}}, 1));
 }
 
-class changes_callback : public change_event {};
+class changes_callback : public delivered_change_event {};
 
 TEST_F(changes_callback, gets_fingerprint_ids_connection_and_user_data) {
     struct call {

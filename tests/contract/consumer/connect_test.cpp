@@ -6,6 +6,7 @@
 #include "support/case_name.hpp"
 #include "support/thrown_message.hpp"
 #include <hub/connection_failed.hpp>
+#include <hub/operational_state_invalid.hpp>
 #include <hub/serialization_fault.hpp>
 
 #include <gmock/gmock.h>
@@ -25,15 +26,15 @@ using testing::IsNull;
 using testing::Pointee;
 using testing::SizeIs;
 
-class connecting : public panel_test {};
+class connecting_consumer : public panel_test {};
 
-TEST_F(connecting, has_not_happened_after_construction) {
+TEST_F(connecting_consumer, has_not_happened_after_construction) {
     EXPECT_FALSE(panel.is_connected());
     EXPECT_THAT(panel.get_provider_identifiers(), Pointee(IsEmpty()));
     EXPECT_THAT(nats.calls(), IsEmpty());
 }
 
-TEST_F(connecting, opens_the_session_subscribes_and_requests_the_list_in_this_order) {
+TEST_F(connecting_consumer, opens_the_session_subscribes_and_requests_the_list_in_this_order) {
     connect();
 
     EXPECT_THAT(
@@ -57,13 +58,13 @@ TEST_F(connecting, opens_the_session_subscribes_and_requests_the_list_in_this_or
     EXPECT_EQ(error_output.text(), "");
 }
 
-TEST_F(connecting, sends_immediately_when_told_to) {
+TEST_F(connecting_consumer, sends_immediately_when_told_to) {
     panel.connect("nats://hub", "http://hub/token", "id", "secret", {true});
 
     EXPECT_THAT(nats.calls(), testing::Contains("natsOptions_SetSendAsap true"));
 }
 
-TEST_F(connecting, requests_the_list_with_an_empty_table) {
+TEST_F(connecting_consumer, requests_the_list_with_an_empty_table) {
     connect();
 
     auto const requests = nats.requests();
@@ -71,7 +72,7 @@ TEST_F(connecting, requests_the_list_with_an_empty_table) {
     EXPECT_EQ(requests.front().bytes, (std::string{"\x08\0\0\0\x04\0\x04\0\x04\0\0\0", 12}));
 }
 
-TEST_F(connecting, a_second_time_does_nothing) {
+TEST_F(connecting_consumer, a_second_time_does_nothing) {
     connect();
     nats.forget_calls();
 
@@ -209,7 +210,7 @@ INSTANTIATE_TEST_SUITE_P(
             "provider list: provider identifier nullptr\n"}),
     case_name);
 
-TEST_F(connecting, to_an_empty_list_gives_an_empty_set) {
+TEST_F(connecting_consumer, to_an_empty_list_gives_an_empty_set) {
     answer(providers_query, wire::provider_list_reply({}));
 
     connect();
@@ -217,7 +218,7 @@ TEST_F(connecting, to_an_empty_list_gives_an_empty_set) {
     EXPECT_THAT(panel.get_provider_identifiers(), Pointee(IsEmpty()));
 }
 
-TEST_F(connecting, keeps_every_identifier_once_and_in_order) {
+TEST_F(connecting_consumer, keeps_every_identifier_once_and_in_order) {
     answer(providers_query, wire::provider_list_reply({"pump", "boiler", "pump", ""}));
 
     connect();
@@ -225,13 +226,13 @@ TEST_F(connecting, keeps_every_identifier_once_and_in_order) {
     EXPECT_THAT(panel.get_provider_identifiers(), Pointee(ElementsAre("", "boiler", "pump")));
 }
 
-TEST_F(connecting, does_not_call_the_providers_changed_callback) {
+TEST_F(connecting_consumer, does_not_call_the_providers_changed_callback) {
     connect();
 
     EXPECT_THAT(journal.get(), IsEmpty());
 }
 
-TEST_F(connecting, lets_the_identifiers_be_asked_for_while_it_waits_for_the_registry) {
+TEST_F(connecting_consumer, lets_the_identifiers_be_asked_for_while_it_waits_for_the_registry) {
     std::shared_ptr<std::set<std::string>> meanwhile;
     nats.answer_requests(providers_query, [&](std::string const& /*bytes*/) {
         meanwhile = panel.get_provider_identifiers();
@@ -426,9 +427,82 @@ TEST_F(reconnecting, prints_no_notice_when_the_consumer_is_disconnected_meanwhil
     EXPECT_EQ(error_output.text(), "");
 }
 
-class disconnecting : public panel_test {};
+// The registry has not answered the request for the list: the session is open, the consumer is not
+// connected.
+class half_made_session : public panel_test {
+protected:
+    half_made_session() {
+        refuse(providers_query, NATS_TIMEOUT);
+        EXPECT_THROW(connect(), connection_failed);
+        nats.forget_calls();
+    }
 
-TEST_F(disconnecting, leaves_a_null_pointer_in_the_place_of_the_list) {
+    void let_the_registry_answer() {
+        answer(providers_query, wire::provider_list_reply({"boiler", "pump"}));
+    }
+};
+
+TEST_F(half_made_session, refuses_to_attach_and_stores_nothing) {
+    auto const message =
+        thrown_message<operational_state_invalid>([this] { panel.attach_to_provider("boiler"); });
+
+    EXPECT_EQ(
+        message,
+        "Consumer panel: cannot set up a connection with a provider: not currently connected to "
+        "the corvel-hub\n");
+    EXPECT_THAT(nats.calls(), IsEmpty());
+    let_the_registry_answer();
+    EXPECT_EQ(attach()->get_state(), state::connected);
+}
+
+TEST_F(half_made_session, hands_on_a_list_event_and_stays_unconnected) {
+    announce_providers({"press"});
+
+    EXPECT_THAT(panel.get_provider_identifiers(), Pointee(ElementsAre("press")));
+    EXPECT_THAT(journal.get(), ElementsAre("list: press"));
+    EXPECT_FALSE(panel.is_connected());
+    EXPECT_THROW(panel.attach_to_provider("press"), operational_state_invalid);
+}
+
+TEST_F(half_made_session, leaves_the_list_of_an_event_in_place_when_it_is_disconnected) {
+    announce_providers({"press"});
+
+    panel.disconnect(); // does nothing
+
+    EXPECT_THAT(panel.get_provider_identifiers(), Pointee(ElementsAre("press")));
+    EXPECT_EQ(nats.open_connections(), 1U);
+}
+
+TEST_F(half_made_session, gives_way_to_the_next_connect_and_its_list) {
+    announce_providers({"press"});
+    let_the_registry_answer();
+
+    connect();
+
+    EXPECT_TRUE(panel.is_connected());
+    EXPECT_THAT(panel.get_provider_identifiers(), Pointee(ElementsAre("boiler", "pump")));
+    EXPECT_EQ(nats.open_connections(), 1U);
+}
+
+class disconnecting_consumer : public panel_test {};
+
+TEST_F(disconnecting_consumer, ends_the_connections_before_it_closes_the_session) {
+    auto const connection = attach();
+    nats.forget_calls();
+
+    panel.disconnect();
+
+    EXPECT_EQ(connection->get_state(), state::disconnected);
+    EXPECT_THAT(
+        nats.calls(),
+        ElementsAre(
+            "natsSubscription_Unsubscribe v1.loc.registry.providers.boiler.def.evt.changed",
+            "natsSubscription_Unsubscribe v1.loc.boiler.vars.evt.changed",
+            "natsSubscription_Unsubscribe v1.loc.registry.providers.evt.changed",
+            "natsConnection_Close"));
+}
+
+TEST_F(disconnecting_consumer, leaves_a_null_pointer_in_the_place_of_the_list) {
     connect();
     auto const before = panel.get_provider_identifiers();
 
@@ -439,7 +513,7 @@ TEST_F(disconnecting, leaves_a_null_pointer_in_the_place_of_the_list) {
     EXPECT_THAT(before, Pointee(ElementsAre("boiler", "pump")));
 }
 
-TEST_F(disconnecting, disconnects_every_connection_and_closes_the_session) {
+TEST_F(disconnecting_consumer, disconnects_every_connection_and_closes_the_session) {
     auto const connection = attach();
 
     panel.disconnect();
@@ -449,7 +523,7 @@ TEST_F(disconnecting, disconnects_every_connection_and_closes_the_session) {
     EXPECT_EQ(nats.open_connections(), 0U);
 }
 
-TEST_F(disconnecting, a_second_time_does_nothing) {
+TEST_F(disconnecting_consumer, a_second_time_does_nothing) {
     connect();
     panel.disconnect();
     nats.forget_calls();
@@ -459,7 +533,7 @@ TEST_F(disconnecting, a_second_time_does_nothing) {
     EXPECT_THAT(nats.calls(), IsEmpty());
 }
 
-TEST_F(disconnecting, keeps_late_messages_and_callbacks_away) {
+TEST_F(disconnecting_consumer, keeps_late_messages_and_callbacks_away) {
     auto const connection = attach();
     auto const subscriptions = nats.subscriptions();
     panel.disconnect();
@@ -477,7 +551,7 @@ TEST_F(disconnecting, keeps_late_messages_and_callbacks_away) {
     EXPECT_THAT(panel.get_provider_identifiers(), IsNull());
 }
 
-TEST_F(disconnecting, may_be_followed_by_connecting_and_attaching_anew) {
+TEST_F(disconnecting_consumer, may_be_followed_by_connecting_and_attaching_anew) {
     auto const before = attach();
     panel.disconnect();
 
@@ -490,7 +564,7 @@ TEST_F(disconnecting, may_be_followed_by_connecting_and_attaching_anew) {
     EXPECT_EQ(after->get_state(), state::connected);
 }
 
-TEST_F(disconnecting, forgets_which_providers_were_lost) {
+TEST_F(disconnecting_consumer, forgets_which_providers_were_lost) {
     attach();
     announce_providers({});
     panel.disconnect();

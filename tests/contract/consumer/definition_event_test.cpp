@@ -17,6 +17,7 @@ using std::chrono::seconds;
 using testing::Each;
 using testing::ElementsAre;
 using testing::IsEmpty;
+using testing::IsNull;
 using testing::NotNull;
 using testing::Pair;
 using testing::SizeIs;
@@ -24,7 +25,7 @@ using testing::SizeIs;
 constexpr auto nothing_received = "Received a provider definition event, but zero fingerprint or "
                                   "zero variable definitions were received\n";
 
-class definition_event : public panel_test {
+class delivered_definition_event : public panel_test {
 protected:
     // Attaches and lets the hub know of another definition with the one variable 9.
     std::shared_ptr<provider_connection> attach_before_a_new_definition() {
@@ -42,7 +43,7 @@ protected:
         wire::definition_event(78, {wire::defined(9, "running", wire::bool_code)});
 };
 
-TEST_F(definition_event, with_a_new_definition_replaces_the_variables_and_reads_them) {
+TEST_F(delivered_definition_event, with_a_new_definition_replaces_the_variables_and_reads_them) {
     auto const connection = attach_before_a_new_definition();
 
     announce(new_definition);
@@ -57,7 +58,7 @@ TEST_F(definition_event, with_a_new_definition_replaces_the_variables_and_reads_
     EXPECT_EQ(error_output.text(), "");
 }
 
-TEST_F(definition_event, leaves_the_variables_that_were_handed_out_as_they_are) {
+TEST_F(delivered_definition_event, leaves_the_variables_that_were_handed_out_as_they_are) {
     auto const connection = attach_before_a_new_definition();
     auto const before = connection->get_current_variables().variables;
 
@@ -70,7 +71,7 @@ TEST_F(definition_event, leaves_the_variables_that_were_handed_out_as_they_are) 
     EXPECT_EQ(before->at(1)->get_update_count(), 1U);
 }
 
-TEST_F(definition_event, applies_whatever_mark_the_registry_set) {
+TEST_F(delivered_definition_event, applies_whatever_mark_the_registry_set) {
     auto const connection = attach_before_a_new_definition();
 
     announce(wire::provider_definition_changed_event(wire::provider_definition_table{
@@ -81,7 +82,7 @@ TEST_F(definition_event, applies_whatever_mark_the_registry_set) {
     EXPECT_EQ(connection->get_current_variables().fingerprint, 78U);
 }
 
-TEST_F(definition_event, with_the_fingerprint_held_reads_again_and_calls_the_callback) {
+TEST_F(delivered_definition_event, with_the_fingerprint_held_reads_again_and_calls_the_callback) {
     auto const connection = attach();
     auto const before = connection->get_current_variables().variables;
 
@@ -92,7 +93,20 @@ TEST_F(definition_event, with_the_fingerprint_held_reads_again_and_calls_the_cal
     EXPECT_THAT(journal.get(), ElementsAre("updated boiler"));
 }
 
-TEST_F(definition_event, needs_no_callback) {
+TEST_F(delivered_definition_event, with_the_fingerprint_held_is_not_decoded_further) {
+    auto const connection = attach();
+    auto const before = connection->get_current_variables().variables;
+
+    announce(wire::definition_event(77, {{.id = 9}})); // neither path nor type
+
+    EXPECT_EQ(connection->get_current_variables().variables, before);
+    EXPECT_EQ(connection->get_state(), state::connected);
+    EXPECT_THAT(qualities(*connection), Each(variable_quality::good));
+    EXPECT_THAT(journal.get(), ElementsAre("updated boiler"));
+    EXPECT_EQ(error_output.text(), "");
+}
+
+TEST_F(delivered_definition_event, needs_no_callback) {
     auto const connection = attach_before_a_new_definition();
     connection->set_event_callback(nullptr, nullptr);
 
@@ -102,7 +116,7 @@ TEST_F(definition_event, needs_no_callback) {
     EXPECT_THAT(journal.get(), IsEmpty());
 }
 
-TEST_F(definition_event, may_lie_at_any_address) {
+TEST_F(delivered_definition_event, may_lie_at_any_address) {
     auto const connection = attach_before_a_new_definition();
 
     for (std::size_t misalignment = 0; misalignment < 8; ++misalignment) {
@@ -112,7 +126,9 @@ TEST_F(definition_event, may_lie_at_any_address) {
     EXPECT_EQ(journal.get(), std::vector<std::string>(8, "updated boiler"));
 }
 
-TEST_F(definition_event, that_withdraws_the_definition_makes_all_values_bad_and_takes_them_away) {
+TEST_F(
+    delivered_definition_event,
+    that_withdraws_the_definition_makes_all_values_bad_and_takes_them_away) {
     auto const connection = attach();
     auto const before = connection->get_current_variables().variables;
     nats.forget_calls();
@@ -132,7 +148,36 @@ TEST_F(definition_event, that_withdraws_the_definition_makes_all_values_bad_and_
     EXPECT_THAT(nats.calls(), IsEmpty());
 }
 
-TEST_F(definition_event, brings_a_withdrawn_definition_back) {
+TEST_F(
+    delivered_definition_event, that_withdraws_the_definition_revives_no_disconnected_connection) {
+    auto const connection = attach();
+    auto const before = connection->get_current_variables().variables;
+    nats.when_called("natsMsg_GetDataLength", [&] { connection->disconnect(); });
+
+    announce(wire::provider_definition_changed_event(std::nullopt));
+
+    EXPECT_THAT(connection->get_current_variables().variables, IsNull());
+    EXPECT_EQ(connection->get_current_variables().fingerprint, 0U);
+    EXPECT_EQ(connection->get_state(), state::disconnected);
+    for (auto const& [id, old] : *before) { // as disconnecting has left them
+        EXPECT_EQ(old->get_quality(), variable_quality::good) << id;
+    }
+    EXPECT_THAT(journal.get(), IsEmpty());
+}
+
+TEST_F(delivered_definition_event, that_withdraws_the_definition_may_meet_the_end_of_the_consumer) {
+    auto const connection = attach();
+    nats.when_called("natsMsg_GetDataLength", [this] { panel.disconnect(); });
+
+    announce(wire::provider_definition_changed_event(std::nullopt));
+
+    EXPECT_THAT(connection->get_current_variables().variables, IsNull());
+    EXPECT_EQ(connection->get_state(), state::disconnected);
+    EXPECT_EQ(nats.open_connections(), 0U);
+    EXPECT_THAT(journal.get(), IsEmpty());
+}
+
+TEST_F(delivered_definition_event, brings_a_withdrawn_definition_back) {
     auto const connection = attach();
     announce(wire::provider_definition_changed_event(std::nullopt));
 
@@ -145,7 +190,7 @@ TEST_F(definition_event, brings_a_withdrawn_definition_back) {
     EXPECT_THAT(journal.get(), ElementsAre("updated boiler"));
 }
 
-TEST_F(definition_event, without_variables_empties_the_map_and_is_reported) {
+TEST_F(delivered_definition_event, without_variables_empties_the_map_and_is_reported) {
     auto const connection = attach();
     nats.forget_calls();
 
@@ -159,7 +204,8 @@ TEST_F(definition_event, without_variables_empties_the_map_and_is_reported) {
     EXPECT_THAT(nats.calls(), IsEmpty());
 }
 
-TEST_F(definition_event, with_the_fingerprint_held_is_reported_when_there_are_no_variables) {
+TEST_F(
+    delivered_definition_event, with_the_fingerprint_held_is_reported_when_there_are_no_variables) {
     answer(definition_query, wire::definition_reply(77, {}));
     answer(variables_query, wire::read_reply(77, {}));
     auto const connection = attach();
@@ -171,7 +217,7 @@ TEST_F(definition_event, with_the_fingerprint_held_is_reported_when_there_are_no
     EXPECT_THAT(journal.get(), IsEmpty());
 }
 
-TEST_F(definition_event, without_a_fingerprint_brings_variables_that_nobody_reads) {
+TEST_F(delivered_definition_event, without_a_fingerprint_brings_variables_that_nobody_reads) {
     auto const connection = attach();
     nats.forget_calls();
 
@@ -250,7 +296,7 @@ INSTANTIATE_TEST_SUITE_P(
             "variable definition: variable index [12] is out of bounds\n\n"}),
     case_name);
 
-TEST_F(definition_event, whose_values_cannot_be_read_faults_the_connection) {
+TEST_F(delivered_definition_event, whose_values_cannot_be_read_faults_the_connection) {
     auto const connection = attach();
     refuse(variables_query, NATS_TIMEOUT);
 
@@ -266,7 +312,8 @@ TEST_F(definition_event, whose_values_cannot_be_read_faults_the_connection) {
     EXPECT_THAT(journal.get(), IsEmpty());
 }
 
-TEST_F(definition_event, whose_values_belong_to_another_definition_faults_the_connection) {
+TEST_F(
+    delivered_definition_event, whose_values_belong_to_another_definition_faults_the_connection) {
     auto const connection = attach();
 
     announce(new_definition);
@@ -278,7 +325,7 @@ TEST_F(definition_event, whose_values_belong_to_another_definition_faults_the_co
     EXPECT_EQ(connection->get_state(), state::faulted);
 }
 
-TEST_F(definition_event, is_skipped_silently_while_the_provider_is_unavailable) {
+TEST_F(delivered_definition_event, is_skipped_silently_while_the_provider_is_unavailable) {
     auto const connection = attach_before_a_new_definition();
     connection->set_provider_availability(event::provider_lost);
     journal.forget();
@@ -292,7 +339,7 @@ TEST_F(definition_event, is_skipped_silently_while_the_provider_is_unavailable) 
     EXPECT_THAT(nats.calls(), IsEmpty());
 }
 
-TEST_F(definition_event, is_skipped_by_a_faulted_connection) {
+TEST_F(delivered_definition_event, is_skipped_by_a_faulted_connection) {
     auto const connection = attach_before_a_new_definition();
     connection->set_fault_state();
 
@@ -307,7 +354,7 @@ TEST_F(definition_event, is_skipped_by_a_faulted_connection) {
     EXPECT_THAT(nats.calls(), IsEmpty());
 }
 
-TEST_F(definition_event, without_a_message_faults_the_connection) {
+TEST_F(delivered_definition_event, without_a_message_faults_the_connection) {
     auto const connection = attach();
 
     nats.deliver_null(definition_changed);
@@ -319,7 +366,7 @@ TEST_F(definition_event, without_a_message_faults_the_connection) {
     EXPECT_THAT(qualities(*connection), Each(variable_quality::bad));
 }
 
-TEST_F(definition_event, reports_what_leaves_the_callback) {
+TEST_F(delivered_definition_event, reports_what_leaves_the_callback) {
     auto const connection = attach_before_a_new_definition();
     connection->set_event_callback(
         [](event /*what*/, provider_connection& /*updated*/, void* /*user_data*/) {
@@ -333,7 +380,7 @@ TEST_F(definition_event, reports_what_leaves_the_callback) {
     EXPECT_EQ(connection->get_state(), state::connected);
 }
 
-TEST_F(definition_event, lets_the_callback_use_the_new_variables) {
+TEST_F(delivered_definition_event, lets_the_callback_use_the_new_variables) {
     auto const connection = attach_before_a_new_definition();
     connection->set_event_callback(
         [](event /*what*/, provider_connection& updated, void* /*user_data*/) {
@@ -349,7 +396,7 @@ TEST_F(definition_event, lets_the_callback_use_the_new_variables) {
     EXPECT_EQ(error_output.text(), "");
 }
 
-TEST_F(definition_event, calls_nobody_when_the_connection_is_disconnected_meanwhile) {
+TEST_F(delivered_definition_event, calls_nobody_when_the_connection_is_disconnected_meanwhile) {
     auto const connection = attach();
     nats.answer_requests(variables_query, [&](std::string const& /*bytes*/) {
         connection->disconnect();
@@ -363,7 +410,7 @@ TEST_F(definition_event, calls_nobody_when_the_connection_is_disconnected_meanwh
     EXPECT_EQ(error_output.text(), "");
 }
 
-TEST_F(definition_event, lets_the_callback_disconnect_the_connection) {
+TEST_F(delivered_definition_event, lets_the_callback_disconnect_the_connection) {
     auto const connection = attach_before_a_new_definition();
     connection->set_event_callback(
         [](event /*what*/, provider_connection& updated, void* /*user_data*/) {

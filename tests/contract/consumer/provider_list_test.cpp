@@ -19,9 +19,9 @@ using testing::IsEmpty;
 using testing::IsNull;
 using testing::Pointee;
 
-class provider_list_event : public panel_test {};
+class delivered_provider_list : public panel_test {};
 
-TEST_F(provider_list_event, replaces_the_identifiers_and_calls_the_callback) {
+TEST_F(delivered_provider_list, replaces_the_identifiers_and_calls_the_callback) {
     connect();
 
     announce_providers({"press", "boiler"});
@@ -30,7 +30,7 @@ TEST_F(provider_list_event, replaces_the_identifiers_and_calls_the_callback) {
     EXPECT_THAT(journal.get(), ElementsAre("list: boiler press"));
 }
 
-TEST_F(provider_list_event, with_an_identical_list_calls_the_callback_too) {
+TEST_F(delivered_provider_list, with_an_identical_list_calls_the_callback_too) {
     connect();
 
     announce_providers({"boiler", "pump"});
@@ -39,7 +39,7 @@ TEST_F(provider_list_event, with_an_identical_list_calls_the_callback_too) {
     EXPECT_THAT(journal.get(), ElementsAre("list: boiler pump", "list: boiler pump"));
 }
 
-TEST_F(provider_list_event, leaves_a_list_that_was_handed_out_unchanged) {
+TEST_F(delivered_provider_list, leaves_a_list_that_was_handed_out_unchanged) {
     connect();
     auto const before = panel.get_provider_identifiers();
 
@@ -48,7 +48,7 @@ TEST_F(provider_list_event, leaves_a_list_that_was_handed_out_unchanged) {
     EXPECT_THAT(before, Pointee(ElementsAre("boiler", "pump")));
 }
 
-TEST_F(provider_list_event, may_lie_at_any_address) {
+TEST_F(delivered_provider_list, may_lie_at_any_address) {
     connect();
 
     for (std::size_t misalignment = 0; misalignment < 8; ++misalignment) {
@@ -59,7 +59,7 @@ TEST_F(provider_list_event, may_lie_at_any_address) {
     EXPECT_EQ(journal.get(), std::vector<std::string>(8, "list: press"));
 }
 
-TEST_F(provider_list_event, hands_over_the_current_list_the_consumer_and_the_user_data) {
+TEST_F(delivered_provider_list, hands_over_the_current_list_the_consumer_and_the_user_data) {
     struct call {
         std::shared_ptr<std::set<std::string>> identifiers;
         consumer* receiver = nullptr;
@@ -79,7 +79,7 @@ TEST_F(provider_list_event, hands_over_the_current_list_the_consumer_and_the_use
     EXPECT_EQ(seen.receiver, &display);
 }
 
-TEST_F(provider_list_event, needs_no_callback) {
+TEST_F(delivered_provider_list, needs_no_callback) {
     consumer display{"display", true, nullptr, nullptr};
     display.connect("nats://hub", "http://hub/token", "id", "secret");
 
@@ -88,7 +88,7 @@ TEST_F(provider_list_event, needs_no_callback) {
     EXPECT_THAT(display.get_provider_identifiers(), Pointee(ElementsAre("press")));
 }
 
-TEST_F(provider_list_event, reports_what_leaves_the_callback) {
+TEST_F(delivered_provider_list, reports_what_leaves_the_callback) {
     consumer display{
         "display",
         true,
@@ -104,7 +104,7 @@ TEST_F(provider_list_event, reports_what_leaves_the_callback) {
     EXPECT_TRUE(display.is_connected());
 }
 
-TEST_F(provider_list_event, of_a_session_that_ends_while_it_is_read_changes_nothing) {
+TEST_F(delivered_provider_list, of_a_session_that_ends_while_it_is_read_changes_nothing) {
     connect();
     nats.when_called("natsMsg_GetDataLength", [this] { panel.disconnect(); });
 
@@ -114,7 +114,7 @@ TEST_F(provider_list_event, of_a_session_that_ends_while_it_is_read_changes_noth
     EXPECT_THAT(journal.get(), IsEmpty());
 }
 
-TEST_F(provider_list_event, of_an_ended_session_leaves_the_next_session_alone) {
+TEST_F(delivered_provider_list, of_an_ended_session_leaves_the_next_session_alone) {
     connect();
     std::shared_ptr<provider_connection> connection;
     nats.when_called("natsMsg_GetDataLength", [&] {
@@ -176,7 +176,7 @@ INSTANTIATE_TEST_SUITE_P(
             "provider list: provider identifier nullptr\n\n"}),
     case_name);
 
-TEST_F(provider_list_event, without_a_message_is_reported) {
+TEST_F(delivered_provider_list, without_a_message_is_reported) {
     connect();
 
     nats.deliver_null(providers_changed);
@@ -257,6 +257,27 @@ TEST_F(provider_presence, a_provider_that_returns_is_told_first_and_then_asked_f
             "returned boiler", "definition requested", "variables requested", "list: boiler pump"));
     EXPECT_EQ(connection->get_state(), state::connected);
     EXPECT_THAT(qualities(*connection), Each(variable_quality::good));
+}
+
+TEST_F(
+    provider_presence,
+    losses_are_told_before_returns_and_these_before_the_definition_is_asked_for) {
+    answer("v1.loc.registry.providers.pump.def.qry.read", wire::definition_reply(5, {}));
+    answer("v1.loc.pump.vars.qry.read", wire::read_reply(5, {}));
+    attach();
+    listen_to(*panel.attach_to_provider("pump"));
+    announce_providers({"pump"}); // loses the boiler
+    journal.forget();
+    nats.answer_requests(definition_query, [this](std::string const& /*bytes*/) {
+        journal.add("definition requested");
+        return fake_nats::request_answer{NATS_OK, wire::definition_reply(77, boiler_variables())};
+    });
+
+    announce_providers({"boiler"}); // in the order of the names the boiler would come first
+
+    EXPECT_THAT(
+        journal.get(),
+        ElementsAre("lost pump", "returned boiler", "definition requested", "list: boiler"));
 }
 
 TEST_F(provider_presence, a_provider_returns_once) {
@@ -364,7 +385,7 @@ TEST_F(provider_presence, a_throwing_event_callback_does_not_keep_the_definition
 
 // Everything that an application may do from its callbacks.
 
-TEST_F(provider_list_event, lets_the_callback_attach) {
+TEST_F(delivered_provider_list, lets_the_callback_attach) {
     struct call {
         std::shared_ptr<provider_connection> made;
     } seen;
@@ -383,7 +404,7 @@ TEST_F(provider_list_event, lets_the_callback_attach) {
     EXPECT_EQ(seen.made->get_state(), state::connected);
 }
 
-TEST_F(provider_list_event, lets_the_callback_disconnect_and_connect) {
+TEST_F(delivered_provider_list, lets_the_callback_disconnect_and_connect) {
     consumer display{
         "display",
         true,

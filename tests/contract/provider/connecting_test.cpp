@@ -25,20 +25,20 @@ constexpr char const* connection_lost =
     "Provider boiler: failed to publish variables: connection to the NATS server has failed, "
     "attempt to disconnect and re-connect to re-establish the connection.\n";
 
-class connecting : public boiler_test {
+class connecting_boiler : public boiler_test {
 protected:
     std::string message_of_publishing() {
         return thrown_message<connection_failed>([&] { boiler.publish(noon); });
     }
 };
 
-TEST_F(connecting, has_not_happened_at_construction) {
+TEST_F(connecting_boiler, has_not_happened_at_construction) {
     EXPECT_FALSE(boiler.is_connected());
     EXPECT_THAT(nats.calls(), IsEmpty());
     EXPECT_EQ(message_of_publishing(), not_connected);
 }
 
-TEST_F(connecting, sets_the_options_and_subscribes_in_order) {
+TEST_F(connecting_boiler, sets_the_options_and_subscribes_in_order) {
     connect();
 
     EXPECT_TRUE(boiler.is_connected());
@@ -62,13 +62,13 @@ TEST_F(connecting, sets_the_options_and_subscribes_in_order) {
             "natsConnection_Subscribe v1.loc.registry.providers.boiler.def.evt.changed"));
 }
 
-TEST_F(connecting, sends_immediately_when_told_to) {
+TEST_F(connecting_boiler, sends_immediately_when_told_to) {
     boiler.connect("nats://hub:4222", "http://hub/token", "id", "secret", {true});
 
     EXPECT_THAT(nats.calls(), Contains("natsOptions_SetSendAsap true"));
 }
 
-TEST_F(connecting, does_nothing_the_second_time_even_with_other_arguments) {
+TEST_F(connecting_boiler, does_nothing_the_second_time_even_with_other_arguments) {
     connect();
     nats.forget_calls();
 
@@ -79,7 +79,7 @@ TEST_F(connecting, does_nothing_the_second_time_even_with_other_arguments) {
     EXPECT_THAT(errors.text(), IsEmpty());
 }
 
-TEST_F(connecting, reports_a_refusal_and_leaves_nothing_to_disconnect) {
+TEST_F(connecting_boiler, reports_a_refusal_and_leaves_nothing_to_disconnect) {
     nats.fail_next("natsConnection_Connect", NATS_NO_SERVER);
 
     auto const message = thrown_message<connection_failed>([&] { connect(); });
@@ -95,7 +95,7 @@ TEST_F(connecting, reports_a_refusal_and_leaves_nothing_to_disconnect) {
     EXPECT_EQ(errors.flushed_text(), nothing_to_disconnect);
 }
 
-TEST_F(connecting, reports_options_that_cannot_be_made_as_a_refusal) {
+TEST_F(connecting_boiler, reports_options_that_cannot_be_made_as_a_refusal) {
     nats.fail_next("natsOptions_Create", NATS_NO_MEMORY);
 
     auto const message = thrown_message<connection_failed>([&] { connect(); });
@@ -107,7 +107,7 @@ TEST_F(connecting, reports_options_that_cannot_be_made_as_a_refusal) {
     EXPECT_FALSE(boiler.is_connected());
 }
 
-TEST_F(connecting, can_be_tried_again_after_a_refusal) {
+TEST_F(connecting_boiler, can_be_tried_again_after_a_refusal) {
     nats.fail_next("natsConnection_Connect", NATS_NO_SERVER);
     EXPECT_THROW(connect(), connection_failed);
 
@@ -116,13 +116,15 @@ TEST_F(connecting, can_be_tried_again_after_a_refusal) {
     EXPECT_TRUE(boiler.is_connected());
 }
 
-TEST_F(connecting, announces_nothing_when_nothing_is_registered) {
+TEST_F(connecting_boiler, announces_nothing_when_nothing_is_registered) {
     connect();
 
     EXPECT_THAT(nats.published(), IsEmpty());
 }
 
-TEST_F(connecting, announces_what_is_registered_and_publishes_what_is_pending_after_the_verdict) {
+TEST_F(
+    connecting_boiler,
+    announces_what_is_registered_and_publishes_what_is_pending_after_the_verdict) {
     auto const list = register_boiler(7);
     EXPECT_THAT(nats.published(), IsEmpty());
     auto connected = std::async(std::launch::async, [&] { connect(); });
@@ -138,7 +140,7 @@ TEST_F(connecting, announces_what_is_registered_and_publishes_what_is_pending_af
         UnorderedElementsAre(speed_of(*list), running_of(*list)));
 }
 
-TEST_F(connecting, stamps_what_it_publishes_with_the_current_time) {
+TEST_F(connecting_boiler, stamps_what_it_publishes_with_the_current_time) {
     static_cast<void>(register_boiler(7));
     auto const before = std::chrono::system_clock::now();
 
@@ -151,7 +153,7 @@ TEST_F(connecting, stamps_what_it_publishes_with_the_current_time) {
     EXPECT_LE(when, after);
 }
 
-TEST_F(connecting, marks_the_provider_failed_when_the_announcement_fails) {
+TEST_F(connecting_boiler, marks_the_provider_failed_when_the_announcement_fails) {
     static_cast<void>(register_boiler(7));
     nats.fail_next("natsConnection_Publish", NATS_IO_ERROR);
 
@@ -167,7 +169,7 @@ TEST_F(connecting, marks_the_provider_failed_when_the_announcement_fails) {
     EXPECT_THAT(nats.published(subjects::change_event), IsEmpty());
 }
 
-TEST_F(connecting, marks_the_provider_failed_when_publishing_what_is_pending_fails) {
+TEST_F(connecting_boiler, marks_the_provider_failed_when_publishing_what_is_pending_fails) {
     static_cast<void>(register_boiler(7));
     nats.fail_next("natsConnection_Publish", NATS_IO_ERROR, 2);
 
@@ -181,7 +183,7 @@ TEST_F(connecting, marks_the_provider_failed_when_publishing_what_is_pending_fai
     EXPECT_FALSE(boiler.is_connected());
 }
 
-TEST_F(connecting, stands_when_the_registry_rejects_what_is_registered) {
+TEST_F(connecting_boiler, stands_when_the_registry_rejects_what_is_registered) {
     auto const list = register_boiler(7);
 
     auto const message = thrown_message<invalid_provider_definition>(
@@ -321,16 +323,16 @@ INSTANTIATE_TEST_SUITE_P(
             "Invalid Subject\n"}),
     case_name);
 
-class disconnecting : public boiler_test {};
+class disconnecting_boiler : public boiler_test {};
 
-TEST_F(disconnecting, prints_a_line_when_the_provider_is_fresh) {
+TEST_F(disconnecting_boiler, prints_a_line_when_the_provider_is_fresh) {
     boiler.disconnect();
 
     EXPECT_EQ(errors.flushed_text(), nothing_to_disconnect);
     EXPECT_THAT(nats.calls(), IsEmpty());
 }
 
-TEST_F(disconnecting, prints_a_line_the_second_time) {
+TEST_F(disconnecting_boiler, prints_a_line_the_second_time) {
     connect();
     boiler.disconnect();
     EXPECT_THAT(errors.text(), IsEmpty());
@@ -340,7 +342,7 @@ TEST_F(disconnecting, prints_a_line_the_second_time) {
     EXPECT_EQ(errors.flushed_text(), nothing_to_disconnect);
 }
 
-TEST_F(disconnecting, keeps_a_registration_when_there_is_nothing_to_disconnect) {
+TEST_F(disconnecting_boiler, keeps_a_registration_when_there_is_nothing_to_disconnect) {
     auto const list = register_boiler(7);
 
     boiler.disconnect();
@@ -350,7 +352,7 @@ TEST_F(disconnecting, keeps_a_registration_when_there_is_nothing_to_disconnect) 
     EXPECT_EQ(boiler.get_fingerprint(), 7U);
 }
 
-TEST_F(disconnecting, ends_the_subscriptions_in_order_then_closes_then_destroys) {
+TEST_F(disconnecting_boiler, ends_the_subscriptions_in_order_then_closes_then_destroys) {
     connect();
     nats.forget_calls();
 
@@ -379,7 +381,7 @@ TEST_F(disconnecting, ends_the_subscriptions_in_order_then_closes_then_destroys)
     EXPECT_FALSE(boiler.is_connected());
 }
 
-TEST_F(disconnecting, forgets_the_registration_and_makes_the_list_stale) {
+TEST_F(disconnecting_boiler, forgets_the_registration_and_makes_the_list_stale) {
     auto const list = start();
 
     boiler.disconnect();
@@ -398,7 +400,7 @@ TEST_F(disconnecting, forgets_the_registration_and_makes_the_list_stale) {
         list->resolve_variable_by_id(running_of(*list))->get_quality(), variable_quality::bad);
 }
 
-TEST_F(disconnecting, sends_nothing_about_the_forgotten_definition_at_the_next_connect) {
+TEST_F(disconnecting_boiler, sends_nothing_about_the_forgotten_definition_at_the_next_connect) {
     static_cast<void>(start());
     boiler.disconnect();
     auto const published_before = nats.published().size();
@@ -409,7 +411,7 @@ TEST_F(disconnecting, sends_nothing_about_the_forgotten_definition_at_the_next_c
     EXPECT_TRUE(boiler.is_connected());
 }
 
-TEST_F(disconnecting, makes_the_old_list_name_both_fingerprints_after_another_registration) {
+TEST_F(disconnecting_boiler, makes_the_old_list_name_both_fingerprints_after_another_registration) {
     auto const list = start();
     boiler.disconnect();
 
@@ -424,7 +426,7 @@ TEST_F(disconnecting, makes_the_old_list_name_both_fingerprints_after_another_re
         "provider\n");
 }
 
-TEST_F(disconnecting, turns_messages_away_that_come_late) {
+TEST_F(disconnecting_boiler, turns_messages_away_that_come_late) {
     static_cast<void>(start());
     auto const subscriptions = nats.subscriptions();
     auto const published_before = nats.published().size();

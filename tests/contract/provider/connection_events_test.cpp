@@ -4,6 +4,8 @@
 #include "boiler_test.hpp"
 #include "support/provider_messages.hpp"
 
+#include <functional>
+
 namespace arvenhold::corvel::hub {
 
 namespace {
@@ -98,6 +100,28 @@ TEST_F(connection_events, do_not_end_the_failure_of_an_earlier_publication) {
         "Failed to execute provider::post_connect_handler(): Provider boiler: failed to publish "
         "variables: connection to the NATS server has failed, attempt to disconnect and re-connect "
         "to re-establish the connection.\n\n");
+}
+
+// The line about the token comes before the mark that none could be obtained.
+TEST_F(connection_events, fail_no_later_session_by_a_token_that_fails_late) {
+    boiler.connect("nats://hub:4222", "unknown://hub/token", "id", "secret");
+    nats.ask_token_handler();
+    std::function<void()> reconnect = [this] {
+        set_diagnostics_callback(nullptr, nullptr);
+        nats.skip_token_handler();
+        boiler.disconnect();
+        connect();
+    };
+    set_diagnostics_callback(
+        [](diagnostic const& /*report*/, void* user_data) {
+            (*static_cast<std::function<void()>*>(user_data))();
+        },
+        &reconnect);
+
+    nats.regain_connection();
+
+    EXPECT_TRUE(boiler.is_connected());
+    EXPECT_NO_THROW(register_boiler(8));
 }
 
 TEST_F(connection_events, are_turned_away_after_disconnecting) {

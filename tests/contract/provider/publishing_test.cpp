@@ -186,6 +186,21 @@ TEST_F(publishing, sends_a_thousand_changes_in_one_event) {
     EXPECT_THAT(last_event().items, SizeIs(count));
 }
 
+TEST_F(publishing, fails_no_later_session_when_it_fails_late) {
+    static_cast<void>(start());
+    nats.fail_next("natsConnection_Publish", NATS_CONNECTION_CLOSED);
+    nats.when_called("natsConnection_Publish", [this] {
+        boiler.disconnect();
+        connect();
+    });
+
+    EXPECT_THROW(boiler.publish(noon), connection_failed);
+
+    EXPECT_TRUE(boiler.is_connected());
+    static_cast<void>(register_boiler(8));
+    EXPECT_NO_THROW(boiler.publish(noon));
+}
+
 TEST_F(publishing, marks_the_provider_failed_and_loses_what_was_pending_when_sending_fails) {
     auto const list = start();
     nats.fail_next("natsConnection_Publish", NATS_INSUFFICIENT_BUFFER);

@@ -2,8 +2,12 @@
 // SPDX-License-Identifier: Apache-2.0
 
 #include "boiler_test.hpp"
+#include "support/lists.hpp"
 #include "support/odd_messages.hpp"
 #include "support/provider_messages.hpp"
+
+#include <atomic>
+#include <map>
 
 namespace arvenhold::corvel::hub {
 
@@ -21,7 +25,7 @@ std::string up_to_first_zero(std::string const& bytes) {
     return bytes.substr(0, bytes.find('\0'));
 }
 
-class read_request : public boiler_test {
+class delivered_read_request : public boiler_test {
 protected:
     void ask(std::string const& bytes) {
         nats.deliver({.subject = subjects::read_request, .bytes = bytes, .reply = "inbox"});
@@ -37,7 +41,7 @@ protected:
     }
 };
 
-TEST_F(read_request, is_answered_with_everything_when_it_names_nothing) {
+TEST_F(delivered_read_request, is_answered_with_everything_when_it_names_nothing) {
     auto const list = start();
     auto const everything = ElementsAre(speed_of(*list), running_of(*list));
 
@@ -46,7 +50,7 @@ TEST_F(read_request, is_answered_with_everything_when_it_names_nothing) {
     EXPECT_THAT(reply_to("").ids(), everything);
 }
 
-TEST_F(read_request, is_answered_in_ascending_id_when_it_names_nothing) {
+TEST_F(delivered_read_request, is_answered_in_ascending_id_when_it_names_nothing) {
     constexpr std::size_t count = 100;
     connect();
     std::vector<variable_definition_entry> const entries(
@@ -61,7 +65,7 @@ TEST_F(read_request, is_answered_in_ascending_id_when_it_names_nothing) {
     EXPECT_TRUE(std::is_sorted(ids.begin(), ids.end()));
 }
 
-TEST_F(read_request, is_answered_in_its_own_order_twice_for_what_it_names_twice) {
+TEST_F(delivered_read_request, is_answered_in_its_own_order_twice_for_what_it_names_twice) {
     auto const list = start();
     auto const speed = speed_of(*list);
     auto const running = running_of(*list);
@@ -71,7 +75,7 @@ TEST_F(read_request, is_answered_in_its_own_order_twice_for_what_it_names_twice)
         ElementsAre(running, speed, running));
 }
 
-TEST_F(read_request, is_answered_without_what_does_not_exist) {
+TEST_F(delivered_read_request, is_answered_without_what_does_not_exist) {
     auto const list = start();
 
     EXPECT_THAT(
@@ -81,7 +85,7 @@ TEST_F(read_request, is_answered_without_what_does_not_exist) {
     EXPECT_THAT(errors.text(), IsEmpty());
 }
 
-TEST_F(read_request, is_read_at_any_address) {
+TEST_F(delivered_read_request, is_read_at_any_address) {
     auto const list = start();
     for (std::size_t misalignment = 0; misalignment < 8; ++misalignment) {
         nats.deliver(
@@ -94,7 +98,7 @@ TEST_F(read_request, is_read_at_any_address) {
     }
 }
 
-TEST_F(read_request, is_answered_with_values_and_the_times_of_their_updates) {
+TEST_F(delivered_read_request, is_answered_with_values_and_the_times_of_their_updates) {
     auto const list = start();
     list->write_variable(speed_of(*list), 1.5, timestamp{-1ns});
     list->set_quality(running_of(*list), variable_quality{65}, noon + 1ns);
@@ -115,7 +119,7 @@ TEST_F(read_request, is_answered_with_values_and_the_times_of_their_updates) {
             sent_variable{running_of(*list), false, 64, sent_time{43'200, 1}}));
 }
 
-TEST_F(read_request, leaves_pending_what_is_pending) {
+TEST_F(delivered_read_request, leaves_pending_what_is_pending) {
     auto const list = start();
     list->write_variable(speed_of(*list), 1.5, noon);
 
@@ -127,7 +131,7 @@ TEST_F(read_request, leaves_pending_what_is_pending) {
         ElementsAre(speed_of(*list)));
 }
 
-TEST_F(read_request, is_answered_after_a_failure) {
+TEST_F(delivered_read_request, is_answered_after_a_failure) {
     static_cast<void>(start());
     nats.fail_next("natsConnection_Publish", NATS_IO_ERROR);
     EXPECT_THROW(boiler.publish(noon), connection_failed);
@@ -137,7 +141,7 @@ TEST_F(read_request, is_answered_after_a_failure) {
     EXPECT_THAT(reply().items, SizeIs(2));
 }
 
-TEST_F(read_request, is_answered_after_a_rejection) {
+TEST_F(delivered_read_request, is_answered_after_a_rejection) {
     connect();
     boiler_definition definition{7};
     EXPECT_THROW(
@@ -151,7 +155,54 @@ TEST_F(read_request, is_answered_after_a_rejection) {
     EXPECT_THAT(reply().items, SizeIs(2));
 }
 
-TEST_F(read_request, is_not_answered_without_a_list) {
+// Registering again does not wait for the registry then.
+class read_request_during_a_registration : public delivered_read_request {
+protected:
+    read_request_during_a_registration() {
+        lists[7] = start();
+        nats.fail_next("natsConnection_Publish", NATS_IO_ERROR);
+        EXPECT_THROW(boiler.publish(noon), connection_failed);
+    }
+
+    void register_anew(definition_fingerprint fingerprint) {
+        boiler_definition definition{fingerprint};
+        lists[fingerprint] = boiler.register_provider_definition(definition);
+    }
+
+    std::map<definition_fingerprint, std::shared_ptr<variable_list>> lists;
+};
+
+TEST_F(read_request_during_a_registration, is_answered_from_the_list_that_it_found) {
+    nats.when_called("natsMsg_GetDataLength", [this] { register_anew(8); });
+
+    ask(request_for_all());
+
+    EXPECT_EQ(reply().fingerprint, 7U);
+    EXPECT_EQ(reply().ids(), ids_of(*lists[7]));
+}
+
+TEST_F(read_request_during_a_registration, never_pairs_a_list_with_another_fingerprint) {
+    constexpr int requests = 3'000;
+    std::atomic<bool> is_through{false};
+    auto registering = std::async(std::launch::async, [&] {
+        for (definition_fingerprint fingerprint = 8; !is_through; ++fingerprint) {
+            register_anew(fingerprint);
+        }
+    });
+
+    for (int request = 0; request < requests; ++request) {
+        ask(request_for_all());
+    }
+
+    is_through = true;
+    registering.get();
+    for (auto const& [subject, bytes] : nats.published("inbox")) {
+        auto const answer = read_reply_in(bytes);
+        EXPECT_EQ(answer.ids(), ids_of(*lists.at(answer.fingerprint)));
+    }
+}
+
+TEST_F(delivered_read_request, is_not_answered_without_a_list) {
     connect();
 
     ask(request_for_all());
@@ -162,7 +213,7 @@ TEST_F(read_request, is_not_answered_without_a_list) {
     EXPECT_THAT(nats.published(), IsEmpty());
 }
 
-TEST_F(read_request, without_a_message_is_reported) {
+TEST_F(delivered_read_request, without_a_message_is_reported) {
     connect();
 
     nats.deliver_null(subjects::read_request);
@@ -172,7 +223,7 @@ TEST_F(read_request, without_a_message_is_reported) {
         "Failed to assemble reply for read request: request message unavailable\n");
 }
 
-TEST_F(read_request, without_a_reply_subject_is_reported_and_marks_the_provider_failed) {
+TEST_F(delivered_read_request, without_a_reply_subject_is_reported_and_marks_the_provider_failed) {
     static_cast<void>(start());
     nats.fail_next("natsConnection_Publish", NATS_INVALID_SUBJECT);
 
@@ -187,7 +238,9 @@ TEST_F(read_request, without_a_reply_subject_is_reported_and_marks_the_provider_
     EXPECT_FALSE(boiler.is_connected());
 }
 
-TEST_F(read_request, is_reported_when_the_reply_cannot_be_sent_and_marks_the_provider_failed) {
+TEST_F(
+    delivered_read_request,
+    is_reported_when_the_reply_cannot_be_sent_and_marks_the_provider_failed) {
     static_cast<void>(start());
     nats.fail_next("natsConnection_Publish", NATS_MAX_PAYLOAD);
 
@@ -202,7 +255,7 @@ TEST_F(read_request, is_reported_when_the_reply_cannot_be_sent_and_marks_the_pro
     EXPECT_FALSE(boiler.is_connected());
 }
 
-TEST_F(read_request, is_flushed_when_it_is_the_only_one) {
+TEST_F(delivered_read_request, is_flushed_when_it_is_the_only_one) {
     static_cast<void>(start());
 
     ask(request_for_all());
@@ -215,7 +268,7 @@ TEST_F(read_request, is_flushed_when_it_is_the_only_one) {
             "natsConnection_FlushTimeout 500"));
 }
 
-TEST_F(read_request, is_not_flushed_while_another_one_waits) {
+TEST_F(delivered_read_request, is_not_flushed_while_another_one_waits) {
     static_cast<void>(start());
     nats.hold_deliveries();
     for (auto const* const inbox : {"inbox.1", "inbox.2", "inbox.3"}) {
@@ -239,7 +292,7 @@ TEST_F(read_request, is_not_flushed_while_another_one_waits) {
             "natsConnection_FlushTimeout 500"));
 }
 
-TEST_F(read_request, is_answered_all_the_same_when_the_flush_fails) {
+TEST_F(delivered_read_request, is_answered_all_the_same_when_the_flush_fails) {
     static_cast<void>(start());
     nats.fail_next("natsConnection_FlushTimeout", NATS_TIMEOUT);
 

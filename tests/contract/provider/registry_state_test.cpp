@@ -13,14 +13,14 @@ using testing::IsEmpty;
 using testing::SizeIs;
 using testing::StartsWith;
 
-class registry_state : public boiler_test {
+class delivered_registry_state : public boiler_test {
 protected:
     void announce(std::string const& bytes) {
         nats.deliver({.subject = subjects::registry_state, .bytes = bytes});
     }
 };
 
-TEST_F(registry_state, ready_makes_the_provider_send_the_same_announcement_again) {
+TEST_F(delivered_registry_state, ready_makes_the_provider_send_the_same_announcement_again) {
     auto const list = start();
     list->publish(speed_of(*list), 1.5, noon);
 
@@ -32,7 +32,8 @@ TEST_F(registry_state, ready_makes_the_provider_send_the_same_announcement_again
     EXPECT_THAT(errors.text(), IsEmpty());
 }
 
-TEST_F(registry_state, ready_that_comes_before_a_reconnect_does_not_fail_the_new_session) {
+TEST_F(
+    delivered_registry_state, ready_that_comes_before_a_reconnect_does_not_fail_the_new_session) {
     static_cast<void>(start());
     nats.when_called("natsMsg_Destroy", [this] {
         boiler.disconnect();
@@ -48,7 +49,7 @@ TEST_F(registry_state, ready_that_comes_before_a_reconnect_does_not_fail_the_new
                    "boiler: failed to publish the provider definition"));
 }
 
-TEST_F(registry_state, ready_publishes_no_variables) {
+TEST_F(delivered_registry_state, ready_publishes_no_variables) {
     auto const list = start();
     list->set_quality(speed_of(*list), variable_quality::bad, noon);
 
@@ -57,7 +58,7 @@ TEST_F(registry_state, ready_publishes_no_variables) {
     EXPECT_THAT(nats.published(subjects::change_event), SizeIs(1));
 }
 
-TEST_F(registry_state, not_ready_or_unknown_or_absent_sends_nothing) {
+TEST_F(delivered_registry_state, not_ready_or_unknown_or_absent_sends_nothing) {
     static_cast<void>(start());
 
     announce(wire::registry_state_changed_event(0));
@@ -68,7 +69,7 @@ TEST_F(registry_state, not_ready_or_unknown_or_absent_sends_nothing) {
     EXPECT_THAT(errors.text(), IsEmpty());
 }
 
-TEST_F(registry_state, without_data_is_reported) {
+TEST_F(delivered_registry_state, without_data_is_reported) {
     static_cast<void>(start());
 
     announce("");
@@ -80,7 +81,7 @@ TEST_F(registry_state, without_data_is_reported) {
     EXPECT_THAT(nats.calls(), IsEmpty());
 }
 
-TEST_F(registry_state, without_a_message_is_reported) {
+TEST_F(delivered_registry_state, without_a_message_is_reported) {
     static_cast<void>(start());
 
     nats.deliver_null(subjects::registry_state);
@@ -90,7 +91,7 @@ TEST_F(registry_state, without_a_message_is_reported) {
         "Failed to process registry state event: registry state message unavailable\n");
 }
 
-TEST_F(registry_state, ready_reports_an_announcement_that_cannot_be_sent) {
+TEST_F(delivered_registry_state, ready_reports_an_announcement_that_cannot_be_sent) {
     static_cast<void>(start());
     nats.fail_next("natsConnection_Publish", NATS_IO_ERROR);
 
@@ -104,7 +105,7 @@ TEST_F(registry_state, ready_reports_an_announcement_that_cannot_be_sent) {
     EXPECT_FALSE(boiler.is_connected());
 }
 
-TEST_F(registry_state, ready_reports_a_rejection) {
+TEST_F(delivered_registry_state, ready_reports_a_rejection) {
     static_cast<void>(start());
 
     with_verdict(verdict_on(7, 0), [&] { announce(ready_registry()); });

@@ -54,9 +54,9 @@ wire::variable_table number(variable_id id, double value) {
     return item(id, 3, wire::value_table{value});
 }
 
-class write_command : public boiler_test {
+class delivered_write_command : public boiler_test {
 protected:
-    write_command() {
+    delivered_write_command() {
         boiler.set_variables_written_callback(&take_command, &app);
     }
 
@@ -72,7 +72,7 @@ protected:
     application app;
 };
 
-TEST_F(write_command, is_handed_over_with_fingerprint_provider_and_entries_in_order) {
+TEST_F(delivered_write_command, is_handed_over_with_fingerprint_provider_and_entries_in_order) {
     auto const list = start();
 
     send_items(
@@ -91,7 +91,7 @@ TEST_F(write_command, is_handed_over_with_fingerprint_provider_and_entries_in_or
     EXPECT_THAT(errors.text(), IsEmpty());
 }
 
-TEST_F(write_command, brings_every_type_and_no_quality_or_time) {
+TEST_F(delivered_write_command, brings_every_type_and_no_quality_or_time) {
     static_cast<void>(start());
     auto with_more = number(3, -1.5);
     with_more.quality = 0;
@@ -116,7 +116,7 @@ TEST_F(write_command, brings_every_type_and_no_quality_or_time) {
             written_entry{6, timestamp{-1s - 1ns}})));
 }
 
-TEST_F(write_command, is_handed_over_without_items_that_have_no_value) {
+TEST_F(delivered_write_command, is_handed_over_without_items_that_have_no_value) {
     static_cast<void>(start());
 
     send_items(
@@ -128,7 +128,7 @@ TEST_F(write_command, is_handed_over_without_items_that_have_no_value) {
     EXPECT_THAT(app.commands, ElementsAre(ElementsAre(written_entry{4, 1.5})));
 }
 
-TEST_F(write_command, is_handed_over_even_with_no_items) {
+TEST_F(delivered_write_command, is_handed_over_even_with_no_items) {
     static_cast<void>(start());
 
     send_items({});
@@ -136,7 +136,9 @@ TEST_F(write_command, is_handed_over_even_with_no_items) {
     EXPECT_THAT(app.commands, ElementsAre(IsEmpty()));
 }
 
-TEST_F(write_command, is_handed_over_unchecked_for_read_only_and_unknown_variables_and_types) {
+TEST_F(
+    delivered_write_command,
+    is_handed_over_unchecked_for_read_only_and_unknown_variables_and_types) {
     auto const list = start();
 
     send_items(
@@ -153,7 +155,7 @@ TEST_F(write_command, is_handed_over_unchecked_for_read_only_and_unknown_variabl
     EXPECT_THAT(errors.text(), IsEmpty());
 }
 
-TEST_F(write_command, changes_nothing_by_itself_and_is_not_answered) {
+TEST_F(delivered_write_command, changes_nothing_by_itself_and_is_not_answered) {
     auto const list = start();
 
     send_items({number(speed_of(*list), 1.5)});
@@ -162,7 +164,7 @@ TEST_F(write_command, changes_nothing_by_itself_and_is_not_answered) {
     EXPECT_THAT(nats.calls(), IsEmpty());
 }
 
-TEST_F(write_command, is_read_at_any_address) {
+TEST_F(delivered_write_command, is_read_at_any_address) {
     static_cast<void>(start());
     for (std::size_t misalignment = 0; misalignment < 8; ++misalignment) {
         nats.deliver(
@@ -175,7 +177,7 @@ TEST_F(write_command, is_read_at_any_address) {
     EXPECT_THAT(app.commands, testing::Each(ElementsAre(written_entry{1, 1.5})));
 }
 
-TEST_F(write_command, with_an_outdated_fingerprint_is_ignored) {
+TEST_F(delivered_write_command, with_an_outdated_fingerprint_is_ignored) {
     static_cast<void>(start());
 
     send(command_to_write(18364758544493064720U, 1, 1.5));
@@ -187,7 +189,7 @@ TEST_F(write_command, with_an_outdated_fingerprint_is_ignored) {
     EXPECT_THAT(app.commands, IsEmpty());
 }
 
-TEST_F(write_command, without_a_fingerprint_counts_as_one_with_0) {
+TEST_F(delivered_write_command, without_a_fingerprint_counts_as_one_with_0) {
     static_cast<void>(start());
 
     send(wire::write_variables_command(wire::variable_list_table{.items = {{number(1, 1.5)}}}));
@@ -199,7 +201,7 @@ TEST_F(write_command, without_a_fingerprint_counts_as_one_with_0) {
     EXPECT_THAT(app.commands, IsEmpty());
 }
 
-TEST_F(write_command, without_variables_is_reported) {
+TEST_F(delivered_write_command, without_variables_is_reported) {
     static_cast<void>(start());
 
     send(wire::write_variables_command(std::nullopt));
@@ -211,7 +213,7 @@ TEST_F(write_command, without_variables_is_reported) {
     EXPECT_THAT(app.commands, IsEmpty());
 }
 
-TEST_F(write_command, without_data_is_reported_like_one_without_variables) {
+TEST_F(delivered_write_command, without_data_is_reported_like_one_without_variables) {
     static_cast<void>(start());
 
     send("");
@@ -222,7 +224,7 @@ TEST_F(write_command, without_data_is_reported_like_one_without_variables) {
         "deserialize_write_command: variables node is missing\n\n");
 }
 
-TEST_F(write_command, without_items_is_reported_before_its_fingerprint_is_looked_at) {
+TEST_F(delivered_write_command, without_items_is_reported_before_its_fingerprint_is_looked_at) {
     static_cast<void>(start());
 
     send(wire::write_variables_command(wire::variable_list_table{.fingerprint = 6}));
@@ -234,7 +236,7 @@ TEST_F(write_command, without_items_is_reported_before_its_fingerprint_is_looked
     EXPECT_THAT(app.commands, IsEmpty());
 }
 
-TEST_F(write_command, with_a_text_value_without_text_is_reported) {
+TEST_F(delivered_write_command, with_a_text_value_without_text_is_reported) {
     static_cast<void>(start());
 
     send_items({number(1, 1.5), item(2, 5, wire::value_table{})});
@@ -246,7 +248,7 @@ TEST_F(write_command, with_a_text_value_without_text_is_reported) {
     EXPECT_THAT(app.commands, IsEmpty());
 }
 
-TEST_F(write_command, is_dropped_silently_without_a_callback) {
+TEST_F(delivered_write_command, is_dropped_silently_without_a_callback) {
     static_cast<void>(start());
     boiler.set_variables_written_callback(nullptr, nullptr);
 
@@ -256,7 +258,7 @@ TEST_F(write_command, is_dropped_silently_without_a_callback) {
     EXPECT_THAT(errors.text(), IsEmpty());
 }
 
-TEST_F(write_command, is_reported_without_a_list) {
+TEST_F(delivered_write_command, is_reported_without_a_list) {
     connect();
 
     send(command_to_write(0, 1, 1.5));
@@ -267,7 +269,7 @@ TEST_F(write_command, is_reported_without_a_list) {
     EXPECT_THAT(app.commands, IsEmpty());
 }
 
-TEST_F(write_command, is_handed_over_after_a_rejection_and_after_a_failure) {
+TEST_F(delivered_write_command, is_handed_over_after_a_rejection_and_after_a_failure) {
     connect();
     boiler_definition definition{7};
     EXPECT_THROW(
@@ -284,7 +286,52 @@ TEST_F(write_command, is_handed_over_after_a_rejection_and_after_a_failure) {
     EXPECT_THAT(app.fingerprints, ElementsAre(7U, 8U));
 }
 
-TEST_F(write_command, without_a_message_is_reported) {
+// Another definition is registered while the command is decoded. The provider has failed, so that
+// registering does not wait for the registry.
+class write_command_during_a_registration : public delivered_write_command {
+protected:
+    write_command_during_a_registration() {
+        static_cast<void>(start());
+        nats.fail_next("natsConnection_Publish", NATS_IO_ERROR);
+        EXPECT_THROW(boiler.publish(noon), connection_failed);
+        nats.when_called("natsMsg_GetDataLength", [this] { static_cast<void>(register_again()); });
+    }
+
+    std::shared_ptr<variable_list> register_again() {
+        boiler_definition definition{8};
+        return boiler.register_provider_definition(definition);
+    }
+};
+
+TEST_F(write_command_during_a_registration, is_handed_over_with_the_fingerprint_that_it_found) {
+    send(command_to_write(7, 1, 1.5));
+
+    EXPECT_EQ(boiler.get_fingerprint(), 8U);
+    EXPECT_THAT(app.fingerprints, ElementsAre(7U));
+    EXPECT_THAT(app.commands, ElementsAre(ElementsAre(written_entry{1, 1.5})));
+    EXPECT_THAT(errors.text(), IsEmpty());
+}
+
+TEST_F(write_command_during_a_registration, is_ignored_if_made_for_the_definition_that_comes) {
+    send(command_to_write(8, 1, 1.5));
+
+    EXPECT_EQ(
+        errors.flushed_text(),
+        "Provider boiler: peer sent a write variables command with outdated fingerprint. Expected "
+        "7, got 8 instead from peer. Ignoring.\n");
+    EXPECT_THAT(app.commands, IsEmpty());
+}
+
+TEST_F(delivered_write_command, gets_the_fingerprint_that_is_registered_now) {
+    static_cast<void>(start());
+    static_cast<void>(register_boiler(18364758544493064720U));
+
+    send(command_to_write(18364758544493064720U, 1, 1.5));
+
+    EXPECT_THAT(app.fingerprints, ElementsAre(18364758544493064720U));
+}
+
+TEST_F(delivered_write_command, without_a_message_is_reported) {
     connect();
 
     nats.deliver_null(subjects::write_command);
@@ -295,7 +342,7 @@ TEST_F(write_command, without_a_message_is_reported) {
 
 // What the application may do in its callback.
 
-using written_callback = write_command;
+using written_callback = delivered_write_command;
 
 TEST_F(written_callback, may_write_the_variables_and_publish) {
     auto const list = start();
