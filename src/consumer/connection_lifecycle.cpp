@@ -65,11 +65,12 @@ void provider_connection::impl::subscribe_to_changes(
 
 void provider_connection::impl::disconnect() {
     std::shared_ptr<callback_registration> callbacks;
+    shared_variables variables; // goes after the lock
     {
         std::scoped_lock const lock{m_mutex};
         m_state = provider_connection_state::disconnected;
         m_fingerprint = 0;
-        m_variables.reset();
+        variables.swap(m_variables);
         m_change_callback = {};
         m_event_callback = {};
         callbacks.swap(m_callbacks);

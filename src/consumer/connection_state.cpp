@@ -82,9 +82,8 @@ void provider_connection::impl::mark_all_variables_bad() {
 }
 
 void provider_connection::impl::mark_bad(consumer_variable_set const& variables) {
-    for (auto const& [id, variable] : variables.map()) {
-        variable->update_quality(variable_quality::bad);
-    }
+    variables.for_each(
+        [](consumer_variable& variable) { variable.update_quality(variable_quality::bad); });
 }
 
 void provider_connection::impl::require_connected(std::string_view refusal) {

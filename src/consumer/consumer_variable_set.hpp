@@ -51,6 +51,15 @@ public:
         return found != m_map.end() && found->second ? &impl_of(*found->second) : nullptr;
     }
 
+    /// Calls `work` for each variable of the definition, whatever the application has done to the
+    /// map.
+    template <class Work>
+    void for_each(Work work) const {
+        for (std::size_t position = 0; position < m_block.size(); ++position) {
+            work(m_block.at(position));
+        }
+    }
+
     [[nodiscard]] consumer_variable_map const& map() const {
         return m_map;
     }

@@ -51,8 +51,11 @@ void consumer_variable::impl::apply_reply(
     timestamp when,
     std::uint64_t latest_event_at_request) {
     std::scoped_lock const lock{m_mutex};
-    if (m_latest_event > latest_event_at_request && when < m_last_publish_timestamp) {
-        return; // The provider wrote the reply before it sent that event.
+    if (m_latest_event > latest_event_at_request && when <= m_last_publish_timestamp) {
+        // Taken for older than that event. If it is newer, with the same time, its change is still
+        // pending at the provider and comes with the next event.
+        ++m_update_count; // of every received item
+        return;
     }
     replace_item(quality, value, when);
 }
@@ -91,6 +94,7 @@ void consumer_variable::update_value(variable_value const& value, timestamp when
     auto& self = impl_of(*this);
     std::scoped_lock const lock{self.m_mutex};
     self.replace_value(value, when);
+    self.m_latest_event = 0; // the time is no event's any more
 }
 
 void consumer_variable::update_quality(variable_quality quality) {
@@ -107,6 +111,7 @@ void consumer_variable::set_value(variable_value const& value, timestamp when) {
         throw variable_read_only::for_variable(self.m_id);
     }
     self.replace_value(value, when);
+    self.m_latest_event = 0; // the time is no event's any more
 }
 
 variable_id consumer_variable::get_id() const {

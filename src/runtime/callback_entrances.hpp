@@ -11,7 +11,7 @@
 #include "runtime/subscription_kinds.hpp"
 #include <hub/common.hpp>
 
-#include <string>
+#include <string_view>
 #include <utility>
 
 namespace arvenhold::corvel::hub {

@@ -10,6 +10,7 @@
 #include <hub/authentication_failed.hpp>
 #include <hub/connection_failed.hpp>
 
+#include <algorithm>
 #include <limits>
 
 namespace arvenhold::corvel::hub {
@@ -31,9 +32,8 @@ char const* token_entrance(void* closure) noexcept {
     return token;
 }
 
-// The NATS client destroys the heap when a URL is nothing but white space; an empty one it refuses.
-char const* usable_url(std::string const& url) {
-    return url.find_first_not_of(" \t\n\v\f\r") == std::string::npos ? "" : url.c_str();
+bool is_blank(std::string const& url) {
+    return url.find_first_not_of(" \t\n\v\f\r") == std::string::npos;
 }
 
 } // namespace
@@ -91,7 +91,11 @@ natsStatus nats_session::make_options() {
     if (status != NATS_OK) {
         return status;
     }
-    status = natsOptions_SetURL(created, usable_url(m_settings.server_url));
+    // The NATS client trims a URL, and destroys the heap when nothing is left of it.
+    if (is_blank(m_settings.server_url)) {
+        return NATS_INVALID_ARG;
+    }
+    status = natsOptions_SetURL(created, m_settings.server_url.c_str());
     natsOptions_SetName(created, m_settings.client_name.c_str());
     natsOptions_SetCustomInboxPrefix(created, inbox_prefix(m_settings.client_name).c_str());
     natsOptions_SetTokenHandler(created, &token_entrance, m_token_callbacks.closure());
@@ -114,20 +118,53 @@ void nats_session::subscribe(
     std::string const& subject,
     natsMsgHandler entrance,
     void* closure) {
+    // Everything that needs memory comes first: a subscription must not be destroyed while the
+    // connection is open.
+    auto const subscription = begin_subscribing(closure);
     natsSubscription* created = nullptr;
     auto const status =
         natsConnection_Subscribe(&created, m_connection.get(), subject.c_str(), entrance, closure);
-    nats_subscription subscription{created};
-    if (status != NATS_OK) {
-        *m_failed = true;
-        if (kind.failure_names_subject) {
-            throw failure(kind.operation, status, subject);
-        }
-        throw connection_failed::without_subject(
-            m_settings.kind, m_settings.client_name, kind.operation, status, text_of(status));
+    subscription->reset(created);
+    if (status == NATS_OK) {
+        enter_stage(subscription, subscription_stage::open);
+        return;
     }
+    forget(subscription);
+    *m_failed = true;
+    if (kind.failure_names_subject) {
+        throw failure(kind.operation, status, subject);
+    }
+    throw connection_failed::without_subject(
+        m_settings.kind, m_settings.client_name, kind.operation, status, text_of(status));
+}
+
+std::shared_ptr<nats_subscription> nats_session::begin_subscribing(void* owner) {
+    try {
+        auto subscription = std::make_shared<nats_subscription>();
+        std::scoped_lock const lock{m_mutex};
+        m_subscriptions.push_back({.owner = owner, .handle = subscription});
+        return subscription;
+    } catch (...) {
+        *m_failed = true; // the session lacks a subscription, as after a refused one
+        throw;
+    }
+}
+
+void nats_session::enter_stage(
+    std::shared_ptr<nats_subscription> const& subscription, subscription_stage stage) {
     std::scoped_lock const lock{m_mutex};
-    m_subscriptions.push_back({.owner = closure, .handle = std::move(subscription)});
+    for (auto& candidate : m_subscriptions) {
+        if (candidate.handle == subscription) {
+            candidate.stage = stage;
+        }
+    }
+}
+
+void nats_session::forget(std::shared_ptr<nats_subscription> const& subscription) {
+    std::scoped_lock const lock{m_mutex};
+    std::erase_if(m_subscriptions, [&subscription](auto const& candidate) {
+        return candidate.handle == subscription;
+    });
 }
 
 void nats_session::unsubscribe(callback_registration& owner) {
@@ -139,12 +176,12 @@ void nats_session::unsubscribe(callback_registration& owner) {
 // can always be closed.
 void nats_session::end_subscriptions(void const* owner) {
     while (auto const subscription = begin_ending(owner)) {
-        natsSubscription_Unsubscribe(subscription.get());
-        park(subscription);
+        natsSubscription_Unsubscribe(subscription->get());
+        enter_stage(subscription, subscription_stage::parked);
     }
 }
 
-std::shared_ptr<natsSubscription> nats_session::begin_ending(void const* owner) {
+std::shared_ptr<nats_subscription> nats_session::begin_ending(void const* owner) {
     std::scoped_lock const lock{m_mutex};
     for (auto& subscription : m_subscriptions) {
         if (subscription.stage == subscription_stage::open
@@ -154,15 +191,6 @@ std::shared_ptr<natsSubscription> nats_session::begin_ending(void const* owner) 
         }
     }
     return nullptr;
-}
-
-void nats_session::park(std::shared_ptr<natsSubscription> const& ended) {
-    std::scoped_lock const lock{m_mutex};
-    for (auto& subscription : m_subscriptions) {
-        if (subscription.handle == ended) {
-            subscription.stage = subscription_stage::parked;
-        }
-    }
 }
 
 void nats_session::publish(
@@ -232,7 +260,7 @@ received_message nats_session::request(
         request_time_limit.count());
     end_request();
     received_message received{nats_message{reply}, m_connection.get()};
-    if (status != NATS_OK) {
+    if (status != NATS_OK || !received) {
         throw failure(operation, status, subject);
     }
     return received;
@@ -249,10 +277,14 @@ bool nats_session::flush(std::chrono::milliseconds limit) {
 // Marks what is parked now, and makes room for it.
 std::uint64_t nats_session::begin_flush(subscription_list& finished) {
     std::scoped_lock const lock{m_mutex};
-    finished.reserve(m_subscriptions.size());
+    auto const waits_for_proof = [](auto const& subscription) {
+        return subscription.stage == subscription_stage::parked && subscription.flush == 0;
+    };
+    finished.reserve(static_cast<std::size_t>(
+        std::count_if(m_subscriptions.begin(), m_subscriptions.end(), waits_for_proof)));
     ++m_last_flush;
     for (auto& subscription : m_subscriptions) {
-        if (subscription.stage == subscription_stage::parked && subscription.flush == 0) {
+        if (waits_for_proof(subscription)) {
             subscription.flush = m_last_flush;
         }
     }

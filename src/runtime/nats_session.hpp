@@ -152,6 +152,7 @@ public:
 
 private:
     enum class subscription_stage : std::uint8_t {
+        opening, ///< Being subscribed.
         open,
         ending, ///< Being unsubscribed.
         parked, ///< Unsubscribed; a message may still be in flight.
@@ -159,9 +160,10 @@ private:
 
     struct owned_subscription {
         void* owner = nullptr; // the closure
-        // Shared, so that one thread can end a subscription while another lets go of it.
-        std::shared_ptr<natsSubscription> handle;
-        subscription_stage stage = subscription_stage::open;
+        // Shared, so that one thread can end a subscription while another lets go of it. Points to
+        // null while opening.
+        std::shared_ptr<nats_subscription> handle;
+        subscription_stage stage = subscription_stage::opening;
         std::uint64_t flush = 0; // the running flush that proves that none is in flight; 0: none
     };
     using subscription_list = std::vector<owned_subscription>;
@@ -201,8 +203,13 @@ private:
     connection_failed failure(
         std::string_view operation, natsStatus status, std::string_view subject) const;
     void end_subscriptions(void const* owner) CORVEL_HUB_EXCLUDES(m_mutex);
-    std::shared_ptr<natsSubscription> begin_ending(void const* owner) CORVEL_HUB_EXCLUDES(m_mutex);
-    void park(std::shared_ptr<natsSubscription> const& ended) CORVEL_HUB_EXCLUDES(m_mutex);
+    std::shared_ptr<nats_subscription> begin_subscribing(void* owner) CORVEL_HUB_EXCLUDES(m_mutex);
+    std::shared_ptr<nats_subscription> begin_ending(void const* owner) CORVEL_HUB_EXCLUDES(m_mutex);
+    void enter_stage(
+        std::shared_ptr<nats_subscription> const& subscription, subscription_stage stage)
+        CORVEL_HUB_EXCLUDES(m_mutex);
+    void forget(std::shared_ptr<nats_subscription> const& subscription)
+        CORVEL_HUB_EXCLUDES(m_mutex);
     std::uint64_t begin_flush(subscription_list& finished) CORVEL_HUB_EXCLUDES(m_mutex);
     void end_flush(std::uint64_t number, bool is_proof, subscription_list& finished)
         CORVEL_HUB_EXCLUDES(m_mutex);

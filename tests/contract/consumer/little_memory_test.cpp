@@ -6,12 +6,16 @@
 
 #include <gmock/gmock.h>
 
+#include <new>
+
 namespace arvenhold::corvel::hub {
 
 namespace {
 
 using testing::Each;
+using testing::ElementsAre;
 using testing::IsNull;
+using testing::UnorderedElementsAre;
 
 class consumer_with_little_memory : public panel_test {
 protected:
@@ -70,6 +74,39 @@ TEST_F(consumer_with_little_memory, faults_a_connection_whose_new_definition_fin
         ++allocations;
     }
     EXPECT_GT(allocations, 5); // copy, variables and their map, request, identifiers
+}
+
+// The fake complains about a subscription that is destroyed while its connection is open.
+TEST_F(consumer_with_little_memory, attaches_whole_or_not_at_all) {
+    connect();
+    int allocations = 0;
+    std::shared_ptr<provider_connection> connection;
+    while (!connection) {
+        try {
+            limited_memory const limit{allocations};
+            connection = panel.attach_to_provider("boiler");
+        } catch (std::bad_alloc const&) {
+            EXPECT_EQ(nats.open_connections(), 1U);
+        }
+        ++allocations;
+    }
+    EXPECT_THAT(
+        nats.open_subjects(),
+        UnorderedElementsAre(providers_changed, definition_changed, variables_changed));
+}
+
+TEST_F(consumer_with_little_memory, connects_whole_or_not_at_all) {
+    int allocations = 0;
+    while (!panel.is_connected()) {
+        try {
+            limited_memory const limit{allocations};
+            connect();
+        } catch (std::bad_alloc const&) {
+            EXPECT_LE(nats.open_connections(), 1U);
+        }
+        ++allocations;
+    }
+    EXPECT_THAT(nats.open_subjects(), ElementsAre(providers_changed));
 }
 
 } // namespace

@@ -105,7 +105,7 @@ TEST_F(event_before_a_read_reply, stays_when_it_is_newer_than_the_reply) {
 
     connection->update_all_variables();
 
-    EXPECT_EQ(content(*connection, 1), held(99.0, good, at_noon, 2));
+    EXPECT_EQ(content(*connection, 1), held(99.0, good, at_noon, 3));
     EXPECT_EQ(content(*connection, 2), held(60.0, good, timestamp{seconds{1'600'000'002}}, 2));
 }
 

@@ -12,6 +12,7 @@ namespace arvenhold::corvel::hub {
 namespace {
 
 using testing::IsEmpty;
+using testing::SizeIs;
 
 class provider_with_little_memory : public boiler_test {};
 
@@ -29,6 +30,24 @@ TEST_F(provider_with_little_memory, needs_none_to_disconnect) {
     EXPECT_FALSE(boiler.is_connected());
     EXPECT_EQ(nats.open_connections(), 0U);
     EXPECT_EQ(list->resolve_variable_by_id(speed_of(*list))->get_quality(), variable_quality::bad);
+}
+
+// The fake complains about a subscription that is destroyed while its connection is open.
+TEST_F(provider_with_little_memory, is_usable_only_with_all_its_subscriptions) {
+    for (int allocations = 0; !boiler.is_connected(); ++allocations) {
+        try {
+            limited_memory const limit{allocations};
+            connect();
+        } catch (std::bad_alloc const&) {
+            EXPECT_FALSE(boiler.is_connected());
+            if (nats.open_connections() != 0) {
+                boiler.disconnect();
+            }
+        }
+    }
+
+    EXPECT_THAT(nats.open_subjects(), SizeIs(4));
+    EXPECT_EQ(nats.open_connections(), 1U);
 }
 
 // Then the list needs memory to note that its variables have become bad.

@@ -33,7 +33,7 @@ struct application {
         };
 };
 
-void take_command(
+void record_command(
     definition_fingerprint fingerprint,
     variable_write_command const& command,
     provider& receiver,
@@ -57,7 +57,7 @@ wire::variable_table number(variable_id id, double value) {
 class delivered_write_command : public boiler_test {
 protected:
     delivered_write_command() {
-        boiler.set_variables_written_callback(&take_command, &app);
+        boiler.set_variables_written_callback(&record_command, &app);
     }
 
     void send(std::string const& bytes) {
@@ -411,10 +411,36 @@ TEST_F(written_callback, may_even_throw_what_is_no_exception) {
         errors.flushed_text(), "A callback ended with an exception that is not a std::exception\n");
 }
 
+TEST_F(written_callback, may_destroy_the_provider) {
+    auto doomed = std::make_unique<provider>("doomed");
+    doomed->set_variables_written_callback(&record_command, &app);
+    doomed->connect("nats://hub:4222", "http://hub/token", "id", "secret");
+    boiler_definition definition{7};
+    auto registered = std::async(
+        std::launch::async, [&] { return doomed->register_provider_definition(definition); });
+    while (registered.wait_for(1ms) != std::future_status::ready) {
+        nats.deliver(
+            {.subject = "v1.loc.registry.providers.doomed.def.evt.changed",
+             .bytes = verdict_on(7, 1)});
+    }
+    app.act = [&](provider& /*receiver*/, variable_write_command const& /*command*/) {
+        doomed.reset();
+    };
+
+    nats.deliver(
+        {.subject = "v1.loc.doomed.vars.cmd.write",
+         .bytes = command_to_write(7, speed_of(*registered.get()), 1.5)});
+
+    EXPECT_EQ(doomed, nullptr);
+    EXPECT_THAT(app.commands, SizeIs(1));
+    EXPECT_EQ(nats.open_connections(), 0U);
+    EXPECT_THAT(errors.text(), IsEmpty());
+}
+
 TEST_F(written_callback, is_replaced_by_a_later_one) {
     static_cast<void>(start());
     application other;
-    boiler.set_variables_written_callback(&take_command, &other);
+    boiler.set_variables_written_callback(&record_command, &other);
 
     send(command_to_write(7, 1, 1.5));
 

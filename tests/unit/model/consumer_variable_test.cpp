@@ -304,20 +304,20 @@ TEST_F(received_item, of_a_reply_replaces_quality_value_and_time) {
     expect(2.5, variable_quality::uncertain, at_one, 1);
 }
 
-TEST_F(received_item, of_an_older_reply_changes_nothing_after_an_event_since_the_request) {
+TEST_F(received_item, of_an_older_reply_is_only_counted_after_an_event_since_the_request) {
     event(4, 2.5, at_two);
 
     reply(3.5, at_one);
 
-    expect(2.5, variable_quality::good, at_two, 1);
+    expect(2.5, variable_quality::good, at_two, 2);
 }
 
-TEST_F(received_item, of_an_older_reply_without_a_value_changes_nothing_either) {
+TEST_F(received_item, of_an_older_reply_without_a_value_is_only_counted_too) {
     event(4, 2.5, at_two);
 
     reply(std::nullopt, at_one);
 
-    expect(2.5, variable_quality::good, at_two, 1);
+    expect(2.5, variable_quality::good, at_two, 2);
 }
 
 TEST_F(received_item, of_an_older_reply_does_not_undo_an_event_without_a_value) {
@@ -325,7 +325,7 @@ TEST_F(received_item, of_an_older_reply_does_not_undo_an_event_without_a_value) 
 
     reply(3.5, at_one);
 
-    expect(1.5, variable_quality::bad, at_two, 1);
+    expect(1.5, variable_quality::bad, at_two, 2);
 }
 
 TEST_F(received_item, of_an_older_reply_replaces_what_an_event_before_the_request_brought) {
@@ -344,12 +344,22 @@ TEST_F(received_item, of_an_older_reply_replaces_what_was_there_before_any_event
     expect(3.5, variable_quality::uncertain, at_one, 2);
 }
 
-TEST_F(received_item, of_a_reply_with_the_time_of_the_event_is_applied) {
+// What is written later with the same time comes with the provider's next event.
+TEST_F(received_item, of_a_reply_with_the_time_of_the_event_is_only_counted) {
     event(4, 2.5, at_one);
 
     reply(3.5, at_one);
 
-    expect(3.5, variable_quality::uncertain, at_one, 2);
+    expect(2.5, variable_quality::good, at_one, 2);
+}
+
+TEST_F(received_item, of_a_reply_is_compared_with_events_alone) {
+    event(4, 2.5, at_one);
+    variable->set_value(9.5, at_two + std::chrono::seconds{1});
+
+    reply(3.5, at_two);
+
+    expect(3.5, variable_quality::uncertain, at_two, 3);
 }
 
 TEST_F(received_item, of_a_newer_reply_is_applied) {
@@ -366,7 +376,7 @@ TEST_F(received_item, of_an_event_that_is_applied_late_hides_no_later_one) {
 
     reply(4.5, at_one);
 
-    expect(3.5, variable_quality::good, at_two, 2);
+    expect(3.5, variable_quality::good, at_two, 3);
 }
 
 TEST_F(received_item, of_another_type_is_refused_by_events_and_replies) {

@@ -196,32 +196,49 @@ TEST_F(unconnected_session, connects_although_its_name_makes_no_inbox_prefix) {
     session->connect();
 }
 
-struct url_case {
-    char const* name;
-    char const* url;
-    char const* call;
-};
-
-class session_url : public unconnected_session, public testing::WithParamInterface<url_case> {};
-
-TEST_P(session_url, reaches_the_nats_client_unless_it_is_blank) {
+TEST_F(unconnected_session, leaves_trimming_a_url_to_the_nats_client) {
     nats.skip_token_handler();
-    server_url = GetParam().url;
+    server_url = " nats://hub ";
     auto const session = make_session();
 
     session->connect();
 
-    EXPECT_EQ(nats.calls().at(1), GetParam().call);
+    EXPECT_EQ(nats.calls().at(1), "natsOptions_SetURL  nats://hub ");
+}
+
+struct blank_url {
+    char const* name;
+    char const* url;
+    char const* message;
+};
+
+class session_with_a_blank_url : public unconnected_session,
+                                 public testing::WithParamInterface<blank_url> {};
+
+// The NATS client would destroy the heap.
+TEST_P(session_with_a_blank_url, is_refused_before_the_nats_client_sees_the_url) {
+    server_url = GetParam().url;
+    auto const session = make_session();
+
+    EXPECT_EQ(thrown_message<connection_failed>([&] { session->connect(); }), GetParam().message);
+
+    EXPECT_THAT(nats.calls(), ElementsAre("natsOptions_Create", "natsConnection_Close"));
 }
 
 INSTANTIATE_TEST_SUITE_P(
     of_every_kind,
-    session_url,
+    session_with_a_blank_url,
     testing::Values(
-        url_case{"empty", "", "natsOptions_SetURL"},
-        url_case{"one_blank", " ", "natsOptions_SetURL"},
-        url_case{"all_white_space", " \t\n\v\f\r", "natsOptions_SetURL"},
-        url_case{"blanks_around", " nats://hub ", "natsOptions_SetURL  nats://hub "}),
+        blank_url{
+            "empty",
+            "",
+            "Provider boiler: failed to connect to the NATS server at , NATS returns: 16 = Invalid "
+            "Argument\n"},
+        blank_url{
+            "white_space",
+            " \t\n\v\f\r",
+            "Provider boiler: failed to connect to the NATS server at  \t\n\v\f\r, NATS returns: "
+            "16 = Invalid Argument\n"}),
     case_name);
 
 TEST_F(unconnected_session, hands_out_the_token_that_it_obtains) {
