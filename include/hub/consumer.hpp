@@ -86,11 +86,18 @@ public:
     /// @param options         Optional settings.
     ///
     /// @throws connection_failed    The session could not be opened, the subscription failed, or
-    ///                              the registry did not answer. The consumer is not connected. A
-    ///                              line on standard error explains a missing token, unless the
-    ///                              token endpoint sent no body (a wrong path, for example).
+    ///                              the registry did not answer, see below. The consumer is not
+    ///                              connected. A line on standard error explains a missing token,
+    ///                              unless the token endpoint sent no body (a wrong path, for
+    ///                              example).
     /// @throws serialization_fault  The registry's list is malformed. The consumer is connected,
     ///                              with the list that it had before.
+    ///
+    /// @par If the registry did not answer
+    /// The session stays open until the next connect() or the destructor; disconnect() does not
+    /// close it. Lists that the registry announces meanwhile replace get_provider_identifiers() and
+    /// reach the providers-changed callback. After a reconnect, the consumer requests the list
+    /// again; a reply completes the connecting, and is_connected() becomes true.
     ///
     /// @par Blocking
     /// About 2 s at most to reach the server; a slow token endpoint makes the call fail after up to
@@ -104,7 +111,8 @@ public:
         connect_options const& options = {});
 
     /// Disconnects every attached connection, forgets them and the list of providers, and closes
-    /// the session. Does nothing if not connected. Does not disconnect connections from
+    /// the session. Does nothing if not connected: a session whose connect() the registry did not
+    /// answer stays open, see connect(). Does not disconnect connections from
     /// provider_connection::create().
     ///
     /// Does not wait for callbacks: one that is running continues, and one whose event is being
@@ -119,7 +127,8 @@ public:
     void disconnect();
 
     /// Returns whether the session is open and the list of providers was received. Stays true while
-    /// the NATS client reconnects, and after it has given up; only requests show that.
+    /// the NATS client reconnects, and after it has given up; only requests show that. Can become
+    /// true after a connect() that the registry did not answer, see connect().
     bool is_connected();
 
     /// Returns the identifiers in the registry's latest list. The set never changes; a new list is
@@ -140,7 +149,10 @@ public:
     /// loss of the provider in between is reported only with a later list that lacks it; compare
     /// with get_provider_identifiers().
     ///
-    /// @param provider_id  Identifier of the provider; it need not be listed.
+    /// @param provider_id  Identifier of the provider; it need not be listed. The library does not
+    ///                     check it: white space or a control character in it makes the server drop
+    ///                     the consumer's connection, so that all connections to providers lose the
+    ///                     server for a moment. Check identifiers that come from outside.
     ///
     /// @throws operational_state_invalid     The consumer is not connected.
     /// @throws connection_failed             A request or subscription failed.
@@ -156,7 +168,8 @@ public:
     /// Nothing is attached; the call may be repeated.
     ///
     /// @par Blocking
-    /// Up to 5 s each for the registry and for the provider, and up to 1 s for the server.
+    /// Up to 5 s each for the registry and for the provider, and up to 1 s for the server. Up to 5 s
+    /// more while a token is fetched for a reconnect.
     std::shared_ptr<provider_connection> attach_to_provider(std::string const& provider_id);
 
 private:

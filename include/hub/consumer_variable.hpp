@@ -100,6 +100,10 @@ public:
     variable_quality get_quality();
 
     /// Returns the time stamp of the latest update, or the epoch if there was none.
+    ///
+    /// A change event brings its own time, the same for all its items; a read brings the time of
+    /// each variable. So if the provider recorded a change with an earlier time than it published
+    /// it with, a read after the event shows that earlier time.
     timestamp get_last_publish_timestamp();
 
     /// Returns the number of updates since the variable was created: values that were set or

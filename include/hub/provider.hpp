@@ -73,9 +73,11 @@ public:
     ///
     /// @param id  The provider's identifier on the hub. It becomes part of NATS subjects,
     ///            unchecked: use letters, digits, `-`, `_`, and `.` between parts. An empty
-    ///            identifier, spaces, `*`, `>`, quotes and backslashes make connecting or exchanges
-    ///            fail. Nothing refuses a second provider with the same identifier: both publish
-    ///            and answer on the same subjects, and consumers see a mixture.
+    ///            identifier, spaces, quotes, backslashes, and `*` or `>` as a whole part between
+    ///            dots make connecting or exchanges fail. Nothing refuses a second provider with
+    ///            the same identifier: both publish and answer on the same subjects, and
+    ///            connections of consumers fault. When the later one ends, the earlier one cannot
+    ///            be read until it restarts or registers again.
     explicit provider(std::string const& id);
 
     provider(provider const&) = delete;
@@ -144,6 +146,11 @@ public:
     /// Consumers that are still reading the values of an earlier definition fault, too. Do not
     /// register twice within a few seconds.
     ///
+    /// Initial values have quality `good` although nothing has been measured. To publish them as
+    /// `uncertain_initial_value`, register before connecting and call variable_list::set_quality()
+    /// in between. Publishing a value does not change the quality: set `good` with the first
+    /// measured value.
+    ///
     /// @param definition  A finalized definition; its initial values are moved into the list. The
     ///                    registry may reject paths that are empty, occur twice, or have spaces or
     ///                    control characters; its own rules decide.
@@ -163,15 +170,17 @@ public:
     /// not be called while holding the lock of a list.
     std::shared_ptr<variable_list> register_provider_definition(provider_definition& definition);
 
-    /// Returns the list of the definition registered last. Give the result a name before you loop
-    /// over its variables: the provider releases its list when another is registered.
+    /// Returns the list of the definition registered last, even if the registry has rejected that
+    /// definition; get_fingerprint() and publishing throw then. Give the result a name before you
+    /// loop over its variables: the provider releases its list when another is registered.
     ///
     /// @throws operational_state_invalid  There is none.
     std::shared_ptr<variable_list> get_variable_list();
 
     /// Returns the registered fingerprint.
     ///
-    /// @throws operational_state_invalid  No definition is registered.
+    /// @throws operational_state_invalid  No definition is registered, or the registry has rejected
+    ///                                    it.
     definition_fingerprint get_fingerprint();
 
     /// Sends all pending changes in one change event; the event is empty if nothing is pending.

@@ -93,9 +93,10 @@ struct current_variables {
 ///
 /// Called on a thread of the NATS client with no lock of this library held. May call any operation
 /// of any object; may also destroy the consumer, after which the callback must not use
-/// `connection`. The next event of the connection waits until the callback has returned. A
-/// std::exception that leaves it is written to standard error and moves the connection to
-/// `faulted` for good, like any other failure to handle an event.
+/// `connection`. The connection's next change event waits until the callback has returned; the
+/// connection event callback does not, and may run at the same time. A std::exception that leaves
+/// it is written to standard error and moves the connection to `faulted` for good, like any other
+/// failure to handle an event.
 ///
 /// After an outage of the server, all changes that a provider has published meanwhile arrive in one
 /// burst, as old as the outage was long and with quality `good`: check the time stamps.
@@ -120,8 +121,10 @@ using variables_changed_callback = void (*)(
 ///
 /// Called on a thread of the NATS client, or in the thread that calls set_provider_availability(),
 /// with no lock of this library held. May call any operation of any object; may also destroy the
-/// consumer, after which the callback must not use `connection`. A std::exception that leaves it is
-/// written to standard error.
+/// consumer, after which the callback must not use `connection`. `definition_updated` and the other
+/// two events come from different threads: the callback may run twice at the same time, and
+/// together with the variables-changed callback. A std::exception that leaves it is written to
+/// standard error.
 ///
 /// @param event       What has happened.
 /// @param connection  The connection concerned.
@@ -144,7 +147,11 @@ using connection_event_callback =
 /// `good` means "as last received". The library does not change it during an outage of the server,
 /// and a consumer can miss changes and definitions around a reconnect without notice: an event of a
 /// definition that the connection does not hold is dropped. Call request_provider_definition() at
-/// an interval that suits the application; it finds both.
+/// an interval of 10 s or more; it finds both.
+///
+/// That call faults the connection for good if the registry does not answer within 5 s, or if the
+/// provider has ended and the registry has not reported it yet. The first happens although server
+/// and provider are healthy, so use create() and replace the faulted connection alone.
 ///
 /// While a new definition is being read, its variables hold 0, false or an empty string with
 /// quality `good`; consumer_variable::get_update_count() is 0 until the first value arrives. A
@@ -155,8 +162,17 @@ using connection_event_callback =
 /// Shared by its consumer (not for create()) and everyone who keeps the pointer. A connection from
 /// consumer::attach_to_provider() that outlives its consumer is disconnected.
 ///
+/// What the callbacks' user pointers point to must outlive the consumer, and a connection from
+/// create() must end before the consumer. Declare them in this order: the data, the consumer, the
+/// connections. They are destroyed in the opposite order.
+///
 /// @par Thread safety
 /// All operations may be called from any thread and from any callback.
+///
+/// Three threads of the NATS client call the callbacks: one `definition_updated`, one the
+/// variables-changed callback, one (the consumer's, for the list of providers) `provider_lost` and
+/// `provider_returned`. The callbacks may run at the same time; data that they share, through
+/// `user_data` or otherwise, needs a lock.
 class CORVEL_HUB_API provider_connection {
 public:
     class impl; // the library's own, defined in none of its public headers
@@ -168,10 +184,12 @@ public:
     /// - Keep the pointer: the connection ends with the last one.
     /// - Call set_provider_availability() when the list of providers changes, and
     ///   request_provider_definition() after `provider_returned`. `owner` does neither.
-    /// - Disconnect or destroy it before `owner` disconnects or is destroyed. `owner` does not, and
-    ///   the values would stay good although nothing updates them.
+    /// - Disconnect or destroy it before `owner` disconnects or is destroyed. `owner` does not:
+    ///   get_state() would stay `connected` and the values good although nothing updates them, while
+    ///   reading, writing and requests throw operational_state_invalid.
     ///
-    /// @param provider_id  Identifier of the provider.
+    /// @param provider_id  Identifier of the provider, without white space and control characters;
+    ///                     see consumer::attach_to_provider().
     /// @param owner        A connected consumer; not used after the call.
     static std::shared_ptr<provider_connection> create(
         std::string const& provider_id, consumer& owner);
@@ -182,9 +200,9 @@ public:
     /// Reads the values of some variables from the provider. Does not call the variables-changed
     /// callback.
     ///
-    /// Where an event updated a variable while the read was in flight and the reply's item is older
-    /// than what the event brought, the event's value, quality and time stay. A fault that comes in
-    /// between leaves every quality bad.
+    /// Where an event updated a variable while the read was in flight and the reply's item is not
+    /// newer than what the event brought, the event's value, quality and time stay, and the item is
+    /// not counted as an update. A fault that comes in between leaves every quality bad.
     ///
     /// @param fingerprint  The definition that the ids belong to.
     /// @param ids          The variables to read; none reads all. The connection must know every id
@@ -204,7 +222,7 @@ public:
     ///                                       unknown id.
     ///
     /// @par Blocking
-    /// Up to 5 s for the provider.
+    /// Up to 5 s for the provider, and up to 5 s more while a token is fetched for a reconnect.
     void read_variables(definition_fingerprint fingerprint, std::vector<variable_id> const& ids);
 
     /// Reads the values of all variables, as read_variables() with its exceptions and blocking.
@@ -287,6 +305,10 @@ public:
     /// Requests the definition from the registry and reads all values from the provider. Keeps the
     /// variables if the definition has the fingerprint that the connection holds.
     ///
+    /// A failure faults the connection even if only the registry did not answer. A program that
+    /// calls this regularly should do so at an interval of 10 s or more, on a connection from
+    /// create(), which can be replaced alone.
+    ///
     /// @throws operational_state_invalid  The connection is not in state `connected`. Nothing was
     ///                                    sent.
     /// @throws connection_failed          The request failed. The connection is `faulted`.
@@ -298,7 +320,8 @@ public:
     /// Also throws what update_all_variables() throws; the connection is `faulted` then.
     ///
     /// @par Blocking
-    /// Up to 5 s each for the registry and for the provider.
+    /// Up to 5 s each for the registry and for the provider, and up to 5 s more while a token is
+    /// fetched for a reconnect.
     void request_provider_definition();
 
     /// Ends the connection for good: variables and fingerprint are gone.
@@ -307,6 +330,10 @@ public:
     /// decoded still begins, perhaps together with callbacks of the consumer's next session. Events
     /// that were in flight are skipped with a line on standard error. An operation that is running
     /// fails and may leave the state `faulted` instead of `disconnected`; both are final.
+    ///
+    /// @par Blocking
+    /// Up to 5 s while a token is fetched for a reconnect. Dropping the last pointer to a connection
+    /// that is not disconnected takes as long.
     void disconnect();
 
 private:

@@ -59,7 +59,8 @@ public:
     variable_list(variable_list const&) = delete;
     variable_list& operator=(variable_list const&) = delete;
 
-    /// Records a new value and sends it, with everything else pending, in one change event.
+    /// Records a new value and sends it, with everything else pending, in one change event. The
+    /// quality stays as it is.
     ///
     /// @param id     A variable of this list.
     /// @param value  The new value, of the type that the variable was defined with.
@@ -188,6 +189,11 @@ public:
 
     /// Returns the variables; the reference is valid as long as the list. The map never changes, so
     /// it may be read without the lock.
+    ///
+    /// Give the list a name before you loop over its variables. A loop over
+    /// `provider.get_variable_list()->get_variables()` is wrong: until C++23 the pointer is gone
+    /// before the first pass, and the list ends inside the loop when another definition is
+    /// registered or the provider disconnects.
     variable_map const& get_variables() const;
 
     /// Returns the ids of the pending variables; the reference is valid as long as the list. The
