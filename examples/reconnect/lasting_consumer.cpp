@@ -11,7 +11,8 @@
 // - Such a connection is not notified when its provider is lost or returns. Once a second the
 //   program compares the registry's list with the state of each connection.
 // - An event that is lost in an outage is missing without notice. Once a second the program
-//   requests the definition and all values, which is also its sign of life.
+//   requests the definition and all values, which is also its sign of life. Once a second shows the
+//   effect soon; in production, choose an interval of 10 s or more.
 // - An outage of more than about two minutes ends the session for good, and only requests that fail
 //   show it. If no provider has answered for a while, the program starts over with a new consumer.
 
