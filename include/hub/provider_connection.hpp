@@ -202,7 +202,7 @@ public:
     ///
     /// Where an event updated a variable while the read was in flight and the reply's item is not
     /// newer than what the event brought, the event's value, quality and time stay, and the item is
-    /// not counted as an update. A fault that comes in between leaves every quality bad.
+    /// only counted. A fault that comes in between leaves every quality bad.
     ///
     /// @param fingerprint  The definition that the ids belong to.
     /// @param ids          The variables to read; none reads all. The connection must know every id

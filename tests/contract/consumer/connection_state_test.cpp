@@ -23,7 +23,7 @@ enum class trigger {
     disconnect,
 };
 
-// What a trigger makes of a connection that is in a state, and whom it tells.
+// The state that a trigger moves a connection to, and the callback that it calls.
 struct transition {
     char const* name;
     state from;

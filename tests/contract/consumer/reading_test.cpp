@@ -247,7 +247,7 @@ TEST_F(reading, looks_at_the_state_before_the_fingerprint) {
     EXPECT_THROW(connection->read_variables(76, {1}), operational_state_invalid);
 }
 
-// What goes wrong on the way, and faults the connection.
+// Failures of a request or its reply, which fault the connection.
 
 class reading_with_a_failure : public panel_test, public testing::WithParamInterface<natsStatus> {};
 

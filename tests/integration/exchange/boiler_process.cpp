@@ -1,8 +1,8 @@
 // SPDX-FileCopyrightText: 2026 Arvenhold
 // SPDX-License-Identifier: Apache-2.0
 
-// A provider "boiler" in a process of its own: applies what consumers write, until it is told to
-// end by SIGTERM.
+// A provider "boiler" in a process of its own: applies what consumers write until it receives
+// SIGTERM.
 
 #include <hub/hub.hpp>
 

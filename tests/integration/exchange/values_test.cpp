@@ -18,7 +18,7 @@ using testing::Each;
 using testing::ElementsAre;
 using testing::SizeIs;
 
-// A value as it is sent, and what arrives: only durations lose something on the way.
+// A value as it is sent, and what arrives: only durations lose something in between.
 struct travelling_value {
     std::string name;
     variable_value sent;

@@ -113,7 +113,7 @@ TEST_F(reconnecting_provider, is_refused_by_the_server_for_good_with_a_wrong_tok
     hub.token_endpoint.answer_with({.body = {R"({"access_token":"wrong"})"}});
     hub.nats_server.restart();
 
-    // Two refusals in a row end the connection, which nothing but a failing publication tells.
+    // Two refusals in a row end the connection, which only a failing publication shows.
     std::string message;
     ASSERT_TRUE(await(
         [&] {
