@@ -35,7 +35,7 @@ public:
     /// What messages carry of a variable. Valid as long as the list's lock is held.
     struct listed_state {
         variable_value const& value;
-        variable_quality quality;
+        variable_quality quality = variable_quality::bad;
         timestamp when;
     };
 

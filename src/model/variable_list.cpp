@@ -121,10 +121,10 @@ void variable_list::bulk_publish(
     std::vector<std::tuple<variable_id, variable_value>> values, timestamp when) {
     auto& self = impl_of(*this);
     auto& provider = self.require_current();
-    for (auto& [id, value] : values) {
-        auto& variable = self.require_variable(id, "bulk_publish()");
+    for (auto& entry : values) {
+        auto& variable = self.require_variable(std::get<variable_id>(entry), "bulk_publish()");
         std::scoped_lock const lock{self.m_mutex};
-        variable.set_value(std::move(value), when);
+        variable.set_value(std::move(std::get<variable_value>(entry)), when);
     }
     provider.publish(when);
 }

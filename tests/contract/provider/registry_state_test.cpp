@@ -8,7 +8,6 @@ namespace arvenhold::corvel::hub {
 
 namespace {
 
-using testing::ElementsAre;
 using testing::IsEmpty;
 using testing::SizeIs;
 using testing::StartsWith;

@@ -35,6 +35,9 @@ protected:
         EXPECT_TRUE(await([this] { return is_blocked(); }));
     }
 
+    provider_on_frozen_server(provider_on_frozen_server const&) = delete;
+    provider_on_frozen_server& operator=(provider_on_frozen_server const&) = delete;
+
     ~provider_on_frozen_server() override {
         hub.nats_server.thaw();
     }

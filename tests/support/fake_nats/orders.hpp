@@ -63,7 +63,7 @@ private:
     template <class Action>
     struct reaction {
         Action action;
-        bool must_run;
+        bool must_run = false;
     };
     template <class Action>
     using reactions = std::map<std::string, reaction<Action>>;

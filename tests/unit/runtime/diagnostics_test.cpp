@@ -203,6 +203,8 @@ struct received_report {
 class diagnostics_receiver : public testing::Test {
 protected:
     diagnostics_receiver() = default;
+    diagnostics_receiver(diagnostics_receiver const&) = delete;
+    diagnostics_receiver& operator=(diagnostics_receiver const&) = delete;
 
     ~diagnostics_receiver() override {
         set_diagnostics_callback(nullptr, nullptr);

@@ -55,10 +55,12 @@ struct session_owner {
 
     void reply(received_message message) {
         session->reply_to_read_request(message, std::string_view{"ab\0c", 4});
+        events.emplace_back("replied");
     }
 
     void close(received_message /*message*/) {
         session->close();
+        events.emplace_back("closed");
     }
 
     void nats_recon_callback() {
