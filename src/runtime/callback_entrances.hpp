@@ -12,6 +12,7 @@
 #include <hub/common.hpp>
 
 #include <string_view>
+#include <type_traits>
 #include <utility>
 
 namespace arvenhold::corvel::hub {
@@ -66,7 +67,7 @@ void message_entrance(
             return;
         }
         report(diagnostic_severity::error, owner.get_client_name(), {kind.missing_message});
-        if constexpr (when_missing != nullptr) {
+        if constexpr (!std::is_null_pointer_v<decltype(when_missing)>) {
             (owner.*when_missing)();
         }
     });
