@@ -195,15 +195,15 @@ TEST_F(silent_peer, makes_attaching_fail_after_five_seconds_and_it_may_be_repeat
 
 TEST_F(silent_peer, makes_reading_fail_after_five_seconds_and_faults_the_connection) {
     play_registry();
-    std::atomic<bool> is_silent{false};
-    hub.peer.on_message("v1.loc.boiler.vars.qry.read", [&](peer_message const& query) {
-        if (!is_silent) {
+    auto const is_silent = std::make_shared<std::atomic<bool>>(false); // the peer outlives the test
+    hub.peer.on_message("v1.loc.boiler.vars.qry.read", [this, is_silent](auto const& query) {
+        if (!*is_silent) {
             hub.peer.publish(query.reply_subject, wire::read_reply(77, {}));
         }
     });
     connect();
     auto const connection = attach();
-    is_silent = true;
+    *is_silent = true;
 
     auto const [duration, message] = time_of([&] { connection->read_variables(77, {1}); });
 
