@@ -81,7 +81,7 @@ struct current_variables {
     /// @param path  The variable's path.
     std::shared_ptr<consumer_variable> find(std::string_view path) const {
         for (auto const& [id, variable] : *this) {
-            if (variable->get_path() == path) {
+            if (variable && variable->get_path() == path) {
                 return variable;
             }
         }

@@ -106,7 +106,8 @@ std::vector<variable_id> provider_connection::impl::get_updated_variables_since(
     }
     std::vector<variable_id> updated;
     for (auto const& [id, variable] : variables->map()) {
-        if (variable->get_last_publish_timestamp() >= since) {
+        // The application can change the map, and may have put in null.
+        if (variable && variable->get_last_publish_timestamp() >= since) {
             updated.push_back(id);
         }
     }

@@ -37,7 +37,8 @@ public:
         std::uint64_t event_number) CORVEL_HUB_EXCLUDES(m_mutex);
 
     /// Applies one item of a read reply in the same way. If an event has updated the variable since
-    /// the request and the item is not newer than the variable's time stamp, nothing changes.
+    /// the request and the item is not newer than the variable's time stamp, it is only
+    /// counted.
     ///
     /// @param latest_event_at_request  Number of the latest event when the request was sent; 0 if
     ///                                 there was none.

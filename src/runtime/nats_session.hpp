@@ -94,6 +94,7 @@ public:
     /// @param owner          The right of the handler's object to be called back.
     ///
     /// @throws connection_failed  Nothing was subscribed. The session has failed.
+    /// @throws std::bad_alloc     Likewise.
     template <subscription_kind const& kind, auto handler, auto when_missing = nullptr>
     void subscribe(
         std::string const& subject, callback_registration_of<owner_of<handler>> const& owner) {

@@ -127,6 +127,21 @@ TEST_F(event_before_a_read_reply, gives_way_to_an_older_reply_if_it_came_before_
     EXPECT_EQ(content(*connection, 1), held(20.5, good, timestamp{seconds{1'600'000'001}}, 3));
 }
 
+// An application that has put null into the map
+
+TEST_F(overlapping, a_null_variable_in_the_map_of_the_application_does_no_harm) {
+    auto const current = connection->get_current_variables();
+    current.variables->emplace(0, nullptr);
+    current.variables->emplace(7, nullptr);
+
+    EXPECT_EQ(current.find("mode"), current.find(3));
+    EXPECT_EQ(current.find("nowhere"), nullptr);
+    EXPECT_THAT(connection->get_updated_variables_since(77, timestamp{}), ElementsAre(1, 2, 3));
+    connection->set_fault_state();
+
+    EXPECT_EQ(current.find(3)->get_quality(), bad);
+}
+
 // A callback that is removed
 
 TEST_F(overlapping, a_callback_that_is_removed_before_its_event_is_decoded_is_not_called) {
