@@ -16,8 +16,8 @@ namespace arvenhold::corvel::hub {
 
 /// One variable of a provider, in the provider's process.
 ///
-/// Every change is also noted in the modification tracker that the variable shares with its list;
-/// from there it gets into the next change event.
+/// Every change also makes the variable pending in its list, from where it gets into the next change
+/// event.
 ///
 /// @par Ownership
 /// Shared by its list and by everyone who keeps the pointer. A variable whose list has been
@@ -26,8 +26,8 @@ namespace arvenhold::corvel::hub {
 ///
 /// @par Thread safety
 /// All operations may be called from any thread, with two exceptions: set_value() and set_quality()
-/// only while holding the lock of the list (variable_list::lock()), which guards the shared
-/// tracker; and get_value() only while no other thread sets a value. The operations of
+/// only while holding the lock of the list (variable_list::lock()), which guards what is
+/// pending; and get_value() only while no other thread sets a value. The operations of
 /// variable_list take the lock themselves.
 class CORVEL_HUB_API provider_variable {
 public:

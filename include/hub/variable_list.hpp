@@ -199,6 +199,14 @@ public:
     /// Returns the ids of the pending variables; the reference is valid as long as the list. The
     /// set may be read and changed only while holding lock(); ids that are not the list's are
     /// ignored.
+    ///
+    /// The list keeps the ids in this set from the first call on, which makes every later change
+    /// somewhat slower.
+    ///
+    /// @throws std::bad_alloc  There is no memory for the set. Nothing has changed.
+    ///
+    /// @par Blocking
+    /// Waits while another thread holds the list's lock.
     std::shared_ptr<modification_tracker> const& get_modification_tracker() const;
 
     /// Writes a table of the variables to `os` and returns it.

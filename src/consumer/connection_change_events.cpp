@@ -66,10 +66,11 @@ void provider_connection::impl::apply_change_event(
         changed->reserve(received.size());
     }
     received_variable item;
+    sliding_lock lock;
     for (std::size_t position = 0; position < received.size(); ++position) {
         received.decode_item(position, item);
         require_variable(variables, item.id, "deserialize_variable_update()")
-            .apply_event(item.quality, item.value, item.when, event_number);
+            .apply_event(lock, item.quality, item.value, item.when, event_number);
         if (changed != nullptr) {
             changed->push_back(item.id);
         }

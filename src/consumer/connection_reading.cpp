@@ -59,10 +59,11 @@ void provider_connection::impl::apply_read_reply(
             m_link.name, m_provider_id, fingerprint, received.fingerprint()};
     }
     received_variable item;
+    sliding_lock lock;
     for (std::size_t position = 0; position < received.size(); ++position) {
         received.decode_item(position, item);
         require_variable(variables, item.id, "read_variables()")
-            .apply_reply(item.quality, item.value, item.when, latest_event_at_request);
+            .apply_reply(lock, item.quality, item.value, item.when, latest_event_at_request);
     }
 }
 

@@ -33,7 +33,7 @@ public:
         variable_permissions permissions) {
         auto const entry = m_map.emplace_hint(m_map.end(), id, nullptr);
         if (entry->second == nullptr) {
-            entry->second = m_block.add(id, path, value, permissions);
+            entry->second = m_block.add(id, path, value, permissions, next_first_of_run());
         }
     }
 
@@ -71,8 +71,18 @@ public:
     }
 
 private:
+    // How many neighbours share a mutex: so many that an event hardly pays for it, so few that a
+    // thread which reads one of them meanwhile waits for less than a microsecond.
+    static constexpr std::size_t run_length = 32;
+
     consumer_variable_map m_map;
     variable_block<consumer_variable::impl> m_block; // those of the map, in the definition's order
+
+    // Returns the first variable of the run that the next one belongs to; null if it begins a run.
+    [[nodiscard]] consumer_variable::impl* next_first_of_run() const {
+        auto const in_run = m_block.size() % run_length;
+        return in_run != 0 ? &m_block.at(m_block.size() - in_run) : nullptr;
+    }
 };
 
 } // namespace arvenhold::corvel::hub

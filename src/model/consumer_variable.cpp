@@ -29,28 +29,32 @@ consumer_variable::impl::impl(
     variable_id id,
     std::string_view path,
     variable_value& initial_value,
-    variable_permissions permissions)
-    : m_id{id}
+    variable_permissions permissions,
+    impl* first_of_run)
+    : m_value{std::move(initial_value)}
+    , m_id{id}
+    , m_mutex{first_of_run != nullptr ? first_of_run->m_own_mutex : m_own_mutex}
     , m_permissions{permissions}
-    , m_value{std::move(initial_value)}
     , m_path{path} {}
 
 void consumer_variable::impl::apply_event(
+    sliding_lock& lock,
     variable_quality quality,
     std::optional<variable_value> const& value,
     timestamp when,
     std::uint64_t event_number) {
-    std::scoped_lock const lock{m_mutex};
+    lock.move_to(m_mutex);
     m_latest_event = std::max(m_latest_event, event_number);
     replace_item(quality, value, when);
 }
 
 void consumer_variable::impl::apply_reply(
+    sliding_lock& lock,
     variable_quality quality,
     std::optional<variable_value> const& value,
     timestamp when,
     std::uint64_t latest_event_at_request) {
-    std::scoped_lock const lock{m_mutex};
+    lock.move_to(m_mutex);
     if (m_latest_event > latest_event_at_request && when <= m_last_publish_timestamp) {
         // Taken for older than that event. If it is newer, with the same time, its change is still
         // pending at the provider and comes with the next event.

@@ -28,24 +28,43 @@ provider_variable::impl::impl(
     std::string path,
     variable_value& initial_value,
     variable_permissions permissions,
-    std::shared_ptr<modification_tracker> tracker)
+    std::shared_ptr<pending_set> pending)
     : m_id{id}
     , m_permissions{permissions}
     , m_value{std::move(initial_value)}
     , m_last_publish_timestamp{std::chrono::system_clock::now()}
-    , m_tracker{std::move(tracker)}
+    , m_pending{std::move(pending)}
     , m_path{std::move(path)} {
-    m_tracker->insert(m_id);
+    m_pending->insert(m_id);
 }
 
-void provider_variable::impl::record_change(timestamp when) {
+void provider_variable::impl::store_value(variable_value&& value, timestamp when) {
+    std::scoped_lock const lock{m_mutex};
+    if (value.index() != m_value.index()) {
+        throw incompatible_data_type{
+            m_id, "set_value(): incompatible source data type", value.index(), m_value.index()};
+    }
+    m_pending->insert(m_id);
+    m_value = std::move(value);
+    stamp(when);
+}
+
+void provider_variable::impl::store_quality(variable_quality quality, timestamp when) {
+    std::scoped_lock const lock{m_mutex};
+    m_pending->insert(m_id);
+    m_quality = quality;
+    stamp(when);
+}
+
+void provider_variable::impl::retire(timestamp when) {
+    std::scoped_lock const lock{m_mutex};
+    m_quality = variable_quality::bad;
+    stamp(when);
+}
+
+void provider_variable::impl::stamp(timestamp when) {
     m_last_publish_timestamp = when;
     ++m_update_count;
-    if (m_tracker_node.empty()) {
-        m_tracker->insert(m_id);
-    } else {
-        m_tracker_node = m_tracker->insert(std::move(m_tracker_node)).node;
-    }
 }
 
 // Unchecked: the lock that is held is the list's, which the analysis cannot know here.
@@ -61,28 +80,15 @@ std::shared_ptr<provider_variable> provider_variable::create(
     variable_permissions permissions,
     std::shared_ptr<modification_tracker> const& tracker) {
     return std::make_shared<provider_variable_construction_enabler>(
-        id, path, value, permissions, tracker);
+        id, path, value, permissions, std::make_shared<pending_set>(tracker));
 }
 
 void provider_variable::set_value(variable_value value, timestamp when) {
-    auto& self = impl_of(*this);
-    std::scoped_lock const lock{self.m_mutex};
-    if (value.index() != self.m_value.index()) {
-        throw incompatible_data_type{
-            self.m_id,
-            "set_value(): incompatible source data type",
-            value.index(),
-            self.m_value.index()};
-    }
-    self.m_value = std::move(value);
-    self.record_change(when);
+    impl_of(*this).store_value(std::move(value), when);
 }
 
 void provider_variable::set_quality(variable_quality quality, timestamp when) {
-    auto& self = impl_of(*this);
-    std::scoped_lock const lock{self.m_mutex};
-    self.m_quality = quality;
-    self.record_change(when);
+    impl_of(*this).store_quality(quality, when);
 }
 
 variable_id provider_variable::get_id() const {

@@ -3,8 +3,9 @@
 
 #pragma once
 
+#include "locks/small_mutex.hpp"
 #include "model/impl_of.hpp"
-#include "model/small_mutex.hpp"
+#include "model/pending_set.hpp"
 #include <hub/provider_variable.hpp>
 
 #include <cstdint>
@@ -19,7 +20,7 @@ namespace arvenhold::corvel::hub {
 ///    the two is enough to read them.
 class CORVEL_HUB_INTERNAL provider_variable::impl : public provider_variable {
 public:
-    /// Inserts the variable into the tracker.
+    /// Inserts the variable into the set.
     ///
     /// @param initial_value  Moved from.
     impl(
@@ -27,10 +28,18 @@ public:
         std::string path,
         variable_value& initial_value,
         variable_permissions permissions,
-        std::shared_ptr<modification_tracker> tracker);
+        std::shared_ptr<pending_set> pending);
 
-    /// Notes that the variable has changed. Called while holding the list's lock.
-    void record_change(timestamp when) CORVEL_HUB_REQUIRES(m_mutex);
+    // Called while holding the list's lock.
+
+    /// As set_value(), and moves the value only once.
+    void store_value(variable_value&& value, timestamp when) CORVEL_HUB_EXCLUDES(m_mutex);
+
+    /// As set_quality().
+    void store_quality(variable_quality quality, timestamp when) CORVEL_HUB_EXCLUDES(m_mutex);
+
+    /// Makes the quality bad without noting it in the set: the list sends no more events.
+    void retire(timestamp when) CORVEL_HUB_EXCLUDES(m_mutex);
 
     /// What messages carry of a variable. Valid as long as the list's lock is held.
     struct listed_state {
@@ -50,13 +59,11 @@ public:
     variable_value m_value CORVEL_HUB_GUARDED_BY(m_mutex);
     timestamp m_last_publish_timestamp CORVEL_HUB_GUARDED_BY(m_mutex);
     std::uint64_t m_update_count CORVEL_HUB_GUARDED_BY(m_mutex) = 0;
-    std::shared_ptr<modification_tracker> const m_tracker;
-
-    // The tracker's node with this variable's id while it is not in there, so that noting a change
-    // allocates nothing. Guarded as the tracker is, by the list's lock.
-    modification_tracker::node_type m_tracker_node;
-
+    std::shared_ptr<pending_set> const m_pending;
     std::string const m_path; // last, as an update does not touch it
+
+private:
+    void stamp(timestamp when) CORVEL_HUB_REQUIRES(m_mutex);
 };
 
 } // namespace arvenhold::corvel::hub

@@ -44,14 +44,14 @@ variable_list::impl::impl(provider_definition& definition, provider& parent)
     , m_fingerprint{definition.get_fingerprint()}
     , m_lowest_id{next_variable_id_.fetch_add(static_cast<variable_id>(size_of(definition)))}
     , m_block{size_of(definition)}
-    , m_tracker{std::make_shared<modification_tracker>()} {
+    , m_pending{std::make_shared<pending_set>(m_lowest_id, size_of(definition))} {
     auto& source = *definition.m_impl;
     // Another provider may be registering the same definition.
     std::scoped_lock const lock{source.m_mutex};
     auto id = m_lowest_id;
     for (auto& [path, initial_value, permissions] : source.m_entries) {
         m_variables.emplace_hint(
-            m_variables.end(), id, m_block.add(id, path, initial_value, permissions, m_tracker));
+            m_variables.end(), id, m_block.add(id, path, initial_value, permissions, m_pending));
         ++id;
     }
 }
@@ -95,24 +95,13 @@ void variable_list::impl::throw_outdated() const {
     throw variable_list_outdated{m_provider->get_identifier(), m_fingerprint, current_fingerprint};
 }
 
-// Each variable keeps its node of the set, so that its next change allocates nothing.
-void variable_list::impl::forget_pending() {
-    auto& pending = *m_tracker;
-    while (!pending.empty()) {
-        auto mark = pending.extract(pending.begin());
-        if (auto* const variable = find(mark.value())) {
-            variable->m_tracker_node = std::move(mark);
-        }
-    }
-}
-
 void variable_list::publish(variable_id id, variable_value value, timestamp when) {
     auto& self = impl_of(*this);
     auto& provider = self.require_current();
     auto& variable = self.require_variable(id, "publish()");
     {
         std::scoped_lock const lock{self.m_mutex};
-        variable.set_value(std::move(value), when);
+        variable.store_value(std::move(value), when);
     }
     provider.publish(when);
 }
@@ -124,7 +113,7 @@ void variable_list::bulk_publish(
     for (auto& entry : values) {
         auto& variable = self.require_variable(std::get<variable_id>(entry), "bulk_publish()");
         std::scoped_lock const lock{self.m_mutex};
-        variable.set_value(std::move(std::get<variable_value>(entry)), when);
+        variable.store_value(std::move(std::get<variable_value>(entry)), when);
     }
     provider.publish(when);
 }
@@ -167,15 +156,15 @@ void variable_list::write_variable(variable_id id, variable_value const& value, 
     if (variable.get_permissions() == variable_permissions::read_only) {
         throw variable_read_only::for_variable(id);
     }
-    variable.set_value(value, when);
+    variable.store_value(variable_value{value}, when);
 }
 
 void variable_list::mark_all_variables_pending() {
     auto& self = impl_of(*this);
     std::scoped_lock const lock{self.m_mutex};
-    self.m_tracker->clear();
+    self.m_pending->clear();
     for (auto const& [id, variable] : self.m_variables) {
-        self.m_tracker->insert(id);
+        self.m_pending->insert(id);
     }
 }
 
@@ -183,9 +172,9 @@ void variable_list::mark_list_as_stale() {
     auto& self = impl_of(*this);
     std::scoped_lock const lock{self.m_mutex};
     for (auto const& [id, variable] : self.m_variables) {
-        variable->set_quality(variable_quality::bad, std::chrono::system_clock::now());
+        impl_of(*variable).retire(std::chrono::system_clock::now());
     }
-    self.m_tracker->clear();
+    self.m_pending->clear();
     self.m_stale = true;
 }
 
@@ -209,11 +198,15 @@ std::shared_ptr<provider_variable> variable_list::find_variable(std::string_view
 
 // Unchecked, like unlock(): the lock stays held for the caller.
 void variable_list::lock() CORVEL_HUB_NO_THREAD_SAFETY_ANALYSIS {
-    impl_of(*this).m_mutex.lock();
+    auto& self = impl_of(*this);
+    self.m_mutex.lock();
+    self.m_locking_thread = std::this_thread::get_id();
 }
 
 void variable_list::unlock() CORVEL_HUB_NO_THREAD_SAFETY_ANALYSIS {
-    impl_of(*this).m_mutex.unlock();
+    auto& self = impl_of(*this);
+    self.m_locking_thread = std::thread::id{};
+    self.m_mutex.unlock();
 }
 
 variable_list::variable_map const& variable_list::get_variables() const {
@@ -221,7 +214,12 @@ variable_list::variable_map const& variable_list::get_variables() const {
 }
 
 std::shared_ptr<modification_tracker> const& variable_list::get_modification_tracker() const {
-    return impl_of(*this).m_tracker;
+    auto const& self = impl_of(*this);
+    if (self.m_locking_thread == std::this_thread::get_id()) {
+        return self.m_pending->request_set();
+    }
+    std::scoped_lock const lock{self.m_mutex};
+    return self.m_pending->request_set();
 }
 
 std::ostream& variable_list::to_str(std::ostream& os) {

@@ -3,10 +3,11 @@
 
 #pragma once
 
+#include "locks/small_mutex.hpp"
 #include "model/impl_of.hpp"
+#include "model/pending_set.hpp"
 #include "model/provider_link.hpp"
 #include "model/provider_variable_impl.hpp"
-#include "model/small_mutex.hpp"
 #include "model/variable_block.hpp"
 #include <hub/variable_list.hpp>
 
@@ -15,6 +16,7 @@
 #include <memory>
 #include <mutex>
 #include <string_view>
+#include <thread>
 #include <utility>
 
 namespace arvenhold::corvel::hub {
@@ -35,19 +37,18 @@ public:
 
         /// Returns how many changes there are at most: ids that are not the list's are counted too.
         [[nodiscard]] std::size_t size() const {
-            return m_list.m_tracker->size();
+            return m_list.m_pending->size();
         }
 
         /// Calls `receive` with id, value and quality of each pending variable.
         template <class Receiver>
         void for_each(Receiver receive) const {
-            for (auto const id : *m_list.m_tracker) {
-                // The application may have put in any id.
+            m_list.m_pending->for_each([&](variable_id id) {
                 if (auto const* const variable = m_list.find(id)) {
                     auto const state = variable->get_listed_state();
                     receive(id, state.value, state.quality);
                 }
-            }
+            });
         }
 
     private:
@@ -61,7 +62,7 @@ public:
     void drain_pending(Writer write) CORVEL_HUB_EXCLUDES(m_mutex) {
         std::scoped_lock const lock{m_mutex};
         write(pending_changes{*this});
-        forget_pending();
+        m_pending->clear();
     }
 
     /// Returns the variable with the given id, or null if the list has none.
@@ -90,17 +91,17 @@ public:
     definition_fingerprint const m_fingerprint;
     variable_id const m_lowest_id;
     variable_map m_variables;
-    variable_block<provider_variable::impl> m_block;       // those of the map
-    std::shared_ptr<modification_tracker> const m_tracker; // the set it points to is guarded
+    variable_block<provider_variable::impl> m_block; // those of the map
+    std::shared_ptr<pending_set> const m_pending;    // what it points to is guarded
 
-    small_mutex m_mutex;
+    mutable small_mutex m_mutex;
+
+    // The application's thread between lock() and unlock(). Only that thread finds itself here.
+    std::atomic<std::thread::id> m_locking_thread{};
 
     // Written under the lock. Read without it where a change that is accepted a moment too late
     // does no harm: it is recorded in a list that nobody publishes any more.
     std::atomic<bool> m_stale{false};
-
-private:
-    void forget_pending() CORVEL_HUB_REQUIRES(m_mutex);
 };
 
 } // namespace arvenhold::corvel::hub

@@ -3,6 +3,7 @@
 
 #include "lists.hpp"
 
+#include "model/variable_list_impl.hpp"
 #include <hub/provider_variable.hpp>
 
 #include <mutex>
@@ -42,8 +43,8 @@ modification_tracker pending_of(variable_list& list) {
 }
 
 void forget_pending(variable_list& list) {
-    std::scoped_lock const lock{list};
-    list.get_modification_tracker()->clear();
+    // Not through the tracker: a list keeps its changes in another form once that was requested.
+    impl_of(list).drain_pending([](auto const&) {});
 }
 
 std::string bracketed(variable_id id) {

@@ -14,7 +14,8 @@ FOREIGN = r"<(?!hub/)"
 ALLOWED = {
     "include/hub": [STANDARD, r"<hub/"],
     "src/errors": [STANDARD, r"<hub/", r'"errors/'],
-    "src/model": [STANDARD, r"<hub/", r'"model/'],
+    "src/locks": [STANDARD, r"<hub/detail/", r'"locks/', r"<(linux|sys|unistd)"],
+    "src/model": [STANDARD, r"<hub/", r'"locks/', r'"model/'],
     "src/protocol": [STANDARD, r"<hub/", r'"protocol/', r"<flatbuffers/"],
     "src/runtime": [
         STANDARD, r"<hub/", r'"runtime/', r'"errors/', r'"protocol/', r"<nats/", r"<curl/"],

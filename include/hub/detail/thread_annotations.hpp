@@ -24,6 +24,8 @@
 #define CORVEL_HUB_ACQUIRE(...) CORVEL_HUB_THREAD_ANNOTATION(acquire_capability(__VA_ARGS__))
 /// The function releases the given mutex, which the caller holds.
 #define CORVEL_HUB_RELEASE(...) CORVEL_HUB_THREAD_ANNOTATION(release_capability(__VA_ARGS__))
+/// The function returns with the given mutex held, or it was held already.
+#define CORVEL_HUB_ASSERTS_HELD(...) CORVEL_HUB_THREAD_ANNOTATION(assert_capability(__VA_ARGS__))
 /// This mutex is taken after the given one, never before it.
 #define CORVEL_HUB_ACQUIRED_AFTER(...) CORVEL_HUB_THREAD_ANNOTATION(acquired_after(__VA_ARGS__))
 /// The function is not analysed; the line above it says why.

@@ -255,14 +255,16 @@ protected:
         std::optional<variable_value> const& value,
         timestamp when,
         variable_quality quality = variable_quality::good) {
-        impl_of(*variable).apply_event(quality, value, when, number);
+        sliding_lock lock;
+        impl_of(*variable).apply_event(lock, quality, value, when, number);
     }
 
     void reply(
         std::optional<variable_value> const& value,
         timestamp when,
         variable_quality quality = variable_quality::uncertain) {
-        impl_of(*variable).apply_reply(quality, value, when, latest_event_at_request);
+        sliding_lock lock;
+        impl_of(*variable).apply_reply(lock, quality, value, when, latest_event_at_request);
     }
 
     void expect(

@@ -651,6 +651,43 @@ TEST_F(pending_marks, are_set_by_a_change_through_a_variable_itself) {
     EXPECT_THAT(pending_of(*list), UnorderedElementsAre(speed));
 }
 
+TEST_F(pending_marks, are_in_the_set_when_it_is_requested_between_lock_and_unlock) {
+    list->write_variable(speed, 2.5, at_noon);
+
+    std::scoped_lock const lock{*list};
+
+    EXPECT_THAT(*list->get_modification_tracker(), UnorderedElementsAre(speed));
+}
+
+TEST_F(pending_marks, are_in_the_set_when_it_is_requested_without_the_lock) {
+    list->write_variable(speed, 2.5, at_noon);
+
+    auto const tracker = list->get_modification_tracker();
+
+    EXPECT_THAT(*tracker, UnorderedElementsAre(speed));
+}
+
+TEST_F(pending_marks, get_into_the_set_that_was_requested_before) {
+    auto const tracker = list->get_modification_tracker();
+
+    list->write_variable(speed, 2.5, at_noon);
+
+    EXPECT_THAT(*tracker, UnorderedElementsAre(speed));
+    EXPECT_EQ(list->get_modification_tracker(), tracker);
+}
+
+TEST_F(pending_marks, wait_in_another_thread_until_the_list_is_unlocked) {
+    std::unique_lock lock{*list};
+    auto requested =
+        std::async(std::launch::async, [&] { return list->get_modification_tracker(); });
+
+    EXPECT_EQ(requested.wait_for(std::chrono::milliseconds{20}), std::future_status::timeout);
+    list->get_variables().at(speed)->set_value(2.5, at_noon);
+    lock.unlock();
+
+    EXPECT_THAT(*requested.get(), UnorderedElementsAre(speed));
+}
+
 using resolve_variable_by_id = published_list;
 
 TEST_F(resolve_variable_by_id, returns_the_stored_pointer) {
@@ -730,8 +767,16 @@ TEST_F(find_variable, returns_a_variable_that_outlives_its_list) {
 using pending_changes = variable_list::impl::pending_changes;
 using drained_change = std::tuple<variable_id, variable_value, variable_quality>;
 
-class drain_pending : public published_list {
+// Before and after the application has requested the set of pending ids, from which on they are kept
+// in that set.
+class drain_pending : public published_list, public testing::WithParamInterface<bool> {
 protected:
+    void SetUp() override {
+        if (GetParam()) {
+            std::ignore = list->get_modification_tracker();
+        }
+    }
+
     static std::vector<drained_change> changes_in(pending_changes const& pending) {
         std::vector<drained_change> changes;
         pending.for_each([&](variable_id id, variable_value const& value, auto quality) {
@@ -748,7 +793,7 @@ protected:
     }
 };
 
-TEST_F(drain_pending, hands_over_what_has_changed_and_forgets_it) {
+TEST_P(drain_pending, hands_over_what_has_changed_and_forgets_it) {
     list->write_variable(speed, 2.5, at_noon);
     list->set_quality(mode, variable_quality::uncertain, at_noon);
 
@@ -761,7 +806,7 @@ TEST_F(drain_pending, hands_over_what_has_changed_and_forgets_it) {
     EXPECT_THAT(drained(), IsEmpty());
 }
 
-TEST_F(drain_pending, hands_over_each_later_change_again) {
+TEST_P(drain_pending, hands_over_each_later_change_again) {
     for (auto const value : {2.5, 3.5, 4.5}) {
         list->write_variable(speed, value, at_noon);
 
@@ -769,7 +814,7 @@ TEST_F(drain_pending, hands_over_each_later_change_again) {
     }
 }
 
-TEST_F(drain_pending, leaves_out_ids_of_other_lists_and_forgets_them) {
+TEST_P(drain_pending, leaves_out_ids_of_other_lists_and_forgets_them) {
     {
         std::scoped_lock const lock{*list};
         list->get_modification_tracker()->insert({speed - 1, running, unknown});
@@ -779,14 +824,14 @@ TEST_F(drain_pending, leaves_out_ids_of_other_lists_and_forgets_them) {
     EXPECT_THAT(pending_of(*list), IsEmpty());
 }
 
-TEST_F(drain_pending, announces_at_least_as_many_changes_as_there_are) {
+TEST_P(drain_pending, announces_at_least_as_many_changes_as_there_are) {
     list->mark_all_variables_pending();
 
     impl_of(*list).drain_pending(
         [&](pending_changes const& pending) { EXPECT_EQ(pending.size(), 3); });
 }
 
-TEST_F(drain_pending, forgets_nothing_if_the_writer_throws) {
+TEST_P(drain_pending, forgets_nothing_if_the_writer_throws) {
     list->write_variable(speed, 2.5, at_noon);
     {
         std::scoped_lock const lock{*list};
@@ -804,7 +849,7 @@ TEST_F(drain_pending, forgets_nothing_if_the_writer_throws) {
     EXPECT_THAT(drained(), ElementsAre(drained_change{speed, 2.5, variable_quality::good}));
 }
 
-TEST_F(drain_pending, keeps_a_change_that_comes_meanwhile_for_the_next_time) {
+TEST_P(drain_pending, keeps_a_change_that_comes_meanwhile_for_the_next_time) {
     list->write_variable(speed, 2.5, at_noon);
     std::future<void> later;
 
@@ -819,6 +864,10 @@ TEST_F(drain_pending, keeps_a_change_that_comes_meanwhile_for_the_next_time) {
 
     EXPECT_THAT(drained(), ElementsAre(drained_change{speed, 3.5, variable_quality::good}));
 }
+
+INSTANTIATE_TEST_SUITE_P(in_both_forms, drain_pending, testing::Bool(), [](auto const& form) {
+    return form.param ? "set_requested" : "set_not_requested";
+});
 
 // -- stale lists ----------------------------------------------------------------------------------
 

@@ -1,7 +1,7 @@
 // SPDX-FileCopyrightText: 2026 Arvenhold
 // SPDX-License-Identifier: Apache-2.0
 
-#include "model/small_mutex.hpp"
+#include "locks/small_mutex.hpp"
 #include "support/await.hpp"
 
 #include <gtest/gtest.h>
@@ -9,6 +9,7 @@
 #include <unistd.h>
 
 #include <atomic>
+#include <chrono>
 #include <fstream>
 #include <latch>
 #include <mutex>
@@ -48,7 +49,7 @@ private:
 };
 
 TEST(small_mutex, is_small) {
-    EXPECT_EQ(sizeof(small_mutex), 4U);
+    EXPECT_EQ(sizeof(small_mutex), 8U);
 }
 
 TEST(small_mutex, lets_one_thread_in_at_a_time) {
@@ -96,5 +97,31 @@ TEST(small_mutex, blocks_threads_that_wait_long_and_wakes_each_of_them) {
 }
 
 } // namespace
+
+// Every visit is longer than a thread spins, so that most of the others fall asleep.
+TEST(small_mutex, loses_no_thread_that_falls_asleep_while_it_is_released) {
+    constexpr int visitors = 4;
+    constexpr int visits_of_each = 500;
+    small_mutex mutex;
+    int visits = 0;
+    std::latch all_started{visitors};
+    {
+        std::vector<std::jthread> threads;
+        for (int visitor = 0; visitor < visitors; ++visitor) {
+            threads.emplace_back([&, length = std::chrono::microseconds{10 + 23 * visitor}] {
+                all_started.arrive_and_wait();
+                for (int visit = 0; visit < visits_of_each; ++visit) {
+                    std::scoped_lock const lock{mutex};
+                    ++visits;
+                    auto const end = std::chrono::steady_clock::now() + length;
+                    while (std::chrono::steady_clock::now() < end) {
+                    }
+                }
+            });
+        }
+    }
+
+    EXPECT_EQ(visits, visitors * visits_of_each);
+}
 
 } // namespace arvenhold::corvel::hub
