@@ -1,13 +1,14 @@
 // SPDX-FileCopyrightText: 2026 Arvenhold
 // SPDX-License-Identifier: Apache-2.0
 
-// What the two processes of the end-to-end comparisons agree on.
+// What the processes of the end-to-end comparisons agree on.
 
 #pragma once
 
 #include <chrono>
 #include <cstddef>
 #include <cstdint>
+#include <iostream>
 #include <string>
 
 namespace arvenhold::corvel::hub::bench {
@@ -26,6 +27,11 @@ inline std::int64_t now_in_nanoseconds() {
     return std::chrono::duration_cast<std::chrono::nanoseconds>(
                std::chrono::system_clock::now().time_since_epoch())
         .count();
+}
+
+/// Prints one figure as bench/run reads it.
+inline void print(std::string const& row, std::string const& variant, double figure) {
+    std::cout << row << '\t' << variant << '\t' << figure << std::endl;
 }
 
 } // namespace arvenhold::corvel::hub::bench

@@ -2,22 +2,25 @@
 // SPDX-License-Identifier: Apache-2.0
 
 // From one process to another over a real nats-server: the library against the NATS client alone.
-// Prints one line per measurement: row, variant and figure, separated by tabs.
+// Prints one line per measurement: row, variant and figure, separated by tabs. The arguments are how
+// often to measure, and the rows; all by default.
 
+#include "attach_bench.hpp"
 #include "dev_hub/child_process.hpp"
 #include "dev_hub/dev_hub.hpp"
 #include "end_to_end.hpp"
 #include "support/raw_nats.hpp"
 #include <hub/hub.hpp>
 
-#include <unistd.h>
-
 #include <algorithm>
 #include <atomic>
 #include <cstring>
 #include <iostream>
+#include <iterator>
 #include <limits>
 #include <mutex>
+#include <set>
+#include <stdexcept>
 #include <thread>
 #include <vector>
 
@@ -26,10 +29,6 @@ namespace arvenhold::corvel::hub::bench {
 namespace {
 
 constexpr std::chrono::seconds patience{60};
-
-void print(std::string const& row, std::string const& variant, double figure) {
-    std::cout << row << '\t' << variant << '\t' << figure << std::endl;
-}
 
 double percentile(std::vector<std::int64_t> values, double share) {
     auto const position =
@@ -142,99 +141,29 @@ public:
         }
     }
 
-    void run() {
+    void compare_rates() {
         for (std::size_t const size : {1U, 100U, 1000U}) {
-            compare_events(size);
+            compare_rates_of(size);
         }
-        compare_events_at_once();
-        compare_reads();
-        compare_audiences();
-        time_first_value();
-        time_outage();
     }
 
-private:
-    int m_rounds;
-    dev::dev_hub m_hub;
-    dev::child_process m_sender{
-        CORVEL_HUB_BENCH_SENDER,
-        {m_hub.get_nats_server().get_url(),
-         m_hub.get_token_endpoint().get_url(),
-         m_hub.get_nats_server().get_token()}};
-    arrivals m_counted;
-    raw_nats m_raw{m_hub.get_nats_server().get_url(), m_hub.get_nats_server().get_token()};
-
-    // Lets the sender send and waits until everything has arrived. Returns its processor time.
-    double send(
-        std::string const& what, std::string const& target, std::size_t events, int gap = 0) {
-        m_counted.expect(events);
-        auto const used = m_raw.request(
-            control_subject,
-            what + " " + target + " " + std::to_string(events) + " " + std::to_string(gap));
-        m_counted.wait();
-        return std::stod(used);
-    }
-
-    // The size of an event of the provider.
-    std::string event_size(std::size_t variables) {
-        std::atomic<std::size_t> size{0};
-        raw_nats listener{m_hub.get_nats_server().get_url(), m_hub.get_nats_server().get_token()};
-        listener.subscribe(
-            "v1.loc." + provider_with(variables) + ".vars.evt.changed",
-            [&](natsMsg& message) { size = raw_nats::bytes_of(message).size(); });
-        while (size == 0) {
-            send("library", provider_with(variables), 1);
+    void compare_delays() {
+        for (std::size_t const size : {1U, 100U, 1000U}) {
+            bench_consumer watcher{m_hub};
+            auto const connection = watcher.follow(provider_with(size), m_counted);
+            compare_delays_of(
+                "12",
+                variant_of(size),
+                {"library", provider_with(size)},
+                {"raw", event_size(size)});
         }
-        return std::to_string(size);
     }
 
-    void compare_events(std::size_t size) {
-        bench_consumer watcher{m_hub};
-        auto const connection = watcher.follow(provider_with(size), m_counted);
-        auto const bytes = event_size(size);
-        auto const variant = "N=" + std::to_string(size);
-        // As many as the NATS client holds for a receiver that falls behind.
-        auto const events = size == 1 ? 30'000U : size == 100 ? 8'000U : 1'200U;
-        constexpr int turns = 10; // of some ten milliseconds each
-        for (int round = 0; round < m_rounds; ++round) {
-            double raw = 0;
-            double library = 0;
-            for (int turn = 0; turn < turns; ++turn) {
-                send("raw", bytes, events);
-                raw += static_cast<double>(m_counted.span());
-                send("library", provider_with(size), events);
-                library += static_cast<double>(m_counted.span());
-            }
-            print("11", variant, raw / library);
-        }
-        compare_delays("12", variant, {"library", provider_with(size)}, {"raw", bytes});
-    }
-
-    void compare_events_at_once() {
+    void compare_delays_at_once() {
         bench_consumer watcher{m_hub};
         auto const connection = watcher.follow(provider_with(1, true), m_counted);
-        compare_delays("12b", "N=1", {"library", provider_with(1, true)}, {"raw-now", "120"});
-    }
-
-    void compare_delays(
-        std::string const& row,
-        std::string const& variant,
-        std::pair<std::string, std::string> const& library,
-        std::pair<std::string, std::string> const& raw) {
-        constexpr std::size_t events = 200;
-        constexpr int gap = 2'300; // no multiple of the NATS client's millisecond
-        for (int round = 0; round < m_rounds; ++round) {
-            send(raw.first, raw.second, events, gap);
-            auto const reference = m_counted.delays();
-            send(library.first, library.second, events, gap);
-            for (auto const& [name, share] : {std::pair{"p50", 0.5}, std::pair{"p99", 0.99}}) {
-                print(
-                    row,
-                    variant + " " + name,
-                    percentile(m_counted.delays(), share) / percentile(reference, share));
-            }
-            print(row, variant + " p50 in us", percentile(m_counted.delays(), 0.5) / 1e3);
-        }
+        compare_delays_of(
+            "12b", variant_of(1), {"library", provider_with(1, true)}, {"raw-now", "120"});
     }
 
     void compare_reads() {
@@ -322,25 +251,136 @@ private:
             print("17", "longest publish, ms", longest / 1e6);
         }
     }
+
+private:
+    int m_rounds;
+    dev::dev_hub m_hub;
+    dev::child_process m_sender{
+        CORVEL_HUB_BENCH_SENDER,
+        {m_hub.get_nats_server().get_url(),
+         m_hub.get_token_endpoint().get_url(),
+         m_hub.get_nats_server().get_token()}};
+    arrivals m_counted;
+    raw_nats m_raw{m_hub.get_nats_server().get_url(), m_hub.get_nats_server().get_token()};
+
+    // Lets the sender send and waits until everything has arrived. Returns its processor time.
+    double send(
+        std::string const& what, std::string const& target, std::size_t events, int gap = 0) {
+        m_counted.expect(events);
+        auto const used = m_raw.request(
+            control_subject,
+            what + " " + target + " " + std::to_string(events) + " " + std::to_string(gap));
+        m_counted.wait();
+        return std::stod(used);
+    }
+
+    // The size of an event of the provider.
+    std::string event_size(std::size_t variables) {
+        std::atomic<std::size_t> size{0};
+        raw_nats listener{m_hub.get_nats_server().get_url(), m_hub.get_nats_server().get_token()};
+        listener.subscribe(
+            "v1.loc." + provider_with(variables) + ".vars.evt.changed",
+            [&](natsMsg& message) { size = raw_nats::bytes_of(message).size(); });
+        while (size == 0) {
+            send("library", provider_with(variables), 1);
+        }
+        return std::to_string(size);
+    }
+
+    static std::string variant_of(std::size_t size) {
+        return "N=" + std::to_string(size);
+    }
+
+    void compare_rates_of(std::size_t size) {
+        bench_consumer watcher{m_hub};
+        auto const connection = watcher.follow(provider_with(size), m_counted);
+        auto const bytes = event_size(size);
+        // As many as the NATS client holds for a receiver that falls behind.
+        auto const events = size == 1 ? 30'000U : size == 100 ? 8'000U : 1'200U;
+        constexpr int turns = 10; // of some ten milliseconds each
+        for (int round = 0; round < m_rounds; ++round) {
+            double raw = 0;
+            double library = 0;
+            for (int turn = 0; turn < turns; ++turn) {
+                send("raw", bytes, events);
+                raw += static_cast<double>(m_counted.span());
+                send("library", provider_with(size), events);
+                library += static_cast<double>(m_counted.span());
+            }
+            print("11", variant_of(size), raw / library);
+        }
+    }
+
+    void compare_delays_of(
+        std::string const& row,
+        std::string const& variant,
+        std::pair<std::string, std::string> const& library,
+        std::pair<std::string, std::string> const& raw) {
+        constexpr std::size_t events = 200;
+        constexpr int gap = 2'300; // no multiple of the NATS client's millisecond
+        for (int round = 0; round < m_rounds; ++round) {
+            send(raw.first, raw.second, events, gap);
+            auto const reference = m_counted.delays();
+            send(library.first, library.second, events, gap);
+            for (auto const& [name, share] : {std::pair{"p50", 0.5}, std::pair{"p99", 0.99}}) {
+                print(
+                    row,
+                    variant + " " + name,
+                    percentile(m_counted.delays(), share) / percentile(reference, share));
+            }
+            print(row, variant + " p50 in us", percentile(m_counted.delays(), 0.5) / 1e3);
+        }
+    }
 };
 
 // What a process does that wants one value.
-int read_first_value(
+void read_first_value(
     std::string const& nats_url, std::string const& token_url, std::string const& id) {
     consumer reader{"reader", true, nullptr, nullptr};
     reader.connect(nats_url, token_url, "developer", "developer-secret");
     auto const connection = reader.attach_to_provider(id);
     auto const variables = connection->get_current_variables().variables;
     std::cout << "value " << *variables->begin()->second << std::endl;
-    return 0;
 }
 
-int run(std::vector<std::string> const& arguments) {
-    if (arguments.size() == 4 && arguments[0] == "first-value") {
-        return read_first_value(arguments[1], arguments[2], arguments[3]);
+// Measures the chosen rows, or all.
+void measure(int rounds, std::set<std::string> const& chosen) {
+    using measurement = void (comparison::*)();
+    std::vector<std::pair<std::string, measurement>> const rows{
+        {"11", &comparison::compare_rates},
+        {"12", &comparison::compare_delays},
+        {"12b", &comparison::compare_delays_at_once},
+        {"13", &comparison::compare_reads},
+        {"14", &comparison::compare_audiences},
+        {"16", &comparison::time_first_value},
+        {"17", &comparison::time_outage}};
+    auto const is_chosen = [&](std::string const& row) {
+        return chosen.empty() || chosen.contains(row);
+    };
+    comparison running{rounds};
+    for (auto const& [row, measure_row] : rows) {
+        if (is_chosen(row)) {
+            (running.*measure_row)();
+        }
     }
-    comparison{arguments.empty() ? 5 : std::stoi(arguments[0])}.run();
-    return 0;
+    if (is_chosen("18")) {
+        measure_attaching(rounds);
+    }
+}
+
+void run(std::vector<std::string> const& arguments) {
+    if (arguments.empty()) {
+        throw std::invalid_argument{"usage: corvel-hub-bench-end-to-end <rounds> [<row>...]"};
+    }
+    auto const& role = arguments.front();
+    std::vector<std::string> const others{std::next(arguments.begin()), arguments.end()};
+    if (role == "first-value") {
+        read_first_value(others.at(0), others.at(1), others.at(2));
+    } else if (role == attaching_role) {
+        attach_and_print(others);
+    } else {
+        measure(std::stoi(role), {others.begin(), others.end()});
+    }
 }
 
 } // namespace
@@ -349,7 +389,7 @@ int run(std::vector<std::string> const& arguments) {
 
 int main(int argc, char** argv) {
     try {
-        return arvenhold::corvel::hub::bench::run({argv + 1, argv + argc});
+        arvenhold::corvel::hub::bench::run({argv + 1, argv + argc});
     } catch (std::exception const& error) {
         std::cerr << error.what() << '\n';
         return 1;

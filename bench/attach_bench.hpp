@@ -1,0 +1,23 @@
+// SPDX-FileCopyrightText: 2026 Arvenhold
+// SPDX-License-Identifier: Apache-2.0
+
+// How long a consumer in a process of its own takes to attach to many providers over a real
+// nats-server, and what each connection takes: row 18.
+
+#pragma once
+
+#include <string>
+#include <vector>
+
+namespace arvenhold::corvel::hub::bench {
+
+/// Starts a hub with simulated providers, and consumers that print their figures.
+void measure_attaching(int rounds);
+
+/// The first argument of a process that is such a consumer.
+inline constexpr char const* attaching_role = "attach";
+
+/// What that process does with its further arguments.
+void attach_and_print(std::vector<std::string> const& arguments);
+
+} // namespace arvenhold::corvel::hub::bench
