@@ -51,8 +51,8 @@ std::string make_read_reply(std::size_t variables) {
 // Sends immediately, because the library, too, lets no reply to a read request wait.
 simulated_providers::simulated_providers(
     dev::dev_hub& hub, std::size_t count, std::size_t variables)
-    : m_nats{hub.get_nats_server().get_url(), hub.get_nats_server().get_token(), true}
-    , m_values{make_read_reply(variables)} {
+    : m_values{make_read_reply(variables)}
+    , m_nats{hub.get_nats_server().get_url(), hub.get_nats_server().get_token(), true} {
     m_nats.subscribe("v1.loc.*.vars.qry.read", [this](natsMsg& request) {
         m_nats.publish(natsMsg_GetReply(&request), m_values);
     });

@@ -28,8 +28,8 @@ public:
     simulated_providers(dev::dev_hub& hub, std::size_t count, std::size_t variables);
 
 private:
-    raw_nats m_nats;
     std::string const m_values;
+    raw_nats m_nats; // uses the values until it is gone
 };
 
 } // namespace arvenhold::corvel::hub::bench
