@@ -4,7 +4,7 @@
 // How many atomic read-modify-writes the locks of list and variables need for each value. Prints
 // one line per count: row, variant and figure, separated by tabs.
 
-#include "model/small_mutex.hpp"
+#include "locks/small_mutex.hpp"
 #include "support/null_nats.hpp"
 #include "support/roles.hpp"
 

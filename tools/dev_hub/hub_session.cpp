@@ -42,6 +42,8 @@ nats_options make_options(std::string const& url, std::string const& token, void
     require(natsOptions_SetURL(created, url.c_str()), "set the URL");
     require(natsOptions_SetName(created, "registry"), "set the name");
     require(natsOptions_SetToken(created, token.c_str()), "set the token");
+    // A client waits for each of the registry's replies.
+    require(natsOptions_SetSendAsap(created, true), "switch immediate sending on");
     require(natsOptions_SetNoEcho(created, true), "switch the echo off");
     require(natsOptions_SetMaxReconnect(created, unlimited), "set the reconnect attempts");
     require(natsOptions_SetReconnectWait(created, reconnect_wait.count()), "set the wait");

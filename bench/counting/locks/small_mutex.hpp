@@ -6,6 +6,7 @@
 
 #pragma once
 
+#include "locks/asymmetric_fence.hpp"
 #include <hub/detail/thread_annotations.hpp>
 
 #include <cstddef>
@@ -15,10 +16,6 @@ namespace arvenhold::corvel::hub {
 
 class CORVEL_HUB_CAPABILITY("mutex") small_mutex {
 public:
-    /// How many atomic read-modify-writes the library's mutex needs, without contention.
-    static constexpr std::size_t to_lock = 1;
-    static constexpr std::size_t to_unlock = 1;
-
     /// How many this thread has needed so far, for all of these mutexes.
     static std::size_t read_modify_writes() {
         return count_;
@@ -26,12 +23,12 @@ public:
 
     void lock() CORVEL_HUB_ACQUIRE() {
         m_mutex.lock();
-        count_ += to_lock;
+        ++count_; // the exchange
     }
 
     void unlock() CORVEL_HUB_RELEASE() {
         m_mutex.unlock();
-        count_ += to_unlock;
+        count_ += heavy_fence_reaches_all_threads ? 0 : 1; // a plain store, or a full fence
     }
 
 private:
