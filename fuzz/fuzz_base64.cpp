@@ -3,9 +3,9 @@
 
 // Any bytes in base64: a simple decoder finds them again.
 
-#include "fuzz/support/placed_bytes.hpp"
 #include "fuzz/support/target.hpp"
 #include "runtime/base64.hpp"
+#include "support/placed_bytes.hpp"
 
 #include <cstddef>
 #include <cstdint>

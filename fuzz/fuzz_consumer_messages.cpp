@@ -1,7 +1,7 @@
 // SPDX-FileCopyrightText: 2026 Arvenhold
 // SPDX-License-Identifier: Apache-2.0
 
-// Any bytes for every handler of a consumer that verifies messages, and as replies to each of its
+// Any bytes for every handler of a consumer, and as replies to each of its
 // requests. An input is a sequence of messages for one consumer, whose application reads and writes
 // all that it has, and attaches again when its connection has faulted.
 

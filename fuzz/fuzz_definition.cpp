@@ -8,7 +8,6 @@
 #include "fuzz/support/inputs.hpp"
 #include "fuzz/support/target.hpp"
 #include "protocol/definition_codec.hpp"
-#include "protocol/payload.hpp"
 #include <hub/serialization_fault.hpp>
 
 #include <array>
@@ -44,7 +43,7 @@ std::string expected_fault(wire::variable_definition_table const& table) {
 }
 
 void check_variables(
-    received_definition const& received, wire::provider_definition_table const& definition) {
+    received_definition& received, wire::provider_definition_table const& definition) {
     require(
         received.fingerprint() == definition.fingerprint.value_or(0), "the fingerprint is kept");
     require(received.size() == definition.variable_definitions->size(), "every variable is there");
@@ -73,7 +72,7 @@ std::string_view expected_fault(definition_kind kind, definition_input const& in
              : "";
 }
 
-void check_verdict(payload const& message, definition_input const& input) {
+void check_verdict(std::string_view message, definition_input const& input) {
     auto const verdict = decode_verdict(message, context);
     require(input.definition.has_value(), "a verdict needs a definition");
     require(
@@ -82,14 +81,15 @@ void check_verdict(payload const& message, definition_input const& input) {
     require(verdict.is_valid == (input.definition->valid == std::uint8_t{1}), "only 1 is valid");
 }
 
-void check_definition(definition_kind kind, payload const& message, definition_input const& input) {
+void check_definition(
+    definition_kind kind, std::string_view message, definition_input const& input) {
     if (kind == definition_kind::verdict) {
         check_verdict(message, input);
         return;
     }
-    auto const received = kind == definition_kind::reply
-                            ? std::optional{decode_definition_reply(message, context)}
-                            : decode_definition_event(message, context);
+    auto received = kind == definition_kind::reply
+                      ? std::optional{decode_definition_reply(message, context)}
+                      : decode_definition_event(message, context);
     require(received.has_value() == input.definition.has_value(), "none is a withdrawn one");
     if (received) {
         check_variables(*received, *input.definition);
@@ -108,7 +108,7 @@ void try_input(std::string_view bytes) {
             : wire::provider_definition_changed_event(input.definition),
         input.distance};
     try {
-        check_definition(kind, payload{placed.view()}, input);
+        check_definition(kind, placed.view(), input);
         require(expected.empty(), "what is missing is a fault");
     } catch (serialization_fault const& fault) {
         require(fault.what() == fault_text(expected), "the fault names what is missing");

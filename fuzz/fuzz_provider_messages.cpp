@@ -1,7 +1,7 @@
 // SPDX-FileCopyrightText: 2026 Arvenhold
 // SPDX-License-Identifier: Apache-2.0
 
-// Any bytes for every handler of a provider that verifies messages. An input is a sequence of
+// Any bytes for every handler of a provider. An input is a sequence of
 // messages for one registered provider, whose application obeys write commands.
 
 #include "fuzz/support/inputs.hpp"

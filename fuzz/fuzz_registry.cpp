@@ -7,7 +7,6 @@
 #include "fuzz/support/expected.hpp"
 #include "fuzz/support/inputs.hpp"
 #include "fuzz/support/target.hpp"
-#include "protocol/payload.hpp"
 #include "protocol/registry_codec.hpp"
 #include <hub/serialization_fault.hpp>
 
@@ -17,7 +16,7 @@ namespace {
 
 void try_state(registry_input const& input) {
     placed_bytes const placed{wire::registry_state_changed_event(input.state), input.distance};
-    auto const is_ready = decode_registry_state(payload{placed.view()}, context);
+    auto const is_ready = decode_registry_state(placed.view(), context);
     require(is_ready == (input.state == std::uint8_t{1}), "only 1 is ready");
 }
 
@@ -49,7 +48,7 @@ void try_list(
     auto const [fault_detail, identifiers] = expected(input, no_items);
     placed_bytes const placed{bytes, input.distance};
     try {
-        auto const received = read(payload{placed.view()}, context);
+        auto const received = read(placed.view(), context);
         require(fault_detail.empty(), "what is missing is a fault");
         require(received == identifiers, "the identifiers are kept");
     } catch (serialization_fault const& fault) {

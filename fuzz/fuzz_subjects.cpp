@@ -3,9 +3,9 @@
 
 // Subjects of any identifier contain it unchanged.
 
-#include "fuzz/support/placed_bytes.hpp"
 #include "fuzz/support/target.hpp"
 #include "protocol/subjects.hpp"
+#include "support/placed_bytes.hpp"
 
 #include <string>
 

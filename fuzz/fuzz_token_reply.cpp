@@ -4,9 +4,9 @@
 // Replies of a token endpoint, whole and in pieces: the first byte of an input is the size of the
 // first piece, 0 for all the rest in one piece, then comes the piece, and so on.
 
-#include "fuzz/support/placed_bytes.hpp"
 #include "fuzz/support/target.hpp"
 #include "runtime/token_reply.hpp"
+#include "support/placed_bytes.hpp"
 
 #include <cstddef>
 

@@ -8,7 +8,6 @@
 #include "fuzz/support/inputs.hpp"
 #include "fuzz/support/target.hpp"
 #include "fuzz/support/values.hpp"
-#include "protocol/payload.hpp"
 #include "protocol/variables_codec.hpp"
 #include <hub/serialization_fault.hpp>
 
@@ -16,13 +15,15 @@ namespace arvenhold::corvel::hub::fuzz {
 
 namespace {
 
-void check_value(std::optional<variable_value> const& value, wire::variable_table const& table) {
+void check_value(std::optional<value_view> const& value, wire::variable_table const& table) {
     auto const tag = table.value_type.value_or(0);
     auto const alternative = alternative_of(tag);
     if (!table.value || !alternative) {
         require(!value, "a variable without a value keeps its own");
     } else if (!table.value->value || table.value->value->index() == *alternative) {
-        require(value && is_same(*value, value_of(tag, table.value->value)), "the value is kept");
+        require(
+            value && is_same(owned(*value), value_of(tag, table.value->value)),
+            "the value is kept");
     } // Otherwise the table is another type's: well-formed, but without a meaning.
 }
 
@@ -48,7 +49,7 @@ bool lacks_string(wire::variable_table const& table) {
     return table.value_type == string_tag && table.value && !table.value->value;
 }
 
-void check_items(received_variables const& received, wire::variable_list_table const& list) {
+void check_items(received_variables& received, wire::variable_list_table const& list) {
     require(received.fingerprint() == list.fingerprint.value_or(0), "the fingerprint is kept");
     require(received.size() == list.items->size(), "every item is there");
     for (std::size_t position = 0; position < received.size(); ++position) {
@@ -86,9 +87,9 @@ void try_list(variables_input const& input, std::string const& bytes, Read const
     auto const kind = static_cast<variables_kind>(input.kind % variables_kinds);
     auto const expected = expected_fault(kind, input);
     placed_bytes const placed{bytes, input.distance};
-    payload const message{placed.view()};
+    auto const message = placed.view();
     try {
-        auto const received = read(message, context);
+        auto received = read(message, context);
         require(expected.empty(), "what is missing is a fault");
         check_items(received, *input.list);
     } catch (serialization_fault const& fault) {
@@ -98,7 +99,7 @@ void try_list(variables_input const& input, std::string const& bytes, Read const
 
 void try_request(variables_input const& input) {
     placed_bytes const placed{wire::read_variables_query(input.ids), input.distance};
-    auto const ids = decode_read_request(payload{placed.view()});
+    auto const ids = decode_read_request(placed.view());
     require(ids == input.ids.value_or(std::vector<std::uint32_t>{}), "the ids are kept");
 }
 
@@ -111,7 +112,7 @@ void try_input(std::string_view bytes) {
         return try_list<VariablesChangedEvent>(
             input,
             wire::variables_changed_event(input.list),
-            [&input](payload const& message, decode_context const& used) {
+            [&input](std::string_view message, decode_context const& used) {
                 auto const held = input.list ? input.list->fingerprint.value_or(0) : 0;
                 return decode_change_event(message, held, used).value();
             });

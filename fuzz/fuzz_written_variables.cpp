@@ -8,7 +8,6 @@
 #include "fuzz/support/inputs.hpp"
 #include "fuzz/support/target.hpp"
 #include "fuzz/support/values.hpp"
-#include "protocol/payload.hpp"
 #include "protocol/variables_codec.hpp"
 
 namespace arvenhold::corvel::hub::fuzz {
@@ -78,7 +77,9 @@ void check_item(variables_kind kind, received_variable const& received, written_
     require(
         received.when == (kind == variables_kind::read_reply ? item.when : list_when),
         "the time arrives");
-    require(received.value && is_same(*received.value, item.arriving_value), "the value arrives");
+    require(
+        received.value && is_same(owned(*received.value), item.arriving_value),
+        "the value arrives");
 }
 
 void write_item(variables_kind kind, variables_writer& writer, written_item const& item) {
@@ -92,8 +93,12 @@ void write_item(variables_kind kind, variables_writer& writer, written_item cons
     }
 }
 
-template <class Root, class Finish>
-void try_list(variables_kind kind, written_variables_input const& input, Finish const& finish) {
+template <class Root, class Finish, class Read>
+void try_list(
+    variables_kind kind,
+    written_variables_input const& input,
+    Finish const& finish,
+    Read const& read) {
     auto const items = items_of(input.variables);
     message_builder builder;
     variables_writer writer{builder, input.expected_items};
@@ -104,8 +109,7 @@ void try_list(variables_kind kind, written_variables_input const& input, Finish 
 
     require(is_well_formed<Root>(finished_bytes(builder)), "the message is well-formed");
     placed_bytes const placed{finished_bytes(builder), input.variables.distance};
-    payload const message{placed.view()};
-    received_variables const received{*message.root<Root>()->variables(), context};
+    auto received = read(placed.view(), context);
     require(received.size() == items.size(), "every item arrives");
     for (std::size_t position = 0; position < items.size(); ++position) {
         check_item(kind, received.item(position), items[position]);
@@ -121,17 +125,25 @@ void try_input(std::string_view bytes) {
     auto const kind = static_cast<variables_kind>(input.variables.kind % variables_kinds);
     switch (kind) {
     case variables_kind::change_event:
-        return try_list<VariablesChangedEvent>(kind, input, [&](variables_writer& writer) {
-            writer.finish_change_event(fingerprint, list_time);
-        });
+        return try_list<VariablesChangedEvent>(
+            kind,
+            input,
+            [&](variables_writer& writer) { writer.finish_change_event(fingerprint, list_time); },
+            [&](std::string_view message, decode_context const& used) {
+                return decode_change_event(message, fingerprint, used).value();
+            });
     case variables_kind::read_reply:
-        return try_list<ReadVariablesQueryResponse>(kind, input, [&](variables_writer& writer) {
-            writer.finish_read_reply(fingerprint, list_time);
-        });
+        return try_list<ReadVariablesQueryResponse>(
+            kind,
+            input,
+            [&](variables_writer& writer) { writer.finish_read_reply(fingerprint, list_time); },
+            &decode_read_reply);
     case variables_kind::write_command:
-        return try_list<WriteVariablesCommand>(kind, input, [&](variables_writer& writer) {
-            writer.finish_write_command(fingerprint);
-        });
+        return try_list<WriteVariablesCommand>(
+            kind,
+            input,
+            [&](variables_writer& writer) { writer.finish_write_command(fingerprint); },
+            &decode_write_command);
     case variables_kind::read_request:
         return;
     }

@@ -7,6 +7,7 @@
 #include "fuzz/support/inputs.hpp"
 #include "support/boiler.hpp"
 #include "support/consumer_messages.hpp"
+#include "support/decoding_outcome.hpp"
 #include "unit/protocol/sent_messages.hpp"
 
 #include <array>
@@ -14,6 +15,7 @@
 #include <fstream>
 #include <iostream>
 #include <limits>
+#include <map>
 #include <span>
 
 namespace arvenhold::corvel::hub::fuzz {
@@ -274,11 +276,36 @@ void write_inputs(input_folder folder, std::vector<Input> const& inputs) {
     }
 }
 
+// Well-formed messages, each behind the number of the kind that it is decoded as.
+void write_malformed(input_folder folder) {
+    auto const add = [&folder](message_kind kind, std::string const& message) {
+        folder.add_bytes(static_cast<char>(kind) + message);
+    };
+    std::map<std::string, message_kind> const sent_kinds{
+        {"definition_changed_event", message_kind::definition_event},
+        {"read_reply", message_kind::read_reply},
+        {"read_request", message_kind::read_request},
+        {"variables_changed_event", message_kind::change_event},
+        {"write_command", message_kind::write_command}};
+    for (auto const& sent : sent_messages()) {
+        if (auto const found = sent_kinds.find(sent.name); found != sent_kinds.end()) {
+            add(found->second, sent.bytes);
+        }
+    }
+    add(message_kind::verdict,
+        wire::provider_definition_changed_event(
+            wire::provider_definition_table{.fingerprint = 5, .valid = 1}));
+    add(message_kind::provider_list_event,
+        wire::providers_changed_event(wire::provider_list_table{{{{"boiler"}, {"press-4"}}}}));
+    add(message_kind::registry_state, wire::registry_state_changed_event(1));
+}
+
 void write_corpus(path const& top) {
     write_inputs({top, "variables"}, variables_inputs());
     write_inputs({top, "written_variables"}, written_variables_inputs());
     write_inputs({top, "definition"}, definition_inputs());
     write_inputs({top, "registry"}, registry_inputs());
+    write_malformed({top, "malformed"});
     write_inputs({top, "token_reply"}, token_reply_inputs());
     write_inputs({top, "base64"}, texts_to_encode());
     write_inputs({top, "subjects"}, identifiers());

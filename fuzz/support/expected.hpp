@@ -3,9 +3,9 @@
 
 #pragma once
 
-#include "fuzz/support/placed_bytes.hpp"
 #include "protocol/decode_context.hpp"
 #include "protocol/hub_messages_generated.h"
+#include "support/placed_bytes.hpp"
 
 #include <string>
 #include <string_view>
@@ -21,7 +21,7 @@ inline std::string fault_text(std::string_view detail) {
         .append("\n");
 }
 
-/// Returns whether a decoder may be given these bytes. Odd tables can make an ill-formed message: a
+/// Returns whether a message holds what was written. Odd tables can make an ill-formed message: a
 /// string's tag beside a number's table turns the number into an offset.
 template <class Root>
 bool is_well_formed(std::string_view bytes) {

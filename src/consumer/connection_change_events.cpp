@@ -3,7 +3,6 @@
 
 #include "consumer/provider_connection_impl.hpp"
 #include "errors/operation_names.hpp"
-#include "protocol/payload.hpp"
 #include "runtime/diagnostics.hpp"
 
 #include <utility>
@@ -42,9 +41,8 @@ void provider_connection::impl::deserialize_variable_update(received_message con
         event_number = ++m_latest_event;
         is_callback_set = m_change_callback.function != nullptr;
     }
-    payload const data{message.bytes()};
     auto const context = context_for(operation_name::decode_variable_update);
-    auto const received = decode_change_event(data, fingerprint, context);
+    auto received = decode_change_event(message.bytes(), fingerprint, context);
     if (!received || !variables) {
         return; // Intended: an event of another definition is dropped silently.
     }
@@ -58,17 +56,16 @@ void provider_connection::impl::deserialize_variable_update(received_message con
 
 // Appends the ids of all items to `changed`, if it is not null.
 void provider_connection::impl::apply_change_event(
-    received_variables const& received,
+    received_variables& received,
     consumer_variable_set const& variables,
     std::uint64_t event_number,
     std::vector<variable_id>* changed) {
     if (changed != nullptr) {
         changed->reserve(received.size());
     }
-    received_variable item;
     sliding_lock lock;
     for (std::size_t position = 0; position < received.size(); ++position) {
-        received.decode_item(position, item);
+        auto const item = received.item(position);
         require_variable(variables, item.id, "deserialize_variable_update()")
             .apply_event(lock, item.quality, item.value, item.when, event_number);
         if (changed != nullptr) {

@@ -3,7 +3,6 @@
 
 #include "consumer/provider_connection_impl.hpp"
 #include "errors/operation_names.hpp"
-#include "protocol/payload.hpp"
 #include "runtime/diagnostics.hpp"
 
 #include <exception>
@@ -32,19 +31,17 @@ void provider_connection::impl::request_provider_definition() {
 
 void provider_connection::impl::deserialize_provider_definition(
     received_message const& message, bool is_event) {
-    payload const data{message.bytes()};
+    auto const context = context_for(operation_name::decode_definition);
     if (!is_event) {
-        adopt(decode_definition_reply(data, context_for(operation_name::decode_definition)));
-    } else if (
-        auto const definition =
-            decode_definition_event(data, context_for(operation_name::decode_definition))) {
+        adopt(decode_definition_reply(message.bytes(), context));
+    } else if (auto const definition = decode_definition_event(message.bytes(), context)) {
         adopt(*definition);
     } else {
         withdraw_definition();
     }
 }
 
-void provider_connection::impl::adopt(received_definition const& definition) {
+void provider_connection::impl::adopt(received_definition definition) {
     {
         std::scoped_lock const lock{m_mutex};
         if (definition.fingerprint() == m_fingerprint) {

@@ -3,7 +3,6 @@
 
 #include "consumer/provider_connection_impl.hpp"
 #include "errors/operation_names.hpp"
-#include "protocol/payload.hpp"
 #include <hub/provider_definition_mismatch.hpp>
 #include <hub/variable_index_invalid.hpp>
 
@@ -51,17 +50,15 @@ void provider_connection::impl::apply_read_reply(
     consumer_variable_set const& variables,
     definition_fingerprint fingerprint,
     std::uint64_t latest_event_at_request) {
-    payload const data{reply.bytes()};
     auto const context = context_for(operation_name::decode_read_reply);
-    auto const received = decode_read_reply(data, context);
+    auto received = decode_read_reply(reply.bytes(), context);
     if (received.fingerprint() != fingerprint) {
         throw provider_definition_mismatch{
             m_link.name, m_provider_id, fingerprint, received.fingerprint()};
     }
-    received_variable item;
     sliding_lock lock;
     for (std::size_t position = 0; position < received.size(); ++position) {
-        received.decode_item(position, item);
+        auto const item = received.item(position);
         require_variable(variables, item.id, "read_variables()")
             .apply_reply(lock, item.quality, item.value, item.when, latest_event_at_request);
     }

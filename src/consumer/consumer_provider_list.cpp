@@ -25,11 +25,10 @@ void consumer::impl::replace_identifiers(std::shared_ptr<identifier_set> identif
 
 std::shared_ptr<consumer::impl::identifier_set> consumer::impl::deserialize_provider_list(
     received_message const& message, bool is_event) const {
-    payload const data{message.bytes()};
     decode_context const context{kind, m_name, operation_name::decode_provider_list};
     return std::make_shared<identifier_set>(
-        is_event ? decode_provider_list_event(data, context)
-                 : decode_provider_list_reply(data, context));
+        is_event ? decode_provider_list_event(message.bytes(), context)
+                 : decode_provider_list_reply(message.bytes(), context));
 }
 
 void consumer::impl::recv_providers_sub_handler(received_message message) {

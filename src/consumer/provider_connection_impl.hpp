@@ -148,7 +148,7 @@ private:
         CORVEL_HUB_EXCLUDES(m_mutex);
 
     // connection_definition.cpp
-    void adopt(received_definition const& definition) CORVEL_HUB_EXCLUDES(m_mutex);
+    void adopt(received_definition definition) CORVEL_HUB_EXCLUDES(m_mutex);
     void withdraw_definition() CORVEL_HUB_EXCLUDES(m_mutex);
     void adopt_definition_event(received_message const& message) CORVEL_HUB_EXCLUDES(m_mutex);
     bool holds_definition() CORVEL_HUB_EXCLUDES(m_mutex);
@@ -164,7 +164,7 @@ private:
 
     // connection_change_events.cpp
     static void apply_change_event(
-        received_variables const& received,
+        received_variables& received,
         consumer_variable_set const& variables,
         std::uint64_t event_number,
         std::vector<variable_id>* changed);

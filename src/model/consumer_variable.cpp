@@ -40,7 +40,7 @@ consumer_variable::impl::impl(
 void consumer_variable::impl::apply_event(
     sliding_lock& lock,
     variable_quality quality,
-    std::optional<variable_value> const& value,
+    std::optional<value_view> const& value,
     timestamp when,
     std::uint64_t event_number) {
     lock.move_to(m_mutex);
@@ -51,7 +51,7 @@ void consumer_variable::impl::apply_event(
 void consumer_variable::impl::apply_reply(
     sliding_lock& lock,
     variable_quality quality,
-    std::optional<variable_value> const& value,
+    std::optional<value_view> const& value,
     timestamp when,
     std::uint64_t latest_event_at_request) {
     lock.move_to(m_mutex);
@@ -65,7 +65,7 @@ void consumer_variable::impl::apply_reply(
 }
 
 void consumer_variable::impl::replace_item(
-    variable_quality quality, std::optional<variable_value> const& value, timestamp when) {
+    variable_quality quality, std::optional<value_view> const& value, timestamp when) {
     m_quality = quality;
     if (value) {
         replace_value(*value, when);
@@ -75,13 +75,14 @@ void consumer_variable::impl::replace_item(
     }
 }
 
-void consumer_variable::impl::replace_value(variable_value const& value, timestamp when) {
+template <class Value>
+void consumer_variable::impl::replace_value(Value const& value, timestamp when) {
     if (value.index() != m_value.index()) {
         // Intended: the text names set_value() for received values too.
         throw incompatible_data_type{
             m_id, "set_value(): incompatible source data type", value.index(), m_value.index()};
     }
-    m_value = value; // in place, as the types are equal: a string keeps its memory
+    assign(m_value, value);
     m_last_publish_timestamp = when;
     ++m_update_count;
 }

@@ -6,6 +6,7 @@
 #include "locks/sliding_lock.hpp"
 #include "locks/small_mutex.hpp"
 #include "model/impl_of.hpp"
+#include "model/value_view.hpp"
 #include <hub/consumer_variable.hpp>
 
 #include <cstdint>
@@ -41,7 +42,7 @@ public:
     void apply_event(
         sliding_lock& lock,
         variable_quality quality,
-        std::optional<variable_value> const& value,
+        std::optional<value_view> const& value,
         timestamp when,
         std::uint64_t event_number);
 
@@ -57,14 +58,15 @@ public:
     void apply_reply(
         sliding_lock& lock,
         variable_quality quality,
-        std::optional<variable_value> const& value,
+        std::optional<value_view> const& value,
         timestamp when,
         std::uint64_t latest_event_at_request);
 
     void replace_item(
-        variable_quality quality, std::optional<variable_value> const& value, timestamp when)
+        variable_quality quality, std::optional<value_view> const& value, timestamp when)
         CORVEL_HUB_REQUIRES(m_mutex);
-    void replace_value(variable_value const& value, timestamp when) CORVEL_HUB_REQUIRES(m_mutex);
+    template <class Value> // variable_value or value_view
+    void replace_value(Value const& value, timestamp when) CORVEL_HUB_REQUIRES(m_mutex);
 
     // First what an update writes, so that it is on one cache line or two neighbouring ones.
     variable_value m_value CORVEL_HUB_GUARDED_BY(m_mutex);

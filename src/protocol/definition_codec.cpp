@@ -26,12 +26,36 @@ variable_permissions permissions_from_wire(VariableAccess access) {
                                                : variable_permissions::read_only;
 }
 
-received_definition with_variables(
-    ProviderDefinition const& definition, decode_context const& context) {
-    if (definition.variable_definitions() == nullptr) {
+// Returns the position of the definition in the root table, whose only field it is.
+template <flatbuffers::voffset_t definition_field>
+std::size_t definition_of(
+    message_bytes message, decode_context const& context, std::string_view no_data) {
+    table_reader<field<definition_field, reference>> reader;
+    auto const root = reader.find_root(message);
+    if (!root) {
+        context.report_missing(no_data);
+    }
+    return root->template follow<definition_field>();
+}
+
+// Returns nothing if the definition is missing.
+std::optional<received_definition> find_definition(
+    message_bytes message, std::size_t position, decode_context const& context) {
+    table_reader<
+        field<ProviderDefinition::VT_FINGERPRINT, definition_fingerprint>,
+        field<ProviderDefinition::VT_VARIABLE_DEFINITIONS, reference>>
+        reader;
+    auto const definition = reader.find(message, position);
+    if (!definition) {
+        return std::nullopt;
+    }
+    auto const variables = message.find_vector(
+        definition->follow<ProviderDefinition::VT_VARIABLE_DEFINITIONS>(), sizeof(reference));
+    if (!variables) {
         context.report_missing("message data (variable_definitions) nullptr");
     }
-    return received_definition{definition};
+    return received_definition{
+        message, definition->get<ProviderDefinition::VT_FINGERPRINT>(), *variables};
 }
 
 } // namespace
@@ -61,69 +85,62 @@ void definition_writer::finish(definition_fingerprint fingerprint) {
     m_builder.Finish(CreateProviderDefinitionChangedEvent(m_builder, definition.Finish()));
 }
 
-definition_verdict decode_verdict(payload const& message, decode_context const& context) {
-    auto const* const event = message.root<ProviderDefinitionChangedEvent>();
-    if (event == nullptr) {
-        context.report_missing("definition changed event data is nullptr");
-    }
-    auto const* const definition = event->provider_definition();
-    if (definition == nullptr) {
+definition_verdict decode_verdict(std::string_view bytes, decode_context const& context) {
+    message_bytes const message{bytes};
+    auto const position = definition_of<ProviderDefinitionChangedEvent::VT_PROVIDER_DEFINITION>(
+        message, context, "definition changed event data is nullptr");
+    table_reader<
+        field<ProviderDefinition::VT_FINGERPRINT, definition_fingerprint>,
+        field<ProviderDefinition::VT_VALID, std::uint8_t>>
+        reader;
+    auto const definition = reader.find(message, position);
+    if (!definition) {
         context.report_missing("definition data is nullptr");
     }
-    return {definition->fingerprint(), definition->valid() == 1};
-}
-
-received_definition::received_definition(ProviderDefinition const& definition)
-    : m_definition{&definition}
-    , m_variables{definition.variable_definitions()} {}
-
-definition_fingerprint received_definition::fingerprint() const {
-    return m_definition->fingerprint();
-}
-
-std::size_t received_definition::size() const {
-    return m_variables->size();
+    return {
+        definition->get<ProviderDefinition::VT_FINGERPRINT>(),
+        definition->get<ProviderDefinition::VT_VALID>() == 1};
 }
 
 received_variable_definition received_definition::deserialize_variable_definition(
-    std::size_t position, decode_context const& context) const {
-    auto const& definition = *m_variables->Get(static_cast<flatbuffers::uoffset_t>(position));
-    auto const* const path = definition.path();
-    if (path == nullptr) {
+    std::size_t position, decode_context const& context) {
+    auto const definition = m_variable_reader.find_element(m_message, m_variables, position);
+    auto const path = definition
+                        ? m_message.find_string(definition->follow<VariableDefinition::VT_PATH>())
+                        : std::nullopt;
+    if (!path) {
         context.report_missing("variable path nullptr");
     }
-    auto value = initial_value_of(definition.data_type());
+    auto const id = definition->get<VariableDefinition::VT_ID>();
+    auto value = initial_value_of(definition->get<VariableDefinition::VT_DATA_TYPE>());
     if (!value) {
-        context.report_variable(definition.id());
+        context.report_variable(id);
     }
     return {
-        definition.id(),
-        path->string_view(),
-        permissions_from_wire(definition.access()),
+        id,
+        *path,
+        permissions_from_wire(definition->get<VariableDefinition::VT_ACCESS>()),
         *std::move(value)};
 }
 
-received_definition decode_definition_reply(payload const& message, decode_context const& context) {
-    auto const* const reply = message.root<ReadProviderDefinitionQueryResponse>();
-    if (reply == nullptr) {
-        context.report_missing(no_message_data);
-    }
-    if (reply->provider_definition() == nullptr) {
+received_definition decode_definition_reply(std::string_view bytes, decode_context const& context) {
+    message_bytes const message{bytes};
+    auto const position =
+        definition_of<ReadProviderDefinitionQueryResponse::VT_PROVIDER_DEFINITION>(
+            message, context, no_message_data);
+    auto const definition = find_definition(message, position, context);
+    if (!definition) {
         context.report_missing("message data (provider_definition_reply) nullptr");
     }
-    return with_variables(*reply->provider_definition(), context);
+    return *definition;
 }
 
 std::optional<received_definition> decode_definition_event(
-    payload const& message, decode_context const& context) {
-    auto const* const event = message.root<ProviderDefinitionChangedEvent>();
-    if (event == nullptr) {
-        context.report_missing(no_message_data);
-    }
-    if (event->provider_definition() == nullptr) {
-        return std::nullopt;
-    }
-    return with_variables(*event->provider_definition(), context);
+    std::string_view bytes, decode_context const& context) {
+    message_bytes const message{bytes};
+    auto const position = definition_of<ProviderDefinitionChangedEvent::VT_PROVIDER_DEFINITION>(
+        message, context, no_message_data);
+    return find_definition(message, position, context);
 }
 
 void serialize_provider_definition_request(message_builder& builder) {

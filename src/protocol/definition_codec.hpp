@@ -4,8 +4,9 @@
 #pragma once
 
 #include "protocol/builder.hpp"
+#include "protocol/checked_table.hpp"
 #include "protocol/decode_context.hpp"
-#include "protocol/payload.hpp"
+#include "protocol/hub_messages_generated.h"
 #include <hub/common.hpp>
 
 #include <cstddef>
@@ -15,9 +16,6 @@
 #include <vector>
 
 namespace arvenhold::corvel::hub {
-
-struct ProviderDefinition;
-struct VariableDefinition;
 
 // Definitions on the wire: a provider's announcement, the registry's verdict, a consumer's request
 // and the registry's reply to it. No shared state and no locks.
@@ -52,9 +50,9 @@ struct definition_verdict {
 /// Decodes the registry's announcement of a definition, as the provider concerned does.
 ///
 /// @throws serialization_fault  Data or definition are missing.
-definition_verdict decode_verdict(payload const& message, decode_context const& context);
+definition_verdict decode_verdict(std::string_view bytes, decode_context const& context);
 
-/// One variable of a received definition, with its initial value. Valid as long as the payload.
+/// One variable of a received definition, with its initial value. Valid as long as the message.
 struct received_variable_definition {
     variable_id id = 0;
     std::string_view path;
@@ -62,37 +60,54 @@ struct received_variable_definition {
     variable_value value;
 };
 
-/// A received definition, decoded variable by variable. Valid as long as the payload.
+/// A received definition, decoded variable by variable. Valid as long as the message.
 class received_definition {
 public:
-    /// @param definition  Must have a list of variables.
-    explicit received_definition(ProviderDefinition const& definition);
+    received_definition(
+        message_bytes message, definition_fingerprint fingerprint, vector_position variables)
+        : m_message{message}
+        , m_fingerprint{fingerprint}
+        , m_variables{variables} {}
 
-    definition_fingerprint fingerprint() const;
-    std::size_t size() const;
+    definition_fingerprint fingerprint() const {
+        return m_fingerprint;
+    }
+
+    std::size_t size() const {
+        return m_variables.size;
+    }
 
     /// Returns the variable at `position`, which is below size().
     ///
-    /// @throws serialization_fault  The path is missing, or the type is missing or unknown.
+    /// @throws serialization_fault  The variable cannot be read, its path is missing, or its type is
+    ///                              missing or unknown.
     received_variable_definition deserialize_variable_definition(
-        std::size_t position, decode_context const& context) const;
+        std::size_t position, decode_context const& context);
 
 private:
-    ProviderDefinition const* m_definition;
-    flatbuffers::Vector<flatbuffers::Offset<VariableDefinition>> const* m_variables;
+    using variable_reader = table_reader<
+        field<VariableDefinition::VT_PATH, reference>,
+        field<VariableDefinition::VT_ID, variable_id>,
+        field<VariableDefinition::VT_DATA_TYPE, VariableDataType>,
+        field<VariableDefinition::VT_ACCESS, VariableAccess>>;
+
+    message_bytes m_message;
+    definition_fingerprint m_fingerprint;
+    vector_position m_variables;
+    variable_reader m_variable_reader;
 };
 
 /// Decodes the registry's reply to the request for a definition.
 ///
 /// @throws serialization_fault  Data, definition or its list of variables are missing.
-received_definition decode_definition_reply(payload const& message, decode_context const& context);
+received_definition decode_definition_reply(std::string_view bytes, decode_context const& context);
 
 /// Decodes the registry's announcement of a definition, as an attached consumer does. Returns
 /// nothing if the definition was withdrawn.
 ///
 /// @throws serialization_fault  Data or the definition's list of variables are missing.
 std::optional<received_definition> decode_definition_event(
-    payload const& message, decode_context const& context);
+    std::string_view bytes, decode_context const& context);
 
 /// Writes the request for a definition.
 void serialize_provider_definition_request(message_builder& builder);

@@ -5,10 +5,10 @@
 
 #include "protocol/builder.hpp"
 #include "protocol/decode_context.hpp"
-#include "protocol/payload.hpp"
 
 #include <set>
 #include <string>
+#include <string_view>
 
 namespace arvenhold::corvel::hub {
 
@@ -17,19 +17,19 @@ namespace arvenhold::corvel::hub {
 /// Returns whether the registry announces that it is ready.
 ///
 /// @throws serialization_fault  Data are missing.
-bool decode_registry_state(payload const& message, decode_context const& context);
+bool decode_registry_state(std::string_view bytes, decode_context const& context);
 
 /// Decodes the reply to the request for the list of providers; returns their identifiers.
 ///
 /// @throws serialization_fault  Data, list, its items or an identifier are missing.
 std::set<std::string> decode_provider_list_reply(
-    payload const& message, decode_context const& context);
+    std::string_view bytes, decode_context const& context);
 
 /// Decodes the announcement of the list of providers; returns their identifiers.
 ///
 /// @throws serialization_fault  Data, list, its items or an identifier are missing.
 std::set<std::string> decode_provider_list_event(
-    payload const& message, decode_context const& context);
+    std::string_view bytes, decode_context const& context);
 
 /// Writes the request for the list of providers.
 void serialize_provider_list_request(message_builder& builder);

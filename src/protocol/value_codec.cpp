@@ -9,26 +9,27 @@ namespace arvenhold::corvel::hub {
 
 namespace {
 
-// Casts the value's table to the type that the item's tag indicates.
-template <class Table>
-Table const& as(void const* table) {
-    return *static_cast<Table const*>(table);
-}
-
-std::string string_of(StringValue const& table, decode_context const& context) {
-    if (table.value() == nullptr) {
+std::string_view string_of(
+    message_bytes message, std::size_t position, decode_context const& context) {
+    auto const characters = message.find_string(position);
+    if (!characters) {
         context.report_missing("string value nullptr");
     }
-    return table.value()->str();
+    return *characters;
 }
 
-std::chrono::nanoseconds duration_of(DurationValue const& table) {
-    return table.value() != nullptr ? duration_from_wire(*table.value())
-                                    : std::chrono::nanoseconds{};
-}
-
-timestamp point_of(TimestampValue const& table) {
-    return table.value() != nullptr ? point_from_wire(*table.value()) : timestamp{};
+// Decodes the only field of a value's table.
+template <class Content, class Decode>
+std::optional<value_view> decoded(
+    value_table_reader<Content>& reader,
+    message_bytes message,
+    std::size_t position,
+    Decode const& decode) {
+    auto const table = reader.find(message, position);
+    if (!table) {
+        return std::nullopt;
+    }
+    return decode(*table);
 }
 
 } // namespace
@@ -54,37 +55,40 @@ std::optional<variable_value> initial_value_of(VariableDataType type) {
     return std::nullopt;
 }
 
-void decode_value(
-    Variable const& item, decode_context const& context, std::optional<variable_value>& value) {
-    auto const* const table = item.value();
-    if (table == nullptr) {
-        value.reset();
-        return;
-    }
-    auto& content = value ? *value : value.emplace();
-    switch (item.value_type()) {
+std::optional<value_view> value_reader::find(
+    message_bytes message, VariableValue tag, std::size_t position, decode_context const& context) {
+    auto const content = [](auto const& table) {
+        return table.template get<value_field>();
+    };
+    switch (tag) {
     case VariableValue::BoolValue:
-        content = as<BoolValue>(table).value();
-        return;
+        return decoded(m_bool, message, position, [&](auto const& table) {
+            return value_view{content(table) != 0};
+        });
     case VariableValue::DurationValue:
-        content = duration_of(as<DurationValue>(table));
-        return;
+        return decoded(m_time, message, position, [&](auto const& table) {
+            return value_view{duration_from_wire(content(table))};
+        });
     case VariableValue::DoubleValue:
-        content = as<DoubleValue>(table).value();
-        return;
+        return decoded(m_double, message, position, [&](auto const& table) {
+            return value_view{content(table)};
+        });
     case VariableValue::Int64Value:
-        content = as<Int64Value>(table).value();
-        return;
+        return decoded(m_int64, message, position, [&](auto const& table) {
+            return value_view{content(table)};
+        });
     case VariableValue::StringValue:
-        content = string_of(as<StringValue>(table), context);
-        return;
+        return decoded(m_string, message, position, [&](auto const& table) {
+            return value_view{string_of(message, table.template follow<value_field>(), context)};
+        });
     case VariableValue::TimestampValue:
-        content = point_of(as<TimestampValue>(table));
-        return;
+        return decoded(m_time, message, position, [&](auto const& table) {
+            return value_view{point_from_wire(content(table))};
+        });
     case VariableValue::NONE:
         break;
     }
-    value.reset();
+    return std::nullopt;
 }
 
 } // namespace arvenhold::corvel::hub

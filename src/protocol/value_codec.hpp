@@ -3,6 +3,8 @@
 
 #pragma once
 
+#include "model/value_view.hpp"
+#include "protocol/checked_table.hpp"
 #include "protocol/decode_context.hpp"
 #include "protocol/hub_messages_generated.h"
 #include <hub/common.hpp>
@@ -36,13 +38,31 @@ inline VariableValue tag_of(variable_value const& value) {
 /// time for a point in time. Returns nothing for an unknown type.
 std::optional<variable_value> initial_value_of(VariableDataType type);
 
-/// Decodes the value of an item. The result is empty if the item has no value or one of an unknown
-/// type; the variable then keeps its own.
-///
-/// @param value  Receives the result. Cheapest if it already holds a value of the same type.
-///
-/// @throws serialization_fault  A string value without its string.
-void decode_value(
-    Variable const& item, decode_context const& context, std::optional<variable_value>& value);
+/// The only field of a value's table, whatever its type.
+inline constexpr flatbuffers::voffset_t value_field = BoolValue::VT_VALUE;
+
+template <class Content>
+using value_table_reader = table_reader<field<value_field, Content>>;
+
+/// Decodes the values of a message's items.
+class value_reader {
+public:
+    /// Returns the value in the table at a position of the message. Returns nothing if there is no
+    /// such table or its type is unknown; the variable then keeps its own value.
+    ///
+    /// @throws serialization_fault  A string value without its string.
+    std::optional<value_view> find(
+        message_bytes message,
+        VariableValue tag,
+        std::size_t position,
+        decode_context const& context);
+
+private:
+    value_table_reader<std::uint8_t> m_bool;
+    value_table_reader<double> m_double;
+    value_table_reader<std::int64_t> m_int64;
+    value_table_reader<reference> m_string;
+    value_table_reader<Timestamp> m_time; // a duration or a point in time
+};
 
 } // namespace arvenhold::corvel::hub

@@ -18,31 +18,36 @@ namespace arvenhold::corvel::hub {
 
 namespace {
 
-constexpr std::string_view no_list{"variable data nullptr"};
-constexpr std::string_view no_items{"variable data (items) nullptr"};
+constexpr list_faults faults_for_consumer{
+    no_message_data, "variable data nullptr", "variable data (items) nullptr"};
 
-template <class Message>
-VariableList const& list_of(
-    payload const& message,
-    decode_context const& context,
-    std::string_view no_data_detail,
-    std::string_view no_list_detail) {
-    auto const* const root = message.root<Message>();
-    if (root == nullptr) {
-        context.report_missing(no_data_detail);
+// Intended: a missing message and a missing list have the same text here.
+constexpr list_faults faults_for_provider{
+    "variables node is missing",
+    "variables node is missing",
+    "items node in variables data is missing"};
+
+// Returns the position of the list in the root table, whose only field it is.
+template <flatbuffers::voffset_t list_field>
+std::size_t list_of(
+    message_bytes message, decode_context const& context, list_faults const& faults) {
+    table_reader<field<list_field, reference>> reader;
+    auto const root = reader.find_root(message);
+    if (!root) {
+        context.report_missing(faults.no_data);
     }
-    if (root->variables() == nullptr) {
-        context.report_missing(no_list_detail);
-    }
-    return *root->variables();
+    return root->template follow<list_field>();
 }
 
-received_variables items_of(
-    VariableList const& list, decode_context const& context, std::string_view no_items_detail) {
-    if (list.items() == nullptr) {
-        context.report_missing(no_items_detail);
+// Reads nothing else of the list, which may lack it.
+definition_fingerprint fingerprint_of(
+    message_bytes message, std::size_t list_position, decode_context const& context) {
+    table_reader<field<VariableList::VT_FINGERPRINT, definition_fingerprint>> reader;
+    auto const list = reader.find(message, list_position);
+    if (!list) {
+        context.report_missing(faults_for_consumer.no_list);
     }
-    return {list, context};
+    return list->get<VariableList::VT_FINGERPRINT>();
 }
 
 // The offsets of a message's vtables from its end, by vtable_kind; 0 for one that is not there yet.
@@ -277,63 +282,91 @@ void serialize_read_request(message_builder& builder, std::vector<variable_id> c
     builder.Finish(CreateReadVariablesQuery(builder, vector));
 }
 
-std::vector<variable_id> decode_read_request(payload const& message) {
-    auto const* const request = message.root<ReadVariablesQuery>();
-    if (request == nullptr || request->ids() == nullptr) {
+std::vector<variable_id> decode_read_request(std::string_view bytes) {
+    message_bytes const message{bytes};
+    table_reader<field<ReadVariablesQuery::VT_IDS, reference>> reader;
+    auto const request = reader.find_root(message);
+    if (!request) {
         return {};
     }
-    return {request->ids()->begin(), request->ids()->end()};
+    auto const requested =
+        message.find_vector(request->follow<ReadVariablesQuery::VT_IDS>(), sizeof(variable_id));
+    if (!requested) {
+        return {};
+    }
+    std::vector<variable_id> ids(requested->size);
+    for (std::size_t index = 0; index < ids.size(); ++index) {
+        ids[index] = message.at<variable_id>(requested->first + index * sizeof(variable_id));
+    }
+    return ids;
 }
 
-received_variables::received_variables(VariableList const& list, decode_context const& context)
-    : m_list{&list}
-    , m_items{list.items()}
-    , m_when{list.timestamp() != nullptr ? point_from_wire(*list.timestamp()) : timestamp{}}
-    , m_context{&context} {}
-
-definition_fingerprint received_variables::fingerprint() const {
-    return m_list->fingerprint();
+received_variables::received_variables(
+    message_bytes message,
+    std::size_t list_position,
+    decode_context const& context,
+    list_faults const& faults)
+    : m_message{message}
+    , m_context{&context}
+    , m_faults{&faults} {
+    table_reader<
+        field<VariableList::VT_FINGERPRINT, definition_fingerprint>,
+        field<VariableList::VT_TIMESTAMP, Timestamp>,
+        field<VariableList::VT_ITEMS, reference>>
+        reader;
+    auto const list = reader.find(message, list_position);
+    if (!list) {
+        context.report_missing(faults.no_list);
+    }
+    m_fingerprint = list->get<VariableList::VT_FINGERPRINT>();
+    m_when = list->get<VariableList::VT_TIMESTAMP>();
+    auto const items =
+        message.find_vector(list->follow<VariableList::VT_ITEMS>(), sizeof(reference));
+    if (!items) {
+        context.report_missing(faults.no_items);
+    }
+    m_items = *items;
 }
 
-std::size_t received_variables::size() const {
-    return m_items->size();
-}
-
-received_variable received_variables::item(std::size_t position) const {
-    received_variable read;
-    decode_item(position, read);
-    return read;
-}
-
-void received_variables::decode_item(std::size_t position, received_variable& into) const {
-    auto const& item = *m_items->Get(static_cast<flatbuffers::uoffset_t>(position));
-    auto const* const time = item.timestamp();
-    into.id = item.id();
-    into.quality = quality_from_wire(item.quality());
-    into.when = time != nullptr ? point_from_wire(*time) : m_when;
-    decode_value(item, *m_context, into.value);
+received_variable received_variables::item(std::size_t position) {
+    auto const item = m_item_reader.find_element(m_message, m_items, position);
+    if (!item) {
+        m_context->report_missing(m_faults->no_items);
+    }
+    return {
+        item->get<Variable::VT_ID>(),
+        quality_from_wire(item->get<Variable::VT_QUALITY>()),
+        point_from_wire(item->get<Variable::VT_TIMESTAMP>(m_when)),
+        m_value_reader.find(
+            m_message,
+            item->get<Variable::VT_VALUE_TYPE>(),
+            item->follow<Variable::VT_VALUE>(),
+            *m_context)};
 }
 
 std::optional<received_variables> decode_change_event(
-    payload const& message, definition_fingerprint held, decode_context const& context) {
-    auto const& list = list_of<VariablesChangedEvent>(message, context, no_message_data, no_list);
-    if (list.fingerprint() != held) {
+    std::string_view bytes, definition_fingerprint held, decode_context const& context) {
+    message_bytes const message{bytes};
+    auto const list =
+        list_of<VariablesChangedEvent::VT_VARIABLES>(message, context, faults_for_consumer);
+    if (fingerprint_of(message, list, context) != held) {
         return std::nullopt;
     }
-    return items_of(list, context, no_items);
+    return received_variables{message, list, context, faults_for_consumer};
 }
 
-received_variables decode_read_reply(payload const& message, decode_context const& context) {
-    auto const& list =
-        list_of<ReadVariablesQueryResponse>(message, context, no_message_data, no_list);
-    return items_of(list, context, no_items);
+received_variables decode_read_reply(std::string_view bytes, decode_context const& context) {
+    message_bytes const message{bytes};
+    auto const list =
+        list_of<ReadVariablesQueryResponse::VT_VARIABLES>(message, context, faults_for_consumer);
+    return {message, list, context, faults_for_consumer};
 }
 
-received_variables decode_write_command(payload const& message, decode_context const& context) {
-    // Intended: a missing message and a missing list have the same text here.
-    constexpr std::string_view no_variables{"variables node is missing"};
-    auto const& list = list_of<WriteVariablesCommand>(message, context, no_variables, no_variables);
-    return items_of(list, context, "items node in variables data is missing");
+received_variables decode_write_command(std::string_view bytes, decode_context const& context) {
+    message_bytes const message{bytes};
+    auto const list =
+        list_of<WriteVariablesCommand::VT_VARIABLES>(message, context, faults_for_provider);
+    return {message, list, context, faults_for_provider};
 }
 
 } // namespace arvenhold::corvel::hub

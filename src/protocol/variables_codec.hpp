@@ -5,19 +5,17 @@
 
 #include "protocol/builder.hpp"
 #include "protocol/decode_context.hpp"
-#include "protocol/payload.hpp"
+#include "protocol/value_codec.hpp"
 #include <hub/common.hpp>
 
 #include <array>
 #include <cstddef>
 #include <optional>
 #include <span>
+#include <string_view>
 #include <vector>
 
 namespace arvenhold::corvel::hub {
-
-struct Variable;
-struct VariableList;
 
 // Lists of variables on the wire: change events, read requests and their replies, write commands.
 // No shared state and no locks: the caller locks the variables that it encodes.
@@ -70,39 +68,67 @@ private:
 void serialize_read_request(message_builder& builder, std::vector<variable_id> const& ids);
 
 /// Returns the requested ids; an empty vector requests every variable.
-std::vector<variable_id> decode_read_request(payload const& message);
+std::vector<variable_id> decode_read_request(std::string_view bytes);
 
 /// One item of a received message.
 struct received_variable {
     variable_id id = 0;
     variable_quality quality = variable_quality::bad;
-    timestamp when; ///< The item's time stamp, else the list's, else the epoch.
-    std::optional<variable_value> value; ///< If empty, the variable keeps its own.
+    timestamp when;                  ///< The item's time stamp, else the list's, else the epoch.
+    std::optional<value_view> value; ///< If empty, the variable keeps its own.
 };
 
-/// The variables of a received message, decoded one by one. Valid as long as the payload and the
+/// What the faults in a list of variables are called.
+struct list_faults {
+    std::string_view no_data;
+    std::string_view no_list;
+    std::string_view no_items;
+};
+
+/// The variables of a received message, decoded one by one. Valid as long as the message and the
 /// context.
 class received_variables {
 public:
-    /// @param list  Must have items.
-    received_variables(VariableList const& list, decode_context const& context);
+    /// @param list    The position of the list's table.
+    /// @param faults  Must outlive all decoding.
+    ///
+    /// @throws serialization_fault  List or items are missing.
+    received_variables(
+        message_bytes message,
+        std::size_t list,
+        decode_context const& context,
+        list_faults const& faults);
 
-    definition_fingerprint fingerprint() const;
-    std::size_t size() const;
+    definition_fingerprint fingerprint() const {
+        return m_fingerprint;
+    }
+
+    std::size_t size() const {
+        return m_items.size;
+    }
 
     /// Returns the item at `position`, which is below size().
     ///
-    /// @throws serialization_fault  A string value without its string.
-    received_variable item(std::size_t position) const;
-
-    /// The same, but reuses a variable and its memory for one item after the other.
-    void decode_item(std::size_t position, received_variable& into) const;
+    /// @throws serialization_fault  The item cannot be read, or is a string value without its
+    ///                              string.
+    received_variable item(std::size_t position);
 
 private:
-    VariableList const* m_list;
-    flatbuffers::Vector<flatbuffers::Offset<Variable>> const* m_items;
-    timestamp m_when; // of the items without a time stamp
+    using item_reader = table_reader<
+        field<Variable::VT_VALUE_TYPE, VariableValue>,
+        field<Variable::VT_VALUE, reference>,
+        field<Variable::VT_ID, variable_id>,
+        field<Variable::VT_TIMESTAMP, Timestamp>,
+        field<Variable::VT_QUALITY, VariableQuality>>;
+
+    message_bytes m_message;
+    vector_position m_items;
+    item_reader m_item_reader;
+    value_reader m_value_reader;
+    Timestamp m_when; // of the items without a time stamp
+    definition_fingerprint m_fingerprint = 0;
     decode_context const* m_context;
+    list_faults const* m_faults;
 };
 
 /// Decodes a change event. Returns nothing if it does not belong to the definition with the
@@ -110,16 +136,16 @@ private:
 ///
 /// @throws serialization_fault  Data, list or items are missing.
 std::optional<received_variables> decode_change_event(
-    payload const& message, definition_fingerprint held, decode_context const& context);
+    std::string_view bytes, definition_fingerprint held, decode_context const& context);
 
 /// Decodes the reply to a read request.
 ///
 /// @throws serialization_fault  Data, list or items are missing.
-received_variables decode_read_reply(payload const& message, decode_context const& context);
+received_variables decode_read_reply(std::string_view bytes, decode_context const& context);
 
 /// Decodes a write command.
 ///
 /// @throws serialization_fault  Data, list or items are missing.
-received_variables decode_write_command(payload const& message, decode_context const& context);
+received_variables decode_write_command(std::string_view bytes, decode_context const& context);
 
 } // namespace arvenhold::corvel::hub

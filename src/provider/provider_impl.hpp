@@ -6,7 +6,6 @@
 #include "model/provider_link.hpp"
 #include "protocol/builder.hpp"
 #include "protocol/definition_codec.hpp"
-#include "protocol/payload.hpp"
 #include "runtime/nats_session.hpp"
 #include <hub/detail/thread_annotations.hpp>
 #include <hub/provider.hpp>
@@ -94,8 +93,8 @@ public:
     /// late: only the waits of a closed session end.
     void wake_waits() CORVEL_HUB_EXCLUDES(m_validity_mutex);
 
-    definition_verdict deserialize_provider_definition_validity(payload const& message) const;
-    bool deserialize_registry_state(payload const& message) const; ///< Whether it is ready.
+    definition_verdict deserialize_provider_definition_validity(std::string_view message) const;
+    bool deserialize_registry_state(std::string_view message) const; ///< Whether it is ready.
 
     void provider_definition_event_sub_handler(received_message message)
         CORVEL_HUB_EXCLUDES(m_state_mutex, m_validity_mutex);
@@ -121,7 +120,7 @@ public:
 
     /// Returns the command; nothing if its fingerprint is not the expected one.
     std::optional<variable_write_command> deserialize_write_command(
-        payload const& message, definition_fingerprint expected_fingerprint) const;
+        std::string_view message, definition_fingerprint expected_fingerprint) const;
 
     void variable_read_request_sub_handler(received_message message)
         CORVEL_HUB_EXCLUDES(m_state_mutex);

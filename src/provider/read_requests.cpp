@@ -42,7 +42,7 @@ void provider::impl::variable_read_request_sub_handler(received_message message)
     if (!current->session) {
         return; // disconnected a moment ago
     }
-    auto ids = decode_read_request(payload{message.bytes()});
+    auto ids = decode_read_request(message.bytes());
     if (ids.empty()) {
         for (auto const& [id, variable] : current->list->get_variables()) {
             ids.push_back(id);

@@ -18,7 +18,7 @@ namespace arvenhold::corvel::hub {
 void provider::impl::provider_definition_event_sub_handler(received_message message) {
     std::optional<definition_verdict> verdict;
     try {
-        verdict = deserialize_provider_definition_validity(payload{message.bytes()});
+        verdict = deserialize_provider_definition_validity(message.bytes());
     } catch (serialization_fault const& fault) {
         report(diagnostic_severity::error, m_identifier, {fault.what()});
     }
@@ -34,7 +34,7 @@ void provider::impl::provider_definition_event_sub_handler(received_message mess
 }
 
 definition_verdict provider::impl::deserialize_provider_definition_validity(
-    payload const& message) const {
+    std::string_view message) const {
     return decode_verdict(message, {kind, m_identifier, operation_name::decode_verdict});
 }
 
@@ -53,7 +53,7 @@ void provider::impl::registry_state_event_sub_handler(received_message message) 
     if (!m_registered) {
         return;
     }
-    bool const ready = deserialize_registry_state(payload{message.bytes()});
+    bool const ready = deserialize_registry_state(message.bytes());
     message.release(); // not kept for the length of the wait
     if (!ready) {
         return;
@@ -68,7 +68,7 @@ void provider::impl::registry_state_event_sub_handler(received_message message) 
     }
 }
 
-bool provider::impl::deserialize_registry_state(payload const& message) const {
+bool provider::impl::deserialize_registry_state(std::string_view message) const {
     return decode_registry_state(
         message, {kind, m_identifier, operation_name::decode_registry_state});
 }

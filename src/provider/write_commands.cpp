@@ -25,16 +25,16 @@ void provider::impl::variable_write_command_sub_handler(received_message message
              ": failed process write command: variable list unavailable"});
         return;
     }
-    auto const command = deserialize_write_command(payload{message.bytes()}, current->fingerprint);
+    auto const command = deserialize_write_command(message.bytes(), current->fingerprint);
     if (command) {
         notify_application(current->fingerprint, *command);
     }
 }
 
 std::optional<variable_write_command> provider::impl::deserialize_write_command(
-    payload const& message, definition_fingerprint expected_fingerprint) const {
+    std::string_view message, definition_fingerprint expected_fingerprint) const {
     decode_context const context{kind, m_identifier, operation_name::decode_write_command};
-    auto const received = decode_write_command(message, context);
+    auto received = decode_write_command(message, context);
     if (received.fingerprint() != expected_fingerprint) {
         report(
             diagnostic_severity::error,
@@ -51,9 +51,9 @@ std::optional<variable_write_command> provider::impl::deserialize_write_command(
     variable_write_command command;
     command.entries.reserve(received.size());
     for (std::size_t position = 0; position < received.size(); ++position) {
-        auto item = received.item(position);
+        auto const item = received.item(position);
         if (item.value) {
-            command.entries.emplace_back(item.id, *std::move(item.value));
+            command.entries.emplace_back(item.id, owned(*item.value));
         }
     }
     return command;

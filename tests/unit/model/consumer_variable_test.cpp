@@ -252,7 +252,7 @@ protected:
 
     void event(
         std::uint64_t number,
-        std::optional<variable_value> const& value,
+        std::optional<value_view> const& value,
         timestamp when,
         variable_quality quality = variable_quality::good) {
         sliding_lock lock;
@@ -260,7 +260,7 @@ protected:
     }
 
     void reply(
-        std::optional<variable_value> const& value,
+        std::optional<value_view> const& value,
         timestamp when,
         variable_quality quality = variable_quality::uncertain) {
         sliding_lock lock;

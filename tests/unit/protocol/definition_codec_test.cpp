@@ -134,7 +134,7 @@ constexpr decode_context verdict_reader{
 
 definition_verdict verdict_of(std::optional<wire::provider_definition_table> const& definition) {
     auto const message = wire::provider_definition_changed_event(definition);
-    return decode_verdict(payload{message}, verdict_reader);
+    return decode_verdict(message, verdict_reader);
 }
 
 TEST(verdict, is_valid_only_with_1) {
@@ -174,7 +174,7 @@ TEST(verdict, in_a_table_too_short_for_a_fingerprint_is_invalid_and_about_0) {
 
 TEST(verdict, faults_without_data) {
     EXPECT_EQ(
-        thrown_message<serialization_fault>([] { decode_verdict(payload{""}, verdict_reader); }),
+        thrown_message<serialization_fault>([] { decode_verdict("", verdict_reader); }),
         "Provider press-4: encountered invalid serialized data for operation: "
         "deserialize_provider_definition_validity: definition changed event data is nullptr\n");
 }
@@ -201,9 +201,8 @@ wire::provider_definition_table definition_of(
 // With the message that contains the variable's path.
 struct received {
     std::string const message;
-    payload const held{message};
     received_variable_definition const variable =
-        decode_definition_reply(held, definition_reader)
+        decode_definition_reply(message, definition_reader)
             .deserialize_variable_definition(0, variable_reader);
 
     explicit received(wire::variable_definition_table const& sent)
@@ -303,9 +302,8 @@ TEST(definition_reply, keeps_the_order_and_both_of_two_with_one_id) {
         {{.path = "b", .id = 9, .data_type = 1},
          {.path = "a", .id = 2, .data_type = 1},
          {.path = "c", .id = 9, .data_type = 4}}));
-    payload const held{message};
 
-    auto const definition = decode_definition_reply(held, definition_reader);
+    auto definition = decode_definition_reply(message, definition_reader);
 
     ASSERT_EQ(definition.size(), 3U);
     EXPECT_EQ(definition.deserialize_variable_definition(0, variable_reader).path, "b");
@@ -317,31 +315,27 @@ TEST(definition_reply, keeps_the_order_and_both_of_two_with_one_id) {
 TEST(definition_reply, without_a_fingerprint_has_fingerprint_0) {
     auto const message = wire::read_provider_definition_query_response(
         {{.variable_definitions = std::vector<wire::variable_definition_table>{}}});
-    payload const held{message};
 
-    EXPECT_EQ(decode_definition_reply(held, definition_reader).fingerprint(), 0U);
+    EXPECT_EQ(decode_definition_reply(message, definition_reader).fingerprint(), 0U);
 }
 
 TEST(definition_reply, may_have_no_variables) {
     auto const message = wire::read_provider_definition_query_response(definition_of({}));
-    payload const held{message};
 
-    EXPECT_EQ(decode_definition_reply(held, definition_reader).size(), 0U);
+    EXPECT_EQ(decode_definition_reply(message, definition_reader).size(), 0U);
 }
 
 TEST(definition_reply, counts_whatever_the_mark_says) {
     auto table = definition_of({});
     table.valid = 0;
     auto const message = wire::read_provider_definition_query_response(table);
-    payload const held{message};
 
-    EXPECT_EQ(decode_definition_reply(held, definition_reader).fingerprint(), 5U);
+    EXPECT_EQ(decode_definition_reply(message, definition_reader).fingerprint(), 5U);
 }
 
 TEST(definition_reply, faults_without_data) {
     EXPECT_EQ(
-        thrown_message<serialization_fault>(
-            [] { decode_definition_reply(payload{""}, definition_reader); }),
+        thrown_message<serialization_fault>([] { decode_definition_reply("", definition_reader); }),
         "Consumer panel: encountered invalid serialized data for operation: "
         "de-serialize provider definition: message data nullptr\n");
 }
@@ -351,7 +345,7 @@ TEST(definition_reply, faults_without_a_definition) {
 
     EXPECT_EQ(
         thrown_message<serialization_fault>(
-            [&] { decode_definition_reply(payload{message}, definition_reader); }),
+            [&] { decode_definition_reply(message, definition_reader); }),
         "Consumer panel: encountered invalid serialized data for operation: "
         "de-serialize provider definition: message data (provider_definition_reply) nullptr\n");
 }
@@ -362,7 +356,7 @@ TEST(definition_reply, faults_without_a_list_of_variables) {
 
     EXPECT_EQ(
         thrown_message<serialization_fault>(
-            [&] { decode_definition_reply(payload{message}, definition_reader); }),
+            [&] { decode_definition_reply(message, definition_reader); }),
         "Consumer panel: encountered invalid serialized data for operation: "
         "de-serialize provider definition: message data (variable_definitions) nullptr\n");
 }
@@ -370,9 +364,8 @@ TEST(definition_reply, faults_without_a_list_of_variables) {
 TEST(definition_event, holds_the_definition) {
     auto const message = wire::provider_definition_changed_event(
         definition_of({{.path = "pump/speed", .id = 3, .data_type = 3}}));
-    payload const held{message};
 
-    auto const definition = decode_definition_event(held, definition_reader);
+    auto definition = decode_definition_event(message, definition_reader);
 
     ASSERT_TRUE(definition.has_value());
     EXPECT_EQ(definition->fingerprint(), 5U);
@@ -383,13 +376,12 @@ TEST(definition_event, holds_the_definition) {
 TEST(definition_event, without_a_definition_withdraws_it) {
     auto const message = wire::provider_definition_changed_event(std::nullopt);
 
-    EXPECT_FALSE(decode_definition_event(payload{message}, definition_reader).has_value());
+    EXPECT_FALSE(decode_definition_event(message, definition_reader).has_value());
 }
 
 TEST(definition_event, faults_without_data) {
     EXPECT_EQ(
-        thrown_message<serialization_fault>(
-            [] { decode_definition_event(payload{""}, definition_reader); }),
+        thrown_message<serialization_fault>([] { decode_definition_event("", definition_reader); }),
         "Consumer panel: encountered invalid serialized data for operation: "
         "de-serialize provider definition: message data nullptr\n");
 }
@@ -400,7 +392,7 @@ TEST(definition_event, faults_without_a_list_of_variables) {
 
     EXPECT_EQ(
         thrown_message<serialization_fault>(
-            [&] { decode_definition_event(payload{message}, definition_reader); }),
+            [&] { decode_definition_event(message, definition_reader); }),
         "Consumer panel: encountered invalid serialized data for operation: "
         "de-serialize provider definition: message data (variable_definitions) nullptr\n");
 }

@@ -44,8 +44,7 @@ std::string outcome_of(std::string const& message, Read const& read) {
     std::string const preamble =
         "Consumer panel: encountered invalid serialized data for operation: test: ";
     auto const text = thrown_message<serialization_fault>([&] {
-        payload const held{message};
-        read(held, decode_context{client_kind::consumer, "panel", "test"});
+        read(message, decode_context{client_kind::consumer, "panel", "test"});
     });
     return text.compare(0, preamble.size(), preamble) == 0
              ? text.substr(preamble.size(), text.size() - preamble.size() - 1)
@@ -100,8 +99,8 @@ variables_shape variables_of(unsigned bits, std::uint8_t tag) {
 
 template <class Read>
 std::string outcome_of_variables(std::string const& message, Read const& read) {
-    return outcome_of(message, [&](payload const& held, decode_context const& context) {
-        auto const variables = read(held, context);
+    return outcome_of(message, [&](std::string_view held, decode_context const& context) {
+        auto variables = read(held, context);
         variables.fingerprint();
         for (std::size_t position = 0; position < variables.size(); ++position) {
             variables.item(position);
@@ -126,8 +125,8 @@ TEST_P(variables_with_dropped_fields, are_read_as_change_event_or_fault) {
         auto const fingerprint = shape.list ? shape.list->fingerprint.value_or(0) : 0;
         auto const outcome = outcome_of_variables(
             wire::variables_changed_event(shape.list),
-            [fingerprint](payload const& held, decode_context const& context) {
-                return decode_change_event(held, fingerprint, context).value();
+            [fingerprint](std::string_view message, decode_context const& context) {
+                return decode_change_event(message, fingerprint, context).value();
             });
 
         EXPECT_EQ(
@@ -189,7 +188,7 @@ std::optional<wire::provider_definition_table> definition_of(unsigned bits) {
     return whole;
 }
 
-void read_variables_of(received_definition const& definition, decode_context const& context) {
+void read_variables_of(received_definition definition, decode_context const& context) {
     definition.fingerprint();
     for (std::size_t position = 0; position < definition.size(); ++position) {
         definition.deserialize_variable_definition(position, context);
@@ -211,12 +210,12 @@ std::string expected_of_variables(wire::provider_definition_table const& definit
     return "<nothing was thrown>";
 }
 
-void read_whole_reply(payload const& held, decode_context const& context) {
-    read_variables_of(decode_definition_reply(held, context), context);
+void read_whole_reply(std::string_view message, decode_context const& context) {
+    read_variables_of(decode_definition_reply(message, context), context);
 }
 
-void read_whole_event(payload const& held, decode_context const& context) {
-    if (auto const definition = decode_definition_event(held, context)) {
+void read_whole_event(std::string_view message, decode_context const& context) {
+    if (auto definition = decode_definition_event(message, context)) {
         read_variables_of(*definition, context);
     }
 }

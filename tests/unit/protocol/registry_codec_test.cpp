@@ -21,7 +21,7 @@ constexpr decode_context list_reader{client_kind::consumer, "panel", "de-seriali
 
 bool is_ready(std::optional<std::uint8_t> state) {
     auto const message = wire::registry_state_changed_event(state);
-    return decode_registry_state(payload{message}, state_reader);
+    return decode_registry_state(message, state_reader);
 }
 
 wire::provider_list_table list_of(std::vector<std::string> const& identifiers) {
@@ -52,13 +52,12 @@ TEST(registry_state, is_one_byte) {
         "\x06\0\0\0\x01\xFF\xFF\xFF",
         20};
 
-    EXPECT_TRUE(decode_registry_state(payload{message}, state_reader));
+    EXPECT_TRUE(decode_registry_state(message, state_reader));
 }
 
 TEST(registry_state, faults_without_data) {
     EXPECT_EQ(
-        thrown_message<serialization_fault>(
-            [] { decode_registry_state(payload{""}, state_reader); }),
+        thrown_message<serialization_fault>([] { decode_registry_state("", state_reader); }),
         "Provider press-4: encountered invalid serialized data for operation: "
         "deserialize_registry_state: state changed event data is nullptr\n");
 }
@@ -67,26 +66,24 @@ TEST(provider_list_reply, yields_the_identifiers_in_ascending_order) {
     auto const message = wire::read_providers_query_response(list_of({"press-4", "boiler", ""}));
 
     EXPECT_THAT(
-        decode_provider_list_reply(payload{message}, list_reader),
-        ElementsAre("", "boiler", "press-4"));
+        decode_provider_list_reply(message, list_reader), ElementsAre("", "boiler", "press-4"));
 }
 
 TEST(provider_list_reply, collapses_duplicates) {
     auto const message = wire::read_providers_query_response(list_of({"boiler", "boiler"}));
 
-    EXPECT_THAT(decode_provider_list_reply(payload{message}, list_reader), ElementsAre("boiler"));
+    EXPECT_THAT(decode_provider_list_reply(message, list_reader), ElementsAre("boiler"));
 }
 
 TEST(provider_list_reply, may_be_empty) {
     auto const message = wire::read_providers_query_response(list_of({}));
 
-    EXPECT_THAT(decode_provider_list_reply(payload{message}, list_reader), IsEmpty());
+    EXPECT_THAT(decode_provider_list_reply(message, list_reader), IsEmpty());
 }
 
 TEST(provider_list_reply, faults_without_data) {
     EXPECT_EQ(
-        thrown_message<serialization_fault>(
-            [] { decode_provider_list_reply(payload{""}, list_reader); }),
+        thrown_message<serialization_fault>([] { decode_provider_list_reply("", list_reader); }),
         "Consumer panel: encountered invalid serialized data for operation: "
         "de-serialize provider list: message data nullptr\n");
 }
@@ -100,11 +97,11 @@ TEST(provider_list_reply, faults_without_list_or_items) {
 
     EXPECT_EQ(
         thrown_message<serialization_fault>(
-            [&] { decode_provider_list_reply(payload{no_list}, list_reader); }),
+            [&] { decode_provider_list_reply(no_list, list_reader); }),
         fault);
     EXPECT_EQ(
         thrown_message<serialization_fault>(
-            [&] { decode_provider_list_reply(payload{no_items}, list_reader); }),
+            [&] { decode_provider_list_reply(no_items, list_reader); }),
         fault);
 }
 
@@ -115,7 +112,7 @@ TEST(provider_list_reply, faults_on_an_entry_without_identifier) {
 
     EXPECT_EQ(
         thrown_message<serialization_fault>(
-            [&] { decode_provider_list_reply(payload{message}, list_reader); }),
+            [&] { decode_provider_list_reply(message, list_reader); }),
         "Consumer panel: encountered invalid serialized data for operation: "
         "de-serialize provider list: provider identifier nullptr\n");
 }
@@ -123,21 +120,18 @@ TEST(provider_list_reply, faults_on_an_entry_without_identifier) {
 TEST(provider_list_event, yields_the_identifiers_in_ascending_order) {
     auto const message = wire::providers_changed_event(list_of({"press-4", "boiler"}));
 
-    EXPECT_THAT(
-        decode_provider_list_event(payload{message}, list_reader),
-        ElementsAre("boiler", "press-4"));
+    EXPECT_THAT(decode_provider_list_event(message, list_reader), ElementsAre("boiler", "press-4"));
 }
 
 TEST(provider_list_event, may_be_empty) {
     auto const message = wire::providers_changed_event(list_of({}));
 
-    EXPECT_THAT(decode_provider_list_event(payload{message}, list_reader), IsEmpty());
+    EXPECT_THAT(decode_provider_list_event(message, list_reader), IsEmpty());
 }
 
 TEST(provider_list_event, faults_without_data) {
     EXPECT_EQ(
-        thrown_message<serialization_fault>(
-            [] { decode_provider_list_event(payload{""}, list_reader); }),
+        thrown_message<serialization_fault>([] { decode_provider_list_event("", list_reader); }),
         "Consumer panel: encountered invalid serialized data for operation: "
         "de-serialize provider list: message data nullptr\n");
 }
@@ -151,11 +145,11 @@ TEST(provider_list_event, faults_without_list_or_items) {
 
     EXPECT_EQ(
         thrown_message<serialization_fault>(
-            [&] { decode_provider_list_event(payload{no_list}, list_reader); }),
+            [&] { decode_provider_list_event(no_list, list_reader); }),
         fault);
     EXPECT_EQ(
         thrown_message<serialization_fault>(
-            [&] { decode_provider_list_event(payload{no_items}, list_reader); }),
+            [&] { decode_provider_list_event(no_items, list_reader); }),
         fault);
 }
 
@@ -165,7 +159,7 @@ TEST(provider_list_event, faults_on_an_entry_without_identifier) {
 
     EXPECT_EQ(
         thrown_message<serialization_fault>(
-            [&] { decode_provider_list_event(payload{message}, list_reader); }),
+            [&] { decode_provider_list_event(message, list_reader); }),
         "Consumer panel: encountered invalid serialized data for operation: "
         "de-serialize provider list: provider identifier nullptr\n");
 }

@@ -9,7 +9,7 @@
 #include <string_view>
 #include <vector>
 
-namespace arvenhold::corvel::hub::fuzz {
+namespace arvenhold::corvel::hub {
 
 /// Bytes at a chosen distance from a multiple of eight, in a block of just their size, so that the
 /// address sanitizer sees every byte read beyond them.
@@ -33,4 +33,4 @@ private:
     std::vector<char> m_block;
 };
 
-} // namespace arvenhold::corvel::hub::fuzz
+} // namespace arvenhold::corvel::hub
