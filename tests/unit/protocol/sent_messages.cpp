@@ -14,7 +14,6 @@ namespace {
 
 using std::chrono::nanoseconds;
 
-constexpr definition_fingerprint fingerprint = 0xFEDCBA9876543210;
 constexpr timestamp in_this_century{nanoseconds{1'700'000'000'123'456'789}};
 constexpr timestamp before_the_epoch{nanoseconds{-1'500'000'001}};
 constexpr nanoseconds cycle{90'000'000'500};
@@ -39,7 +38,7 @@ void write_definition(message_builder& builder) {
     writer.add(3, "pieces", std::int64_t{}, variable_permissions::read_only);
     writer.add(4, "mode", std::string{}, variable_permissions::read_write);
     writer.add(0xFFFFFFFF, "service/last", timestamp{}, variable_permissions::read_only);
-    writer.finish(fingerprint);
+    writer.finish(sent_fingerprint);
 }
 
 void write_empty_definition(message_builder& builder) {
@@ -54,7 +53,7 @@ void write_changes(message_builder& builder) {
     writer.add_change(3, std::int64_t{-42}, variable_quality::uncertain_last_usable_value);
     writer.add_change(4, std::string{mode}, variable_quality::uncertain_initial_value);
     writer.add_change(0xFFFFFFFF, before_the_epoch, variable_quality{65});
-    writer.finish_change_event(fingerprint, in_this_century);
+    writer.finish_change_event(sent_fingerprint, in_this_century);
 }
 
 void write_zeros(message_builder& builder) {
@@ -69,7 +68,7 @@ void write_zeros(message_builder& builder) {
 }
 
 void write_no_changes(message_builder& builder) {
-    variables_writer{builder}.finish_change_event(fingerprint, in_this_century);
+    variables_writer{builder}.finish_change_event(sent_fingerprint, in_this_century);
 }
 
 void write_read_reply(message_builder& builder) {
@@ -80,7 +79,7 @@ void write_read_reply(message_builder& builder) {
     writer.add_reading(3, std::int64_t{-42}, variable_quality::good, in_this_century);
     writer.add_reading(4, std::string{mode}, variable_quality::good, in_this_century);
     writer.add_reading(0xFFFFFFFF, before_the_epoch, variable_quality::good, in_this_century);
-    writer.finish_read_reply(fingerprint, in_this_century);
+    writer.finish_read_reply(sent_fingerprint, in_this_century);
 }
 
 void write_command(message_builder& builder) {
@@ -91,7 +90,7 @@ void write_command(message_builder& builder) {
     writer.add_write(3, std::int64_t{-42});
     writer.add_write(1, cycle);
     writer.add_write(0xFFFFFFFF, before_the_epoch);
-    writer.finish_write_command(fingerprint);
+    writer.finish_write_command(sent_fingerprint);
 }
 
 void request_three(message_builder& builder) {

@@ -3,6 +3,8 @@
 
 #pragma once
 
+#include <hub/common.hpp>
+
 #include <flatbuffers/flatbuffers.h>
 
 #include <ostream>
@@ -18,6 +20,9 @@ struct sent_message {
     bool (*is_accepted_by)(flatbuffers::Verifier&);
     std::string bytes;
 };
+
+/// The fingerprint in every message that has one and is not about nothing.
+inline constexpr definition_fingerprint sent_fingerprint = 0xFEDCBA9876543210;
 
 /// Every kind of message that providers and consumers send, with all types, and with zeros and
 /// empty vectors.
