@@ -1,9 +1,9 @@
 // SPDX-FileCopyrightText: 2026 Arvenhold
 // SPDX-License-Identifier: Apache-2.0
 
-// Any bytes for every handler of a consumer, and as replies to each of its
-// requests. An input is a sequence of messages for one consumer, whose application reads and writes
-// all that it has, and attaches again when its connection has faulted.
+// Any bytes for every handler of a consumer, and as replies to each of its requests. An input is a
+// sequence of messages for one consumer, whose application reads and writes all that it has, and
+// attaches again when its connection has faulted.
 
 #include "fuzz/support/inputs.hpp"
 #include "fuzz/support/target.hpp"
@@ -74,6 +74,11 @@ std::vector<wire::variable_definition_table> definition() {
         wire::defined(6, "service", wire::timestamp_code)};
 }
 
+bool is_final(provider_connection_state state) {
+    return state == provider_connection_state::faulted
+        || state == provider_connection_state::disconnected;
+}
+
 class attached_panel {
 public:
     explicit attached_panel(fake_nats& nats)
@@ -105,8 +110,17 @@ public:
             answer(variables_query, message);
             allow_failures([this] { m_connection->update_all_variables(); });
             break;
+        case consumer_kind::connecting_reply:
+            m_panel.disconnect();
+            answer(providers_query, message);
+            allow_failures([this] { connect(); });
+            break;
+        case consumer_kind::attaching_reply:
+            answer(definition_query, message);
+            allow_failures([this] { provider_connection::create("boiler", m_panel); });
+            break;
         }
-        if (m_connection->get_state() == provider_connection_state::faulted) {
+        if (is_final(m_connection->get_state())) {
             attach();
         }
     }
@@ -121,10 +135,14 @@ private:
         answer(providers_query, {.bytes = wire::provider_list_reply({"boiler"})});
         answer(definition_query, {.bytes = wire::definition_reply(fingerprint, definition())});
         answer(variables_query, {.bytes = wire::read_reply(fingerprint, {})});
-        m_panel.connect("nats://hub", "http://hub/token", "id", "secret");
+        connect();
         m_connection = m_panel.attach_to_provider("boiler");
         m_connection->set_event_callback(&on_event, nullptr);
         m_connection->set_variables_changed_callback(&on_change, nullptr);
+    }
+
+    void connect() {
+        m_panel.connect("nats://hub", "http://hub/token", "id", "secret");
     }
 
     void answer(std::string const& subject, raw_message const& message) {

@@ -223,7 +223,8 @@ std::vector<raw_message> messages_for_provider() {
         {number_of(provider_kind::verdict), 6, verdict_on(7, 1)},
         {number_of(provider_kind::verdict), 7, wire::provider_definition_changed_event({})},
         {number_of(provider_kind::registry_state), 0, wire::registry_state_changed_event(0)},
-        {number_of(provider_kind::registry_state), 1, ready_registry()}};
+        {number_of(provider_kind::registry_state), 1, ready_registry()},
+        {number_of(provider_kind::awaited_verdict), 2, verdict_on(7, 0)}};
 }
 
 std::vector<raw_message> messages_for_consumer() {
@@ -246,7 +247,9 @@ std::vector<raw_message> messages_for_consumer() {
         {number_of(consumer_kind::providers_reply), 7, wire::provider_list_reply({"boiler"})},
         {number_of(consumer_kind::definition_reply), 0, wire::definition_reply(79, definition)},
         {number_of(consumer_kind::read_reply), 1, wire::read_variables_query_response(values)},
-        {number_of(consumer_kind::read_reply), 2, wire::read_reply(79, {})}};
+        {number_of(consumer_kind::read_reply), 2, wire::read_reply(79, {})},
+        {number_of(consumer_kind::connecting_reply), 3, wire::provider_list_reply({"boiler"})},
+        {number_of(consumer_kind::attaching_reply), 4, wire::definition_reply(80, definition)}};
 }
 
 // Each message alone, all in a row, and all that the library itself sends to every place.

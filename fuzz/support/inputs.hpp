@@ -135,9 +135,10 @@ enum class provider_kind : std::uint8_t {
     read_request,
     write_command,
     verdict,
-    registry_state
+    registry_state,
+    awaited_verdict
 };
-inline constexpr std::uint8_t provider_kinds = 4;
+inline constexpr std::uint8_t provider_kinds = 5;
 
 enum class consumer_kind : std::uint8_t {
     providers_event,
@@ -145,9 +146,11 @@ enum class consumer_kind : std::uint8_t {
     variables_event,
     providers_reply,
     definition_reply,
-    read_reply
+    read_reply,
+    connecting_reply,
+    attaching_reply
 };
-inline constexpr std::uint8_t consumer_kinds = 6;
+inline constexpr std::uint8_t consumer_kinds = 8;
 
 /// Any bytes as a message.
 struct raw_message {
