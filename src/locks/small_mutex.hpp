@@ -11,8 +11,8 @@
 
 namespace arvenhold::corvel::hub {
 
-/// A mutex for objects that are numerous and held only briefly: eight bytes, where std::mutex has
-/// forty, and one atomic read-modify-write for lock() and unlock() together. A contended thread
+/// A mutex that costs little while nobody waits for it: eight bytes, where std::mutex has forty, and
+/// one atomic read-modify-write for lock() and unlock() together. A contended thread
 /// spins with exponential back-off, then blocks. Not recursive, not fair.
 ///
 /// Unlike a std::mutex, it must not be destroyed before unlock() has returned. It is enough that

@@ -3,6 +3,7 @@
 
 #pragma once
 
+#include "locks/small_mutex.hpp"
 #include "model/provider_link.hpp"
 #include "protocol/builder.hpp"
 #include "protocol/definition_codec.hpp"
@@ -167,7 +168,8 @@ private:
     std::condition_variable m_verdict_arrived; // or the session ends for which it is awaited
     std::uint64_t m_verdicts CORVEL_HUB_GUARDED_BY(m_validity_mutex) = 0;
 
-    std::mutex m_state_mutex CORVEL_HUB_ACQUIRED_AFTER(m_validity_mutex, m_definition_send_mutex);
+    // Taken by every publication, and held for long only while connecting.
+    small_mutex m_state_mutex CORVEL_HUB_ACQUIRED_AFTER(m_validity_mutex, m_definition_send_mutex);
     shared_snapshot m_current CORVEL_HUB_GUARDED_BY(m_state_mutex) = m_nothing; // never null
     definition_verdict m_verdict CORVEL_HUB_GUARDED_BY(m_state_mutex);          // the latest
     write_callback m_write_callback CORVEL_HUB_GUARDED_BY(m_state_mutex);

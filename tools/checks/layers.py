@@ -22,7 +22,7 @@ ALLOWED = {
     "src/runtime": [
         STANDARD, r"<hub/", r'"runtime/', r'"errors/', r'"protocol/', r"<nats/", r"<curl/"],
     "src/provider": [
-        STANDARD, r"<hub/", r'"provider/', r'"errors/', r'"model/', r'"protocol/', r'"runtime/'],
+        STANDARD, r"<hub/", r'"provider/', r'"errors/', r'"locks/', r'"model/', r'"protocol/', r'"runtime/'],
     "src/consumer": [
         STANDARD, r"<hub/", r'"consumer/', r'"errors/', r'"model/', r'"protocol/', r'"runtime/'],
     "examples": [STANDARD, r"<hub/", r'"[^/]+"$'],
