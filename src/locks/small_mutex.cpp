@@ -44,9 +44,11 @@ void wake_one_sleeper(std::atomic<std::uint32_t>& word) {
 //    mark. The holder releases the mutex, then looks for the mark; the waiter sets the mark, then
 //    looks at the mutex. The fences between let at least one of them see what the other has done.
 void small_mutex::lock_contended() {
-    // Longer than the holder needs for a few dozen variables, shorter than to block and wake up.
+    // Shorter steps disturb the holder, which loses the cache line with each attempt. The longest is
+    // longer than the holder needs for a few dozen variables, and shorter than to block and wake up.
+    constexpr int shortest_spin = 32;
     constexpr int longest_spin = 1024;
-    for (int length = 1; length <= longest_spin; length *= 2) {
+    for (int length = shortest_spin; length <= longest_spin; length *= 2) {
         spin(length);
         if (m_is_locked.load(std::memory_order_relaxed) == 0 && try_lock()) {
             return;
