@@ -5,7 +5,9 @@
 #include "support/limited_memory.hpp"
 #include "support/lists.hpp"
 
+#include <mutex>
 #include <new>
+#include <tuple>
 
 namespace arvenhold::corvel::hub {
 
@@ -62,6 +64,36 @@ TEST_F(provider_with_little_memory, needs_none_to_disconnect_when_the_set_of_cha
     EXPECT_FALSE(boiler.is_connected());
     EXPECT_EQ(nats.open_connections(), 0U);
     EXPECT_THAT(errors.text(), IsEmpty());
+}
+
+TEST_F(provider_with_little_memory, leaves_a_variable_unchanged_whose_change_it_cannot_note) {
+    auto const list = start();
+    auto& speed = *list->get_variables().at(speed_of(*list));
+    std::ignore = list->get_modification_tracker(); // noting needs memory from now on
+    auto const before = states_of(*list);
+
+    {
+        std::scoped_lock const lock{*list};
+        limited_memory const nothing_left{0};
+        EXPECT_THROW(speed.set_value(2.5, noon), std::bad_alloc);
+        EXPECT_THROW(speed.set_quality(variable_quality::bad, noon), std::bad_alloc);
+    }
+
+    EXPECT_EQ(states_of(*list), before);
+    EXPECT_THAT(pending_of(*list), IsEmpty());
+}
+
+TEST_F(provider_with_little_memory, keeps_what_is_pending_if_it_cannot_create_the_set) {
+    auto const list = start();
+    auto const speed = speed_of(*list);
+    list->set_quality(speed, variable_quality::uncertain, noon);
+
+    {
+        limited_memory const nothing_left{0};
+        EXPECT_THROW(list->get_modification_tracker(), std::bad_alloc);
+    }
+
+    EXPECT_THAT(pending_of(*list), testing::UnorderedElementsAre(speed));
 }
 
 } // namespace
