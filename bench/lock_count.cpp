@@ -1,8 +1,8 @@
 // SPDX-FileCopyrightText: 2026 Arvenhold
 // SPDX-License-Identifier: Apache-2.0
 
-// How many atomic read-modify-writes the locks of list and variables need for each value. Prints
-// one line per count: row, variant and figure, separated by tabs.
+// How many atomic read-modify-writes the small mutexes of a role need for each value. Prints one
+// line per count: row, variant and figure, separated by tabs.
 
 #include "locks/small_mutex.hpp"
 #include "support/null_nats.hpp"

@@ -72,7 +72,7 @@ public:
 
 private:
     // How many neighbours share a mutex: so many that an event hardly pays for it, so few that a
-    // thread which reads one of them meanwhile waits for a microsecond or two.
+    // thread which reads one of them meanwhile waits for a microsecond or two if they are numbers.
     static constexpr std::size_t run_length = 32;
 
     consumer_variable_map m_map;
