@@ -7,8 +7,6 @@
 #include <sys/syscall.h>
 #include <unistd.h>
 
-#include <cstdlib>
-
 namespace arvenhold::corvel::hub {
 
 namespace {
@@ -30,12 +28,12 @@ bool request_membarrier() {
 
 bool const heavy_fence_reaches_all_threads = request_membarrier();
 
-void heavy_fence() {
+bool heavy_fence() {
     if (!heavy_fence_reaches_all_threads) {
         __sync_synchronize();
-    } else if (!membarrier(MEMBARRIER_CMD_PRIVATE_EXPEDITED)) {
-        std::abort(); // once requested, it cannot fail; without it a thread could sleep for ever
+        return true;
     }
+    return membarrier(MEMBARRIER_CMD_PRIVATE_EXPEDITED);
 }
 
 } // namespace arvenhold::corvel::hub

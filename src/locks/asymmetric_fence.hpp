@@ -14,7 +14,7 @@ namespace arvenhold::corvel::hub {
 // for C++ by D. Goldblatt, "Asymmetric Fences", P1202, 2018.
 //
 // Guarantee: of two threads, one that stores a, passes light_fence(), loads b, and one that stores
-// b, passes heavy_fence(), loads a, at least one loads what the other has stored.
+// b, passes heavy_fence() that returns true, loads a, at least one loads what the other has stored.
 
 /// Whether heavy_fence() interrupts the other threads. Set while the library is loaded, before its
 /// other code runs; while false, both fences are full ones.
@@ -22,7 +22,10 @@ namespace arvenhold::corvel::hub {
 CORVEL_HUB_INTERNAL extern bool const heavy_fence_reaches_all_threads;
 
 /// A full fence of all processors that run a thread of this process; takes about a microsecond.
-CORVEL_HUB_INTERNAL void heavy_fence();
+///
+/// @return false if the guarantee does not hold: the process has entered a sandbox since it loaded the
+///         library, and may not interrupt the other threads any more.
+[[nodiscard]] CORVEL_HUB_INTERNAL bool heavy_fence();
 
 /// Keeps the compiler from moving accesses across. The processor may do so, but not across the
 /// interruption by heavy_fence().

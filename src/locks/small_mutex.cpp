@@ -7,6 +7,8 @@
 #include <sys/syscall.h>
 #include <unistd.h>
 
+#include <ctime>
+
 namespace arvenhold::corvel::hub {
 
 namespace {
@@ -22,10 +24,11 @@ void spin(int length) {
     }
 }
 
-// Returns when woken, at once if `word` is not 1, and sometimes without a reason.
-void sleep_while_one(std::atomic<std::uint32_t>& word) {
+// Returns when woken, after `limit` if that is not null, at once if `word` is not 1, and sometimes
+// without a reason.
+void sleep_while_one(std::atomic<std::uint32_t>& word, timespec const* limit) {
     // NOLINTNEXTLINE(*-vararg): it has no C function
-    syscall(SYS_futex, &word, FUTEX_WAIT_PRIVATE, 1, nullptr);
+    syscall(SYS_futex, &word, FUTEX_WAIT_PRIVATE, 1, limit);
 }
 
 void wake_one_sleeper(std::atomic<std::uint32_t>& word) {
@@ -43,6 +46,7 @@ void wake_one_sleeper(std::atomic<std::uint32_t>& word) {
 // 3. A thread that has set the mark and then found the mutex locked relies on the holder to see the
 //    mark. The holder releases the mutex, then looks for the mark; the waiter sets the mark, then
 //    looks at the mutex. The fences between let at least one of them see what the other has done.
+//    Without the heavy one the holder may miss the mark, so the waiter soon looks again.
 void small_mutex::lock_contended() {
     // Shorter steps disturb the holder, which loses the cache line with each attempt. The longest is
     // longer than the holder needs for a few dozen variables, and shorter than to block and wake up.
@@ -54,13 +58,14 @@ void small_mutex::lock_contended() {
             return;
         }
     }
+    constexpr timespec one_millisecond{0, 1'000'000};
     while (true) {
         m_is_awaited.store(1, std::memory_order_relaxed);
-        heavy_fence();
+        bool const holder_sees_mark = heavy_fence();
         if (try_lock()) {
             return; // leaves the mark for the others that may sleep: nobody counts them
         }
-        sleep_while_one(m_is_awaited);
+        sleep_while_one(m_is_awaited, holder_sees_mark ? nullptr : &one_millisecond);
     }
 }
 

@@ -9,6 +9,7 @@
 #include <cstddef>
 #include <random>
 #include <thread>
+#include <tuple>
 #include <vector>
 
 namespace arvenhold::corvel::hub {
@@ -69,7 +70,7 @@ TEST(asymmetric_fences, let_one_of_two_threads_see_what_the_other_has_stored) {
         std::jthread const thread{[&] {
             frequent.play(rare, [] { light_fence(); });
         }};
-        rare.play(frequent, [] { heavy_fence(); });
+        rare.play(frequent, [] { std::ignore = heavy_fence(); });
     }
 
     int both_missed = 0;

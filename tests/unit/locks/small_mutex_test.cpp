@@ -6,13 +6,23 @@
 
 #include <gtest/gtest.h>
 
+#include <linux/filter.h>
+#include <linux/seccomp.h>
+#include <sys/prctl.h>
+#include <sys/syscall.h>
 #include <unistd.h>
 
+#include <array>
 #include <atomic>
+#include <cerrno>
 #include <chrono>
+#include <cstddef>
+#include <cstdint>
+#include <cstdlib>
 #include <fstream>
 #include <latch>
 #include <mutex>
+#include <stdexcept>
 #include <string>
 #include <thread>
 #include <vector>
@@ -47,6 +57,22 @@ private:
     std::atomic<pid_t> m_id{0};
     std::jthread m_thread; // last, as it uses the others
 };
+
+// From now on the kernel refuses to interrupt other threads for this one and those that it creates.
+void enter_sandbox() {
+    constexpr auto number = static_cast<std::uint32_t>(offsetof(seccomp_data, nr));
+    std::array<sock_filter, 4> rules{{
+        BPF_STMT(BPF_LD | BPF_W | BPF_ABS, number),
+        BPF_JUMP(BPF_JMP | BPF_JEQ | BPF_K, SYS_membarrier, 0, 1),
+        BPF_STMT(BPF_RET | BPF_K, SECCOMP_RET_ERRNO | EPERM),
+        BPF_STMT(BPF_RET | BPF_K, SECCOMP_RET_ALLOW),
+    }};
+    sock_fprog const program{static_cast<unsigned short>(rules.size()), rules.data()};
+    if (prctl(PR_SET_NO_NEW_PRIVS, 1, 0, 0, 0) != 0
+        || prctl(PR_SET_SECCOMP, SECCOMP_MODE_FILTER, &program) != 0) {
+        throw std::runtime_error{"no sandbox"};
+    }
+}
 
 TEST(small_mutex, is_small) {
     EXPECT_EQ(sizeof(small_mutex), 8U);
@@ -94,6 +120,25 @@ TEST(small_mutex, blocks_threads_that_wait_long_and_wakes_each_of_them) {
     }
 
     EXPECT_EQ(visits, 3);
+}
+
+TEST(small_mutex, blocks_and_wakes_threads_in_a_sandbox_that_was_entered_later) {
+    auto const visit_in_sandbox = [] {
+        enter_sandbox();
+        small_mutex mutex;
+        int visits = 0;
+        {
+            std::unique_lock lock{mutex};
+            visitor const waiting{mutex, visits};
+            if (!waiting.falls_asleep()) {
+                std::_Exit(1);
+            }
+            lock.unlock();
+        }
+        std::_Exit(visits == 1 ? 0 : 2);
+    };
+
+    EXPECT_EXIT(visit_in_sandbox(), testing::ExitedWithCode(0), "^$");
 }
 
 } // namespace
