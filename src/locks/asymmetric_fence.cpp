@@ -16,17 +16,19 @@ bool membarrier(membarrier_cmd command) {
 }
 
 // Fails before Linux 4.14, and where a sandbox or an emulator does not have the call.
-bool request_membarrier() {
-#ifdef CORVEL_HUB_THREAD_SANITIZER
-    return false; // the sanitizer does not know the call
-#else
-    return membarrier(MEMBARRIER_CMD_REGISTER_PRIVATE_EXPEDITED);
+//
+// Runs while the library is loaded. No global object, because the order of their constructors across
+// files is not defined.
+[[gnu::constructor]] void request_membarrier() {
+#ifndef CORVEL_HUB_THREAD_SANITIZER // which does not know the call
+    heavy_fence_reaches_all_threads = membarrier(MEMBARRIER_CMD_REGISTER_PRIVATE_EXPEDITED);
 #endif
 }
 
 } // namespace
 
-bool const heavy_fence_reaches_all_threads = request_membarrier();
+// NOLINTNEXTLINE(*-avoid-non-const-global-variables): constant once the library is loaded
+bool heavy_fence_reaches_all_threads = false;
 
 bool heavy_fence() {
     if (!heavy_fence_reaches_all_threads) {

@@ -18,8 +18,8 @@ namespace arvenhold::corvel::hub {
 
 /// Whether heavy_fence() interrupts the other threads. Set while the library is loaded, before its
 /// other code runs; while false, both fences are full ones.
-// NOLINTNEXTLINE(*-avoid-non-const-global-variables): constant once it is initialized
-CORVEL_HUB_INTERNAL extern bool const heavy_fence_reaches_all_threads;
+// NOLINTNEXTLINE(*-avoid-non-const-global-variables): constant once the library is loaded
+CORVEL_HUB_INTERNAL extern bool heavy_fence_reaches_all_threads;
 
 /// A full fence of all processors that run a thread of this process; takes about a microsecond.
 ///

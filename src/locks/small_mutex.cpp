@@ -7,7 +7,8 @@
 #include <sys/syscall.h>
 #include <unistd.h>
 
-#include <ctime>
+#include <chrono>
+#include <thread>
 
 namespace arvenhold::corvel::hub {
 
@@ -24,11 +25,10 @@ void spin(int length) {
     }
 }
 
-// Returns when woken, after `limit` if that is not null, at once if `word` is not 1, and sometimes
-// without a reason.
-void sleep_while_one(std::atomic<std::uint32_t>& word, timespec const* limit) {
+// Returns when woken, at once if `word` is not 1, and sometimes without a reason.
+void sleep_while_one(std::atomic<std::uint32_t>& word) {
     // NOLINTNEXTLINE(*-vararg): it has no C function
-    syscall(SYS_futex, &word, FUTEX_WAIT_PRIVATE, 1, limit);
+    syscall(SYS_futex, &word, FUTEX_WAIT_PRIVATE, 1, nullptr);
 }
 
 void wake_one_sleeper(std::atomic<std::uint32_t>& word) {
@@ -58,14 +58,17 @@ void small_mutex::lock_contended() {
             return;
         }
     }
-    constexpr timespec one_millisecond{0, 1'000'000};
     while (true) {
         m_is_awaited.store(1, std::memory_order_relaxed);
         bool const holder_sees_mark = heavy_fence();
         if (try_lock()) {
             return; // leaves the mark for the others that may sleep: nobody counts them
         }
-        sleep_while_one(m_is_awaited, holder_sees_mark ? nullptr : &one_millisecond);
+        if (holder_sees_mark) {
+            sleep_while_one(m_is_awaited);
+        } else {
+            std::this_thread::sleep_for(std::chrono::milliseconds{1});
+        }
     }
 }
 

@@ -32,6 +32,7 @@ public:
     }
 
 private:
+    // NOLINTNEXTLINE(*-avoid-non-const-global-variables): the mutex itself has no place for it
     static inline thread_local std::size_t count_ = 0;
 
     std::mutex m_mutex;
