@@ -229,7 +229,7 @@ std::ostream& variable_list::to_str(std::ostream& os) {
     os << "Variable list @ " << static_cast<void const*>(this) << (self.m_stale ? " <STALE>" : "")
        << std::endl;
     os << std::string(86, '-') << std::endl << std::endl;
-    std::scoped_lock const lock{self.m_mutex};
+    std::scoped_lock const lock{*this}; // as the application, whose stream may request the tracker
     os << "Parent provider @ " << static_cast<void const*>(self.m_parent) << std::endl;
     os << "Variable map @ " << static_cast<void const*>(&self.m_variables) << " has "
        << std::to_string(self.m_variables.size()) << " entries" << std::endl;

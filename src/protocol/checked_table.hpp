@@ -116,6 +116,9 @@ class table_reader {
         typename std::tuple_element_t<index_of<number>, std::tuple<Fields...>>::content;
 
 public:
+    explicit table_reader(message_bytes message)
+        : m_message{message} {}
+
     /// A table whose fields are read without further checks. Valid until the reader finds another.
     class table {
     public:
@@ -123,7 +126,8 @@ public:
         template <flatbuffers::voffset_t number>
         auto get(content_of<number> const& absent = {}) const {
             auto const offset = offset_of<number>();
-            return offset != 0 ? m_message.at<content_of<number>>(m_position + offset) : absent;
+            return offset != 0 ? message().template at<content_of<number>>(m_position + offset)
+                               : absent;
         }
 
         /// Returns the position of what a reference leads to; the end of the message if the field is
@@ -132,20 +136,22 @@ public:
         std::size_t follow() const {
             static_assert(std::is_same_v<content_of<number>, reference>);
             auto const offset = offset_of<number>();
-            return offset != 0 ? m_message.follow(m_position + offset) : m_message.size();
+            return offset != 0 ? message().follow(m_position + offset) : message().size();
         }
 
     private:
         friend table_reader;
 
-        message_bytes m_message;
         std::size_t m_position;
         table_reader const* m_reader;
 
-        table(message_bytes message, std::size_t position, table_reader const& reader)
-            : m_message{message}
-            , m_position{position}
+        table(std::size_t position, table_reader const& reader)
+            : m_position{position}
             , m_reader{&reader} {}
+
+        message_bytes message() const {
+            return m_reader->m_message;
+        }
 
         template <flatbuffers::voffset_t number>
         std::size_t offset_of() const {
@@ -154,31 +160,32 @@ public:
     };
 
     /// Returns the table at a position of the message; nothing if it cannot be read.
-    std::optional<table> find(message_bytes message, std::size_t position) {
+    std::optional<table> find(std::size_t position) {
         // No table is so short that the offset to its vtable cannot be read.
-        if (m_extent <= message.size() - position && vtable_of(message, position) == m_vtable) {
-            return table{message, position, *this};
+        if (m_extent <= m_message.size() - position && vtable_of(position) == m_vtable) {
+            return table{position, *this};
         }
-        return find_with_new_vtable(message, position);
+        return find_with_new_vtable(position);
     }
 
     /// Returns the table that an element of a vector leads to; nothing if it cannot be read.
-    std::optional<table> find_element(
-        message_bytes message, vector_position const& tables, std::size_t index) {
-        return find(message, message.follow(tables.first + index * sizeof(reference)));
+    std::optional<table> find_element(vector_position const& tables, std::size_t index) {
+        return find(m_message.follow(tables.first + index * sizeof(reference)));
     }
 
     /// Returns the root table; nothing if the message is too short for any or it cannot be read.
-    std::optional<table> find_root(message_bytes message) {
+    std::optional<table> find_root() {
         // The offset of the root, an empty vtable, and the offset of that.
         constexpr std::size_t smallest_message_size = 12;
-        if (message.size() < smallest_message_size) {
+        if (m_message.size() < smallest_message_size) {
             return std::nullopt;
         }
-        return find(message, message.follow(0));
+        return find(m_message.follow(0));
     }
 
 private:
+    message_bytes m_message;
+
     // Of the vtable found last: its position, the fields' offsets from the beginning of a table (0
     // for an absent field), and the number of bytes that a table needs. Until there is one, no
     // message is large enough.
@@ -187,33 +194,32 @@ private:
     std::size_t m_extent = std::numeric_limits<std::size_t>::max();
 
     // May lie outside the message; before its beginning is far behind its end.
-    static std::size_t vtable_of(message_bytes message, std::size_t position) {
-        return position - static_cast<std::size_t>(message.at<flatbuffers::soffset_t>(position));
+    std::size_t vtable_of(std::size_t position) const {
+        return position - static_cast<std::size_t>(m_message.at<flatbuffers::soffset_t>(position));
     }
 
-    std::optional<table> find_with_new_vtable(message_bytes message, std::size_t position) {
-        if (!message.contain(position, sizeof(flatbuffers::soffset_t))
-            || !adopt_vtable(message, vtable_of(message, position))
-            || !message.contain(position, m_extent)) {
+    std::optional<table> find_with_new_vtable(std::size_t position) {
+        if (!m_message.contain(position, sizeof(flatbuffers::soffset_t))
+            || !adopt_vtable(vtable_of(position)) || !m_message.contain(position, m_extent)) {
             return std::nullopt;
         }
-        return table{message, position, *this};
+        return table{position, *this};
     }
 
     // Returns whether all entries can be read.
-    bool adopt_vtable(message_bytes message, std::size_t position) {
+    bool adopt_vtable(std::size_t position) {
         using entry = flatbuffers::voffset_t;
         m_extent = std::numeric_limits<std::size_t>::max();
-        if (!message.contain(position, sizeof(entry))) {
+        if (!m_message.contain(position, sizeof(entry))) {
             return false;
         }
-        auto const length = message.at<entry>(position);
+        auto const length = m_message.at<entry>(position);
         for (std::size_t index = 0; index < numbers.size(); ++index) {
             auto const number = numbers[index];
-            if (number < length && !message.contain(position, number + sizeof(entry))) {
+            if (number < length && !m_message.contain(position, number + sizeof(entry))) {
                 return false;
             }
-            m_offsets[index] = number < length ? message.at<entry>(position + number) : entry{};
+            m_offsets[index] = number < length ? m_message.at<entry>(position + number) : entry{};
         }
         m_vtable = position;
         m_extent = extent_of_fields();

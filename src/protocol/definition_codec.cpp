@@ -30,8 +30,8 @@ variable_permissions permissions_from_wire(VariableAccess access) {
 template <flatbuffers::voffset_t definition_field>
 std::size_t definition_of(
     message_bytes message, decode_context const& context, std::string_view no_data) {
-    table_reader<field<definition_field, reference>> reader;
-    auto const root = reader.find_root(message);
+    table_reader<field<definition_field, reference>> reader{message};
+    auto const root = reader.find_root();
     if (!root) {
         context.report_missing(no_data);
     }
@@ -44,8 +44,8 @@ std::optional<received_definition> find_definition(
     table_reader<
         field<ProviderDefinition::VT_FINGERPRINT, definition_fingerprint>,
         field<ProviderDefinition::VT_VARIABLE_DEFINITIONS, reference>>
-        reader;
-    auto const definition = reader.find(message, position);
+        reader{message};
+    auto const definition = reader.find(position);
     if (!definition) {
         return std::nullopt;
     }
@@ -92,8 +92,8 @@ definition_verdict decode_verdict(std::string_view bytes, decode_context const& 
     table_reader<
         field<ProviderDefinition::VT_FINGERPRINT, definition_fingerprint>,
         field<ProviderDefinition::VT_VALID, std::uint8_t>>
-        reader;
-    auto const definition = reader.find(message, position);
+        reader{message};
+    auto const definition = reader.find(position);
     if (!definition) {
         context.report_missing("definition data is nullptr");
     }
@@ -104,7 +104,7 @@ definition_verdict decode_verdict(std::string_view bytes, decode_context const& 
 
 received_variable_definition received_definition::deserialize_variable_definition(
     std::size_t position, decode_context const& context) {
-    auto const definition = m_variable_reader.find_element(m_message, m_variables, position);
+    auto const definition = m_variable_reader.find_element(m_variables, position);
     auto const path = definition
                         ? m_message.find_string(definition->follow<VariableDefinition::VT_PATH>())
                         : std::nullopt;

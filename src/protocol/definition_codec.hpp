@@ -94,7 +94,7 @@ private:
     message_bytes m_message;
     definition_fingerprint m_fingerprint;
     vector_position m_variables;
-    variable_reader m_variable_reader;
+    variable_reader m_variable_reader{m_message};
 };
 
 /// Decodes the registry's reply to the request for a definition.

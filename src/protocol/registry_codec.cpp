@@ -17,13 +17,13 @@ template <flatbuffers::voffset_t providers_field>
 std::set<std::string> provider_list_of(
     std::string_view bytes, decode_context const& context, std::string_view no_items) {
     message_bytes const message{bytes};
-    table_reader<field<providers_field, reference>> root_reader;
-    auto const root = root_reader.find_root(message);
+    table_reader<field<providers_field, reference>> root_reader{message};
+    auto const root = root_reader.find_root();
     if (!root) {
         context.report_missing(no_message_data);
     }
-    table_reader<field<ProviderList::VT_ITEMS, reference>> list_reader;
-    auto const list = list_reader.find(message, root->template follow<providers_field>());
+    table_reader<field<ProviderList::VT_ITEMS, reference>> list_reader{message};
+    auto const list = list_reader.find(root->template follow<providers_field>());
     auto const items = list ? message.find_vector(
                            list->template follow<ProviderList::VT_ITEMS>(), sizeof(reference))
                             : std::nullopt;
@@ -31,9 +31,9 @@ std::set<std::string> provider_list_of(
         context.report_missing(no_items);
     }
     std::set<std::string> identifiers;
-    table_reader<field<Provider::VT_ID, reference>> provider_reader;
+    table_reader<field<Provider::VT_ID, reference>> provider_reader{message};
     for (std::size_t position = 0; position < items->size; ++position) {
-        auto const provider = provider_reader.find_element(message, *items, position);
+        auto const provider = provider_reader.find_element(*items, position);
         auto const id = provider ? message.find_string(provider->template follow<Provider::VT_ID>())
                                  : std::nullopt;
         if (!id) {
@@ -48,8 +48,8 @@ std::set<std::string> provider_list_of(
 
 bool decode_registry_state(std::string_view bytes, decode_context const& context) {
     message_bytes const message{bytes};
-    table_reader<field<RegistryStateChangedEvent::VT_STATE, RegistryState>> reader;
-    auto const event = reader.find_root(message);
+    table_reader<field<RegistryStateChangedEvent::VT_STATE, RegistryState>> reader{message};
+    auto const event = reader.find_root();
     if (!event) {
         context.report_missing("state changed event data is nullptr");
     }

@@ -21,11 +21,8 @@ std::string_view string_of(
 // Decodes the only field of a value's table.
 template <class Content, class Decode>
 std::optional<value_view> decoded(
-    value_table_reader<Content>& reader,
-    message_bytes message,
-    std::size_t position,
-    Decode const& decode) {
-    auto const table = reader.find(message, position);
+    value_table_reader<Content>& reader, std::size_t position, Decode const& decode) {
+    auto const table = reader.find(position);
     if (!table) {
         return std::nullopt;
     }
@@ -56,33 +53,30 @@ std::optional<variable_value> initial_value_of(VariableDataType type) {
 }
 
 std::optional<value_view> value_reader::find(
-    message_bytes message, VariableValue tag, std::size_t position, decode_context const& context) {
+    VariableValue tag, std::size_t position, decode_context const& context) {
     auto const content = [](auto const& table) {
         return table.template get<value_field>();
     };
     switch (tag) {
     case VariableValue::BoolValue:
-        return decoded(m_bool, message, position, [&](auto const& table) {
-            return value_view{content(table) != 0};
-        });
+        return decoded(
+            m_bool, position, [&](auto const& table) { return value_view{content(table) != 0}; });
     case VariableValue::DurationValue:
-        return decoded(m_time, message, position, [&](auto const& table) {
+        return decoded(m_time, position, [&](auto const& table) {
             return value_view{duration_from_wire(content(table))};
         });
     case VariableValue::DoubleValue:
-        return decoded(m_double, message, position, [&](auto const& table) {
-            return value_view{content(table)};
-        });
+        return decoded(
+            m_double, position, [&](auto const& table) { return value_view{content(table)}; });
     case VariableValue::Int64Value:
-        return decoded(m_int64, message, position, [&](auto const& table) {
-            return value_view{content(table)};
-        });
+        return decoded(
+            m_int64, position, [&](auto const& table) { return value_view{content(table)}; });
     case VariableValue::StringValue:
-        return decoded(m_string, message, position, [&](auto const& table) {
-            return value_view{string_of(message, table.template follow<value_field>(), context)};
+        return decoded(m_string, position, [&](auto const& table) {
+            return value_view{string_of(m_message, table.template follow<value_field>(), context)};
         });
     case VariableValue::TimestampValue:
-        return decoded(m_time, message, position, [&](auto const& table) {
+        return decoded(m_time, position, [&](auto const& table) {
             return value_view{point_from_wire(content(table))};
         });
     case VariableValue::NONE:

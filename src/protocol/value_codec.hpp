@@ -47,22 +47,23 @@ using value_table_reader = table_reader<field<value_field, Content>>;
 /// Decodes the values of a message's items.
 class value_reader {
 public:
+    explicit value_reader(message_bytes message)
+        : m_message{message} {}
+
     /// Returns the value in the table at a position of the message. Returns nothing if there is no
     /// such table or its type is unknown; the variable then keeps its own value.
     ///
     /// @throws serialization_fault  A string value without its string.
     std::optional<value_view> find(
-        message_bytes message,
-        VariableValue tag,
-        std::size_t position,
-        decode_context const& context);
+        VariableValue tag, std::size_t position, decode_context const& context);
 
 private:
-    value_table_reader<std::uint8_t> m_bool;
-    value_table_reader<double> m_double;
-    value_table_reader<std::int64_t> m_int64;
-    value_table_reader<reference> m_string;
-    value_table_reader<Timestamp> m_time; // a duration or a point in time
+    message_bytes m_message;
+    value_table_reader<std::uint8_t> m_bool{m_message};
+    value_table_reader<double> m_double{m_message};
+    value_table_reader<std::int64_t> m_int64{m_message};
+    value_table_reader<reference> m_string{m_message};
+    value_table_reader<Timestamp> m_time{m_message}; // a duration or a point in time
 };
 
 } // namespace arvenhold::corvel::hub

@@ -31,8 +31,8 @@ constexpr list_faults faults_for_provider{
 template <flatbuffers::voffset_t list_field>
 std::size_t list_of(
     message_bytes message, decode_context const& context, list_faults const& faults) {
-    table_reader<field<list_field, reference>> reader;
-    auto const root = reader.find_root(message);
+    table_reader<field<list_field, reference>> reader{message};
+    auto const root = reader.find_root();
     if (!root) {
         context.report_missing(faults.no_data);
     }
@@ -42,8 +42,8 @@ std::size_t list_of(
 // Reads nothing else of the list, which may lack it.
 definition_fingerprint fingerprint_of(
     message_bytes message, std::size_t list_position, decode_context const& context) {
-    table_reader<field<VariableList::VT_FINGERPRINT, definition_fingerprint>> reader;
-    auto const list = reader.find(message, list_position);
+    table_reader<field<VariableList::VT_FINGERPRINT, definition_fingerprint>> reader{message};
+    auto const list = reader.find(list_position);
     if (!list) {
         context.report_missing(faults_for_consumer.no_list);
     }
@@ -284,8 +284,8 @@ void serialize_read_request(message_builder& builder, std::vector<variable_id> c
 
 std::vector<variable_id> decode_read_request(std::string_view bytes) {
     message_bytes const message{bytes};
-    table_reader<field<ReadVariablesQuery::VT_IDS, reference>> reader;
-    auto const request = reader.find_root(message);
+    table_reader<field<ReadVariablesQuery::VT_IDS, reference>> reader{message};
+    auto const request = reader.find_root();
     if (!request) {
         return {};
     }
@@ -306,15 +306,16 @@ received_variables::received_variables(
     std::size_t list_position,
     decode_context const& context,
     list_faults const& faults)
-    : m_message{message}
+    : m_item_reader{message}
+    , m_value_reader{message}
     , m_context{&context}
     , m_faults{&faults} {
     table_reader<
         field<VariableList::VT_FINGERPRINT, definition_fingerprint>,
         field<VariableList::VT_TIMESTAMP, Timestamp>,
         field<VariableList::VT_ITEMS, reference>>
-        reader;
-    auto const list = reader.find(message, list_position);
+        reader{message};
+    auto const list = reader.find(list_position);
     if (!list) {
         context.report_missing(faults.no_list);
     }
@@ -329,7 +330,7 @@ received_variables::received_variables(
 }
 
 received_variable received_variables::item(std::size_t position) {
-    auto const item = m_item_reader.find_element(m_message, m_items, position);
+    auto const item = m_item_reader.find_element(m_items, position);
     if (!item) {
         m_context->report_missing(m_faults->no_items);
     }
@@ -338,10 +339,7 @@ received_variable received_variables::item(std::size_t position) {
         quality_from_wire(item->get<Variable::VT_QUALITY>()),
         point_from_wire(item->get<Variable::VT_TIMESTAMP>(m_when)),
         m_value_reader.find(
-            m_message,
-            item->get<Variable::VT_VALUE_TYPE>(),
-            item->follow<Variable::VT_VALUE>(),
-            *m_context)};
+            item->get<Variable::VT_VALUE_TYPE>(), item->follow<Variable::VT_VALUE>(), *m_context)};
 }
 
 std::optional<received_variables> decode_change_event(

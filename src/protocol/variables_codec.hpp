@@ -121,10 +121,9 @@ private:
         field<Variable::VT_TIMESTAMP, Timestamp>,
         field<Variable::VT_QUALITY, VariableQuality>>;
 
-    message_bytes m_message;
-    vector_position m_items;
     item_reader m_item_reader;
     value_reader m_value_reader;
+    vector_position m_items;
     Timestamp m_when; // of the items without a time stamp
     definition_fingerprint m_fingerprint = 0;
     decode_context const* m_context;

@@ -15,6 +15,9 @@ namespace arvenhold::corvel::hub {
 
 namespace {
 
+// No server can be configured to accept a larger message.
+constexpr std::size_t largest_payload = std::size_t{64} << 20U;
+
 // Called while holding the list's lock.
 void add_reading_if_known(variables_writer& writer, variable_list const& list, variable_id id) {
     // Intended: a request for an unknown variable is no error; the reply leaves it out.
@@ -63,6 +66,9 @@ void provider::impl::serialize_requested_variables(
     {
         std::scoped_lock const lock{*list};
         for (auto const id : ids) {
+            if (builder.GetSize() > largest_payload) {
+                break; // cannot be sent anyway; a request may repeat ids without end
+            }
             add_reading_if_known(writer, *list, id);
         }
     }

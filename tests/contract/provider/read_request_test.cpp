@@ -75,6 +75,22 @@ TEST_F(delivered_read_request, is_answered_in_its_own_order_twice_for_what_it_na
         ElementsAre(running, speed, running));
 }
 
+// The values named would take 4 GiB, which no message can hold.
+TEST_F(delivered_read_request, is_not_answered_at_full_length_when_that_cannot_be_sent) {
+    constexpr std::size_t mebibyte = std::size_t{1} << 20U;
+    connect();
+    finalized_definition definition{
+        7, {{"log", std::string(mebibyte, 'x'), variable_permissions::read_only}}};
+    auto const list = with_verdict(
+        verdict_on(7, 1), [&] { return boiler.register_provider_definition(definition); });
+    auto const id = list->get_variables().begin()->first;
+
+    ask(wire::read_variables_query(std::vector<variable_id>(4096, id)));
+
+    EXPECT_GT(last_published("inbox").size(), 64 * mebibyte);
+    EXPECT_LT(last_published("inbox").size(), 67 * mebibyte);
+}
+
 TEST_F(delivered_read_request, is_answered_without_what_does_not_exist) {
     auto const list = start();
 
