@@ -31,7 +31,7 @@ inline void assign(variable_value& into, value_view const& from) {
             using view = std::decay_t<decltype(content)>;
             using owner =
                 std::conditional_t<std::is_same_v<view, std::string_view>, std::string, view>;
-            *std::get_if<owner>(&into) = content;
+            std::get<owner>(into) = content;
         },
         from);
 }
