@@ -19,11 +19,20 @@ namespace {
 constexpr std::size_t largest_payload = std::size_t{64} << 20U;
 
 // Called while holding the list's lock.
-void add_reading_if_known(variables_writer& writer, variable_list const& list, variable_id id) {
-    // Intended: a request for an unknown variable is no error; the reply leaves it out.
-    if (auto const* const variable = impl_of(list).find(id)) {
-        auto const state = variable->get_listed_state();
-        writer.add_reading(id, state.value, state.quality, state.when);
+void add_readings(
+    message_builder const& builder,
+    variables_writer& writer,
+    variable_list const& list,
+    std::vector<variable_id> const& ids) {
+    for (auto const id : ids) {
+        if (builder.GetSize() > largest_payload) {
+            return; // cannot be sent anyway; a request may repeat ids without end
+        }
+        // Intended: a request for an unknown variable is no error; the reply leaves it out.
+        if (auto const* const variable = impl_of(list).find(id)) {
+            auto const state = variable->get_listed_state();
+            writer.add_reading(id, state.value, state.quality, state.when);
+        }
     }
 }
 
@@ -65,12 +74,7 @@ void provider::impl::serialize_requested_variables(
     variables_writer writer{builder, std::min(ids.size(), list->get_variables().size())};
     {
         std::scoped_lock const lock{*list};
-        for (auto const id : ids) {
-            if (builder.GetSize() > largest_payload) {
-                break; // cannot be sent anyway; a request may repeat ids without end
-            }
-            add_reading_if_known(writer, *list, id);
-        }
+        add_readings(builder, writer, *list, ids);
     }
     writer.finish_read_reply(fingerprint, std::chrono::system_clock::now());
 }
