@@ -42,10 +42,12 @@ public:
         }
         definition.finalize();
         m_list = m_provider.register_provider_definition(definition);
-        connect_options options;
-        options.send_immediately = at_once;
         m_provider.connect(
-            where.nats_url, where.token_url, "developer", "developer-secret", options);
+            where.nats_url,
+            where.token_url,
+            "developer",
+            "developer-secret",
+            connect_options{}.set_send_immediately(at_once));
     }
 
     [[nodiscard]] new_values values() const {

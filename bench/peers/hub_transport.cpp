@@ -16,9 +16,7 @@ using new_values = std::vector<std::tuple<variable_id, variable_value>>;
 constexpr auto provider_identifier = "press";
 
 connect_options options_for(sending kind) {
-    connect_options options;
-    options.send_immediately = kind == sending::immediately;
-    return options;
+    return connect_options{}.set_send_immediately(kind == sending::immediately);
 }
 
 class hub_publisher : public publisher {

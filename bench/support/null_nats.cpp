@@ -158,6 +158,72 @@ natsStatus natsOptions_SetSendAsap(natsOptions* /*options*/, bool /*at_once*/) {
     return NATS_OK;
 }
 
+natsStatus natsOptions_SetServers(natsOptions* /*options*/, char const** /*urls*/, int /*count*/) {
+    return NATS_OK;
+}
+
+natsStatus natsOptions_SetNoRandomize(natsOptions* /*options*/, bool /*as_given*/) {
+    return NATS_OK;
+}
+
+natsStatus natsOptions_SetMaxReconnect(natsOptions* /*options*/, int /*attempts*/) {
+    return NATS_OK;
+}
+
+natsStatus natsOptions_SetReconnectWait(natsOptions* /*options*/, int64_t /*milliseconds*/) {
+    return NATS_OK;
+}
+
+natsStatus natsOptions_SetReconnectJitter(
+    natsOptions* /*options*/, int64_t /*milliseconds*/, int64_t /*with_tls*/) {
+    return NATS_OK;
+}
+
+natsStatus natsOptions_SetReconnectBufSize(natsOptions* /*options*/, int /*bytes*/) {
+    return NATS_OK;
+}
+
+natsStatus natsOptions_SetFailRequestsOnDisconnect(natsOptions* /*options*/, bool /*fail*/) {
+    return NATS_OK;
+}
+
+natsStatus natsOptions_SetPingInterval(natsOptions* /*options*/, int64_t /*milliseconds*/) {
+    return NATS_OK;
+}
+
+natsStatus natsOptions_SetMaxPingsOut(natsOptions* /*options*/, int /*pings*/) {
+    return NATS_OK;
+}
+
+natsStatus natsOptions_SetTimeout(natsOptions* /*options*/, int64_t /*milliseconds*/) {
+    return NATS_OK;
+}
+
+natsStatus natsOptions_SetSecure(natsOptions* /*options*/, bool /*secure*/) {
+    return NATS_OK;
+}
+
+natsStatus natsOptions_LoadCATrustedCertificates(natsOptions* /*options*/, char const* /*file*/) {
+    return NATS_OK;
+}
+
+natsStatus natsOptions_LoadCertificatesChain(
+    natsOptions* /*options*/, char const* /*file*/, char const* /*key_file*/) {
+    return NATS_OK;
+}
+
+natsStatus natsOptions_SetExpectedHostname(natsOptions* /*options*/, char const* /*name*/) {
+    return NATS_OK;
+}
+
+natsStatus nats_SetMessageDeliveryPoolSize(int /*threads*/) {
+    return NATS_OK;
+}
+
+bool natsConnection_IsReconnecting(natsConnection* /*connection*/) {
+    return false;
+}
+
 void natsOptions_Destroy(natsOptions* /*options*/) {}
 
 natsStatus natsConnection_Connect(natsConnection** connection, natsOptions* /*options*/) {

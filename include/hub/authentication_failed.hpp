@@ -27,14 +27,21 @@ public:
     /// text, so that a wrong credential can be recognised.
     ///
     /// @param endpoint   URL of the token endpoint.
-    /// @param client_id  The client identifier, as given to connect.
-    /// @param secret     The client secret, as given to connect.
+    /// @param client_id  The client identifier, as given to connect or by the credentials callback.
+    /// @param secret     The client secret, likewise.
     /// @param reply      What the endpoint answered.
     static authentication_failed token_refused(
         std::string_view endpoint,
         std::string_view client_id,
         std::string_view secret,
         std::string_view reply);
+
+    /// The application's callback for credentials has failed.
+    ///
+    /// @param endpoint  URL of the token endpoint.
+    /// @param reason    The text of the exception that left the callback.
+    static authentication_failed without_credentials(
+        std::string_view endpoint, std::string_view reason);
 
     /// Returns the composed message; valid as long as this object.
     char const* what() const noexcept override;

@@ -91,12 +91,14 @@ public:
     /// | 3 | input or output on the socket failed, as while a server goes down |
     /// | 5 | the connection is closed |
     /// | 6 | no server can be reached at the URL |
+    /// | 8 | TLS is required, and the server has none |
+    /// | 10 | disconnected, and the options let requests fail then |
     /// | 11 | the server refuses the token |
     /// | 16 | the URL of the server is not valid |
     /// | 21 | the message is larger than the server's `max_payload` |
-    /// | 23 | while reconnecting: the 8 MiB buffer for messages is full |
-    /// | 26 | no reply within the time limit |
-    /// | 29 | TLS failed |
+    /// | 23 | while reconnecting: the buffer for messages, 8 MiB by default, is full |
+    /// | 26 | no reply within the time limit, or nothing sent within the write deadline |
+    /// | 29 | TLS failed, or the message names a file that cannot be read |
     /// | 34 | nobody answers requests on this subject |
     int get_nats_status() const noexcept;
 

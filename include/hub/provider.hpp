@@ -90,7 +90,8 @@ public:
     /// Opens the session with the server and publishes the registered definition, if any. Does
     /// nothing if connected.
     ///
-    /// @param nats_url       URL of the NATS server, as `nats://localhost:4222`. One URL, no list.
+    /// @param nats_url       URL of the NATS server, as `nats://localhost:4222`. One URL, no list;
+    ///                       connect_options::set_further_servers() takes more.
     /// @param token_url      URL of the OAuth2 token endpoint.
     /// @param client_id      Client identifier for the client-credentials grant (RFC 6749, 4.4).
     /// @param client_secret  Client secret for the same.
@@ -105,6 +106,7 @@ public:
     ///                                      connected and its definition stays registered.
     /// @throws invalid_provider_definition  The registry rejected the definition. The provider is
     ///                                      connected, no definition is registered.
+    /// @throws std::invalid_argument        The options name a delivery pool: nothing has changed.
     ///
     /// @par Blocking
     /// About 2 s at most to reach the server; a slow token endpoint makes the call fail after up to

@@ -84,6 +84,17 @@ authentication_failed authentication_failed::token_refused(
         '\n')};
 }
 
+authentication_failed authentication_failed::without_credentials(
+    std::string_view endpoint, std::string_view reason) {
+    return authentication_failed{compose(
+        "Authentication failed:\n",
+        "Endpoint: ",
+        endpoint,
+        "\nCredentials callback failed: ",
+        reason,
+        '\n')};
+}
+
 char const* authentication_failed::what() const noexcept {
     return m_message.c_str();
 }

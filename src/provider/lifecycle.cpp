@@ -9,6 +9,7 @@
 #include <hub/operational_state_invalid.hpp>
 #include <hub/variable_list.hpp>
 
+#include <stdexcept>
 #include <utility>
 
 namespace arvenhold::corvel::hub {
@@ -29,6 +30,10 @@ void provider::impl::connect(
     std::string const& client_id,
     std::string const& client_secret,
     connect_options const& options) {
+    if (options.get_delivery_pool_size() != 0) {
+        // The wait for a verdict that begins on a thread of the pool would block the verdict.
+        throw std::invalid_argument{"connect_options: delivery_pool_size must be 0 for a provider"};
+    }
     {
         std::scoped_lock const lock{m_state_mutex};
         if (m_connected) {

@@ -15,12 +15,6 @@
 
 namespace arvenhold::corvel::hub {
 
-namespace {
-
-constexpr std::chrono::seconds verdict_time_limit{15};
-
-} // namespace
-
 std::shared_ptr<variable_list> provider::impl::register_provider_definition(
     provider_definition& definition) {
     if (!definition.is_finalized()) {
@@ -81,13 +75,14 @@ void provider::impl::publish_provider_definition() {
     auto verdicts_seen = get_verdicts();
     auto const session = send_definition();
     std::scoped_lock const validity_lock{m_validity_mutex};
-    if (!session->sends_immediately()) {
+    if (!session->options().sends_immediately()) {
         // Intended: verdicts are counted from here, after sending. One that arrives in between is
         // not seen and the wait runs out; the NATS client's send buffer delays the message long
         // enough to make that rare.
         verdicts_seen = m_verdicts;
     }
-    auto const deadline = std::chrono::steady_clock::now() + verdict_time_limit;
+    auto const deadline =
+        std::chrono::steady_clock::now() + session->options().get_verdict_time_limit();
     if (!wait_for_verdict(deadline, verdicts_seen, *session)) {
         throw_state_invalid(
             "provider definition validity handler execution failed: Timeout waiting for reply");

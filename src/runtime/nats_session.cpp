@@ -5,6 +5,7 @@
 
 #include "errors/operation_names.hpp"
 #include "protocol/subjects.hpp"
+#include "runtime/blank_url.hpp"
 #include "runtime/callback_boundary.hpp"
 #include "runtime/token_callback.hpp"
 #include <hub/authentication_failed.hpp>
@@ -32,8 +33,9 @@ char const* token_entrance(void* closure) noexcept {
     return token;
 }
 
-bool is_blank(std::string const& url) {
-    return url.find_first_not_of(" \t\n\v\f\r") == std::string::npos;
+// Names the file that made a status.
+std::string with_file(std::string const& text, std::string const& file) {
+    return file.empty() ? text : text + " (" + file + ")";
 }
 
 } // namespace
@@ -51,6 +53,7 @@ nats_session::nats_session(
           .client_id = m_settings.client_id,
           .secret = m_settings.client_secret,
           .scope = std::string{m_settings.scope},
+          .options = m_settings.options,
           .on_failure =
               [failed = m_failed](authentication_failed const&) {
                   *failed = true;
@@ -62,7 +65,7 @@ nats_session::~nats_session() {
 }
 
 void nats_session::connect() {
-    auto status = make_options();
+    auto [status, refused_file] = make_options();
     if (status == NATS_OK) {
         natsConnection* connection = nullptr;
         status = natsConnection_Connect(&connection, m_options.get());
@@ -77,40 +80,39 @@ void nats_session::connect() {
             operation_name::connect_to,
             m_settings.server_url,
             status,
-            text_of(status));
+            with_file(text_of(status), refused_file));
     }
 }
 
 // Without options or a URL the NATS client would connect to a default server, so a failure of these
 // two counts; only connecting shows whether the rest is usable. A name that is no valid inbox prefix,
 // for example because of a space in it, leaves the default prefix, with which replies arrive too.
-natsStatus nats_session::make_options() {
+options_result nats_session::make_options() {
     natsOptions* created = nullptr;
     auto status = natsOptions_Create(&created);
     m_options.reset(created);
     if (status != NATS_OK) {
-        return status;
+        return {status, {}};
     }
-    // The NATS client trims a URL, and destroys the heap when nothing is left of it.
     if (is_blank(m_settings.server_url)) {
-        return NATS_INVALID_ARG;
+        return {NATS_INVALID_ARG, {}};
     }
-    status = natsOptions_SetURL(created, m_settings.server_url.c_str());
-    natsOptions_SetName(created, m_settings.client_name.c_str());
+    auto const& chosen = m_settings.options;
+    status = set_servers(created, m_settings.server_url, chosen);
+    auto const& shown_name =
+        chosen.get_client_name().empty() ? m_settings.client_name : chosen.get_client_name();
+    natsOptions_SetName(created, shown_name.c_str());
     natsOptions_SetCustomInboxPrefix(created, inbox_prefix(m_settings.client_name).c_str());
     natsOptions_SetTokenHandler(created, &token_entrance, m_token_callbacks.closure());
     natsOptions_SetAllowReconnect(created, true);
     natsOptions_SetReconnectedCB(created, m_events.reconnected, m_owner->closure());
     natsOptions_SetDisconnectedCB(created, m_events.disconnected, m_owner->closure());
-    // The NATS client takes these two from environment variables. With one thread for all handlers
-    // none could receive the verdict that another waits for; a deadline would make slow publications
-    // fail.
-    natsOptions_UseGlobalMessageDelivery(created, false);
-    natsOptions_SetWriteDeadline(created, 0);
-    if (m_settings.options.send_immediately) {
-        natsOptions_SetSendAsap(created, true);
-    }
-    return status;
+    // Set also where they have the NATS client's default values, because it takes these two from
+    // environment variables. With one thread for all handlers none could receive the verdict that
+    // another waits for; a deadline would make slow publications fail.
+    natsOptions_UseGlobalMessageDelivery(created, chosen.get_delivery_pool_size() != 0);
+    natsOptions_SetWriteDeadline(created, chosen.get_write_deadline().count());
+    return status != NATS_OK ? options_result{status, {}} : set_changed_options(created, chosen);
 }
 
 void nats_session::subscribe(
@@ -247,8 +249,9 @@ received_message nats_session::request(
     if (bytes.size() > maximum_message_size) {
         throw failure(operation, NATS_MAX_PAYLOAD, subject);
     }
-    if (!begin_request()) {
-        throw failure(operation, NATS_CONNECTION_CLOSED, subject);
+    auto const refusal = begin_request();
+    if (refusal != NATS_OK) {
+        throw failure(operation, refusal, subject);
     }
     natsMsg* reply = nullptr;
     auto const status = natsConnection_Request(
@@ -257,7 +260,7 @@ received_message nats_session::request(
         subject.c_str(),
         bytes.data(),
         static_cast<int>(bytes.size()),
-        request_time_limit.count());
+        m_settings.options.get_request_time_limit().count());
     end_request();
     received_message received{nats_message{reply}, m_connection.get()};
     if (status != NATS_OK || !received) {
@@ -325,8 +328,8 @@ bool nats_session::has_failed() const {
     return *m_failed;
 }
 
-bool nats_session::sends_immediately() const {
-    return m_settings.options.send_immediately;
+connect_options const& nats_session::options() const {
+    return m_settings.options;
 }
 
 // The NATS client keeps a connection for as long as a handler of it runs, so no other one has its
@@ -354,13 +357,18 @@ void nats_session::wait_for_requests() CORVEL_HUB_NO_THREAD_SAFETY_ANALYSIS {
     }
 }
 
-bool nats_session::begin_request() {
+natsStatus nats_session::begin_request() {
+    // The NATS client fails only requests that are in flight when the connection breaks.
+    if (m_settings.options.fails_requests_while_disconnected()
+        && natsConnection_IsReconnecting(m_connection.get())) {
+        return NATS_CONNECTION_DISCONNECTED;
+    }
     std::scoped_lock const lock{m_mutex};
     if (m_closing) {
-        return false;
+        return NATS_CONNECTION_CLOSED;
     }
     ++m_running_requests;
-    return true;
+    return NATS_OK;
 }
 
 void nats_session::end_request() {

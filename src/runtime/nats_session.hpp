@@ -5,6 +5,7 @@
 
 #include "runtime/callback_entrances.hpp"
 #include "runtime/callback_registry.hpp"
+#include "runtime/changed_options.hpp"
 #include "runtime/nats_handles.hpp"
 #include "runtime/received_message.hpp"
 #include "runtime/subscription_kinds.hpp"
@@ -28,9 +29,6 @@ namespace arvenhold::corvel::hub {
 
 class authentication_failed;
 class connection_failed;
-
-/// The timeout of a request.
-inline constexpr std::chrono::milliseconds request_time_limit{5000};
 
 /// What a session is opened with.
 struct session_settings {
@@ -118,7 +116,7 @@ public:
     void reply_to_read_request(received_message const& request, std::string_view bytes)
         CORVEL_HUB_EXCLUDES(m_mutex);
 
-    /// Sends a request and waits for its reply, up to request_time_limit.
+    /// Sends a request and waits for its reply, up to the request time limit of the options.
     ///
     /// @param operation  What to call this in the exception.
     ///
@@ -134,16 +132,16 @@ public:
     /// Refuses requests from now on; the first step of close().
     void begin_close() CORVEL_HUB_EXCLUDES(m_mutex);
 
-    /// Ends the session. Waits for requests of other threads, at most request_time_limit, and up to
-    /// 0.5 s for unsent data.
+    /// Ends the session. Waits for requests of other threads, at most the request time limit of the
+    /// options, and up to 0.5 s for unsent data.
     void close() CORVEL_HUB_EXCLUDES(m_mutex);
 
     /// Returns whether a token could not be obtained, a subscription was refused or a publication
     /// failed.
     bool has_failed() const;
 
-    /// Returns whether a message is sent at once, so that an answer may arrive at any moment after.
-    bool sends_immediately() const;
+    /// Returns what the session was opened with.
+    connect_options const& options() const;
 
     /// Returns whether a message arrived through this session.
     bool has_received(received_message const& message) const;
@@ -194,7 +192,7 @@ private:
         connection_events events,
         std::shared_ptr<callback_registration> owner);
 
-    natsStatus make_options();
+    options_result make_options();
     void subscribe(
         subscription_kind const& kind,
         std::string const& subject,
@@ -214,7 +212,7 @@ private:
     std::uint64_t begin_flush(subscription_list& finished) CORVEL_HUB_EXCLUDES(m_mutex);
     void end_flush(std::uint64_t number, bool is_proof, subscription_list& finished)
         CORVEL_HUB_EXCLUDES(m_mutex);
-    bool begin_request() CORVEL_HUB_EXCLUDES(m_mutex);
+    natsStatus begin_request() CORVEL_HUB_EXCLUDES(m_mutex);
     void end_request() CORVEL_HUB_EXCLUDES(m_mutex);
     void wait_for_requests() CORVEL_HUB_EXCLUDES(m_mutex);
 };

@@ -11,10 +11,11 @@
 namespace arvenhold::corvel::hub {
 
 /// Requests a token with the client-credentials grant (RFC 6749, section 4.4) and returns it; after
-/// an empty reply, "< invalid >". Blocks for up to 5 s. Does not check certificates, and uses no
-/// proxy.
+/// an empty reply, "< invalid >". Time limit, check of certificates, proxy and the source of the
+/// credentials are those of the options.
 ///
-/// @throws authentication_failed  The endpoint could not be reached, or its reply is not a token.
+/// @throws authentication_failed  There are no credentials, the endpoint could not be reached, or
+///                                its reply is not a token.
 std::string fetch_token(token_parameters const& parameters);
 
 /// Receives a chunk of the reply from libcurl.

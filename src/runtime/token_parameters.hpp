@@ -4,6 +4,7 @@
 #pragma once
 
 #include <hub/authentication_failed.hpp>
+#include <hub/connect_options.hpp>
 
 #include <functional>
 #include <string>
@@ -18,6 +19,7 @@ struct token_parameters {
     std::string client_id;
     std::string secret;
     std::string scope;
+    connect_options options{}; ///< Those for the token endpoint are used.
 
     /// Called after every failure, on the thread that fetches. Takes no lock, because the NATS
     /// client holds its own meanwhile.

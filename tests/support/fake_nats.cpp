@@ -182,11 +182,13 @@ bool fake_nats::wait_until_delivered() {
 }
 
 void fake_nats::lose_connection(run_on where) {
+    m_engine->set_lost(true);
     m_engine->call(&options_record::disconnected, where);
 }
 
 void fake_nats::regain_connection(run_on where) {
     m_engine->ask_for_token();
+    m_engine->set_lost(false);
     m_engine->call(&options_record::reconnected, where);
 }
 

@@ -200,7 +200,8 @@ public:
     /// Waits until own threads have run all their deliveries; returns false after time_limit.
     bool wait_until_delivered();
 
-    /// Calls the disconnected callback of the connection that was made last.
+    /// Loses the link of the connection that was made last, which then reconnects, and calls its
+    /// disconnected callback.
     void lose_connection(run_on where = run_on::this_thread);
 
     /// Asks for a token in this thread and calls the reconnected callback of the connection that

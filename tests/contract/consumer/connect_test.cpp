@@ -59,7 +59,12 @@ TEST_F(connecting_consumer, opens_the_session_subscribes_and_requests_the_list_i
 }
 
 TEST_F(connecting_consumer, sends_immediately_when_told_to) {
-    panel.connect("nats://hub", "http://hub/token", "id", "secret", {true});
+    panel.connect(
+        "nats://hub",
+        "http://hub/token",
+        "id",
+        "secret",
+        connect_options{}.set_send_immediately(true));
 
     EXPECT_THAT(nats.calls(), testing::Contains("natsOptions_SetSendAsap true"));
 }

@@ -63,9 +63,26 @@ TEST_F(connecting_boiler, sets_the_options_and_subscribes_in_order) {
 }
 
 TEST_F(connecting_boiler, sends_immediately_when_told_to) {
-    boiler.connect("nats://hub:4222", "http://hub/token", "id", "secret", {true});
+    boiler.connect(
+        "nats://hub:4222",
+        "http://hub/token",
+        "id",
+        "secret",
+        connect_options{}.set_send_immediately(true));
 
     EXPECT_THAT(nats.calls(), Contains("natsOptions_SetSendAsap true"));
+}
+
+TEST_F(connecting_boiler, is_refused_threads_for_delivery_that_it_would_share) {
+    auto const shared = connect_options{}.set_delivery_pool_size(1);
+
+    EXPECT_EQ(
+        thrown_message<std::invalid_argument>(
+            [&] { boiler.connect("nats://hub:4222", "http://hub/token", "id", "secret", shared); }),
+        "connect_options: delivery_pool_size must be 0 for a provider");
+
+    EXPECT_THAT(nats.calls(), IsEmpty());
+    EXPECT_FALSE(boiler.is_connected());
 }
 
 TEST_F(connecting_boiler, does_nothing_the_second_time_even_with_other_arguments) {

@@ -50,7 +50,11 @@ protected:
     damaged_message() {
         boiler.set_variables_written_callback(&record_command, this);
         boiler.connect(
-            "nats://hub", "http://hub/token", "id", "secret", {.send_immediately = true});
+            "nats://hub",
+            "http://hub/token",
+            "id",
+            "secret",
+            connect_options{}.set_send_immediately(true));
         nats.when_published(subjects::definition, [this](auto const& /*bytes*/) {
             ++announcements;
             deliver_verdict(verdict, verdict_misalignment);

@@ -340,7 +340,11 @@ TEST_F(judging, of_an_ended_session_judges_no_registration_of_the_next) {
         boiler.disconnect();
         // Sent at once, a definition counts every verdict from then on.
         boiler.connect(
-            "nats://hub", "http://hub/token", "id", "secret", {.send_immediately = true});
+            "nats://hub",
+            "http://hub/token",
+            "id",
+            "secret",
+            connect_options{}.set_send_immediately(true));
         registered = std::async(
             std::launch::async, [&] { return boiler.register_provider_definition(definition); });
         EXPECT_TRUE(nats.wait_until_published(subjects::definition, 2));
@@ -439,11 +443,38 @@ TEST_F(waiting_for_the_verdict, ends_at_once_when_the_provider_is_destroyed) {
         "definition validity handler execution failed: Timeout waiting for reply\n\n");
 }
 
+TEST_F(judging, waits_for_the_verdict_as_long_as_the_options_say) {
+    boiler.disconnect();
+    nats.skip_token_handler();
+    boiler.connect(
+        "nats://hub",
+        "http://hub/token",
+        "id",
+        "secret",
+        connect_options{}.set_verdict_time_limit(std::chrono::milliseconds{20}));
+    boiler_definition definition{7};
+    auto const begin = steady_clock::now();
+
+    EXPECT_EQ(
+        thrown_message<operational_state_invalid>(
+            [&] { static_cast<void>(boiler.register_provider_definition(definition)); }),
+        "Provider boiler: provider definition validity handler execution failed: Timeout waiting "
+        "for reply\n");
+
+    EXPECT_GE(steady_clock::now() - begin, std::chrono::milliseconds{20});
+    EXPECT_LT(steady_clock::now() - begin, std::chrono::seconds{10});
+}
+
 class verdict_time_limit : public boiler_test {};
 
 TEST_F(verdict_time_limit, is_not_reached_by_a_message_that_leaves_at_once) {
     nats.skip_token_handler();
-    boiler.connect("nats://hub", "http://hub/token", "id", "secret", {.send_immediately = true});
+    boiler.connect(
+        "nats://hub",
+        "http://hub/token",
+        "id",
+        "secret",
+        connect_options{}.set_send_immediately(true));
     nats.when_published(subjects::definition, [&](std::string const& /*bytes*/) {
         deliver_verdict(verdict_on(7, 1));
     });

@@ -60,6 +60,17 @@ std::string bytes_of(void const* data, int size) {
                      : std::string{static_cast<char const*>(data), static_cast<std::size_t>(size)};
 }
 
+char const* text_of(bool value) {
+    return value ? "true" : "false";
+}
+
+// For an option that is recorded and has no effect on the fake.
+natsStatus record_option(
+    natsOptions* options, std::string const& function, std::string const& value) {
+    return fake_nats_engine::installed()->set_option(
+        options, function, value, [](auto& /*options*/) {});
+}
+
 } // namespace
 
 char const* natsStatus_GetText(natsStatus status) {
@@ -71,18 +82,15 @@ natsStatus natsOptions_Create(natsOptions** created) {
 }
 
 natsStatus natsOptions_SetURL(natsOptions* opts, char const* url) {
-    return fake_nats_engine::installed()->set_option(
-        opts, "natsOptions_SetURL", text_of(url), [](auto& /*options*/) {});
+    return record_option(opts, "natsOptions_SetURL", text_of(url));
 }
 
 natsStatus natsOptions_SetName(natsOptions* opts, char const* name) {
-    return fake_nats_engine::installed()->set_option(
-        opts, "natsOptions_SetName", text_of(name), [](auto& /*options*/) {});
+    return record_option(opts, "natsOptions_SetName", text_of(name));
 }
 
 natsStatus natsOptions_SetCustomInboxPrefix(natsOptions* opts, char const* prefix) {
-    return fake_nats_engine::installed()->set_option(
-        opts, "natsOptions_SetCustomInboxPrefix", text_of(prefix), [](auto& /*options*/) {});
+    return record_option(opts, "natsOptions_SetCustomInboxPrefix", text_of(prefix));
 }
 
 natsStatus natsOptions_SetTokenHandler(natsOptions* opts, natsTokenHandler handler, void* closure) {
@@ -93,8 +101,7 @@ natsStatus natsOptions_SetTokenHandler(natsOptions* opts, natsTokenHandler handl
 }
 
 natsStatus natsOptions_SetAllowReconnect(natsOptions* opts, bool allow) {
-    return fake_nats_engine::installed()->set_option(
-        opts, "natsOptions_SetAllowReconnect", allow ? "true" : "false", [](auto& /*options*/) {});
+    return record_option(opts, "natsOptions_SetAllowReconnect", text_of(allow));
 }
 
 natsStatus natsOptions_SetReconnectedCB(
@@ -114,22 +121,88 @@ natsStatus natsOptions_SetDisconnectedCB(
 }
 
 natsStatus natsOptions_SetSendAsap(natsOptions* opts, bool send_asap) {
-    return fake_nats_engine::installed()->set_option(
-        opts, "natsOptions_SetSendAsap", send_asap ? "true" : "false", [](auto& /*options*/) {});
+    return record_option(opts, "natsOptions_SetSendAsap", text_of(send_asap));
 }
 
 natsStatus natsOptions_UseGlobalMessageDelivery(natsOptions* opts, bool global) {
-    return fake_nats_engine::installed()->set_option(
-        opts,
-        "natsOptions_UseGlobalMessageDelivery",
-        global ? "true" : "false",
-        [](auto& /*options*/) {});
+    return record_option(opts, "natsOptions_UseGlobalMessageDelivery", text_of(global));
 }
 
 natsStatus natsOptions_SetWriteDeadline(natsOptions* opts, int64_t milliseconds) {
-    return fake_nats_engine::installed()->set_option(
-        opts, "natsOptions_SetWriteDeadline", std::to_string(milliseconds), [](auto& /*options*/) {
-        });
+    return record_option(opts, "natsOptions_SetWriteDeadline", std::to_string(milliseconds));
+}
+
+natsStatus natsOptions_SetServers(natsOptions* opts, char const** servers, int count) {
+    std::string urls;
+    for (int position = 0; position < count; ++position) {
+        urls.append(position == 0 ? "" : " ").append(servers[position]);
+    }
+    return record_option(opts, "natsOptions_SetServers", urls);
+}
+
+natsStatus natsOptions_SetNoRandomize(natsOptions* opts, bool no_randomize) {
+    return record_option(opts, "natsOptions_SetNoRandomize", text_of(no_randomize));
+}
+
+natsStatus natsOptions_SetMaxReconnect(natsOptions* opts, int attempts) {
+    return record_option(opts, "natsOptions_SetMaxReconnect", std::to_string(attempts));
+}
+
+natsStatus natsOptions_SetReconnectWait(natsOptions* opts, int64_t milliseconds) {
+    return record_option(opts, "natsOptions_SetReconnectWait", std::to_string(milliseconds));
+}
+
+natsStatus natsOptions_SetReconnectJitter(
+    natsOptions* opts, int64_t milliseconds, int64_t tls_milliseconds) {
+    return record_option(
+        opts,
+        "natsOptions_SetReconnectJitter",
+        std::to_string(milliseconds) + " " + std::to_string(tls_milliseconds));
+}
+
+natsStatus natsOptions_SetReconnectBufSize(natsOptions* opts, int bytes) {
+    return record_option(opts, "natsOptions_SetReconnectBufSize", std::to_string(bytes));
+}
+
+natsStatus natsOptions_SetFailRequestsOnDisconnect(natsOptions* opts, bool fail) {
+    return record_option(opts, "natsOptions_SetFailRequestsOnDisconnect", text_of(fail));
+}
+
+natsStatus natsOptions_SetPingInterval(natsOptions* opts, int64_t milliseconds) {
+    return record_option(opts, "natsOptions_SetPingInterval", std::to_string(milliseconds));
+}
+
+natsStatus natsOptions_SetMaxPingsOut(natsOptions* opts, int pings) {
+    return record_option(opts, "natsOptions_SetMaxPingsOut", std::to_string(pings));
+}
+
+natsStatus natsOptions_SetTimeout(natsOptions* opts, int64_t milliseconds) {
+    return record_option(opts, "natsOptions_SetTimeout", std::to_string(milliseconds));
+}
+
+natsStatus natsOptions_SetSecure(natsOptions* opts, bool secure) {
+    return record_option(opts, "natsOptions_SetSecure", text_of(secure));
+}
+
+natsStatus natsOptions_LoadCATrustedCertificates(natsOptions* opts, char const* file) {
+    return record_option(opts, "natsOptions_LoadCATrustedCertificates", text_of(file));
+}
+
+natsStatus natsOptions_LoadCertificatesChain(
+    natsOptions* opts, char const* certificates_file, char const* key_file) {
+    return record_option(
+        opts,
+        "natsOptions_LoadCertificatesChain",
+        text_of(certificates_file) + " " + text_of(key_file));
+}
+
+natsStatus natsOptions_SetExpectedHostname(natsOptions* opts, char const* host_name) {
+    return record_option(opts, "natsOptions_SetExpectedHostname", text_of(host_name));
+}
+
+natsStatus nats_SetMessageDeliveryPoolSize(int threads) {
+    return fake_nats_engine::installed()->set_process_option(
+        "nats_SetMessageDeliveryPoolSize", std::to_string(threads));
 }
 
 void natsOptions_Destroy(natsOptions* opts) {
@@ -171,6 +244,10 @@ natsStatus natsConnection_FlushTimeout(natsConnection* nc, int64_t timeout) {
     auto const status = fake_nats_engine::installed()->flush(nc, timeout);
     fake_nats_engine::installed()->run_action_in("natsConnection_FlushTimeout");
     return status;
+}
+
+bool natsConnection_IsReconnecting(natsConnection* nc) {
+    return fake_nats_engine::installed()->is_reconnecting(nc);
 }
 
 void natsConnection_Close(natsConnection* nc) {

@@ -55,6 +55,12 @@ void fake_nats_engine::run_action_in(std::string_view function) {
     }
 }
 
+natsStatus fake_nats_engine::set_process_option(
+    std::string const& function, std::string const& value) {
+    std::scoped_lock const lock{m_mutex};
+    return enter(function, value);
+}
+
 natsStatus fake_nats_engine::create(natsOptions** options) {
     std::scoped_lock const lock{m_mutex};
     auto const status = enter("natsOptions_Create", "");
@@ -107,6 +113,11 @@ void fake_nats_engine::ask_for_token(callback<natsTokenHandler> handler) {
     auto const* const token = handler.function(handler.closure);
     std::scoped_lock const lock{m_mutex};
     m_tokens.push_back(token != nullptr ? std::optional<std::string>{token} : std::nullopt);
+}
+
+void fake_nats_engine::set_lost(bool is_lost) {
+    std::scoped_lock const lock{m_mutex};
+    m_connections.back().is_lost = is_lost;
 }
 
 void fake_nats_engine::call(
@@ -205,6 +216,12 @@ natsStatus fake_nats_engine::flush(natsConnection* connection, std::int64_t limi
         }
     }
     return NATS_OK;
+}
+
+bool fake_nats_engine::is_reconnecting(natsConnection* connection) {
+    std::scoped_lock const lock{m_mutex};
+    return m_rules.may_use(connection, "natsConnection_IsReconnecting")
+        && record_of(connection).is_lost && !record_of(connection).is_closed;
 }
 
 void fake_nats_engine::close(natsConnection* connection) {

@@ -57,6 +57,7 @@ public:
     template <class Set>
     natsStatus set_option(
         natsOptions* options, std::string const& function, std::string const& value, Set set);
+    natsStatus set_process_option(std::string const& function, std::string const& value);
     natsStatus create(natsOptions** options);
     natsStatus connect(natsConnection** connection, natsOptions* options);
     natsStatus publish(natsConnection* connection, fake_nats::sent_message const& message);
@@ -66,6 +67,7 @@ public:
         fake_nats::sent_message const& message,
         std::int64_t limit);
     natsStatus flush(natsConnection* connection, std::int64_t limit);
+    bool is_reconnecting(natsConnection* connection);
     void close(natsConnection* connection);
     void destroy(natsOptions* options);
     void destroy(natsConnection* connection);
@@ -93,6 +95,7 @@ public:
     void call(
         fakes::callback<natsConnectionHandler> fakes::options_record::*chosen,
         fake_nats::run_on where);
+    void set_lost(bool is_lost);
     void ask_for_token();
     std::vector<std::string> drain_live_handles();
 

@@ -44,6 +44,7 @@ struct options_record : handle_record {
 struct connection_record : handle_record {
     options_record options;
     bool is_closed = false;
+    bool is_lost = false; // until the test lets it regain its link
     int requests_in_flight = 0;
 };
 

@@ -11,7 +11,7 @@ namespace arvenhold::corvel::hub::fakes {
 
 namespace {
 
-constexpr std::array<std::string_view, 18> functions_that_can_fail{
+constexpr std::array<std::string_view, 33> functions_that_can_fail{
     "natsOptions_Create",
     "natsOptions_SetURL",
     "natsOptions_SetName",
@@ -23,6 +23,21 @@ constexpr std::array<std::string_view, 18> functions_that_can_fail{
     "natsOptions_UseGlobalMessageDelivery",
     "natsOptions_SetWriteDeadline",
     "natsOptions_SetSendAsap",
+    "natsOptions_SetServers",
+    "natsOptions_SetNoRandomize",
+    "natsOptions_SetMaxReconnect",
+    "natsOptions_SetReconnectWait",
+    "natsOptions_SetReconnectJitter",
+    "natsOptions_SetReconnectBufSize",
+    "natsOptions_SetFailRequestsOnDisconnect",
+    "natsOptions_SetPingInterval",
+    "natsOptions_SetMaxPingsOut",
+    "natsOptions_SetTimeout",
+    "natsOptions_SetSecure",
+    "natsOptions_LoadCATrustedCertificates",
+    "natsOptions_LoadCertificatesChain",
+    "natsOptions_SetExpectedHostname",
+    "nats_SetMessageDeliveryPoolSize",
     "natsConnection_Connect",
     "natsConnection_Subscribe",
     "natsConnection_Publish",

@@ -74,7 +74,14 @@ INSTANTIATE_TEST_SUITE_P(
             "Endpoint: < invalid >\n"
             "Client ID: < invalid >\n"
             "Secret: < invalid >\n"
-            "Reply from auth endpoint: \n"}),
+            "Reply from auth endpoint: \n"},
+        message_case{
+            "without_credentials",
+            authentication_failed::without_credentials("https://127.0.0.1/token", "no vault")
+                .what(),
+            "Authentication failed:\n"
+            "Endpoint: https://127.0.0.1/token\n"
+            "Credentials callback failed: no vault\n"}),
     case_name);
 
 INSTANTIATE_TEST_SUITE_P(

@@ -141,14 +141,79 @@ TEST_F(unconnected_session, makes_its_options_in_this_order_and_connects) {
             "natsConnection_Connect"));
 }
 
-TEST_F(unconnected_session, sends_immediately_when_told_to) {
+TEST_F(unconnected_session, makes_all_chosen_options_in_this_order_and_connects) {
+    using namespace std::chrono_literals;
     nats.skip_token_handler();
-    options.send_immediately = true;
+    options.set_client_name("line 4")
+        .set_further_servers({"nats://other"})
+        .set_write_deadline(250ms)
+        .set_delivery_pool_size(2)
+        .set_send_immediately(true);
     auto const session = make_session();
 
     session->connect();
 
-    EXPECT_THAT(nats.calls(), Contains("natsOptions_SetSendAsap true"));
+    EXPECT_THAT(
+        nats.calls(),
+        ElementsAre(
+            "natsOptions_Create",
+            "natsOptions_SetNoRandomize true",
+            "natsOptions_SetServers nats://127.0.0.1:4222 nats://other",
+            "natsOptions_SetName line 4",
+            "natsOptions_SetCustomInboxPrefix _INBOX.boiler",
+            "natsOptions_SetTokenHandler",
+            "natsOptions_SetAllowReconnect true",
+            "natsOptions_SetReconnectedCB",
+            "natsOptions_SetDisconnectedCB",
+            "natsOptions_UseGlobalMessageDelivery true",
+            "natsOptions_SetWriteDeadline 250",
+            "natsOptions_SetSendAsap true",
+            "nats_SetMessageDeliveryPoolSize 2",
+            "natsConnection_Connect"));
+}
+
+TEST_F(unconnected_session, names_the_file_that_it_cannot_use_and_does_not_connect) {
+    options.set_tls_client_certificate("/c.pem", "/k.pem");
+    nats.fail_next("natsOptions_LoadCertificatesChain", NATS_SSL_ERROR);
+    auto const session = make_session();
+
+    EXPECT_EQ(
+        thrown_message<connection_failed>([&] { session->connect(); }),
+        "Provider boiler: failed to connect to the NATS server at nats://127.0.0.1:4222, NATS "
+        "returns: 29 = SSL Error (/c.pem)\n");
+
+    EXPECT_THAT(nats.calls(), Not(Contains("natsConnection_Connect")));
+}
+
+TEST_F(unconnected_session, requests_with_the_chosen_timeout) {
+    nats.skip_token_handler();
+    options.set_request_time_limit(std::chrono::milliseconds{700});
+    nats.answer_requests("ask", fake_nats::request_answer{.bytes = "answer"});
+    auto const session = make_session();
+    session->connect();
+    nats.forget_calls();
+
+    session->request("ask", "ask", "abc");
+
+    EXPECT_THAT(nats.calls(), ElementsAre("natsConnection_Request ask 3 700"));
+}
+
+TEST_F(unconnected_session, refuses_requests_while_it_is_disconnected_when_told_to) {
+    nats.skip_token_handler();
+    options.set_fail_requests_while_disconnected(true);
+    nats.answer_requests("ask", fake_nats::request_answer{.bytes = "answer"});
+    auto const session = make_session();
+    session->connect();
+    captured_stream const errors{std::cerr};
+    nats.lose_connection();
+
+    EXPECT_EQ(
+        thrown_message<connection_failed>([&] { session->request("ask", "ask", ""); }),
+        "Provider boiler: failed to ask (related sujbect: ask), NATS returns: 10 = Connection "
+        "Disconnected\n");
+
+    nats.regain_connection();
+    EXPECT_NO_THROW(session->request("ask", "ask", ""));
 }
 
 TEST_F(unconnected_session, releases_everything_when_it_was_never_connected) {
@@ -392,6 +457,14 @@ TEST_F(session, has_not_failed_when_a_request_fails) {
         "available for request\n");
 
     EXPECT_FALSE(subject->has_failed());
+}
+
+TEST_F(session, requests_although_it_is_disconnected) {
+    captured_stream const errors{std::cerr};
+    nats.answer_requests("ask", fake_nats::request_answer{.bytes = "answer"});
+    nats.lose_connection();
+
+    EXPECT_NO_THROW(subject->request("ask", "ask", ""));
 }
 
 TEST_F(session, has_received_only_its_own_messages) {
