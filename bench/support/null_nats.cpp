@@ -224,6 +224,34 @@ bool natsConnection_IsReconnecting(natsConnection* /*connection*/) {
     return false;
 }
 
+natsConnStatus natsConnection_Status(natsConnection* /*connection*/) {
+    return NATS_CONN_STATUS_CONNECTED;
+}
+
+natsStatus natsConnection_GetStats(natsConnection* /*connection*/, natsStatistics* /*counts*/) {
+    return NATS_OK;
+}
+
+natsStatus natsStatistics_Create(natsStatistics** /*counts*/) {
+    return NATS_OK;
+}
+
+natsStatus natsStatistics_GetCounts(
+    natsStatistics const* /*counts*/,
+    uint64_t* /*in_messages*/,
+    uint64_t* /*in_bytes*/,
+    uint64_t* /*out_messages*/,
+    uint64_t* /*out_bytes*/,
+    uint64_t* /*reconnects*/) {
+    return NATS_OK;
+}
+
+void natsStatistics_Destroy(natsStatistics* /*counts*/) {}
+
+natsStatus natsSubscription_GetDropped(natsSubscription* /*subscription*/, int64_t* /*messages*/) {
+    return NATS_OK;
+}
+
 void natsOptions_Destroy(natsOptions* /*options*/) {}
 
 natsStatus natsConnection_Connect(natsConnection** connection, natsOptions* /*options*/) {

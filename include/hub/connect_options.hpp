@@ -7,12 +7,35 @@
 
 #include <chrono>
 #include <cstddef>
+#include <cstdint>
 #include <memory>
 #include <string>
 #include <type_traits>
 #include <vector>
 
 namespace arvenhold::corvel::hub {
+
+/// What happens to the link between a client and the server.
+enum class link_event : std::uint32_t {
+    lost = 0,             ///< The connection broke; the NATS client tries to reconnect.
+    restored = 1,         ///< The client is connected again; its subscriptions are active again.
+    closed = 2,           ///< The NATS client has given up. Only disconnect() and connect() help.
+    messages_dropped = 3, ///< A callback was too slow, and messages for it were dropped.
+};
+
+/// Called when something happens to the link, see connect_options::set_link_callback().
+///
+/// Called on a thread of its own for each session, with no lock of this library held, one event
+/// after the other and in their order. May call any operation of any object, and may destroy the
+/// provider or the consumer. A std::exception that leaves the callback is written to standard
+/// error.
+///
+/// @param event             What has happened.
+/// @param dropped_messages  With `messages_dropped`, how many messages were dropped since the event
+///                          before; otherwise 0.
+/// @param user_data         As given with the callback; must stay valid until the destructor of the
+///                          provider or consumer has returned.
+using link_callback = void (*)(link_event event, std::uint64_t dropped_messages, void* user_data);
 
 /// The client identifier and the client secret for one token (RFC 6749, section 4.4).
 struct client_credentials {
@@ -51,7 +74,7 @@ using credentials_callback = client_credentials (*)(void* user_data);
 /// @par Authorization errors
 /// When the server refuses a client twice in a row, the NATS client closes the connection for good,
 /// whatever the number of attempts, and no option prevents that. Only disconnect() and connect()
-/// help.
+/// help; the link callback reports `closed`.
 ///
 /// @par Thread safety
 /// Like a value: an object must not be changed while another thread uses it. Copies are cheap and
@@ -177,6 +200,30 @@ public:
 
     /// Returns how many pings may be unanswered.
     int get_unanswered_pings() const;
+
+    /// Sets the callback for link events.
+    ///
+    /// An event is reported within about 0.1 s, no matter what other callbacks are doing. During
+    /// an attempt to reconnect, which ends after the connect time limit or the token time limit,
+    /// and during a publication that the server does not accept, events wait. After disconnect(),
+    /// and after the destructor, no call begins, and neither is reported as `closed`. A call that
+    /// is running then continues, and the destructor waits for it, except from the callback.
+    ///
+    /// `restored` comes as soon as the client is connected; a provider may still be waiting for the
+    /// registry's verdict, a consumer for the list of providers.
+    ///
+    /// Costs a thread, and about ten short looks at the connection each second. If there is no
+    /// thread, `connect` throws std::system_error, and nothing is connected.
+    ///
+    /// @param callback   The function to call; null, the default, for none.
+    /// @param user_data  Passed to the callback unchanged.
+    connect_options& set_link_callback(link_callback callback, void* user_data);
+
+    /// Returns the callback for link events, null for none.
+    link_callback get_link_callback() const;
+
+    /// Returns the user pointer of the callback for link events.
+    void* get_link_user_data() const;
 
     // -- time limits ------------------------------------------------------------------------------
 

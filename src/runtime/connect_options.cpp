@@ -46,6 +46,7 @@ struct connect_options::values {
     certificate_pair tls_client;
     endpoint_check token_endpoint_check;
     std::vector<std::string> further_servers;
+    callback<link_callback> on_link_event;
     callback<credentials_callback> fetch_credentials;
     jitter_pair reconnect_jitter;
     std::size_t reconnect_buffer = std::size_t{8} * 1'024 * 1'024;
@@ -210,6 +211,18 @@ connect_options& connect_options::set_unanswered_pings(int pings) {
 
 int connect_options::get_unanswered_pings() const {
     return current().unanswered_pings;
+}
+
+connect_options& connect_options::set_link_callback(link_callback callback, void* user_data) {
+    return set(&values::on_link_event, {callback, user_data});
+}
+
+link_callback connect_options::get_link_callback() const {
+    return current().on_link_event.function;
+}
+
+void* connect_options::get_link_user_data() const {
+    return current().on_link_event.user_data;
 }
 
 // Time limits

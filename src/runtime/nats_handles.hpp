@@ -19,6 +19,7 @@ namespace arvenhold::corvel::hub {
 using nats_message = c_handle<natsMsg, natsMsg_Destroy>;
 using nats_options = c_handle<natsOptions, natsOptions_Destroy>;
 using nats_connection = c_handle<natsConnection, natsConnection_Destroy>;
+using nats_statistics = c_handle<natsStatistics, natsStatistics_Destroy>;
 using nats_subscription = c_handle<natsSubscription, natsSubscription_Destroy>;
 
 /// Returns the bytes of a message; none for a null one.

@@ -65,6 +65,7 @@ nats_session::~nats_session() {
 }
 
 void nats_session::connect() {
+    prepare_link_watch();
     auto [status, refused_file] = make_options();
     if (status == NATS_OK) {
         natsConnection* connection = nullptr;
@@ -81,6 +82,9 @@ void nats_session::connect() {
             m_settings.server_url,
             status,
             with_file(text_of(status), refused_file));
+    }
+    if (m_link_watch) {
+        m_link_watch->begin();
     }
 }
 
@@ -318,6 +322,9 @@ void nats_session::begin_close() {
 void nats_session::close() {
     m_owner->withdraw();
     m_token_callbacks.withdraw();
+    if (m_link_watch) {
+        m_link_watch->stop();
+    }
     begin_close();
     end_subscriptions(nullptr);
     wait_for_requests();
@@ -375,6 +382,63 @@ void nats_session::end_request() {
     std::scoped_lock const lock{m_mutex};
     --m_running_requests;
     m_request_ended.notify_all();
+}
+
+void nats_session::prepare_link_watch() {
+    auto const& chosen = m_settings.options;
+    if (chosen.get_link_callback() != nullptr) {
+        m_link_watch.emplace(
+            link_listener{
+                .client_name = m_settings.client_name,
+                .owner_closure = m_owner->closure(),
+                .callback = chosen.get_link_callback(),
+                .user_data = chosen.get_link_user_data()},
+            [this] { return read_link(); });
+    }
+}
+
+// The NATS client counts a reconnect before it knows whether the server lets it in, both under one
+// hold of its lock. Connected before and after the count is read means that the count belongs to the
+// link that is up.
+link_reading nats_session::read_link() {
+    auto* const connection = m_connection.get();
+    natsStatistics* created = nullptr;
+    natsStatistics_Create(&created);
+    nats_statistics const statistics{created};
+    link_reading reading;
+    reading.dropped_messages = count_dropped_messages();
+    reading.is_connected = natsConnection_Status(connection) == NATS_CONN_STATUS_CONNECTED;
+    natsConnection_GetStats(connection, created);
+    natsStatistics_GetCounts(created, nullptr, nullptr, nullptr, nullptr, &reading.reconnects);
+    auto const status = natsConnection_Status(connection);
+    reading.is_connected = reading.is_connected && status == NATS_CONN_STATUS_CONNECTED;
+    reading.is_closed = status == NATS_CONN_STATUS_CLOSED;
+    return reading;
+}
+
+std::uint64_t nats_session::count_dropped_messages() {
+    std::uint64_t added = 0;
+    for (auto const& subscription : subscribed()) {
+        std::int64_t dropped = 0;
+        if (natsSubscription_GetDropped(subscription->get(), &dropped) == NATS_OK) {
+            auto& known = m_dropped_messages[subscription];
+            added += static_cast<std::uint64_t>(dropped - known);
+            known = dropped;
+        }
+    }
+    std::erase_if(m_dropped_messages, [](auto const& count) { return count.first.expired(); });
+    return added;
+}
+
+std::vector<std::shared_ptr<nats_subscription>> nats_session::subscribed() {
+    std::vector<std::shared_ptr<nats_subscription>> found;
+    std::scoped_lock const lock{m_mutex};
+    for (auto const& subscription : m_subscriptions) {
+        if (subscription.stage == subscription_stage::open) {
+            found.push_back(subscription.handle);
+        }
+    }
+    return found;
 }
 
 } // namespace arvenhold::corvel::hub

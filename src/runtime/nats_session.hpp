@@ -6,6 +6,7 @@
 #include "runtime/callback_entrances.hpp"
 #include "runtime/callback_registry.hpp"
 #include "runtime/changed_options.hpp"
+#include "runtime/link_watch.hpp"
 #include "runtime/nats_handles.hpp"
 #include "runtime/received_message.hpp"
 #include "runtime/subscription_kinds.hpp"
@@ -18,8 +19,10 @@
 #include <chrono>
 #include <condition_variable>
 #include <cstdint>
+#include <map>
 #include <memory>
 #include <mutex>
+#include <optional>
 #include <string>
 #include <string_view>
 #include <utility>
@@ -80,6 +83,7 @@ public:
     ///
     /// @throws connection_failed  The server cannot be reached or refuses, or no token could be
     ///                            obtained. The session is closed.
+    /// @throws std::system_error  There is no thread for the link callback. Nothing is connected.
     void connect();
 
     /// Subscribes to `subject`.
@@ -187,6 +191,10 @@ private:
     int m_running_requests CORVEL_HUB_GUARDED_BY(m_mutex) = 0;
     bool m_closing CORVEL_HUB_GUARDED_BY(m_mutex) = false;
 
+    // The watch's thread alone uses the counts. The watch is the last member: it reads the others.
+    std::map<std::weak_ptr<nats_subscription>, std::int64_t, std::owner_less<>> m_dropped_messages;
+    std::optional<link_watch> m_link_watch;
+
     nats_session(
         session_settings settings,
         connection_events events,
@@ -215,6 +223,10 @@ private:
     natsStatus begin_request() CORVEL_HUB_EXCLUDES(m_mutex);
     void end_request() CORVEL_HUB_EXCLUDES(m_mutex);
     void wait_for_requests() CORVEL_HUB_EXCLUDES(m_mutex);
+    void prepare_link_watch();
+    link_reading read_link() CORVEL_HUB_EXCLUDES(m_mutex);
+    std::uint64_t count_dropped_messages() CORVEL_HUB_EXCLUDES(m_mutex);
+    std::vector<std::shared_ptr<nats_subscription>> subscribed() CORVEL_HUB_EXCLUDES(m_mutex);
 };
 
 } // namespace arvenhold::corvel::hub

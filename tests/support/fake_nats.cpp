@@ -182,14 +182,22 @@ bool fake_nats::wait_until_delivered() {
 }
 
 void fake_nats::lose_connection(run_on where) {
-    m_engine->set_lost(true);
+    m_engine->lose_link();
     m_engine->call(&options_record::disconnected, where);
 }
 
 void fake_nats::regain_connection(run_on where) {
     m_engine->ask_for_token();
-    m_engine->set_lost(false);
+    m_engine->regain_link();
     m_engine->call(&options_record::reconnected, where);
+}
+
+void fake_nats::give_up_connection() {
+    m_engine->give_up_link();
+}
+
+void fake_nats::drop_messages(std::string const& subject, std::int64_t count) {
+    m_engine->drop(subject, count);
 }
 
 natsMsg* fake_nats::make_message(incoming_message const& message) {

@@ -7,6 +7,7 @@
 
 #include <chrono>
 #include <cstddef>
+#include <cstdint>
 #include <functional>
 #include <memory>
 #include <optional>
@@ -207,6 +208,12 @@ public:
     /// Asks for a token in this thread and calls the reconnected callback of the connection that
     /// was made last.
     void regain_connection(run_on where = run_on::this_thread);
+
+    /// Closes the connection that was made last, as the NATS client does when it stops trying.
+    void give_up_connection();
+
+    /// Counts messages as dropped by the open subscriptions of `subject`.
+    void drop_messages(std::string const& subject, std::int64_t count);
 
     /// Creates a message for a handler that a test calls itself; the handler destroys it.
     natsMsg* make_message(incoming_message const& message);

@@ -7,6 +7,7 @@
 #include "support/fake_nats/engine.hpp"
 
 #include <array>
+#include <memory>
 
 using arvenhold::corvel::hub::fake_nats_engine;
 
@@ -247,7 +248,41 @@ natsStatus natsConnection_FlushTimeout(natsConnection* nc, int64_t timeout) {
 }
 
 bool natsConnection_IsReconnecting(natsConnection* nc) {
-    return fake_nats_engine::installed()->is_reconnecting(nc);
+    return fake_nats_engine::installed()->link_status(nc) == NATS_CONN_STATUS_RECONNECTING;
+}
+
+natsConnStatus natsConnection_Status(natsConnection* nc) {
+    return fake_nats_engine::installed()->link_status(nc);
+}
+
+// The client declares the type without defining it.
+struct __natsStatistics { // NOLINT(bugprone-reserved-identifier, cert-*): the client's name
+    uint64_t reconnects = 0;
+};
+
+natsStatus natsStatistics_Create(natsStatistics** created) {
+    *created = std::make_unique<natsStatistics>().release();
+    return NATS_OK;
+}
+
+natsStatus natsConnection_GetStats(natsConnection* nc, natsStatistics* stats) {
+    stats->reconnects = fake_nats_engine::installed()->count_reconnects(nc);
+    return NATS_OK;
+}
+
+natsStatus natsStatistics_GetCounts(
+    natsStatistics const* stats,
+    uint64_t* /*in_messages*/,
+    uint64_t* /*in_bytes*/,
+    uint64_t* /*out_messages*/,
+    uint64_t* /*out_bytes*/,
+    uint64_t* reconnects) {
+    *reconnects = stats->reconnects;
+    return NATS_OK;
+}
+
+void natsStatistics_Destroy(natsStatistics* stats) {
+    std::unique_ptr<natsStatistics> const ending{stats};
 }
 
 void natsConnection_Close(natsConnection* nc) {
@@ -266,6 +301,10 @@ natsStatus natsSubscription_Unsubscribe(natsSubscription* sub) {
 
 natsStatus natsSubscription_GetPending(natsSubscription* sub, int* msgs, int* bytes) {
     return fake_nats_engine::installed()->get_pending(sub, msgs, bytes);
+}
+
+natsStatus natsSubscription_GetDropped(natsSubscription* sub, int64_t* msgs) {
+    return fake_nats_engine::installed()->get_dropped(sub, msgs);
 }
 
 void natsSubscription_Destroy(natsSubscription* sub) {

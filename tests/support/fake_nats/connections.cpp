@@ -115,9 +115,20 @@ void fake_nats_engine::ask_for_token(callback<natsTokenHandler> handler) {
     m_tokens.push_back(token != nullptr ? std::optional<std::string>{token} : std::nullopt);
 }
 
-void fake_nats_engine::set_lost(bool is_lost) {
+void fake_nats_engine::lose_link() {
     std::scoped_lock const lock{m_mutex};
-    m_connections.back().is_lost = is_lost;
+    m_connections.back().is_lost = true;
+}
+
+void fake_nats_engine::regain_link() {
+    std::scoped_lock const lock{m_mutex};
+    m_connections.back().is_lost = false;
+    ++m_connections.back().reconnects;
+}
+
+void fake_nats_engine::give_up_link() {
+    std::scoped_lock const lock{m_mutex};
+    m_connections.back().is_closed = true;
 }
 
 void fake_nats_engine::call(
@@ -218,10 +229,19 @@ natsStatus fake_nats_engine::flush(natsConnection* connection, std::int64_t limi
     return NATS_OK;
 }
 
-bool fake_nats_engine::is_reconnecting(natsConnection* connection) {
+natsConnStatus fake_nats_engine::link_status(natsConnection* connection) {
     std::scoped_lock const lock{m_mutex};
-    return m_rules.may_use(connection, "natsConnection_IsReconnecting")
-        && record_of(connection).is_lost && !record_of(connection).is_closed;
+    if (!m_rules.may_use(connection, "natsConnection_Status") || record_of(connection).is_closed) {
+        return NATS_CONN_STATUS_CLOSED;
+    }
+    return record_of(connection).is_lost ? NATS_CONN_STATUS_RECONNECTING
+                                         : NATS_CONN_STATUS_CONNECTED;
+}
+
+std::uint64_t fake_nats_engine::count_reconnects(natsConnection* connection) {
+    std::scoped_lock const lock{m_mutex};
+    return m_rules.may_use(connection, "natsConnection_GetStats") ? record_of(connection).reconnects
+                                                                  : 0;
 }
 
 void fake_nats_engine::close(natsConnection* connection) {

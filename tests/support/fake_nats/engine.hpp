@@ -67,7 +67,8 @@ public:
         fake_nats::sent_message const& message,
         std::int64_t limit);
     natsStatus flush(natsConnection* connection, std::int64_t limit);
-    bool is_reconnecting(natsConnection* connection);
+    natsConnStatus link_status(natsConnection* connection);
+    std::uint64_t count_reconnects(natsConnection* connection);
     void close(natsConnection* connection);
     void destroy(natsOptions* options);
     void destroy(natsConnection* connection);
@@ -79,6 +80,7 @@ public:
         fakes::callback<natsMsgHandler> handler);
     natsStatus unsubscribe(natsSubscription* subscription);
     natsStatus get_pending(natsSubscription* subscription, int* messages, int* bytes);
+    natsStatus get_dropped(natsSubscription* subscription, std::int64_t* messages);
     void destroy(natsSubscription* subscription);
     template <class Read>
     auto read(natsMsg const* message, std::string_view function, Read read);
@@ -95,7 +97,10 @@ public:
     void call(
         fakes::callback<natsConnectionHandler> fakes::options_record::*chosen,
         fake_nats::run_on where);
-    void set_lost(bool is_lost);
+    void lose_link();
+    void regain_link();
+    void give_up_link();
+    void drop(std::string const& subject, std::int64_t messages);
     void ask_for_token();
     std::vector<std::string> drain_live_handles();
 

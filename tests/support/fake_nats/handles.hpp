@@ -8,6 +8,7 @@
 #include <nats/nats.h>
 
 #include <cstddef>
+#include <cstdint>
 #include <optional>
 #include <string>
 #include <vector>
@@ -45,6 +46,7 @@ struct connection_record : handle_record {
     options_record options;
     bool is_closed = false;
     bool is_lost = false; // until the test lets it regain its link
+    std::uint64_t reconnects = 0;
     int requests_in_flight = 0;
 };
 
@@ -53,6 +55,7 @@ struct subscription_record : handle_record {
     callback<natsMsgHandler> handler;
     bool is_unsubscribed = false;
     bool is_flushed = false; // since it was unsubscribed
+    std::int64_t dropped = 0;
     delivery_thread thread;
 };
 

@@ -71,6 +71,27 @@ natsStatus fake_nats_engine::get_pending(
     return NATS_OK;
 }
 
+natsStatus fake_nats_engine::get_dropped(natsSubscription* subscription, std::int64_t* messages) {
+    std::scoped_lock const lock{m_mutex};
+    if (!m_rules.may_use(subscription, "natsSubscription_GetDropped")) {
+        return NATS_INVALID_ARG;
+    }
+    if (!is_open(record_of(subscription))) {
+        return NATS_INVALID_SUBSCRIPTION;
+    }
+    *messages = record_of(subscription).dropped;
+    return NATS_OK;
+}
+
+void fake_nats_engine::drop(std::string const& subject, std::int64_t messages) {
+    std::scoped_lock const lock{m_mutex};
+    for (auto& subscription : m_subscriptions) {
+        if (subscription.name == subject && is_open(subscription)) {
+            subscription.dropped += messages;
+        }
+    }
+}
+
 void fake_nats_engine::destroy(natsSubscription* subscription) {
     std::scoped_lock const lock{m_mutex};
     if (subscription == nullptr) {
