@@ -3,83 +3,18 @@
 
 #include "support/self_signed_endpoint.hpp"
 
-#include "dev_hub/child_process.hpp"
-
 #include <httplib.h>
 
-#include <chrono>
-#include <cstdlib>
-#include <filesystem>
-#include <stdexcept>
 #include <thread>
 #include <utility>
 
 namespace arvenhold::corvel::hub {
 
-namespace {
-
-// Removed with everything in it.
-class temporary_folder {
-public:
-    temporary_folder() {
-        auto name = (std::filesystem::temp_directory_path() / "corvel-hub-XXXXXX").string();
-        if (::mkdtemp(name.data()) == nullptr) {
-            throw std::runtime_error{"There is no temporary folder"};
-        }
-        m_path = name;
-    }
-
-    temporary_folder(temporary_folder const&) = delete;
-    temporary_folder(temporary_folder&&) = delete;
-    temporary_folder& operator=(temporary_folder const&) = delete;
-    temporary_folder& operator=(temporary_folder&&) = delete;
-
-    ~temporary_folder() {
-        std::error_code ignored;
-        std::filesystem::remove_all(m_path, ignored);
-    }
-
-    [[nodiscard]] std::string file(char const* name) const {
-        return m_path / name;
-    }
-
-private:
-    std::filesystem::path m_path;
-};
-
-void make_certificate(std::string const& certificate, std::string const& key) {
-    auto const program = dev::find_executable("openssl");
-    if (!program) {
-        throw std::runtime_error{"openssl is not installed"};
-    }
-    dev::child_process const openssl{
-        *program,
-        {"req",
-         "-x509",
-         "-newkey",
-         "rsa:2048",
-         "-nodes",
-         "-days",
-         "1",
-         "-subj",
-         "/CN=another-host",
-         "-keyout",
-         key,
-         "-out",
-         certificate}};
-    if (!openssl.wait_until_ended(std::chrono::seconds{30}) || openssl.get_exit_code() != 0) {
-        throw std::runtime_error{"openssl made no certificate: " + openssl.get_output()};
-    }
-}
-
-} // namespace
-
 class self_signed_endpoint::impl {
 public:
-    explicit impl(std::string reply) {
-        make_certificate(m_folder.file("certificate"), m_folder.file("key"));
+    impl(std::string reply, certificate_files const& certificate) {
         m_server = std::make_unique<httplib::SSLServer>(
-            m_folder.file("certificate").c_str(), m_folder.file("key").c_str());
+            certificate.certificate.c_str(), certificate.key.c_str());
         m_server->set_keep_alive_max_count(1);
         m_server->Post("/token", [reply](httplib::Request const&, httplib::Response& response) {
             response.set_content(reply, "application/json");
@@ -109,14 +44,18 @@ public:
     }
 
 private:
-    temporary_folder const m_folder;
     std::unique_ptr<httplib::SSLServer> m_server;
     int m_port = 0;
     std::thread m_listener;
 };
 
-self_signed_endpoint::self_signed_endpoint(std::string reply)
-    : m_impl{std::make_unique<impl>(std::move(reply))} {}
+self_signed_endpoint::self_signed_endpoint(std::string reply) {
+    temporary_folder const folder; // the server has read the files when it is constructed
+    m_impl = std::make_unique<impl>(std::move(reply), make_self_signed(folder, "another-host"));
+}
+
+self_signed_endpoint::self_signed_endpoint(std::string reply, certificate_files const& certificate)
+    : m_impl{std::make_unique<impl>(std::move(reply), certificate)} {}
 
 self_signed_endpoint::~self_signed_endpoint() = default;
 

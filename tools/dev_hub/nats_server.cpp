@@ -175,11 +175,11 @@ void nats_server::start_locked() {
 bool nats_server::try_start_locked() {
     auto const address = "127.0.0.1:" + std::to_string(m_port);
     // Over standard input, so that the token shows in no list of processes and no file is left.
-    auto const configuration = "listen: \"" + address + "\"\n"
-                             + "max_payload: " + std::to_string(m_options.max_payload) + "\n"
-                             + "ping_interval: " + std::to_string(m_options.ping_interval.count())
-                             + "\n" + "authorization { token: \"" + m_options.token + "\" }\n"
-                             + make_cluster_configuration(m_options.cluster_ports);
+    auto const configuration =
+        "listen: \"" + address + "\"\n" + "max_payload: " + std::to_string(m_options.max_payload)
+        + "\n" + "ping_interval: " + std::to_string(m_options.ping_interval.count()) + "\n"
+        + "authorization { token: \"" + m_options.token + "\" }\n"
+        + make_cluster_configuration(m_options.cluster_ports) + m_options.more_configuration;
     m_process = std::make_unique<child_process>(
         m_executable, std::vector<std::string>{"-c", "/dev/stdin"}, configuration);
     if (m_process->wait_until_output_contains(

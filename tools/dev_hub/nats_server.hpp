@@ -39,7 +39,10 @@ struct nats_server_options {
 
     /// The ports on 127.0.0.1 at which the servers of a cluster find each other, this server's own
     /// first; none for a server on its own. The servers of a cluster must have the same token.
-    std::vector<std::uint16_t> cluster_ports;
+    std::vector<std::uint16_t> cluster_ports{};
+
+    /// Further lines of the server's configuration, for example for TLS.
+    std::string more_configuration{};
 };
 
 /// A nats-server that admits the holders of one token.

@@ -222,6 +222,66 @@ TEST_F(token_fetch_beside_a_proxy, fails_when_the_endpoint_is_not_reachable) {
     EXPECT_THAT(proxy.get_requests(), IsEmpty());
 }
 
+TEST_F(token_fetch_beside_a_proxy, goes_to_the_chosen_proxy_whatever_the_environment_exempts) {
+    environment_variable const all_exempt{"no_proxy", "*"};
+    raw_http_server server{[](auto& client) {
+        client.send(http_reply(granted));
+    }};
+    auto with_proxy = parameters(server.get_url());
+    with_proxy.options.set_token_proxy(address);
+
+    EXPECT_EQ(fetch_token(with_proxy), "from-the-proxy");
+
+    EXPECT_THAT(server.get_requests(), IsEmpty());
+    EXPECT_THAT(proxy.get_requests(), SizeIs(1));
+}
+
+// Whether the endpoint is the right one
+
+class checked_token_fetch : public token_fetch {
+protected:
+    static std::string failure_with(std::string const& endpoint, std::string const& ca_file) {
+        auto checked = parameters(endpoint);
+        checked.options.set_token_endpoint_check(true, ca_file);
+        return thrown_message<authentication_failed>([&] { fetch_token(checked); });
+    }
+
+    static std::string refused(std::string const& endpoint, int curl_code) {
+        return "Authentication failed:\nEndpoint: " + endpoint + "\nCURL call failed, returned "
+             + std::to_string(curl_code) + "\n";
+    }
+
+    certificate_authority const authority;
+};
+
+TEST_F(checked_token_fetch, accepts_a_certificate_of_the_given_authority) {
+    self_signed_endpoint const endpoint{granted, authority.make("endpoint", "IP:127.0.0.1")};
+    auto checked = parameters(endpoint.get_url());
+    checked.options.set_token_endpoint_check(true, authority.file());
+
+    EXPECT_EQ(fetch_token(checked), "abc");
+}
+
+TEST_F(checked_token_fetch, refuses_a_certificate_of_another_authority) {
+    self_signed_endpoint const endpoint{granted, authority.make("endpoint", "IP:127.0.0.1")};
+    certificate_authority const other;
+
+    EXPECT_EQ(failure_with(endpoint.get_url(), other.file()), refused(endpoint.get_url(), 60));
+    EXPECT_EQ(failure_with(endpoint.get_url(), ""), refused(endpoint.get_url(), 60));
+}
+
+TEST_F(checked_token_fetch, refuses_a_certificate_for_another_host) {
+    self_signed_endpoint const endpoint{granted, authority.make("endpoint", "DNS:another-host")};
+
+    EXPECT_EQ(failure_with(endpoint.get_url(), authority.file()), refused(endpoint.get_url(), 60));
+}
+
+TEST_F(checked_token_fetch, fails_when_the_file_of_authorities_is_missing) {
+    self_signed_endpoint const endpoint{granted, authority.make("endpoint", "IP:127.0.0.1")};
+
+    EXPECT_EQ(failure_with(endpoint.get_url(), "/missing.pem"), refused(endpoint.get_url(), 77));
+}
+
 TEST_F(token_fetch, does_not_follow_a_redirection) {
     raw_http_server elsewhere{[](auto& client) {
         client.send(http_reply(R"({"access_token":"from-elsewhere"})"));
