@@ -148,8 +148,8 @@ public:
         if (entry != m_entries.end()) {
             entry->second.known.reset();
         }
-        publish(make_verdict_subject(provider), make_withdrawal_event());
         m_log.record(event_kind::definition_withdrawn, provider, {});
+        publish(make_verdict_subject(provider), make_withdrawal_event());
     }
 
     void forget_provider(std::string const& provider) {
@@ -231,10 +231,11 @@ private:
         if (m_behaviour.silent) {
             return;
         }
-        publish(std::string{registry_state_subject}, make_ready_event());
         m_log.record(event_kind::registry_ready, {}, {});
+        publish(std::string{registry_state_subject}, make_ready_event());
     }
 
+    // What is published has been recorded before, so that the one who receives it finds it there.
     void publish(
         std::string const& subject, message_bytes const& bytes, std::string const& reply = {}) {
         if (m_session == nullptr) {
@@ -279,15 +280,15 @@ private:
     }
 
     void answer_providers_query(std::string const& reply) {
-        publish(reply, make_providers_reply(get_providers()));
         m_log.record(event_kind::providers_requested, {}, {});
+        publish(reply, make_providers_reply(get_providers()));
     }
 
     void answer_definition_query(std::string const& provider, std::string const& reply) {
         auto const known = get_definition(provider);
-        publish(reply, make_definition_reply(known.has_value() ? &*known : nullptr));
         m_log.record(
             event_kind::definition_requested, provider, known.has_value() ? "" : "unknown");
+        publish(reply, make_definition_reply(known.has_value() ? &*known : nullptr));
     }
 
     void handle_definition(
@@ -338,11 +339,11 @@ private:
         auto const event =
             make_verdict_event(pending.judged, accepted ? verdict::valid : verdict::invalid);
         for (unsigned copy = 0; copy < m_behaviour.verdict_copies; ++copy) {
-            publish(make_verdict_subject(pending.provider), event);
             m_log.record(
                 accepted ? event_kind::definition_accepted : event_kind::definition_rejected,
                 pending.provider,
                 pending.broken_rule.value_or(""));
+            publish(make_verdict_subject(pending.provider), event);
         }
         if (list_changed) {
             announce_list();
@@ -446,8 +447,8 @@ private:
             return;
         }
         auto const list = get_providers();
-        publish(std::string{providers_changed_subject}, make_providers_changed_event(list));
         m_log.record(event_kind::providers_published, {}, join(list));
+        publish(std::string{providers_changed_subject}, make_providers_changed_event(list));
     }
 
     std::string const m_url;

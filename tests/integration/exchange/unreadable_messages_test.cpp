@@ -6,6 +6,7 @@
 #include "support/odd_messages.hpp"
 
 #include <array>
+#include <tuple>
 
 namespace arvenhold::corvel::hub {
 
@@ -86,7 +87,9 @@ TEST_F(unreadable_message, on_any_subject_leaves_provider_and_consumer_usable) {
     variable(*replacement, "b").set_value(21.5, timestamp{});
     replacement->write_variables(77, {boiler.id_of("b")});
     auto& written = *boiler.list->resolve_variable_by_id(boiler.id_of("b"));
-    EXPECT_TRUE(await([&] { return written.get_value() == variable_value{21.5}; }));
+    EXPECT_TRUE(await([&] {
+        return std::get<variable_value>(written.get_value_with_timestamp()) == variable_value{21.5};
+    }));
     EXPECT_TRUE(boiler.sender.is_connected());
     EXPECT_EQ(boiler.sender.get_fingerprint(), 77U);
 }
