@@ -67,4 +67,19 @@ using diagnostics_callback = void (*)(diagnostic const& report, void* user_data)
 /// be destroyed afterwards. The caller must hold no lock that the earlier callback waits for.
 CORVEL_HUB_API void set_diagnostics_callback(diagnostics_callback callback, void* user_data);
 
+/// Reports something through the diagnostics callback, or prints it with a line end if there is
+/// none. For what is built on this library, so that an application receives all reports in one
+/// place. A report for which there is no memory is lost.
+///
+/// @param severity     How serious it is.
+/// @param client_name  Identifier of the provider or name of the consumer concerned; empty if there
+///                     is none. Not printed.
+/// @param text         What happened, without a line end after the last line.
+///
+/// @par Thread safety
+/// May be called from any thread, and from any callback. Must not be called while holding a lock
+/// that the diagnostics callback waits for.
+CORVEL_HUB_API void report_diagnostic(
+    diagnostic_severity severity, std::string_view client_name, std::string_view text) noexcept;
+
 } // namespace arvenhold::corvel::hub

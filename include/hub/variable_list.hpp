@@ -158,6 +158,12 @@ public:
     /// Marks every variable as pending, so that the next change event carries all of them.
     void mark_all_variables_pending() CORVEL_HUB_EXCLUDES(this);
 
+    /// Leaves no variable pending: what has changed stays recorded, can be read and is not sent.
+    /// Call it between registering and connecting, so that the change event that follows the
+    /// definition does not carry the initial values with the time of the connect in place of their
+    /// own. Consumers read them with their own times.
+    void mark_no_variables_pending() CORVEL_HUB_EXCLUDES(this);
+
     /// Retires the list: all qualities become `bad`, nothing stays pending, changes are refused
     /// from now on.
     void mark_list_as_stale() CORVEL_HUB_EXCLUDES(this);

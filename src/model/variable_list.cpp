@@ -168,6 +168,12 @@ void variable_list::mark_all_variables_pending() {
     }
 }
 
+void variable_list::mark_no_variables_pending() {
+    auto& self = impl_of(*this);
+    std::scoped_lock const lock{self.m_mutex};
+    self.m_pending->clear();
+}
+
 void variable_list::mark_list_as_stale() {
     auto& self = impl_of(*this);
     std::scoped_lock const lock{self.m_mutex};

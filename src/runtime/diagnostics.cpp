@@ -143,4 +143,9 @@ void report(
     }
 }
 
+void report_diagnostic(
+    diagnostic_severity severity, std::string_view client_name, std::string_view text) noexcept {
+    report(severity, client_name, {text});
+}
+
 } // namespace arvenhold::corvel::hub

@@ -642,6 +642,17 @@ TEST_F(pending_marks, are_set_for_all_variables_and_nothing_else) {
     EXPECT_THAT(publications(), IsEmpty());
 }
 
+TEST_F(pending_marks, are_cleared_for_all_variables_and_nothing_else) {
+    list->write_variable(speed, 2.5, at_noon);
+    auto const before = states_of(*list);
+
+    list->mark_no_variables_pending();
+
+    EXPECT_THAT(pending_of(*list), IsEmpty());
+    EXPECT_EQ(states_of(*list), before);
+    EXPECT_THAT(publications(), IsEmpty());
+}
+
 TEST_F(pending_marks, are_set_by_a_change_through_a_variable_itself) {
     {
         std::scoped_lock const lock{*list};

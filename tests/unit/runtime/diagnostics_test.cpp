@@ -78,6 +78,16 @@ private:
     }
 };
 
+TEST(public_report, is_printed_like_one_of_the_library) {
+    insertions const error{std::cerr};
+
+    report_diagnostic(diagnostic_severity::warning, "boiler", "the door is open");
+
+    ASSERT_THAT(error.all(), SizeIs(testing::Ge(2U)));
+    EXPECT_EQ(error.all().at(0), "the door is open\n");
+    EXPECT_EQ(error.all().at(1), "<flush>");
+}
+
 TEST(error_report, is_printed_in_one_insertion_and_flushed) {
     insertions const error{std::cerr};
     insertions const output{std::cout};

@@ -1,0 +1,72 @@
+// SPDX-FileCopyrightText: 2026 Arvenhold
+// SPDX-License-Identifier: Apache-2.0
+
+#pragma once
+
+#include <hub/detail/export.hpp>
+
+#include <chrono>
+#include <cstddef>
+#include <memory>
+
+namespace arvenhold::corvel::hub {
+
+/// Optional settings of a session. The default values suit most programs.
+///
+/// A setter throws std::invalid_argument for a value outside the range that its description gives;
+/// the settings are unchanged then. Each getter returns what was set, or the default value.
+///
+/// @par Options of the connection
+/// A session repairs its connection itself, because the NATS client could neither keep the pace of
+/// token requests nor go on after two authorization errors. It therefore replaces these options of
+/// its connection: the number of reconnect attempts (none), the buffer for reconnecting (none), the
+/// interval and number of pings (as set here), and the link callback. A write deadline of 0 becomes
+/// the time after which a hanging server counts as lost.
+///
+/// @par Thread safety
+/// Like a value: an object must not be changed while another thread uses it. Copies are cheap and
+/// independent.
+class CORVEL_HUB_API session_settings {
+public:
+    /// Sets the wait before an attempt to repair: `first` before the first one, then twice as long
+    /// each time, up to `longest`; each wait is shortened at random by up to a half. 1 ms to 24 h,
+    /// `first` not above `longest`; 250 ms and 10 s by default.
+    ///
+    /// All sessions of a process together begin at most one connect in a second, whatever is set
+    /// here, so that they do not burden the token endpoint.
+    session_settings& set_retry(std::chrono::milliseconds first, std::chrono::milliseconds longest);
+
+    /// Returns the wait before the first attempt to repair.
+    std::chrono::milliseconds get_first_retry() const;
+
+    /// Returns the longest wait before an attempt to repair.
+    std::chrono::milliseconds get_longest_retry() const;
+
+    /// Sets how a server that hangs is noticed: the client pings it at this `interval`, 1 ms to
+    /// 24 h, and counts it as lost at the ping that follows `unanswered` ones without an answer, 1
+    /// and more. 2 s and 2 by default: a server that hangs is noticed after 6 s.
+    session_settings& set_ping(std::chrono::milliseconds interval, int unanswered);
+
+    /// Returns the interval between two pings.
+    std::chrono::milliseconds get_ping_interval() const;
+
+    /// Returns how many pings may be unanswered.
+    int get_unanswered_pings() const;
+
+    /// Sets whether handlers wait until the application calls the session's dispatch(); false by
+    /// default: they run on the session's thread. Use it to run them in the application's own event
+    /// loop.
+    session_settings& set_handlers_wait_for_dispatch(bool wait);
+
+    /// Returns whether handlers wait for dispatch().
+    bool handlers_wait_for_dispatch() const;
+
+private:
+    struct values;
+
+    std::shared_ptr<values const> m_values; // null while everything has its default value
+
+    CORVEL_HUB_INTERNAL values const& current() const;
+};
+
+} // namespace arvenhold::corvel::hub

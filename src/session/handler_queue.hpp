@@ -1,0 +1,66 @@
+// SPDX-FileCopyrightText: 2026 Arvenhold
+// SPDX-License-Identifier: Apache-2.0
+
+#pragma once
+
+#include <hub/detail/thread_annotations.hpp>
+
+#include <atomic>
+#include <cstddef>
+#include <functional>
+#include <mutex>
+#include <string>
+#include <thread>
+#include <vector>
+
+namespace arvenhold::corvel::hub {
+
+/// Runs the application's handlers of one session, one after the other: at once, on the session's
+/// thread; or, if they wait for dispatch, on whichever thread the application calls that from.
+///
+/// An exception that leaves a handler is reported through the diagnostics.
+class handler_queue {
+public:
+    using handler = std::function<void()>;
+
+    /// @param client_name         Named in reports.
+    /// @param waits_for_dispatch  Whether handlers wait for dispatch().
+    ///
+    /// @throws std::system_error  The system has no file descriptor left.
+    handler_queue(std::string client_name, bool waits_for_dispatch);
+
+    handler_queue(handler_queue const&) = delete;
+    handler_queue& operator=(handler_queue const&) = delete;
+    ~handler_queue();
+
+    /// Runs or enqueues a handler; does nothing after close(). Called on the session's thread.
+    void add(handler called) CORVEL_HUB_EXCLUDES(m_mutex);
+
+    /// Returns a descriptor that is readable while handlers wait; -1 if they do not wait for
+    /// dispatch. Valid as long as the object.
+    int get_descriptor() const;
+
+    /// Runs the handlers that are waiting now and returns how many. Handlers that call this find
+    /// nothing to run.
+    std::size_t dispatch() CORVEL_HUB_EXCLUDES(m_mutex, m_dispatch_mutex);
+
+    /// Drops what waits; no handler begins any more.
+    void close() CORVEL_HUB_EXCLUDES(m_mutex);
+
+private:
+    std::string const m_client_name;
+    int const m_descriptor;
+
+    std::mutex m_dispatch_mutex;                  // keeps handlers one after the other
+    std::atomic<std::thread::id> m_dispatching{}; // each thread only looks for its own id
+
+    std::mutex m_mutex;
+    std::vector<handler> m_waiting CORVEL_HUB_GUARDED_BY(m_mutex);
+    bool m_closed CORVEL_HUB_GUARDED_BY(m_mutex) = false;
+
+    bool is_closed() CORVEL_HUB_EXCLUDES(m_mutex);
+    std::vector<handler> take_waiting() CORVEL_HUB_EXCLUDES(m_mutex);
+    void run(handler const& called) const;
+};
+
+} // namespace arvenhold::corvel::hub

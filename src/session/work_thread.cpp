@@ -1,0 +1,177 @@
+// SPDX-FileCopyrightText: 2026 Arvenhold
+// SPDX-License-Identifier: Apache-2.0
+
+#include "session/work_thread.hpp"
+
+#include <atomic>
+#include <condition_variable>
+#include <map>
+#include <utility>
+#include <vector>
+
+namespace arvenhold::corvel::hub {
+
+struct work_thread::queue {
+    using timed_work = std::map<std::pair<time_point, timer>, work>;
+
+    std::atomic<std::thread::id> thread{}; // compared by is_current() on any thread
+
+    std::mutex mutex;
+    std::condition_variable changed;
+    std::vector<work> posted CORVEL_HUB_GUARDED_BY(mutex);
+    timed_work timed CORVEL_HUB_GUARDED_BY(mutex);
+    timer last_timer CORVEL_HUB_GUARDED_BY(mutex) = 0;
+    bool closed CORVEL_HUB_GUARDED_BY(mutex) = false;  // nothing is accepted any more
+    bool stopped CORVEL_HUB_GUARDED_BY(mutex) = false; // nothing begins any more
+
+    bool has_due_timer() CORVEL_HUB_REQUIRES(mutex) {
+        return !timed.empty() && timed.begin()->first.first <= std::chrono::steady_clock::now();
+    }
+
+    // Waits until there is something to do. Not analysed: the wait releases the lock.
+    std::unique_lock<std::mutex> wait() CORVEL_HUB_NO_THREAD_SAFETY_ANALYSIS {
+        std::unique_lock lock{mutex};
+        while (!closed && !stopped && posted.empty() && !has_due_timer()) {
+            if (timed.empty()) {
+                changed.wait(lock);
+            } else {
+                auto const when = timed.begin()->first.first; // may be cancelled meanwhile
+                changed.wait_until(lock, when);
+            }
+        }
+        return lock;
+    }
+
+    // Returns what runs next, in its order; nothing at the end. Not analysed: see wait().
+    bool take(std::vector<work>& batch) CORVEL_HUB_NO_THREAD_SAFETY_ANALYSIS {
+        auto const lock = wait();
+        if (stopped || (closed && posted.empty())) {
+            return false;
+        }
+        while (!closed && has_due_timer()) {
+            batch.push_back(std::move(timed.begin()->second));
+            timed.erase(timed.begin());
+        }
+        if (batch.empty()) {
+            batch.swap(posted); // both keep their capacity
+        }
+        return true;
+    }
+
+    bool is_stopped() {
+        std::scoped_lock const lock{mutex};
+        return stopped;
+    }
+};
+
+work_thread::work_thread()
+    : m_queue{std::make_shared<queue>()} {}
+
+work_thread::~work_thread() {
+    stop();
+    join();
+    std::scoped_lock const lock{m_join_mutex};
+    if (m_thread.joinable()) {
+        m_thread.detach(); // this is the thread; it holds what it still needs
+    }
+}
+
+void work_thread::start() {
+    std::scoped_lock const lock{m_join_mutex};
+    m_thread = std::thread{[shared = m_queue] {
+        run(*shared);
+    }};
+}
+
+void work_thread::run(queue& shared) {
+    shared.thread = std::this_thread::get_id();
+    std::vector<work> batch;
+    while (shared.take(batch)) {
+        for (auto& task : batch) {
+            if (!shared.is_stopped()) {
+                task();
+            }
+            task = nullptr; // what it holds is released before the next one runs
+        }
+        batch.clear();
+    }
+}
+
+void work_thread::post(work task) {
+    {
+        std::scoped_lock const lock{m_queue->mutex};
+        if (m_queue->closed) {
+            return;
+        }
+        m_queue->posted.push_back(std::move(task));
+    }
+    m_queue->changed.notify_one();
+}
+
+work_thread::timer work_thread::post_at(time_point when, work task) {
+    timer number = 0;
+    {
+        std::scoped_lock const lock{m_queue->mutex};
+        if (m_queue->closed) {
+            return number;
+        }
+        number = ++m_queue->last_timer;
+        m_queue->timed.emplace(std::pair{when, number}, std::move(task));
+    }
+    m_queue->changed.notify_one();
+    return number;
+}
+
+void work_thread::cancel(timer cancelled) {
+    queue::timed_work removed; // destroyed without the lock
+    std::scoped_lock const lock{m_queue->mutex};
+    for (auto entry = m_queue->timed.begin(); entry != m_queue->timed.end(); ++entry) {
+        if (entry->first.second == cancelled) {
+            removed.insert(m_queue->timed.extract(entry));
+            return;
+        }
+    }
+}
+
+void work_thread::stop() {
+    std::vector<work> dropped;
+    queue::timed_work dropped_timed;
+    {
+        std::scoped_lock const lock{m_queue->mutex};
+        m_queue->closed = true;
+        m_queue->stopped = true;
+        dropped.swap(m_queue->posted);
+        dropped_timed.swap(m_queue->timed);
+    }
+    m_queue->changed.notify_one();
+}
+
+void work_thread::finish(work last) {
+    queue::timed_work dropped_timed;
+    {
+        std::scoped_lock const lock{m_queue->mutex};
+        if (m_queue->closed) {
+            return;
+        }
+        m_queue->closed = true;
+        m_queue->posted.push_back(std::move(last));
+        dropped_timed.swap(m_queue->timed);
+    }
+    m_queue->changed.notify_one();
+}
+
+void work_thread::join() {
+    if (is_current()) {
+        return;
+    }
+    std::scoped_lock const lock{m_join_mutex};
+    if (m_thread.joinable()) {
+        m_thread.join();
+    }
+}
+
+bool work_thread::is_current() const {
+    return m_queue->thread.load() == std::this_thread::get_id();
+}
+
+} // namespace arvenhold::corvel::hub
