@@ -78,6 +78,9 @@ work_thread::~work_thread() {
 
 void work_thread::start() {
     std::scoped_lock const lock{m_join_mutex};
+    if (m_thread.joinable()) {
+        return;
+    }
     m_thread = std::thread{[shared = m_queue] {
         run(*shared);
     }};
@@ -97,28 +100,31 @@ void work_thread::run(queue& shared) {
     }
 }
 
+// The work may destroy this object before this returns.
 void work_thread::post(work task) {
+    auto const shared = m_queue;
     {
-        std::scoped_lock const lock{m_queue->mutex};
-        if (m_queue->closed) {
+        std::scoped_lock const lock{shared->mutex};
+        if (shared->closed) {
             return;
         }
-        m_queue->posted.push_back(std::move(task));
+        shared->posted.push_back(std::move(task));
     }
-    m_queue->changed.notify_one();
+    shared->changed.notify_one();
 }
 
 work_thread::timer work_thread::post_at(time_point when, work task) {
+    auto const shared = m_queue;
     timer number = 0;
     {
-        std::scoped_lock const lock{m_queue->mutex};
-        if (m_queue->closed) {
+        std::scoped_lock const lock{shared->mutex};
+        if (shared->closed) {
             return number;
         }
-        number = ++m_queue->last_timer;
-        m_queue->timed.emplace(std::pair{when, number}, std::move(task));
+        number = ++shared->last_timer;
+        shared->timed.emplace(std::pair{when, number}, std::move(task));
     }
-    m_queue->changed.notify_one();
+    shared->changed.notify_one();
     return number;
 }
 

@@ -39,7 +39,7 @@ public:
     /// returns.
     ~work_thread();
 
-    /// Starts the thread. Called once; work may be posted before.
+    /// Starts the thread, unless it has been started. Work may be posted before.
     ///
     /// @throws std::system_error  The system has no thread left.
     void start() CORVEL_HUB_EXCLUDES(m_join_mutex);

@@ -23,7 +23,7 @@ def own_headers(path, headers):
     """The headers with the file's name, public or internal; if there is none, a public one with a
     longer name; if there is none, the header of the class `impl` that the folder's files share."""
     stem, folder = re.escape(path.stem), path.parent.name
-    for pattern in (rf'<hub/(detail/)?{stem}\.hpp>|"{folder}/{stem}(_impl)?\.hpp"',
+    for pattern in (rf'<hub/(\w+/)?{stem}\.hpp>|"{folder}/{stem}(_impl)?\.hpp"',
                     rf"<hub/\w+_{stem}\.hpp>",
                     rf'"{folder}/\w+_impl\.hpp"'):
         named = [name for name in headers if re.fullmatch(pattern, name)]

@@ -28,12 +28,14 @@ namespace arvenhold::corvel::hub {
 /// independent.
 class CORVEL_HUB_API session_settings {
 public:
-    /// Sets the wait before an attempt to repair: `first` before the first one, then twice as long
-    /// each time, up to `longest`; each wait is shortened at random by up to a half. 1 ms to 24 h,
-    /// `first` not above `longest`; 250 ms and 10 s by default.
+    /// Sets the wait before an attempt to repair, which doubles from one attempt to the next. Each
+    /// wait is shortened at random by up to a half.
     ///
     /// All sessions of a process together begin at most one connect in a second, whatever is set
     /// here, so that they do not burden the token endpoint.
+    ///
+    /// @param first    The wait before the first attempt: 1 ms to `longest`, 250 ms by default.
+    /// @param longest  The maximum: up to 24 h, 10 s by default.
     session_settings& set_retry(std::chrono::milliseconds first, std::chrono::milliseconds longest);
 
     /// Returns the wait before the first attempt to repair.
@@ -42,9 +44,11 @@ public:
     /// Returns the longest wait before an attempt to repair.
     std::chrono::milliseconds get_longest_retry() const;
 
-    /// Sets how a server that hangs is noticed: the client pings it at this `interval`, 1 ms to
-    /// 24 h, and counts it as lost at the ping that follows `unanswered` ones without an answer, 1
-    /// and more. 2 s and 2 by default: a server that hangs is noticed after 6 s.
+    /// Sets how a server that hangs is noticed: the client pings it, and counts it as lost at the
+    /// ping that follows so many without an answer; by default after 6 s.
+    ///
+    /// @param interval    The time between two pings: 1 ms to 24 h, 2 s by default.
+    /// @param unanswered  How many pings may be unanswered: 1 and more, 2 by default.
     session_settings& set_ping(std::chrono::milliseconds interval, int unanswered);
 
     /// Returns the interval between two pings.
@@ -56,6 +60,8 @@ public:
     /// Sets whether handlers wait until the application calls the session's dispatch(); false by
     /// default: they run on the session's thread. Use it to run them in the application's own event
     /// loop.
+    ///
+    /// @param wait  Whether they wait.
     session_settings& set_handlers_wait_for_dispatch(bool wait);
 
     /// Returns whether handlers wait for dispatch().

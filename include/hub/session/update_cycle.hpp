@@ -1,0 +1,70 @@
+// SPDX-FileCopyrightText: 2026 Arvenhold
+// SPDX-License-Identifier: Apache-2.0
+
+#pragma once
+
+#include <hub/common.hpp>
+#include <hub/detail/export.hpp>
+#include <hub/session/variable_handle.hpp>
+#include <hub/session/variable_type.hpp>
+
+#include <memory>
+#include <type_traits>
+#include <utility>
+
+namespace arvenhold::corvel::hub {
+
+/// The changes of one call of provider_session::update(), all with the same time. Used by one
+/// thread, and not after the function that it was passed to has returned.
+class CORVEL_HUB_API update_cycle {
+public:
+    update_cycle(update_cycle const&) = delete;
+    update_cycle& operator=(update_cycle const&) = delete;
+
+    /// Adds a change. The last one of a variable counts.
+    ///
+    /// @param variable  A variable of the session.
+    /// @param value     The new value. Must become the variable's type without loss.
+    /// @param quality   Its quality.
+    ///
+    /// @throws std::logic_error  The variable belongs to no session, or to another one.
+    template <class Type, class Given>
+    void set(
+        variable_handle<Type> const& variable,
+        Given&& value,
+        variable_quality quality = variable_quality::good) {
+        static_assert(
+            converts_exactly<Type, Given>,
+            "the value does not become the variable's type without loss");
+        set(variable.as_any(),
+            variable_value{std::in_place_type<Type>, std::forward<Given>(value)},
+            quality);
+    }
+
+    /// Adds a change of a variable whose type is known only while the program runs.
+    ///
+    /// @param variable  A variable of the session.
+    /// @param value     The new value, of the variable's type.
+    /// @param quality   Its quality.
+    ///
+    /// @throws std::logic_error       The variable belongs to no session, or to another one.
+    /// @throws std::invalid_argument  The value has another type.
+    void set(
+        any_variable_handle const& variable,
+        variable_value value,
+        variable_quality quality = variable_quality::good);
+
+private:
+    friend class provider_session;
+
+    struct changes;
+
+    std::unique_ptr<changes> const m_changes;
+
+    update_cycle(std::shared_ptr<provider_session_impl> session, timestamp when);
+    ~update_cycle();
+
+    void record();
+};
+
+} // namespace arvenhold::corvel::hub

@@ -1,0 +1,26 @@
+// SPDX-FileCopyrightText: 2026 Arvenhold
+// SPDX-License-Identifier: Apache-2.0
+
+#pragma once
+
+#include <hub/session/session_status.hpp>
+
+#include <exception>
+#include <string>
+#include <string_view>
+
+namespace arvenhold::corvel::hub {
+
+/// A reason with its words.
+struct failure {
+    session_reason reason = session_reason::internal_failure;
+    std::string text; ///< As session_status::text.
+};
+
+/// Returns why connecting has failed.
+///
+/// @param error   What connecting has thrown.
+/// @param secret  The client secret, which the text must not contain.
+failure failure_of_connecting(std::exception const& error, std::string_view secret);
+
+} // namespace arvenhold::corvel::hub

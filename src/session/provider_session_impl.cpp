@@ -1,0 +1,422 @@
+// SPDX-FileCopyrightText: 2026 Arvenhold
+// SPDX-License-Identifier: Apache-2.0
+
+#include "session/provider_session_impl.hpp"
+
+#include "session/plain_text.hpp"
+#include "session/token_pace.hpp"
+#include <hub/diagnostics.hpp>
+#include <hub/names.hpp>
+
+#include <algorithm>
+#include <iterator>
+#include <random>
+#include <span>
+#include <stdexcept>
+#include <utility>
+
+namespace arvenhold::corvel::hub {
+
+namespace {
+
+using std::chrono::milliseconds;
+
+// How often a provider is examined that has failed without any word, as after a reply to a read
+// request that was too large.
+constexpr std::chrono::seconds watch_interval{1};
+
+// Beyond it, writes are refused at once, so that a handler that is stuck does not fill the memory.
+constexpr std::size_t most_waiting_writes = 10'000;
+
+milliseconds time_to_notice(session_settings const& settings) {
+    auto const time = settings.get_ping_interval() * (settings.get_unanswered_pings() + 1LL);
+    return std::min<milliseconds>(time, std::chrono::hours{24});
+}
+
+// What the session replaces in the options, see session_settings.
+hub_access with_own_options(hub_access access, session_settings const& settings) {
+    access.options.set_reconnect_attempts(0)
+        .set_reconnect_buffer(0)
+        .set_delivery_pool_size(0)
+        .set_ping_interval(settings.get_ping_interval())
+        .set_unanswered_pings(settings.get_unanswered_pings());
+    if (access.options.get_write_deadline() == milliseconds{0}) {
+        access.options.set_write_deadline(time_to_notice(settings));
+    }
+    return access;
+}
+
+// Whether two changes that follow each other go into one event.
+bool share_an_event(variable_change const& first, variable_change const& second) {
+    return first.when == second.when && first.position != second.position;
+}
+
+} // namespace
+
+provider_session_impl::provider_session_impl(
+    std::string const& identifier, hub_access access, session_settings const& settings)
+    : m_identifier{identifier}
+    , m_access{with_own_options(std::move(access), settings)}
+    , m_handlers{identifier, settings.handlers_wait_for_dispatch()}
+    , m_status{session_state::connecting, session_reason::starting, "starting"}
+    , m_back_off{settings.get_first_retry(), settings.get_longest_retry(), std::random_device{}()} {
+}
+
+any_variable_handle provider_session_impl::declare(
+    std::string const& path,
+    variable_value initial,
+    variable_permissions permissions,
+    provider_session::write_handler handler) {
+    require_not_started();
+    if (handler && permissions == variable_permissions::read_only) {
+        throw std::invalid_argument{
+            "the variable \"" + path + "\" is read-only and has a handler for write requests"};
+    }
+    auto const position =
+        m_slots.add(path, std::move(initial), permissions, std::chrono::system_clock::now());
+    if (handler) {
+        m_write_handlers.emplace(position, std::move(handler));
+    }
+    return {shared_from_this(), position};
+}
+
+void provider_session_impl::keep_changes(any_variable_handle const& variable, std::size_t limit) {
+    require_not_started();
+    if (&variable.session() != this) {
+        throw std::logic_error{"the variable belongs to another session"};
+    }
+    if (limit == 0) {
+        throw std::invalid_argument{"at least one change must be kept"};
+    }
+    m_slots.keep_changes(variable.m_position, limit);
+}
+
+void provider_session_impl::set_write_handler(provider_session::write_handler handler) {
+    require_not_started();
+    m_common_write_handler = std::move(handler);
+}
+
+void provider_session_impl::set_status_handler(provider_session::status_handler handler) {
+    require_not_started();
+    m_status_handler = std::move(handler);
+}
+
+void provider_session_impl::require_not_started() {
+    std::scoped_lock const lock{m_life_mutex};
+    if (m_stage != life_stage::new_born) {
+        throw std::logic_error{"the session has been started"};
+    }
+}
+
+void provider_session_impl::start() {
+    std::scoped_lock const lock{m_life_mutex};
+    if (m_stage == life_stage::stopped) {
+        throw std::logic_error{"the session has been stopped"};
+    }
+    if (m_stage == life_stage::started) {
+        return;
+    }
+    m_operations.start();
+    m_thread->start();
+    m_slots.freeze();
+    m_stage = life_stage::started;
+    post([this] { connect_after(milliseconds{0}); });
+}
+
+// From a handler, neither thread can be waited for: the session's thread is this one, and the
+// operation thread may be waiting for a write request that the core passes on.
+void provider_session_impl::stop() {
+    {
+        std::scoped_lock const lock{m_life_mutex};
+        m_stage = life_stage::stopped;
+    }
+    change_status({session_state::stopped, session_reason::stop_requested, "stopped"});
+    m_handlers.close();
+    m_thread->stop();
+    if (m_thread->is_current()) {
+        end_operations();
+        return;
+    }
+    if (auto const attempt = get_attempt()) {
+        attempt->abandon();
+    }
+    m_thread->join();
+    end_operations();
+    m_operations.join();
+}
+
+// Called on the session's thread or after its end, then perhaps by several threads.
+void provider_session_impl::end_operations() {
+    std::scoped_lock const lock{m_life_mutex};
+    m_operations.finish([ended = std::move(m_provider)]() mutable { ended.reset(); });
+}
+
+std::shared_ptr<registered_provider> provider_session_impl::get_attempt() {
+    std::scoped_lock const lock{m_attempt_mutex};
+    return m_attempt;
+}
+
+void provider_session_impl::set_attempt(std::shared_ptr<registered_provider> attempt) {
+    std::scoped_lock const lock{m_attempt_mutex};
+    m_attempt.swap(attempt);
+}
+
+bool provider_session_impl::wait_until_ready(milliseconds limit) {
+    auto const deadline = clock::now() + limit;
+    std::unique_lock lock{m_status_mutex};
+    while (m_status.state != session_state::ready && m_status.state != session_state::stopped
+           && m_status_changed.wait_until(lock, deadline) != std::cv_status::timeout) {
+    }
+    return m_status.state == session_state::ready;
+}
+
+session_status provider_session_impl::get_status() {
+    std::scoped_lock const lock{m_status_mutex};
+    return m_status;
+}
+
+any_variable_handle provider_session_impl::find(std::string const& path) {
+    auto const position = m_slots.find(path);
+    return position ? any_variable_handle{shared_from_this(), *position} : any_variable_handle{};
+}
+
+handler_queue& provider_session_impl::handlers() {
+    return m_handlers;
+}
+
+variable_slots& provider_session_impl::slots() {
+    return m_slots;
+}
+
+void provider_session_impl::send_changes() {
+    if (!m_sending.exchange(true)) {
+        post([this] { send(); });
+    }
+}
+
+void provider_session_impl::refuse_write(
+    variable_slots::position variable, std::string_view reason) {
+    report_diagnostic(
+        diagnostic_severity::warning,
+        m_identifier,
+        m_identifier + ": refused to write \"" + plain_text(m_slots.get_path(variable))
+            + "\": " + plain_text(reason));
+    m_slots.send_again(variable);
+    send_changes();
+}
+
+// The work may destroy the session.
+template <class Step>
+void provider_session_impl::post(Step step) {
+    m_thread->post([this, step = std::move(step)]() mutable {
+        auto const kept = shared_from_this();
+        step();
+    });
+}
+
+// -- on the session's thread ----------------------------------------------------------------------
+
+void provider_session_impl::connect_after(milliseconds wait) {
+    auto const when = process_token_pace().reserve(clock::now() + wait);
+    m_thread->post_at(when, [this] {
+        auto const kept = shared_from_this();
+        connect();
+    });
+}
+
+void provider_session_impl::connect() {
+    auto const number = ++m_number;
+    auto attempt = std::make_shared<registered_provider>(m_identifier, make_listeners(number));
+    set_attempt(attempt);
+    m_operations.post([self = shared_from_this(),
+                       number,
+                       attempt = std::move(attempt),
+                       states = m_slots.get_states()]() mutable {
+        std::optional<failure> error;
+        try {
+            attempt->connect(self->m_access, std::move(states), self->m_slots.get_content_hash());
+        } catch (std::exception const& thrown) {
+            error = failure_of_connecting(thrown, self->m_access.client_secret);
+        }
+        self->set_attempt(nullptr);
+        if (error) {
+            attempt.reset(); // here, where waiting for its end delays nothing else
+        }
+        self->post([&session = *self, number, attempt = std::move(attempt), error] {
+            session.complete(number, attempt, error);
+        });
+    });
+}
+
+registered_provider::listeners provider_session_impl::make_listeners(registration_number number) {
+    auto const weak = weak_from_this();
+    auto const thread = m_thread;
+    auto const waiting = m_waiting_writes;
+    auto const post_step = [weak, thread](auto step) {
+        thread->post([weak, step = std::move(step)] {
+            if (auto const self = weak.lock()) {
+                step(*self);
+            }
+        });
+    };
+    return {
+        .link_lost = [=] { post_step([=](auto& self) { self.lose_link(number); }); },
+        .written =
+            [=, name = m_identifier](std::vector<registered_provider::write> writes) {
+                if (*waiting + writes.size() > most_waiting_writes) {
+                    report_diagnostic(
+                        diagnostic_severity::error,
+                        name,
+                        name + ": dropped a write command, because 10,000 others are waiting");
+                    return;
+                }
+                *waiting += writes.size();
+                post_step([number, writes = std::move(writes)](auto& self) {
+                    self.receive_writes(number, writes);
+                });
+            }};
+}
+
+void provider_session_impl::complete(
+    registration_number number,
+    std::shared_ptr<registered_provider> provider,
+    std::optional<failure> const& error) {
+    if (error) {
+        auto const state = m_was_ready ? session_state::degraded : session_state::connecting;
+        set_status(state, *error);
+        connect_after(m_back_off.next());
+        return;
+    }
+    m_provider = std::move(provider);
+    m_was_ready = true;
+    if (m_lost == number) {
+        lose_link(number);
+        return;
+    }
+    m_back_off.reset();
+    set_status(session_state::ready, {session_reason::none, "ready"});
+    send();
+    watch(number);
+}
+
+void provider_session_impl::replace(failure const& why) {
+    m_operations.post([ended = std::move(m_provider)]() mutable { ended.reset(); });
+    set_status(session_state::degraded, why);
+    connect_after(m_back_off.next());
+}
+
+void provider_session_impl::lose_link(registration_number number) {
+    m_lost = number;
+    if (m_provider && number == m_number) {
+        replace({session_reason::link_lost, "the connection to the server broke"});
+    }
+}
+
+void provider_session_impl::watch(registration_number number) {
+    m_thread->post_at(clock::now() + watch_interval, [this, number] {
+        auto const kept = shared_from_this();
+        if (!m_provider || number != m_number) {
+            return;
+        }
+        if (m_provider->is_usable()) {
+            watch(number);
+        } else {
+            replace(
+                {session_reason::sending_failed,
+                 "a message could not be sent, or the registry has rejected the variables"});
+        }
+    });
+}
+
+// Sends every change in an event of its time. Without a provider, m_sending stays set, so that
+// further changes do not wake this thread; complete() sends them.
+void provider_session_impl::send() {
+    if (!m_provider) {
+        return;
+    }
+    m_sending = false;
+    m_slots.take(m_batch);
+    auto first = m_batch.begin();
+    try {
+        while (first != m_batch.end()) {
+            auto const last =
+                std::adjacent_find(first, m_batch.end(), [](auto const& one, auto const& other) {
+                    return !share_an_event(one, other);
+                });
+            auto const end = last == m_batch.end() ? last : std::next(last);
+            m_provider->publish(std::span{first, end});
+            first = end;
+        }
+    } catch (std::exception const& error) {
+        auto const sent = std::distance(m_batch.begin(), first);
+        m_slots.put_back(m_batch, static_cast<std::size_t>(sent));
+        replace({session_reason::sending_failed, plain_text(error.what(), m_access.client_secret)});
+    }
+    m_batch.clear();
+}
+
+void provider_session_impl::receive_writes(
+    registration_number number, std::vector<registered_provider::write> const& writes) {
+    auto const now = std::chrono::system_clock::now();
+    for (auto const& write : writes) {
+        if (number == m_number) {
+            receive_write(write, now);
+        } else {
+            --*m_waiting_writes;
+        }
+    }
+}
+
+void provider_session_impl::receive_write(registered_provider::write const& write, timestamp when) {
+    auto const& [variable, value] = write;
+    auto const found = m_write_handlers.find(variable);
+    auto const& handler = found != m_write_handlers.end() ? found->second : m_common_write_handler;
+    auto const refusal = find_refusal(variable, value, handler);
+    if (!refusal.empty()) {
+        --*m_waiting_writes;
+        refuse_write(variable, refusal);
+        return;
+    }
+    m_handlers.add([self = shared_from_this(), &handler, variable, value, when] {
+        --*self->m_waiting_writes;
+        handler(any_write_request{std::make_unique<any_write_request::pending>(
+            any_write_request::pending{self, variable, value, when})});
+    });
+}
+
+std::string provider_session_impl::find_refusal(
+    variable_slots::position variable,
+    variable_value const& value,
+    provider_session::write_handler const& handler) const {
+    if (m_slots.get_permissions(variable) == variable_permissions::read_only) {
+        return "it is read-only";
+    }
+    if (!m_slots.has_type_of(variable, value)) {
+        return "it cannot have a value of type " + std::string{type_name_of(value)};
+    }
+    return handler ? "" : "it has no handler for write requests";
+}
+
+void provider_session_impl::set_status(session_state state, failure why) {
+    session_status const changed{state, why.reason, std::move(why.text)};
+    if (change_status(changed) && m_status_handler) {
+        m_handlers.add([self = shared_from_this(), changed] { self->m_status_handler(changed); });
+    }
+}
+
+// Returns whether anything has changed.
+bool provider_session_impl::change_status(session_status const& changed) {
+    {
+        std::scoped_lock const lock{m_status_mutex};
+        auto const is_same = m_status.state == changed.state && m_status.reason == changed.reason
+                          && m_status.text == changed.text;
+        if (is_same || m_status.state == session_state::stopped) {
+            return false;
+        }
+        m_status = changed;
+    }
+    m_status_changed.notify_all();
+    return true;
+}
+
+} // namespace arvenhold::corvel::hub

@@ -1,0 +1,169 @@
+// SPDX-FileCopyrightText: 2026 Arvenhold
+// SPDX-License-Identifier: Apache-2.0
+
+#pragma once
+
+#include "session/back_off.hpp"
+#include "session/failure_status.hpp"
+#include "session/handler_queue.hpp"
+#include "session/registered_provider.hpp"
+#include "session/variable_slots.hpp"
+#include "session/work_thread.hpp"
+#include <hub/detail/export.hpp>
+#include <hub/detail/thread_annotations.hpp>
+#include <hub/session/provider_session.hpp>
+
+#include <atomic>
+#include <chrono>
+#include <condition_variable>
+#include <cstdint>
+#include <map>
+#include <memory>
+#include <mutex>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <vector>
+
+namespace arvenhold::corvel::hub {
+
+/// State and operations of a provider session. Shared by the session, its handles, its write
+/// requests, and the work of its two threads.
+///
+/// The session's thread runs everything in the part "on the session's thread" and never waits for
+/// the network; the operation thread runs the core's calls that do, and destroys providers.
+///
+/// 1. A registration that has failed in any way is replaced as a whole. Each has a number, so that
+///    what an earlier one still reports is ignored.
+/// 2. At most one registration exists, or is being made, at a time; before its successor is made,
+///    the operation thread has destroyed it.
+/// 3. Work of the session's thread does not begin once stop() has returned, and only ~provider_session
+///    drops the last reference that is not such work's; so work may use `this`.
+/// 4. Nothing that the core calls holds a reference to this object, because the last one to go would
+///    wait for the callback that holds it.
+class CORVEL_HUB_INTERNAL provider_session_impl
+    : public std::enable_shared_from_this<provider_session_impl> {
+public:
+    provider_session_impl(
+        std::string const& identifier, hub_access access, session_settings const& settings);
+
+    // -- what the public class offers -------------------------------------------------------------
+
+    any_variable_handle declare(
+        std::string const& path,
+        variable_value initial,
+        variable_permissions permissions,
+        provider_session::write_handler handler);
+    void keep_changes(any_variable_handle const& variable, std::size_t limit);
+    void set_write_handler(provider_session::write_handler handler);
+    void set_status_handler(provider_session::status_handler handler);
+    void start() CORVEL_HUB_EXCLUDES(m_life_mutex);
+    void stop() CORVEL_HUB_EXCLUDES(m_life_mutex, m_status_mutex);
+    bool wait_until_ready(std::chrono::milliseconds limit) CORVEL_HUB_EXCLUDES(m_status_mutex);
+    session_status get_status() CORVEL_HUB_EXCLUDES(m_status_mutex);
+    any_variable_handle find(std::string const& path);
+    handler_queue& handlers();
+
+    // -- what handles and write requests use, on any thread ---------------------------------------
+
+    variable_slots& slots();
+
+    /// Makes the session's thread send what has been recorded.
+    void send_changes();
+
+    /// Reports a refusal and sends the present value again.
+    void refuse_write(variable_slots::position variable, std::string_view reason);
+
+private:
+    using clock = std::chrono::steady_clock;
+    using registration_number = std::uint64_t;
+
+    // Fixed at start().
+    std::string const m_identifier;
+    hub_access const m_access;
+    handler_queue m_handlers;
+    variable_slots m_slots;
+    std::map<variable_slots::position, provider_session::write_handler> m_write_handlers;
+    provider_session::write_handler m_common_write_handler;
+    provider_session::status_handler m_status_handler;
+
+    std::mutex m_status_mutex;
+    std::condition_variable m_status_changed;
+    session_status m_status CORVEL_HUB_GUARDED_BY(m_status_mutex);
+
+    enum class life_stage : std::uint8_t {
+        new_born,
+        started,
+        stopped
+    };
+    std::mutex m_life_mutex;
+    life_stage m_stage CORVEL_HUB_GUARDED_BY(m_life_mutex) = life_stage::new_born;
+
+    // What connects at present, for stop().
+    std::mutex m_attempt_mutex;
+    std::shared_ptr<registered_provider> m_attempt CORVEL_HUB_GUARDED_BY(m_attempt_mutex);
+
+    // Whether the session's thread has been told of changes and has not looked yet. Without the
+    // lock of its queue, so that most changes cost one atomic operation; a change that finds it set
+    // was recorded before the thread looks.
+    std::atomic<bool> m_sending{false};
+
+    // Writes that wait for the session's thread or for a handler.
+    std::shared_ptr<std::atomic<std::size_t>> const m_waiting_writes =
+        std::make_shared<std::atomic<std::size_t>>(0);
+
+    // Of the session's thread, and after its end of stop().
+    back_off m_back_off;
+    std::shared_ptr<registered_provider> m_provider; // null unless ready
+    registration_number m_number = 0;                // of the registration made last
+    registration_number m_lost = 0;                  // of the one whose link broke last
+    bool m_was_ready = false;
+    std::vector<variable_change> m_batch; // empty; keeps its memory
+
+    // Last, so that they end first. Shared with what the core calls.
+    std::shared_ptr<work_thread> const m_thread = std::make_shared<work_thread>();
+    work_thread m_operations;
+
+    void require_not_started() CORVEL_HUB_EXCLUDES(m_life_mutex);
+    void end_operations() CORVEL_HUB_EXCLUDES(m_life_mutex);
+    std::shared_ptr<registered_provider> get_attempt() CORVEL_HUB_EXCLUDES(m_attempt_mutex);
+    void set_attempt(std::shared_ptr<registered_provider> attempt)
+        CORVEL_HUB_EXCLUDES(m_attempt_mutex);
+
+    template <class Step>
+    void post(Step step);
+
+    // -- on the session's thread ------------------------------------------------------------------
+
+    void connect_after(std::chrono::milliseconds wait);
+    void connect();
+    registered_provider::listeners make_listeners(registration_number number);
+    void complete(
+        registration_number number,
+        std::shared_ptr<registered_provider> provider,
+        std::optional<failure> const& error);
+    void replace(failure const& why);
+    void lose_link(registration_number number);
+    void watch(registration_number number);
+    void send();
+    void receive_writes(
+        registration_number number, std::vector<registered_provider::write> const& writes);
+    void receive_write(registered_provider::write const& write, timestamp when);
+    std::string find_refusal(
+        variable_slots::position variable,
+        variable_value const& value,
+        provider_session::write_handler const& handler) const; // empty: none
+    void set_status(session_state state, failure why) CORVEL_HUB_EXCLUDES(m_status_mutex);
+    bool change_status(session_status const& changed) CORVEL_HUB_EXCLUDES(m_status_mutex);
+};
+
+/// What a write request needs to be answered.
+struct any_write_request::pending {
+    std::shared_ptr<provider_session_impl> session;
+    variable_slots::position variable = 0;
+    variable_value wanted;
+    timestamp when;
+    bool is_answered = false;
+};
+
+} // namespace arvenhold::corvel::hub

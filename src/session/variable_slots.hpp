@@ -1,0 +1,141 @@
+// SPDX-FileCopyrightText: 2026 Arvenhold
+// SPDX-License-Identifier: Apache-2.0
+
+#pragma once
+
+#include "session/content_hash.hpp"
+#include <hub/common.hpp>
+#include <hub/detail/thread_annotations.hpp>
+
+#include <cstddef>
+#include <cstdint>
+#include <deque>
+#include <map>
+#include <mutex>
+#include <optional>
+#include <string>
+#include <unordered_set>
+#include <vector>
+
+namespace arvenhold::corvel::hub {
+
+/// A change of a variable; `position` is its place in the order of declaration.
+struct variable_change {
+    std::uint32_t position = 0;
+    variable_value value;
+    variable_quality quality = variable_quality::good;
+    timestamp when;
+};
+
+/// What a variable is registered with.
+struct variable_state {
+    std::string path;
+    variable_permissions permissions = variable_permissions::read_only;
+    variable_value value;
+    variable_quality quality = variable_quality::good;
+    timestamp when;
+};
+
+/// The variables of a provider session: what the application has recorded and the session's thread
+/// has not sent yet. Outlives every connection.
+///
+/// Variables are added on one thread, before any other operation is called on another one. All
+/// other operations may be called from any thread.
+///
+/// 1. A changed variable is listed once in `m_changed`, in the order of the first change.
+/// 2. A variable with a queue has every change since the last take() in it, up to its limit.
+class variable_slots {
+public:
+    using position = std::uint32_t;
+
+    /// Adds a variable, whose initial value has not been measured.
+    ///
+    /// @throws std::invalid_argument  There is one with this path. Nothing was added.
+    position add(
+        std::string const& path,
+        variable_value initial,
+        variable_permissions permissions,
+        timestamp when) CORVEL_HUB_EXCLUDES(m_mutex);
+
+    /// Ends the adding, and releases the memory that only adding needs.
+    void freeze();
+
+    /// Keeps up to `limit` changes of a variable.
+    void keep_changes(position variable, std::size_t limit) CORVEL_HUB_EXCLUDES(m_mutex);
+
+    /// Records a change.
+    ///
+    /// @throws std::invalid_argument  The value has another type than the variable. Nothing was
+    ///                                recorded.
+    void set(variable_change change) CORVEL_HUB_EXCLUDES(m_mutex);
+
+    /// Records changes so that take() returns all or none of them.
+    ///
+    /// @throws std::invalid_argument  A value has another type. Nothing was recorded.
+    void set(std::vector<variable_change> changes) CORVEL_HUB_EXCLUDES(m_mutex);
+
+    /// Records a quality for the latest value.
+    void set_quality(position variable, variable_quality quality, timestamp when)
+        CORVEL_HUB_EXCLUDES(m_mutex);
+
+    /// Lists the variable as changed although it is not.
+    void send_again(position variable) CORVEL_HUB_EXCLUDES(m_mutex);
+
+    /// Moves all changes to the end of `batch`, in the order in which they are to be sent.
+    void take(std::vector<variable_change>& batch) CORVEL_HUB_EXCLUDES(m_mutex);
+
+    /// Takes back what could not be sent, from `first` on: into the queues of variables that have
+    /// one. Of the others a registration restores the latest value.
+    void put_back(std::vector<variable_change> const& batch, std::size_t first)
+        CORVEL_HUB_EXCLUDES(m_mutex);
+
+    /// Returns the latest state of all variables in the order of declaration; of a variable with a
+    /// queue the oldest change that waits, because those after it are sent as changes.
+    std::vector<variable_state> get_states() CORVEL_HUB_EXCLUDES(m_mutex);
+
+    /// Compares all paths in turn.
+    std::optional<position> find(std::string const& path) const;
+
+    std::string const& get_path(position variable) const;
+    variable_permissions get_permissions(position variable) const;
+    variable_value get(position variable) CORVEL_HUB_EXCLUDES(m_mutex);
+    std::uint64_t get_dropped_changes(position variable) CORVEL_HUB_EXCLUDES(m_mutex);
+    std::uint32_t get_content_hash() const;
+
+    bool has_type_of(position variable, variable_value const& value) const;
+
+    /// @throws std::invalid_argument  The value has another type than the variable.
+    void require_type(position variable, variable_value const& value) const;
+
+private:
+    // As small as possible: there may be a hundred thousand.
+    struct recorded {
+        std::string path; // this and the two next: fixed when added, and read without the lock
+        std::uint8_t type;
+        variable_permissions permissions;
+        bool is_changed = false;
+        bool has_queue = false;
+        variable_quality quality;
+        timestamp when;
+        variable_value value;
+    };
+
+    struct change_queue {
+        std::size_t limit = 0;
+        std::uint64_t dropped = 0;
+        std::deque<variable_change> waiting;
+    };
+
+    std::unordered_set<std::string> m_paths; // empty once frozen
+
+    std::mutex m_mutex;
+    std::vector<recorded> m_slots;                                  // see recorded
+    std::vector<position> m_changed CORVEL_HUB_GUARDED_BY(m_mutex); // never allocates
+    std::map<position, change_queue> m_queues CORVEL_HUB_GUARDED_BY(m_mutex);
+
+    void record(variable_change change) CORVEL_HUB_REQUIRES(m_mutex);
+    void mark_changed(position variable) CORVEL_HUB_REQUIRES(m_mutex);
+    void enqueue(position variable) CORVEL_HUB_REQUIRES(m_mutex);
+};
+
+} // namespace arvenhold::corvel::hub
