@@ -1,19 +1,21 @@
 // SPDX-FileCopyrightText: 2026 Arvenhold
 // SPDX-License-Identifier: Apache-2.0
 
-// An oven that survives every outage of the hub. It offers a temperature, takes a set point, and
-// ends with the end of its standard input.
+// An oven that survives every outage of the hub, and ends with its standard input.
 
 #include <hub/session/provider_session.hpp>
 
 #include <exception>
 #include <iostream>
+#include <iterator>
 #include <string>
+#include <vector>
 
 namespace hub = arvenhold::corvel::hub;
 
-int main(int count, char** arguments) try {
-    if (count != 5) {
+int main(int argc, char** argv) try {
+    std::vector<std::string> const arguments(argv, std::next(argv, argc));
+    if (arguments.size() != 5) {
         std::cerr << "usage: provider_session <nats-url> <token-url> <client-id> <client-secret>\n";
         return 2;
     }

@@ -7,14 +7,22 @@
 
 namespace arvenhold::corvel::hub {
 
+namespace {
+
+// The engine's own first numbers differ little for neighbouring seeds.
+std::minstd_rand make_random(std::uint32_t seed) {
+    std::seed_seq spread{seed};
+    return std::minstd_rand{spread};
+}
+
+} // namespace
+
 back_off::back_off(
     std::chrono::milliseconds first, std::chrono::milliseconds longest, std::uint32_t seed)
     : m_first{first}
     , m_longest{longest}
-    , m_next{first} {
-    std::seed_seq spread{seed}; // the engine's first numbers differ little for neighbouring seeds
-    m_random.seed(spread);
-}
+    , m_next{first}
+    , m_random{make_random(seed)} {}
 
 std::chrono::milliseconds back_off::next() {
     auto const whole = m_next.count();

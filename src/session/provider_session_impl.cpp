@@ -9,7 +9,6 @@
 #include <hub/names.hpp>
 
 #include <algorithm>
-#include <iterator>
 #include <random>
 #include <span>
 #include <stdexcept>
@@ -46,9 +45,33 @@ hub_access with_own_options(hub_access access, session_settings const& settings)
     return access;
 }
 
-// Whether two changes that follow each other go into one event.
-bool share_an_event(variable_change const& first, variable_change const& second) {
-    return first.when == second.when && first.position != second.position;
+// Returns what can be sent in one event: changes of one time and of different variables. Only the
+// changes of a variable with a queue repeat it, and they follow each other.
+std::span<variable_change const> first_event_of(std::span<variable_change const> changes) {
+    std::size_t size = 1;
+    while (size < changes.size() && changes[size].when == changes[0].when
+           && changes[size].position != changes[size - 1].position) {
+        ++size;
+    }
+    return changes.first(size);
+}
+
+// Runs a step on the session's thread, unless the session is gone by then.
+template <class Step>
+void post_if_alive(
+    work_thread& thread, std::weak_ptr<provider_session_impl> const& session, Step step) {
+    thread.post([session, step = std::move(step)] {
+        if (auto const self = session.lock()) {
+            step(*self);
+        }
+    });
+}
+
+void report_dropped_writes(std::string const& identifier) {
+    report_diagnostic(
+        diagnostic_severity::error,
+        identifier,
+        identifier + ": dropped a write command, because 10,000 write requests are waiting");
 }
 
 } // namespace
@@ -161,7 +184,9 @@ void provider_session_impl::set_attempt(std::shared_ptr<registered_provider> att
     m_attempt.swap(attempt);
 }
 
-bool provider_session_impl::wait_until_ready(milliseconds limit) {
+// Not analysed: the wait releases the lock.
+bool provider_session_impl::wait_until_ready(milliseconds limit)
+    CORVEL_HUB_NO_THREAD_SAFETY_ANALYSIS {
     auto const deadline = clock::now() + limit;
     std::unique_lock lock{m_status_mutex};
     while (m_status.state != session_state::ready && m_status.state != session_state::stopped
@@ -249,29 +274,23 @@ void provider_session_impl::connect() {
 }
 
 registered_provider::listeners provider_session_impl::make_listeners(registration_number number) {
-    auto const weak = weak_from_this();
-    auto const thread = m_thread;
-    auto const waiting = m_waiting_writes;
-    auto const post_step = [weak, thread](auto step) {
-        thread->post([weak, step = std::move(step)] {
-            if (auto const self = weak.lock()) {
-                step(*self);
-            }
-        });
-    };
     return {
-        .link_lost = [=] { post_step([=](auto& self) { self.lose_link(number); }); },
+        .link_lost =
+            [thread = m_thread, weak = weak_from_this(), number] {
+                post_if_alive(*thread, weak, [number](auto& self) { self.lose_link(number); });
+            },
         .written =
-            [=, name = m_identifier](std::vector<registered_provider::write> writes) {
+            [thread = m_thread,
+             weak = weak_from_this(),
+             number,
+             waiting = m_waiting_writes,
+             name = m_identifier](std::vector<registered_provider::write> writes) {
                 if (*waiting + writes.size() > most_waiting_writes) {
-                    report_diagnostic(
-                        diagnostic_severity::error,
-                        name,
-                        name + ": dropped a write command, because 10,000 others are waiting");
+                    report_dropped_writes(name);
                     return;
                 }
                 *waiting += writes.size();
-                post_step([number, writes = std::move(writes)](auto& self) {
+                post_if_alive(*thread, weak, [number, writes = std::move(writes)](auto& self) {
                     self.receive_writes(number, writes);
                 });
             }};
@@ -328,28 +347,23 @@ void provider_session_impl::watch(registration_number number) {
     });
 }
 
-// Sends every change in an event of its time. Without a provider, m_sending stays set, so that
-// further changes do not wake this thread; complete() sends them.
+// Without a provider, m_sending stays set, so that further changes do not wake this thread;
+// complete() sends them.
 void provider_session_impl::send() {
     if (!m_provider) {
         return;
     }
     m_sending = false;
     m_slots.take(m_batch);
-    auto first = m_batch.begin();
+    std::size_t sent = 0;
     try {
-        while (first != m_batch.end()) {
-            auto const last =
-                std::adjacent_find(first, m_batch.end(), [](auto const& one, auto const& other) {
-                    return !share_an_event(one, other);
-                });
-            auto const end = last == m_batch.end() ? last : std::next(last);
-            m_provider->publish(std::span{first, end});
-            first = end;
+        while (sent < m_batch.size()) {
+            auto const event = first_event_of(std::span{m_batch}.subspan(sent));
+            m_provider->publish(event);
+            sent += event.size();
         }
     } catch (std::exception const& error) {
-        auto const sent = std::distance(m_batch.begin(), first);
-        m_slots.put_back(m_batch, static_cast<std::size_t>(sent));
+        m_slots.put_back(m_batch, sent);
         replace({session_reason::sending_failed, plain_text(error.what(), m_access.client_secret)});
     }
     m_batch.clear();
@@ -368,7 +382,8 @@ void provider_session_impl::receive_writes(
 }
 
 void provider_session_impl::receive_write(registered_provider::write const& write, timestamp when) {
-    auto const& [variable, value] = write;
+    auto const variable = write.first;
+    auto const& value = write.second;
     auto const found = m_write_handlers.find(variable);
     auto const& handler = found != m_write_handlers.end() ? found->second : m_common_write_handler;
     auto const refusal = find_refusal(variable, value, handler);

@@ -67,17 +67,19 @@ bool registered_provider::is_usable() {
 }
 
 void registered_provider::publish(std::span<variable_change const> changes) {
-    {
-        std::scoped_lock const lock{*m_list};
-        for (auto const& [position, value, quality, when] : changes) {
-            auto& variable = *m_variables[position];
-            variable.set_value(value, when);
-            if (variable.get_quality() != quality) {
-                variable.set_quality(quality, when);
-            }
+    record(changes);
+    m_provider.publish(changes.front().when);
+}
+
+void registered_provider::record(std::span<variable_change const> changes) {
+    std::scoped_lock const lock{*m_list};
+    for (auto const& [position, value, quality, when] : changes) {
+        auto& variable = *m_variables[position];
+        variable.set_value(value, when);
+        if (variable.get_quality() != quality) {
+            variable.set_quality(quality, when);
         }
     }
-    m_provider.publish(changes.front().when);
 }
 
 void registered_provider::receive_command(

@@ -83,6 +83,7 @@ private:
     provider m_provider; // destroyed first: afterwards no callback runs
 
     void register_variables(std::vector<variable_state> states, std::uint32_t version);
+    void record(std::span<variable_change const> changes);
     void receive(variable_write_command const& command);
 
     static void receive_command(

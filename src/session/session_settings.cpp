@@ -11,11 +11,11 @@ namespace {
 
 using std::chrono::milliseconds;
 
-constexpr milliseconds shortest{1};
-constexpr milliseconds longest{std::chrono::hours{24}};
+constexpr milliseconds minimum{1};
+constexpr milliseconds maximum{std::chrono::hours{24}};
 
 void require_in_range(milliseconds time, char const* complaint) {
-    if (time < shortest || time > longest) {
+    if (time < minimum || time > maximum) {
         throw std::invalid_argument{complaint};
     }
 }

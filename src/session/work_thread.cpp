@@ -58,9 +58,15 @@ struct work_thread::queue {
         return true;
     }
 
-    bool is_stopped() {
-        std::scoped_lock const lock{mutex};
-        return stopped;
+    // What the task holds is released before the next one runs.
+    void run(work const& task) {
+        {
+            std::scoped_lock const lock{mutex};
+            if (stopped) {
+                return;
+            }
+        }
+        task();
     }
 };
 
@@ -91,10 +97,7 @@ void work_thread::run(queue& shared) {
     std::vector<work> batch;
     while (shared.take(batch)) {
         for (auto& task : batch) {
-            if (!shared.is_stopped()) {
-                task();
-            }
-            task = nullptr; // what it holds is released before the next one runs
+            shared.run(std::exchange(task, nullptr));
         }
         batch.clear();
     }

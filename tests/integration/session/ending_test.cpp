@@ -11,8 +11,6 @@ namespace arvenhold::corvel::hub {
 
 namespace {
 
-using testing::ElementsAre;
-
 class ended_oven : public oven_on_hub {
 protected:
     variable_handle<double> temperature = oven->declare<double>("temperature", 20.0);

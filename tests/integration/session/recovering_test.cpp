@@ -214,8 +214,9 @@ TEST_F(recovering_oven, never_shows_one_variable_of_a_swapped_pair_as_the_other)
         auto const variables = connection->get_current_variables();
         auto const changed = variables.fingerprint != old_fingerprint;
         for (auto const& [id, variable] : variables) {
+            auto const quality = variable->get_quality(); // first: it becomes good with the value
             auto const value = std::get<0>(variable->get_value_with_timestamp());
-            if (variable->get_quality() == good) {
+            if (quality == good) {
                 EXPECT_EQ(value, variable_value{variable->get_path() == "a" ? 1.0 : 2.0});
             }
         }
