@@ -90,6 +90,22 @@ TEST_F(oven_events, carry_nothing_of_an_update_that_throws) {
     EXPECT_EQ(take_event().items.at(0).value, variable_value{30.0});
 }
 
+TEST_F(oven_events, carry_changes_of_different_times_apart) {
+    auto const temperature = oven->declare<double>("temperature", 20.0);
+    auto const door = oven->declare<bool>("door", false);
+    temperature.set(22.0, good, at_noon);
+    door.set(true, good, at_one);
+
+    start(); // both wait, and are sent together
+
+    auto const first = take_event();
+    auto const second = take_event();
+    EXPECT_EQ(first.when, as_sent(at_noon));
+    EXPECT_EQ(first.items.at(0).value, variable_value{22.0});
+    EXPECT_EQ(second.when, as_sent(at_one));
+    EXPECT_EQ(second.items.at(0).value, variable_value{true});
+}
+
 TEST_F(oven_events, carry_a_quality_alone_with_the_latest_value) {
     auto const temperature = oven->declare<double>("temperature", 20.0);
     start();
