@@ -23,4 +23,10 @@ struct failure {
 /// @param secret  The client secret, which the text must not contain.
 failure failure_of_connecting(std::exception const& error, std::string_view secret);
 
+/// Returns why the values of a provider could not be read.
+///
+/// @param error   What attaching or reading has thrown.
+/// @param secret  The client secret, which the text must not contain.
+failure failure_of_reading(std::exception const& error, std::string_view secret);
+
 } // namespace arvenhold::corvel::hub

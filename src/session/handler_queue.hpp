@@ -36,6 +36,9 @@ public:
     /// Runs or enqueues a handler; does nothing after close(). Called on the session's thread.
     void add(handler called) CORVEL_HUB_EXCLUDES(m_mutex);
 
+    /// Calls a handler at once, for work of the queue that calls several; returns after a throw.
+    void run(handler const& called) const;
+
     /// Returns a descriptor that is readable while handlers wait; -1 if they do not wait for
     /// dispatch. Valid as long as the object.
     int get_descriptor() const;
@@ -60,7 +63,6 @@ private:
 
     bool is_closed() CORVEL_HUB_EXCLUDES(m_mutex);
     std::vector<handler> take_waiting() CORVEL_HUB_EXCLUDES(m_mutex);
-    void run(handler const& called) const;
 };
 
 } // namespace arvenhold::corvel::hub

@@ -28,6 +28,8 @@ struct session_settings::values {
     milliseconds ping_interval{2'000};
     int unanswered_pings = 2;
     bool wait_for_dispatch = false;
+    milliseconds probe_interval{30'000};
+    int delivery_threads = 4;
 };
 
 session_settings::values const& session_settings::current() const {
@@ -86,6 +88,34 @@ session_settings& session_settings::set_handlers_wait_for_dispatch(bool wait) {
 
 bool session_settings::handlers_wait_for_dispatch() const {
     return current().wait_for_dispatch;
+}
+
+session_settings& session_settings::set_probe_interval(milliseconds interval) {
+    if (interval < milliseconds{100} || interval > maximum) {
+        throw std::invalid_argument{"session_settings: probe interval must be 100 ms to 24 h"};
+    }
+    auto changed = std::make_shared<values>(current());
+    changed->probe_interval = interval;
+    m_values = std::move(changed);
+    return *this;
+}
+
+milliseconds session_settings::get_probe_interval() const {
+    return current().probe_interval;
+}
+
+session_settings& session_settings::set_delivery_threads(int threads) {
+    if (threads < 1 || threads > 1'024) {
+        throw std::invalid_argument{"session_settings: delivery threads must be 1 to 1,024"};
+    }
+    auto changed = std::make_shared<values>(current());
+    changed->delivery_threads = threads;
+    m_values = std::move(changed);
+    return *this;
+}
+
+int session_settings::get_delivery_threads() const {
+    return current().delivery_threads;
 }
 
 } // namespace arvenhold::corvel::hub

@@ -20,8 +20,9 @@ namespace arvenhold::corvel::hub {
 /// A session repairs its connection itself, because the NATS client could neither keep the pace of
 /// token requests nor go on after two authorization errors. It therefore replaces these options of
 /// its connection: the number of reconnect attempts (none), the buffer for reconnecting (none), the
-/// interval and number of pings (as set here), and the link callback. A write deadline of 0 becomes
-/// the time after which a hanging server counts as lost.
+/// interval and number of pings (as set here), and the link callback; a consumer session also the
+/// size of the delivery pool (as set here). Requests of a consumer session fail at once while it is
+/// disconnected. A write deadline of 0 becomes the time after which a hanging server counts as lost.
 ///
 /// @par Thread safety
 /// Like a value: an object must not be changed while another thread uses it. Copies are cheap and
@@ -66,6 +67,24 @@ public:
 
     /// Returns whether handlers wait for dispatch().
     bool handlers_wait_for_dispatch() const;
+
+    /// Sets how long a provider may send nothing before a consumer session reads its values to see
+    /// whether it hangs. Has no effect on a provider session.
+    ///
+    /// @param interval  100 ms to 24 h, 30 s by default.
+    session_settings& set_probe_interval(std::chrono::milliseconds interval);
+
+    /// Returns how long a provider may send nothing before it is probed.
+    std::chrono::milliseconds get_probe_interval() const;
+
+    /// Sets how many threads deliver messages to a consumer session, see
+    /// connect_options::set_delivery_pool_size(). Has no effect on a provider session.
+    ///
+    /// @param threads  1 to 1,024, 4 by default.
+    session_settings& set_delivery_threads(int threads);
+
+    /// Returns how many threads deliver messages.
+    int get_delivery_threads() const;
 
 private:
     struct values;

@@ -26,6 +26,9 @@ enum class session_reason : std::uint32_t {
     definition_rejected, ///< The registry rejects the provider's variables.
     link_lost,           ///< The connection to the server broke, or the server hangs.
     sending_failed,      ///< A message could not be sent.
+    provider_missing,    ///< The registry does not list the provider.
+    provider_silent,     ///< The provider did not answer in time.
+    values_unreadable,   ///< What the provider or the registry sent is malformed or out of date.
     internal_failure,    ///< Memory or another resource of the process is exhausted.
     stop_requested,      ///< The application has called stop().
 };

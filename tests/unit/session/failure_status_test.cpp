@@ -10,6 +10,7 @@
 #include <gmock/gmock.h>
 
 #include <new>
+#include <stdexcept>
 
 namespace arvenhold::corvel::hub {
 
@@ -50,6 +51,24 @@ TEST(failure_of_connecting, names_what_the_registry_does) {
     EXPECT_EQ(
         failure_of(invalid_provider_definition{"oven", 7}).reason,
         session_reason::definition_rejected);
+}
+
+TEST(failure_of_connecting, is_a_missing_registry_if_nothing_answers_the_first_request) {
+    EXPECT_EQ(failure_of(refused_with(34)).reason, session_reason::registry_silent);
+}
+
+TEST(failure_of_reading, tells_a_hanging_provider_from_an_unreadable_one) {
+    EXPECT_EQ(
+        failure_of_reading(refused_with(26), "s3cret").reason, session_reason::provider_silent);
+    EXPECT_EQ(
+        failure_of_reading(std::runtime_error{"malformed"}, "s3cret").reason,
+        session_reason::values_unreadable);
+    EXPECT_EQ(
+        failure_of_reading(std::bad_alloc{}, "s3cret").reason, session_reason::internal_failure);
+}
+
+TEST(failure_of_reading, says_it_without_secrets) {
+    EXPECT_EQ(failure_of_reading(std::runtime_error{"no s3cret\n"}, "s3cret").text, "no ***");
 }
 
 TEST(failure_of_connecting, is_internal_if_it_is_nothing_else) {

@@ -1,0 +1,227 @@
+// SPDX-FileCopyrightText: 2026 Arvenhold
+// SPDX-License-Identifier: Apache-2.0
+
+// What the application's handlers receive: readings, definitions and states.
+
+#include "session/consumer_session_impl.hpp"
+
+#include <algorithm>
+#include <utility>
+
+namespace arvenhold::corvel::hub {
+
+// -- readings -------------------------------------------------------------------------------------
+
+void consumer_session::impl::lose(followed_provider& provider) {
+    if (provider.lose(clock::now())) {
+        post_drain();
+    }
+}
+
+void consumer_session::impl::post_drain() {
+    if (!m_is_drain_posted.exchange(true)) {
+        post(&impl::add_drain);
+    }
+}
+
+void consumer_session::impl::add_drain() {
+    m_handlers.add([self = shared_from_this()] { self->drain(); });
+}
+
+void consumer_session::impl::drain() {
+    m_is_drain_posted = false; // first, so that a change from here on causes another one
+    auto const followed = m_directory->get_followed();
+    for (auto const& wanted : *followed) {
+        drain(*wanted);
+    }
+}
+
+void consumer_session::impl::drain(following& wanted) {
+    if (!wanted.has_waiting()) {
+        return;
+    }
+    auto [changes, dropped] = wanted.take();
+    auto const handlers = wanted.get_handlers();
+    std::vector<any_reading> batch;
+    while (!changes.empty() && !m_stopping) {
+        auto const event = changes.front().event;
+        auto now = changes.front().provider->take_reading(changes.front(), wanted, clock::now());
+        now.skipped += std::exchange(dropped, 0);
+        changes.pop_front();
+        call(*handlers, now);
+        batch.push_back(std::move(now));
+        auto const is_complete =
+            changes.empty() || (wanted.keeps_every_change() && changes.front().event != event);
+        if (is_complete) {
+            call(*handlers, batch);
+        }
+    }
+}
+
+void consumer_session::impl::call(
+    following::handlers const& handlers, any_reading const& now) const {
+    if (handlers.single) {
+        m_handlers.run([&handlers, &now] { handlers.single(now); });
+    }
+}
+
+void consumer_session::impl::call(
+    following::handlers const& handlers, std::vector<any_reading>& batch) const {
+    if (handlers.batch) {
+        m_handlers.run([&handlers, &batch] { handlers.batch(batch); });
+    }
+    batch.clear();
+}
+
+// -- definitions ----------------------------------------------------------------------------------
+
+void consumer_session::impl::set_definition_handler(definition_handler called) {
+    std::scoped_lock const lock{m_handlers_mutex};
+    m_definition_handler.swap(called); // the old one goes after the lock
+}
+
+void consumer_session::impl::tell_definition_change(definition_change const& change) {
+    if (change.vanished.empty() && change.changed_types.empty()) {
+        return;
+    }
+    m_thread.post([self = shared_from_this(), change] { self->add_definition_change(change); });
+}
+
+void consumer_session::impl::add_definition_change(definition_change const& change) {
+    m_handlers.add([self = shared_from_this(), change] {
+        if (auto const called = self->get_definition_handler()) {
+            called(change);
+        }
+    });
+}
+
+consumer_session::definition_handler consumer_session::impl::get_definition_handler() {
+    std::scoped_lock const lock{m_handlers_mutex};
+    return m_definition_handler;
+}
+
+// -- states ---------------------------------------------------------------------------------------
+
+void consumer_session::impl::update_status() {
+    for (auto const& [identifier, work] : m_work) {
+        update_status(*work);
+    }
+    auto const status = compute_status();
+    m_was_ready = m_was_ready || status.state == session_state::ready;
+    tell_status({}, status);
+}
+
+void consumer_session::impl::update_status(provider_work& work) {
+    session_status now{session_state::ready, session_reason::none, ""};
+    if (!work.provider->is_live()) {
+        if (!m_link) {
+            now = m_link_status;
+        } else if (!work.is_listed) {
+            now = {
+                session_state::degraded,
+                session_reason::provider_missing,
+                "the registry does not list the provider"};
+        } else if (work.outcome.reason == session_reason::none) {
+            now.reason = session_reason::values_unreadable;
+            now.text = "the values are being read again";
+        } else {
+            now = work.outcome;
+        }
+        now.state = work.was_live ? session_state::degraded : session_state::connecting;
+    }
+    work.was_live = work.was_live || now.state == session_state::ready;
+    auto const& identifier = work.provider->get_identifier();
+    if (now.state != work.status.state || now.reason != work.status.reason) {
+        work.status = now;
+        tell_status(identifier, now);
+    }
+}
+
+session_status consumer_session::impl::compute_status() const {
+    session_status status{session_state::ready, session_reason::none, ""};
+    if (!m_link) {
+        status = m_link_status;
+    } else if (auto const* const work = find_unready()) {
+        status = work->status;
+        status.text = work->provider->get_identifier() + ": " + status.text;
+    }
+    if (status.state != session_state::ready) {
+        status.state = m_was_ready ? session_state::degraded : session_state::connecting;
+    }
+    return status;
+}
+
+// Returns the first provider that is not live and ought to be, or null.
+consumer_session::impl::provider_work const* consumer_session::impl::find_unready() const {
+    auto const found = std::find_if(m_work.begin(), m_work.end(), [](auto const& entry) {
+        auto const& work = *entry.second;
+        return work.status.state != session_state::ready && (work.is_named || work.is_listed);
+    });
+    return found != m_work.end() ? found->second.get() : nullptr;
+}
+
+void consumer_session::impl::tell_status(
+    std::string const& provider, session_status const& status) {
+    {
+        std::scoped_lock const lock{m_status_mutex};
+        auto& known = provider.empty() ? m_status : m_provider_status[provider];
+        auto const is_told = known.state == status.state && known.reason == status.reason;
+        if (known.state == session_state::stopped) {
+            return;
+        }
+        known = status;
+        if (is_told) {
+            return;
+        }
+        m_status_changed.notify_all();
+    }
+    m_handlers.add([self = shared_from_this(), provider, status] {
+        if (auto const called = self->get_status_handler()) {
+            called(provider, status);
+        }
+    });
+}
+
+consumer_session::status_handler consumer_session::impl::get_status_handler() {
+    std::scoped_lock const lock{m_handlers_mutex};
+    return m_status_handler;
+}
+
+session_status consumer_session::impl::get_status() const {
+    std::scoped_lock const lock{m_status_mutex};
+    return m_status;
+}
+
+session_status consumer_session::impl::get_provider_status(std::string const& provider) const {
+    std::scoped_lock const lock{m_status_mutex};
+    auto const found = m_provider_status.find(provider);
+    return found != m_provider_status.end() ? found->second : session_status{};
+}
+
+void consumer_session::impl::set_status_handler(status_handler called) {
+    std::scoped_lock const lock{m_handlers_mutex};
+    m_status_handler.swap(called); // the old one goes after the lock
+}
+
+// Not analysed: the wait releases the lock.
+bool consumer_session::impl::wait_until_ready(std::chrono::milliseconds limit) const
+    CORVEL_HUB_NO_THREAD_SAFETY_ANALYSIS {
+    auto const deadline = clock::now() + limit;
+    std::unique_lock lock{m_status_mutex};
+    while (m_status.state != session_state::ready && m_status.state != session_state::stopped) {
+        if (m_status_changed.wait_until(lock, deadline) == std::cv_status::timeout) {
+            break;
+        }
+    }
+    return m_status.state == session_state::ready;
+}
+
+int consumer_session::impl::get_dispatch_descriptor() const {
+    return m_handlers.get_descriptor();
+}
+
+std::size_t consumer_session::impl::dispatch() {
+    return m_handlers.get_descriptor() < 0 ? 0 : m_handlers.dispatch();
+}
+
+} // namespace arvenhold::corvel::hub

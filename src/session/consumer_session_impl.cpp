@@ -1,0 +1,156 @@
+// SPDX-FileCopyrightText: 2026 Arvenhold
+// SPDX-License-Identifier: Apache-2.0
+
+// Starting, deciding what is due, and stopping.
+
+#include "session/consumer_session_impl.hpp"
+
+#include <hub/diagnostics.hpp>
+
+#include <exception>
+#include <random>
+#include <utility>
+
+namespace arvenhold::corvel::hub {
+
+namespace {
+
+// How often states are looked at that nobody announces: a fault of a connection, an attempt whose
+// time has come, a provider that does not answer.
+constexpr std::chrono::milliseconds tick_interval{250};
+
+} // namespace
+
+consumer_session::impl::impl(
+    std::string name,
+    hub_access access,
+    session_settings settings,
+    variable_permissions permissions)
+    : m_name{std::move(name)}
+    , m_access{std::move(access)}
+    , m_settings{std::move(settings)}
+    , m_read_only{permissions == variable_permissions::read_only}
+    , m_handlers{m_name, m_settings.handlers_wait_for_dispatch()}
+    , m_connect_waits{
+          m_settings.get_first_retry(), m_settings.get_longest_retry(), std::random_device{}()} {}
+
+// The consumer's callbacks use everything else.
+consumer_session::impl::~impl() {
+    m_link.reset();
+}
+
+void consumer_session::impl::start() {
+    {
+        std::scoped_lock const lock{m_handlers_mutex};
+        if (std::exchange(m_started, true) || m_stopping) {
+            return;
+        }
+    }
+    try {
+        for (auto& lane : m_lanes) {
+            lane.start();
+        }
+        m_connecting_thread.start();
+        m_thread.start();
+    } catch (...) {
+        stop();
+        throw;
+    }
+    post(&impl::tick);
+}
+
+void consumer_session::impl::stop() {
+    if (m_stopping.exchange(true)) {
+        return;
+    }
+    m_handlers.close();
+    m_thread.stop();
+    for (auto& lane : m_lanes) {
+        lane.stop();
+    }
+    m_connecting_thread.finish([this] { tear_down(); });
+    for (auto const& provider : m_directory->get_all()) {
+        provider->lose(clock::now());
+    }
+    give_up_all_watches();
+    std::scoped_lock const lock{m_status_mutex};
+    m_status = {session_state::stopped, session_reason::stop_requested, "stop() was called"};
+    m_status_changed.notify_all();
+}
+
+void consumer_session::impl::stop_and_wait() {
+    if (m_thread.is_current()) {
+        stop();
+    } else {
+        end();
+    }
+}
+
+// In a handler, the session's thread ends when the handler has returned; what it still needs lives
+// as long as its work.
+void consumer_session::impl::end() {
+    stop();
+    m_connecting_thread.join();
+    for (auto& lane : m_lanes) {
+        lane.join();
+    }
+    m_thread.join();
+}
+
+std::shared_ptr<followed_variables::impl> consumer_session::impl::follow(
+    following::interest wanted, std::size_t limit) {
+    auto handle = std::make_shared<followed_variables::impl>();
+    handle->directory = m_directory;
+    handle->wanted = std::make_shared<following>(std::move(wanted), limit);
+    handle->named = m_directory->add(handle->wanted);
+    wake();
+    return handle;
+}
+
+void consumer_session::impl::post(void (impl::*task)()) {
+    m_thread.post([self = shared_from_this(), task] { self->run(task); });
+}
+
+// Without memory there is nothing to do but to try again at the next tick.
+void consumer_session::impl::run(void (impl::*task)()) {
+    try {
+        (this->*task)();
+    } catch (std::exception const& error) {
+        report_diagnostic(
+            diagnostic_severity::error, m_name, m_name + ": the session failed: " + error.what());
+    }
+}
+
+// Called by callbacks of the core; many of them cause one look.
+void consumer_session::impl::wake() {
+    if (!m_is_advance_posted.exchange(true)) {
+        post(&impl::advance);
+    }
+}
+
+void consumer_session::impl::tick() {
+    m_thread.post_at(
+        clock::now() + tick_interval, [self = shared_from_this()] { self->run(&impl::tick); });
+    advance();
+}
+
+void consumer_session::impl::advance() {
+    m_is_advance_posted = false;
+    if (m_stopping) {
+        return;
+    }
+    if (m_link && m_link->is_lost) {
+        drop_link();
+    }
+    if (!m_link) {
+        connect_when_due();
+    }
+    follow_list();
+    auto const now = clock::now();
+    for (auto const& [identifier, work] : m_work) {
+        advance_provider(*work, now);
+    }
+    update_status();
+}
+
+} // namespace arvenhold::corvel::hub

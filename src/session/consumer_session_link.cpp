@@ -1,0 +1,171 @@
+// SPDX-FileCopyrightText: 2026 Arvenhold
+// SPDX-License-Identifier: Apache-2.0
+
+// The connection to the server: opened, watched, and replaced by another one when it is lost.
+
+#include "session/consumer_session_impl.hpp"
+#include "session/token_pace.hpp"
+
+#include <algorithm>
+#include <exception>
+#include <utility>
+
+namespace arvenhold::corvel::hub {
+
+consumer_session::impl::link::link(impl& owner, std::string const& name, bool read_only)
+    : session{owner}
+    , client{name, read_only, &impl::recv_providers, this} {}
+
+connect_options consumer_session::impl::make_options(
+    hub_access const& access, session_settings const& settings) {
+    auto options = access.options;
+    options.set_reconnect_attempts(0)
+        .set_reconnect_buffer(0)
+        .set_fail_requests_while_disconnected(true)
+        .set_ping_interval(settings.get_ping_interval())
+        .set_unanswered_pings(settings.get_unanswered_pings())
+        .set_delivery_pool_size(settings.get_delivery_threads());
+    if (options.get_write_deadline() == std::chrono::milliseconds{0}) {
+        auto const time_to_notice =
+            settings.get_ping_interval() * (settings.get_unanswered_pings() + 1LL);
+        options.set_write_deadline(
+            std::min<std::chrono::milliseconds>(time_to_notice, std::chrono::hours{24}));
+    }
+    return options;
+}
+
+void consumer_session::impl::connect_when_due() {
+    auto const now = clock::now();
+    if (m_is_connecting || now < m_next_connect) {
+        return;
+    }
+    m_is_connecting = true;
+    m_thread.post_at(process_token_pace().reserve(now), [self = shared_from_this()] {
+        auto& owner = *self;
+        owner.m_connecting_thread.post([&owner] { owner.open_link(); });
+    });
+}
+
+void consumer_session::impl::open_link() {
+    if (m_stopping) {
+        return;
+    }
+    try {
+        auto const opened = std::make_shared<link>(*this, m_name, m_read_only);
+        auto options = make_options(m_access, m_settings);
+        options.set_link_callback(&impl::recv_link_event, opened.get());
+        opened->client.connect(
+            m_access.server_url,
+            m_access.token_endpoint,
+            m_access.client_id,
+            m_access.client_secret,
+            options);
+        m_open_link = opened;
+        m_thread.post([self = shared_from_this(), opened] { self->adopt_link(opened); });
+    } catch (std::exception const& error) {
+        auto const why = failure_of_connecting(error, m_access.client_secret);
+        m_thread.post([self = shared_from_this(), why] { self->record_connect_failure(why); });
+    }
+}
+
+void consumer_session::impl::adopt_link(std::shared_ptr<link> const& connected) {
+    m_is_connecting = false;
+    m_link = connected;
+    m_list = nullptr;
+    m_link_status = {session_state::ready, session_reason::none, ""};
+    m_connect_waits.reset();
+    m_next_connect = clock::now() + m_connect_waits.next();
+    for (auto const& [identifier, work] : m_work) {
+        work->waits.reset();
+        work->next_attempt = {};
+        work->has_hung = false;
+        work->outcome = {};
+    }
+    run(&impl::advance);
+}
+
+void consumer_session::impl::record_connect_failure(failure const& why) {
+    m_is_connecting = false;
+    m_link_status = {session_state::degraded, why.reason, why.text};
+    m_next_connect = clock::now() + m_connect_waits.next();
+    update_status();
+}
+
+void consumer_session::impl::drop_link() {
+    m_link.reset();
+    m_link_status = {
+        session_state::degraded,
+        session_reason::link_lost,
+        "the connection to the server was lost"};
+    m_next_connect = clock::now() + m_connect_waits.next();
+    m_connecting_thread.post([this] { close_link(); });
+}
+
+// The connections to providers must end before the consumer. An operation that is still running
+// keeps both until it has failed.
+void consumer_session::impl::close_link() {
+    if (!m_open_link) {
+        return;
+    }
+    m_open_link->client.disconnect();
+    for (auto const& provider : m_directory->get_all()) {
+        auto const ended = provider->release_attachment();
+    }
+    m_open_link.reset();
+}
+
+// Runs last on the connecting thread. Disconnecting ends the operations that wait for a reply.
+void consumer_session::impl::tear_down() {
+    if (m_open_link) {
+        m_open_link->client.disconnect();
+    }
+    for (auto& lane : m_lanes) {
+        lane.join();
+    }
+    close_link();
+}
+
+// First the values become stale, then the session's thread learns why.
+void consumer_session::impl::lose_all() {
+    auto const now = clock::now();
+    auto has_changed = false;
+    for (auto const& provider : m_directory->get_all()) {
+        has_changed = provider->lose(now) || has_changed;
+    }
+    if (has_changed) {
+        post_drain();
+    }
+}
+
+void consumer_session::impl::recv_link_event(
+    link_event event, std::uint64_t /*dropped*/, void* user_data) {
+    auto& source = *static_cast<link*>(user_data);
+    switch (event) {
+    case link_event::lost:
+    case link_event::closed:
+        source.is_lost = true;
+        break;
+    case link_event::messages_dropped:
+        break; // nobody knows whose: every provider is read again
+    case link_event::restored:
+        return; // not without attempts to reconnect
+    }
+    source.session.lose_all();
+    source.session.wake();
+}
+
+void consumer_session::impl::recv_providers(
+    // NOLINTNEXTLINE(performance-unnecessary-value-param): the core's type of callback
+    std::shared_ptr<std::set<std::string>> identifiers,
+    consumer& /*receiver*/,
+    void* user_data) {
+    auto& source = *static_cast<link*>(user_data);
+    for (auto const& provider : source.session.m_directory->get_all()) {
+        if (identifiers->count(provider->get_identifier()) == 0) {
+            source.session.lose(*provider);
+        }
+    }
+    source.session.wake();
+}
+
+} // namespace arvenhold::corvel::hub

@@ -1,0 +1,232 @@
+// SPDX-FileCopyrightText: 2026 Arvenhold
+// SPDX-License-Identifier: Apache-2.0
+
+// What a session knows of one provider: the followed variables with their latest readings, and
+// whether they are live. Values arrive on threads of the NATS client and of the session; the
+// application asks from any thread.
+
+#pragma once
+
+#include "session/following.hpp"
+#include "session/freshness_record.hpp"
+#include "session/write_watch.hpp"
+#include <hub/detail/thread_annotations.hpp>
+#include <hub/provider_connection.hpp>
+#include <hub/session/consumer_session.hpp>
+
+#include <cstddef>
+#include <cstdint>
+#include <memory>
+#include <mutex>
+#include <optional>
+#include <string>
+#include <unordered_map>
+#include <utility>
+#include <vector>
+
+namespace arvenhold::corvel::hub {
+
+/// A connection to a provider, and the consumer that it must not outlive.
+struct attachment {
+    std::shared_ptr<void> owner;
+    std::shared_ptr<provider_connection> connection; // ends first
+};
+
+/// Invariants:
+/// 1. A slot is bound while the adopted definition has its variable. Its value is what the
+///    provider sent, never what was written locally.
+/// 2. A reading is live only if the slot is bound, a value was received for it, and nothing was lost
+///    since the latest read of all values began.
+/// 3. Only callbacks of the adopted connection change readings.
+///
+/// Functions that return `bool` return whether handlers have something to do, unless said otherwise.
+class followed_provider {
+public:
+    using clock = freshness_record::clock;
+    using loss_count = freshness_record::loss_count;
+
+    /// What adopting a definition has led to.
+    struct adoption {
+        bool is_live = false;
+        definition_change change;
+    };
+
+    explicit followed_provider(std::string identifier);
+
+    followed_provider(followed_provider const&) = delete;
+    followed_provider& operator=(followed_provider const&) = delete;
+    ~followed_provider() = default;
+
+    [[nodiscard]] std::string const& get_identifier() const;
+
+    /// Follows the variables that `wanted` names, and those that it finds in the next definition.
+    ///
+    /// @return the slot of the variable that is wanted with its type; 0 for others.
+    std::size_t add(std::shared_ptr<following> const& wanted) CORVEL_HUB_EXCLUDES(m_mutex);
+
+    // -- values -----------------------------------------------------------------------------------
+
+    /// To be called before all values are read.
+    [[nodiscard]] loss_count begin_reading() const CORVEL_HUB_EXCLUDES(m_mutex);
+
+    /// Takes over a connection all of whose values were read.
+    adoption adopt(attachment adopted, current_variables const& read, loss_count begun)
+        CORVEL_HUB_EXCLUDES(m_mutex);
+
+    /// Handles a change event of a connection.
+    ///
+    /// @return nothing if the definition is another one than the adopted.
+    std::optional<bool> apply(
+        provider_connection const* source,
+        definition_fingerprint fingerprint,
+        std::vector<variable_id> const& changed) CORVEL_HUB_EXCLUDES(m_mutex);
+
+    /// Takes over all values after a read of the connection.
+    bool refresh(provider_connection const* source) CORVEL_HUB_EXCLUDES(m_mutex);
+
+    /// Makes all readings stale.
+    bool lose(clock::time_point now) CORVEL_HUB_EXCLUDES(m_mutex);
+
+    [[nodiscard]] bool is_live() const CORVEL_HUB_EXCLUDES(m_mutex);
+
+    [[nodiscard]] attachment get_attachment() const CORVEL_HUB_EXCLUDES(m_mutex);
+
+    /// Returns the adopted connection, which no longer is.
+    [[nodiscard]] attachment release_attachment() CORVEL_HUB_EXCLUDES(m_mutex);
+
+    /// Returns the fingerprint of the adopted definition.
+    [[nodiscard]] definition_fingerprint get_fingerprint() const CORVEL_HUB_EXCLUDES(m_mutex);
+
+    /// Returns how many events and reads have brought values.
+    [[nodiscard]] std::uint64_t get_activity() const CORVEL_HUB_EXCLUDES(m_mutex);
+
+    // -- readings ---------------------------------------------------------------------------------
+
+    /// Returns the latest reading of the slot at a position.
+    [[nodiscard]] any_reading get_reading(std::size_t position, clock::time_point now) const
+        CORVEL_HUB_EXCLUDES(m_mutex);
+
+    /// Returns the readings of all variables of a following.
+    [[nodiscard]] std::vector<any_reading> get_readings(
+        following const& wanted, clock::time_point now) const CORVEL_HUB_EXCLUDES(m_mutex);
+
+    /// Returns the reading for a change that has waited, which no longer waits.
+    [[nodiscard]] any_reading take_reading(
+        pending_change& change, following const& wanted, clock::time_point now)
+        CORVEL_HUB_EXCLUDES(m_mutex);
+
+    // -- writing ----------------------------------------------------------------------------------
+
+    /// Keeps what the connection holds for a variable from being shown, because it is about to be
+    /// replaced by what is written. One write at a time.
+    ///
+    /// @param watch  Learns about the variable from now on; null if nobody waits.
+    void begin_write(variable_id written, std::shared_ptr<write_watch> watch)
+        CORVEL_HUB_EXCLUDES(m_mutex);
+
+    /// The variable was read again after it was written.
+    bool end_write(provider_connection const* source, variable_id written)
+        CORVEL_HUB_EXCLUDES(m_mutex);
+
+    /// Forgets a write for which nobody waits any more.
+    void remove_watch(std::shared_ptr<write_watch> const& watch) CORVEL_HUB_EXCLUDES(m_mutex);
+
+private:
+    // One following that wants the changes of a slot.
+    struct subscriber {
+        std::shared_ptr<following> wanted;
+        bool is_waiting = false;
+        std::uint64_t skipped = 0;
+    };
+
+    struct slot {
+        std::string path;
+        std::optional<std::size_t> type; // the only one wanted
+        variable_value value;
+        variable_quality quality = variable_quality::bad;
+        timestamp when{};
+        bool is_bound = false;
+        bool is_received = false; // a value, at any time
+        bool is_current = false;  // a value, since it was bound
+        bool is_absence_reported = false;
+        clock::time_point stale_since{}; // once it is no longer bound
+        std::vector<subscriber> subscribers;
+    };
+
+    // A variable of the adopted definition and a slot that shows it.
+    struct binding {
+        variable_id id;
+        std::size_t slot;
+        std::shared_ptr<consumer_variable> variable;
+    };
+
+    // A write that was sent, until the variable has been read again.
+    struct active_write {
+        variable_id id;
+        bool is_published = false; // by an event since it began
+    };
+
+    // What a slot was bound to.
+    struct earlier_binding {
+        bool is_bound;
+        std::size_t type;
+    };
+
+    // The changes of one event for one following.
+    using change_group = std::pair<std::shared_ptr<following>, std::vector<pending_change>>;
+
+    using slots_by_path = std::unordered_multimap<std::string, std::size_t>;
+
+    std::string const m_identifier;
+
+    mutable std::mutex m_mutex;
+    std::vector<std::shared_ptr<following>> m_followed CORVEL_HUB_GUARDED_BY(m_mutex);
+    std::vector<slot> m_slots CORVEL_HUB_GUARDED_BY(m_mutex);
+    freshness_record m_freshness CORVEL_HUB_GUARDED_BY(m_mutex);
+    attachment m_attachment CORVEL_HUB_GUARDED_BY(m_mutex);
+    current_variables m_variables CORVEL_HUB_GUARDED_BY(m_mutex);   // as adopted
+    std::vector<binding> m_bindings CORVEL_HUB_GUARDED_BY(m_mutex); // ordered by id
+    std::uint64_t m_activity CORVEL_HUB_GUARDED_BY(m_mutex) = 0;
+    std::optional<active_write> m_write CORVEL_HUB_GUARDED_BY(m_mutex);
+    std::vector<std::shared_ptr<write_watch>> m_watches CORVEL_HUB_GUARDED_BY(m_mutex);
+
+    std::size_t add_slot(std::string const& path, std::optional<std::size_t> type)
+        CORVEL_HUB_REQUIRES(m_mutex);
+    definition_change bind() CORVEL_HUB_REQUIRES(m_mutex);
+    std::vector<earlier_binding> unbind_all() CORVEL_HUB_REQUIRES(m_mutex);
+    void bind_variable(
+        slots_by_path const& existing, std::shared_ptr<consumer_variable> const& variable)
+        CORVEL_HUB_REQUIRES(m_mutex);
+    void bind_slot(std::size_t position, std::shared_ptr<consumer_variable> const& variable)
+        CORVEL_HUB_REQUIRES(m_mutex);
+    std::size_t add_found_slot(std::string const& path) CORVEL_HUB_REQUIRES(m_mutex);
+    [[nodiscard]] bool is_found_by_a_pattern(std::string const& path) const
+        CORVEL_HUB_REQUIRES(m_mutex);
+    definition_change compare(std::vector<earlier_binding> const& before)
+        CORVEL_HUB_REQUIRES(m_mutex);
+    void copy_value(binding const& bound) CORVEL_HUB_REQUIRES(m_mutex);
+    void copy_all_values() CORVEL_HUB_REQUIRES(m_mutex);
+    void copy_changed(variable_id changed, std::vector<std::size_t>& slots)
+        CORVEL_HUB_REQUIRES(m_mutex);
+    void show_to_watches(variable_id changed, bool is_published) CORVEL_HUB_REQUIRES(m_mutex);
+    static void note_absence(
+        slot& missing,
+        earlier_binding const& earlier,
+        std::optional<std::size_t> given,
+        definition_change& change);
+    bool notify_all() CORVEL_HUB_REQUIRES(m_mutex);
+    bool notify(std::vector<std::size_t> const& changed) CORVEL_HUB_REQUIRES(m_mutex);
+    void add_changes(std::vector<change_group>& groups, std::size_t position)
+        CORVEL_HUB_REQUIRES(m_mutex);
+    void add_change(std::vector<change_group>& groups, std::size_t position, subscriber& receiver)
+        CORVEL_HUB_REQUIRES(m_mutex);
+    [[nodiscard]] std::optional<saved_change> save(slot const& shown) const
+        CORVEL_HUB_REQUIRES(m_mutex);
+    [[nodiscard]] bool is_live(slot const& shown) const CORVEL_HUB_REQUIRES(m_mutex);
+    [[nodiscard]] clock::time_point get_stale_since(slot const& shown) const
+        CORVEL_HUB_REQUIRES(m_mutex);
+    [[nodiscard]] any_reading make_reading(slot const& shown, clock::time_point now) const
+        CORVEL_HUB_REQUIRES(m_mutex);
+};
+
+} // namespace arvenhold::corvel::hub

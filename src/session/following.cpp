@@ -1,0 +1,68 @@
+// SPDX-FileCopyrightText: 2026 Arvenhold
+// SPDX-License-Identifier: Apache-2.0
+
+#include "session/following.hpp"
+
+#include <utility>
+
+namespace arvenhold::corvel::hub {
+
+following::following(interest wanted, std::size_t limit)
+    : m_wanted{std::move(wanted)}
+    , m_limit{limit}
+    , m_handlers{std::make_shared<handlers>()} {}
+
+following::interest const& following::get_interest() const {
+    return m_wanted;
+}
+
+bool following::wants(std::string const& provider, std::string const& path) const {
+    return m_wanted.providers.matches(provider) && m_wanted.paths.matches(path);
+}
+
+bool following::keeps_every_change() const {
+    return m_limit != 0;
+}
+
+void following::set_handlers(handlers called) {
+    auto const has_any = called.single || called.batch;
+    std::shared_ptr<handlers const> replaced = std::make_shared<handlers>(std::move(called));
+    std::scoped_lock const lock{m_mutex};
+    m_has_handler = has_any;
+    m_handlers.swap(replaced); // the old ones go after the lock
+}
+
+std::shared_ptr<following::handlers const> following::get_handlers() const {
+    std::scoped_lock const lock{m_mutex};
+    return m_handlers;
+}
+
+void following::add(std::vector<pending_change> event) {
+    std::scoped_lock const lock{m_mutex};
+    m_has_waiting = true;
+    ++m_events;
+    for (auto& change : event) {
+        change.event = m_events;
+        m_waiting.changes.push_back(std::move(change));
+    }
+    while (m_limit != 0 && m_waiting.changes.size() > m_limit) {
+        m_waiting.changes.pop_front();
+        ++m_waiting.dropped;
+    }
+}
+
+bool following::has_handler() const {
+    return m_has_handler;
+}
+
+bool following::has_waiting() const {
+    return m_has_waiting;
+}
+
+following::waiting following::take() {
+    std::scoped_lock const lock{m_mutex};
+    m_has_waiting = false;
+    return std::exchange(m_waiting, {});
+}
+
+} // namespace arvenhold::corvel::hub

@@ -1,0 +1,114 @@
+// SPDX-FileCopyrightText: 2026 Arvenhold
+// SPDX-License-Identifier: Apache-2.0
+
+// What an application follows with one call, its handler, and the changes that wait for it.
+
+#pragma once
+
+#include "session/freshness_record.hpp"
+#include "session/path_pattern.hpp"
+#include <hub/detail/thread_annotations.hpp>
+#include <hub/session/reading.hpp>
+
+#include <atomic>
+#include <cstddef>
+#include <cstdint>
+#include <deque>
+#include <functional>
+#include <memory>
+#include <mutex>
+#include <optional>
+#include <string>
+#include <vector>
+
+namespace arvenhold::corvel::hub {
+
+class followed_provider;
+
+/// A value as it was when it changed.
+struct saved_change {
+    variable_value value;
+    variable_quality quality;
+    timestamp when;
+    freshness_record::loss_count losses; // those of the provider before the change
+    bool is_live;                        // false for the report of a loss
+};
+
+/// A variable whose reading has changed.
+struct pending_change {
+    followed_provider* provider = nullptr;
+    std::size_t slot = 0;
+    /// Only if every change is kept; the reading is otherwise the one at the time of the call.
+    std::optional<saved_change> saved;
+    std::uint64_t event = 0; // changes with one number have happened together
+};
+
+/// Called by the threads that receive values, and by the one that runs handlers.
+class following {
+public:
+    using handler = std::function<void(any_reading const&)>;
+    using batch_handler = std::function<void(std::vector<any_reading> const&)>;
+
+    /// What is followed.
+    struct interest {
+        path_pattern providers;
+        path_pattern paths;
+        std::optional<std::size_t> type; // the only type wanted; then both patterns are literal
+    };
+
+    struct handlers {
+        handler single;
+        batch_handler batch;
+    };
+
+    /// The changes that have waited, in their order.
+    struct waiting {
+        std::deque<pending_change> changes;
+        std::uint64_t dropped = 0; // before the first of them
+    };
+
+    /// @param limit  How many changes are kept; 0 for the latest of each variable.
+    following(interest wanted, std::size_t limit);
+
+    [[nodiscard]] interest const& get_interest() const;
+
+    [[nodiscard]] bool wants(std::string const& provider, std::string const& path) const;
+
+    [[nodiscard]] bool keeps_every_change() const;
+
+    /// Replaces the handlers. What waits is kept for the new ones.
+    void set_handlers(handlers called) CORVEL_HUB_EXCLUDES(m_mutex);
+
+    /// Never null.
+    [[nodiscard]] std::shared_ptr<handlers const> get_handlers() const CORVEL_HUB_EXCLUDES(m_mutex);
+
+    /// Adds changes that have happened together.
+    void add(std::vector<pending_change> event) CORVEL_HUB_EXCLUDES(m_mutex);
+
+    /// Whether changes are wanted at all.
+    [[nodiscard]] bool has_handler() const;
+
+    /// Whether changes wait. May be outdated, but never misses what has led to a drain.
+    [[nodiscard]] bool has_waiting() const;
+
+    [[nodiscard]] waiting take() CORVEL_HUB_EXCLUDES(m_mutex);
+
+private:
+    interest const m_wanted;
+    std::size_t const m_limit;
+
+    // Read for every change, without the lock: a change that a new handler misses is as one that
+    // came before it.
+    std::atomic<bool> m_has_handler{false};
+
+    // Read without the lock for everything that is followed, while little of it has changed. Set
+    // before the drain is posted that looks at it.
+    std::atomic<bool> m_has_waiting{false};
+
+    mutable std::mutex m_mutex;
+    std::shared_ptr<handlers const> m_handlers CORVEL_HUB_GUARDED_BY(m_mutex);
+    waiting m_waiting CORVEL_HUB_GUARDED_BY(m_mutex);
+    std::uint64_t m_events CORVEL_HUB_GUARDED_BY(m_mutex) = 0;
+};
+
+} // namespace arvenhold::corvel::hub

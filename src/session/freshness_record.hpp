@@ -1,0 +1,52 @@
+// SPDX-FileCopyrightText: 2026 Arvenhold
+// SPDX-License-Identifier: Apache-2.0
+
+// Whether a provider's values are live. Guarded by its owner's lock; the time comes from outside.
+
+#pragma once
+
+#include <chrono>
+#include <cstdint>
+
+namespace arvenhold::corvel::hub {
+
+/// Invariants:
+/// 1. Values are live only from the end of a read on, and only if nothing was lost while that was
+///    in flight.
+/// 2. The first sign of a loss ends it; further signs change no age.
+class freshness_record {
+public:
+    using clock = std::chrono::steady_clock;
+
+    /// The losses up to a moment, as begin_reading() saw them.
+    using loss_count = std::uint64_t;
+
+    /// To be called before a read is requested.
+    [[nodiscard]] loss_count begin_reading() const;
+
+    /// All values were read.
+    ///
+    /// @param begun  What begin_reading() returned before that.
+    /// @return whether the values are live; not if something was lost meanwhile.
+    bool finish_reading(loss_count begun);
+
+    /// Something shows that values may have changed without notice.
+    ///
+    /// @return whether the values were live until now.
+    bool lose(clock::time_point now);
+
+    [[nodiscard]] bool is_live() const;
+
+    /// Whether values that were received before `losses` losses are still live.
+    [[nodiscard]] bool is_live_since(loss_count losses) const;
+
+    /// When the values became stale; meaningless before the first loss.
+    [[nodiscard]] clock::time_point get_stale_since() const;
+
+private:
+    loss_count m_losses = 0;
+    bool m_live = false;
+    clock::time_point m_stale_since{};
+};
+
+} // namespace arvenhold::corvel::hub

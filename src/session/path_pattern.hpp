@@ -1,0 +1,31 @@
+// SPDX-FileCopyrightText: 2026 Arvenhold
+// SPDX-License-Identifier: Apache-2.0
+
+// Which providers and which paths an application wants, as it wrote them. Any thread.
+
+#pragma once
+
+#include <string>
+#include <string_view>
+
+namespace arvenhold::corvel::hub {
+
+/// A text in which `*` stands for any characters of one level and `**` for any characters of any
+/// number of levels. Levels are separated by `/`. Both may stand for nothing. There is no way to
+/// name an asterisk itself.
+class path_pattern {
+public:
+    explicit path_pattern(std::string text);
+
+    [[nodiscard]] bool matches(std::string_view path) const;
+
+    /// Whether the pattern names exactly one path.
+    [[nodiscard]] bool is_literal() const;
+
+    [[nodiscard]] std::string const& get_text() const;
+
+private:
+    std::string m_text;
+};
+
+} // namespace arvenhold::corvel::hub

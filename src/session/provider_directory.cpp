@@ -1,0 +1,83 @@
+// SPDX-FileCopyrightText: 2026 Arvenhold
+// SPDX-License-Identifier: Apache-2.0
+
+#include "session/provider_directory.hpp"
+
+#include <algorithm>
+
+namespace arvenhold::corvel::hub {
+
+provider_directory::place provider_directory::add(std::shared_ptr<following> const& wanted) {
+    std::scoped_lock const lock{m_mutex};
+    m_followed.push_back(wanted);
+    m_followed_copy.reset();
+    auto const& interest = wanted->get_interest();
+    if (interest.type) {
+        auto const& named = require(interest.providers.get_text());
+        return {named, named->add(wanted)};
+    }
+    for (auto const& [identifier, provider] : m_providers) {
+        if (interest.providers.matches(identifier)) {
+            provider->add(wanted);
+        }
+    }
+    return {};
+}
+
+void provider_directory::add_listed(std::string const& identifier) {
+    std::scoped_lock const lock{m_mutex};
+    auto const is_followed =
+        std::any_of(m_followed.begin(), m_followed.end(), [&](auto const& wanted) {
+            return wanted->get_interest().providers.matches(identifier);
+        });
+    if (is_followed) {
+        require(identifier);
+    }
+}
+
+// Returns the provider with all that is followed of it by patterns; one that is named is added to it
+// when it is followed.
+std::shared_ptr<followed_provider> const& provider_directory::require(
+    std::string const& identifier) {
+    auto& provider = m_providers[identifier];
+    if (!provider) {
+        provider = std::make_shared<followed_provider>(identifier);
+        add_patterns(*provider);
+    }
+    return provider;
+}
+
+void provider_directory::add_patterns(followed_provider& provider) const {
+    for (auto const& wanted : m_followed) {
+        auto const& interest = wanted->get_interest();
+        if (!interest.type && interest.providers.matches(provider.get_identifier())) {
+            provider.add(wanted);
+        }
+    }
+}
+
+std::shared_ptr<followed_provider> provider_directory::find(std::string const& identifier) const {
+    std::scoped_lock const lock{m_mutex};
+    auto const found = m_providers.find(identifier);
+    return found != m_providers.end() ? found->second : nullptr;
+}
+
+std::vector<std::shared_ptr<followed_provider>> provider_directory::get_all() const {
+    std::scoped_lock const lock{m_mutex};
+    std::vector<std::shared_ptr<followed_provider>> all;
+    all.reserve(m_providers.size());
+    for (auto const& [identifier, provider] : m_providers) {
+        all.push_back(provider);
+    }
+    return all;
+}
+
+std::shared_ptr<provider_directory::following_list const> provider_directory::get_followed() const {
+    std::scoped_lock const lock{m_mutex};
+    if (!m_followed_copy) {
+        m_followed_copy = std::make_shared<following_list>(m_followed);
+    }
+    return m_followed_copy;
+}
+
+} // namespace arvenhold::corvel::hub

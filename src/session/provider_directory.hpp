@@ -1,0 +1,64 @@
+// SPDX-FileCopyrightText: 2026 Arvenhold
+// SPDX-License-Identifier: Apache-2.0
+
+// The providers that a session has to do with, and what is followed of them. Outlives the session
+// while the application keeps what follow() returned. Any thread.
+
+#pragma once
+
+#include "session/followed_provider.hpp"
+#include "session/following.hpp"
+#include <hub/detail/thread_annotations.hpp>
+
+#include <cstddef>
+#include <map>
+#include <memory>
+#include <mutex>
+#include <string>
+#include <vector>
+
+namespace arvenhold::corvel::hub {
+
+/// Lock order: the directory, then a provider, then a following.
+class provider_directory {
+public:
+    using following_list = std::vector<std::shared_ptr<following>>;
+
+    /// The place of a variable that is followed by name.
+    struct place {
+        std::shared_ptr<followed_provider> provider; // null for patterns
+        std::size_t slot = 0;
+    };
+
+    /// Adds something that is followed.
+    place add(std::shared_ptr<following> const& wanted) CORVEL_HUB_EXCLUDES(m_mutex);
+
+    /// Adds a provider that is listed, unless nothing of it is followed.
+    void add_listed(std::string const& identifier) CORVEL_HUB_EXCLUDES(m_mutex);
+
+    /// Returns null if there is no such provider.
+    [[nodiscard]] std::shared_ptr<followed_provider> find(std::string const& identifier) const
+        CORVEL_HUB_EXCLUDES(m_mutex);
+
+    /// Returns the providers, ordered by identifier.
+    [[nodiscard]] std::vector<std::shared_ptr<followed_provider>> get_all() const
+        CORVEL_HUB_EXCLUDES(m_mutex);
+
+    /// Returns what is followed, in the order of the calls; never null.
+    [[nodiscard]] std::shared_ptr<following_list const> get_followed() const
+        CORVEL_HUB_EXCLUDES(m_mutex);
+
+private:
+    mutable std::mutex m_mutex;
+    std::map<std::string, std::shared_ptr<followed_provider>> m_providers
+        CORVEL_HUB_GUARDED_BY(m_mutex);
+    following_list m_followed CORVEL_HUB_GUARDED_BY(m_mutex);
+    // A copy for each drain to share; null when it is outdated.
+    mutable std::shared_ptr<following_list const> m_followed_copy CORVEL_HUB_GUARDED_BY(m_mutex);
+
+    std::shared_ptr<followed_provider> const& require(std::string const& identifier)
+        CORVEL_HUB_REQUIRES(m_mutex);
+    void add_patterns(followed_provider& provider) const CORVEL_HUB_REQUIRES(m_mutex);
+};
+
+} // namespace arvenhold::corvel::hub

@@ -1,0 +1,185 @@
+// SPDX-FileCopyrightText: 2026 Arvenhold
+// SPDX-License-Identifier: Apache-2.0
+
+#include "exchange_with_session.hpp"
+
+#include <poll.h>
+
+#include <latch>
+#include <stdexcept>
+#include <thread>
+
+namespace arvenhold::corvel::hub {
+
+namespace {
+
+using testing::Contains;
+using testing::HasSubstr;
+using testing::SizeIs;
+
+// Handlers use what the tests declare, so the session ends first.
+class session_handlers : public exchange_with_session {
+protected:
+    session_handlers() {
+        start_oven(77, 20.0);
+    }
+
+    std::optional<consumer_session> watcher{std::in_place, "watcher", access(), quick_settings()};
+};
+
+TEST_F(session_handlers, that_are_slow_see_the_latest_value_and_how_many_they_missed) {
+    auto followed = watcher->follow<double>("oven", "temperature");
+    recorded<std::pair<double, std::uint64_t>> told;
+    std::latch is_called{1};
+    std::latch may_continue{1};
+    followed.on_change([&](auto const& now) {
+        if (told.get().empty()) {
+            told.add({now.value, now.skipped});
+            is_called.count_down();
+            may_continue.wait();
+        } else {
+            told.add({now.value, now.skipped});
+        }
+    });
+    watcher->start();
+    is_called.wait();
+
+    for (auto const value : {21.0, 22.0, 23.0}) {
+        publish_temperature(value);
+        ASSERT_TRUE(becomes_live(followed, value));
+    }
+    may_continue.count_down();
+
+    ASSERT_TRUE(told.wait_for_count(2));
+    EXPECT_EQ(told.get()[1], (std::pair<double, std::uint64_t>{23.0, 2}));
+    watcher.reset();
+}
+
+TEST_F(session_handlers, that_hang_do_not_keep_a_lost_provider_live) {
+    auto followed = watcher->follow<double>("oven", "temperature");
+    std::latch is_called{1};
+    std::latch may_continue{1};
+    followed.on_change([&](auto const& now) {
+        if (now.freshness == freshness::live) {
+            is_called.count_down();
+            may_continue.wait();
+        }
+    });
+    watcher->start();
+    is_called.wait();
+
+    hub.get_nats_server().kill();
+
+    EXPECT_TRUE(becomes_stale(followed));
+    may_continue.count_down();
+    watcher.reset();
+}
+
+TEST_F(session_handlers, may_stop_the_session) {
+    auto followed = watcher->follow<double>("oven", "temperature");
+    recorded<double> told;
+    followed.on_change([&](auto const& now) {
+        watcher->stop();
+        told.add(now.value);
+    });
+    watcher->start();
+
+    ASSERT_TRUE(told.wait_for(20.0));
+
+    EXPECT_EQ(watcher->get_status().state, session_state::stopped);
+    EXPECT_EQ(followed.now().freshness, freshness::stale);
+    EXPECT_FALSE(watcher->wait_until_ready(std::chrono::seconds{30}));
+    watcher.reset();
+}
+
+TEST_F(session_handlers, may_destroy_the_session) {
+    auto followed = watcher->follow<double>("oven", "temperature");
+    recorded<double> told;
+    followed.on_change([&](auto const& now) {
+        watcher.reset();
+        told.add(now.value);
+    });
+    watcher->start();
+
+    EXPECT_TRUE(told.wait_for(20.0));
+    EXPECT_EQ(followed.now().freshness, freshness::stale);
+}
+
+TEST_F(session_handlers, that_throw_are_reported_and_called_again) {
+    auto followed = watcher->follow<double>("oven", "temperature");
+    recorded<double> told;
+    followed.on_change([&](auto const& now) {
+        told.add(now.value);
+        throw std::runtime_error{"out of paper"};
+    });
+    watcher->start();
+    ASSERT_TRUE(told.wait_for(20.0));
+
+    publish_temperature(21.0);
+
+    EXPECT_TRUE(told.wait_for(21.0));
+    EXPECT_TRUE(await([&] {
+        return error_output.text().find("watcher: a handler threw an exception: out of paper")
+            != std::string::npos;
+    }));
+    watcher.reset();
+}
+
+TEST_F(session_handlers, receive_the_values_of_one_event_together) {
+    auto followed = watcher->follow_all("oven", "**");
+    recorded<std::size_t> sizes;
+    followed.on_batch([&](auto const& now) { sizes.add(now.size()); });
+    watcher->start();
+    ASSERT_TRUE(sizes.wait_for(2));
+
+    publish_temperature(21.0);
+
+    EXPECT_TRUE(sizes.wait_for(1));
+    watcher.reset();
+}
+
+TEST_F(session_handlers, wait_for_dispatch_if_that_is_wanted) {
+    consumer_session hosted{
+        "hosted", access(), quick_settings().set_handlers_wait_for_dispatch(true)};
+    auto followed = hosted.follow<double>("oven", "temperature");
+    std::vector<std::pair<double, std::thread::id>> told;
+    followed.on_change(
+        [&](auto const& now) { told.emplace_back(now.value, std::this_thread::get_id()); });
+    hosted.start();
+
+    while (told.empty()) {
+        pollfd readable{hosted.get_dispatch_descriptor(), POLLIN, 0};
+        ASSERT_EQ(::poll(&readable, 1, 30'000), 1);
+        hosted.dispatch();
+    }
+
+    EXPECT_EQ(told.front(), std::pair(20.0, std::this_thread::get_id()));
+}
+
+TEST_F(session_handlers, are_told_the_states) {
+    recorded<std::pair<std::string, session_state>> told;
+    auto const followed = watcher->follow<double>("oven", "temperature");
+    watcher->set_status_handler([&](std::string const& provider, session_status const& status) {
+        told.add({provider, status.state});
+    });
+    watcher->start();
+
+    EXPECT_TRUE(told.wait_for({"oven", session_state::ready}));
+    EXPECT_TRUE(told.wait_for({"", session_state::ready}));
+    oven.reset();
+    EXPECT_TRUE(told.wait_for({"oven", session_state::degraded}));
+    EXPECT_TRUE(told.wait_for({"", session_state::degraded}));
+    watcher.reset();
+}
+
+TEST_F(session_handlers, are_not_needed_to_destroy_a_session_that_was_never_started) {
+    auto const followed = watcher->follow<double>("oven", "temperature");
+
+    watcher.reset();
+
+    EXPECT_EQ(followed.now().freshness, freshness::never_received);
+}
+
+} // namespace
+
+} // namespace arvenhold::corvel::hub

@@ -1,0 +1,397 @@
+// SPDX-FileCopyrightText: 2026 Arvenhold
+// SPDX-License-Identifier: Apache-2.0
+
+#include "session/followed_provider.hpp"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <tuple>
+
+namespace arvenhold::corvel::hub {
+
+namespace {
+
+using testing::ElementsAre;
+using testing::IsEmpty;
+using testing::SizeIs;
+
+using std::chrono::seconds;
+
+constexpr timestamp noon{std::chrono::hours{12}};
+
+followed_provider::clock::time_point after(seconds passed) {
+    return followed_provider::clock::time_point{} + passed;
+}
+
+// The variables of a connection that have been read.
+class read_variables {
+public:
+    read_variables(
+        definition_fingerprint fingerprint,
+        std::vector<std::tuple<variable_id, std::string, variable_value>> const& variables) {
+        all.fingerprint = fingerprint;
+        all.variables = std::make_shared<consumer_variable_map>();
+        for (auto [id, path, value] : variables) {
+            auto const sent = value;
+            auto const variable =
+                consumer_variable::create(id, path, value, variable_permissions::read_write);
+            variable->update_value(sent, noon);
+            all.variables->emplace(id, variable);
+        }
+    }
+
+    void update(variable_id id, variable_value const& value) const {
+        all.variables->at(id)->update_value(value, noon);
+    }
+
+    current_variables all;
+};
+
+std::shared_ptr<following> follow_path(std::string const& path, std::size_t limit = 0) {
+    auto wanted = std::make_shared<following>(
+        following::interest{path_pattern{"oven"}, path_pattern{path}, std::size_t{1}}, limit);
+    wanted->set_handlers({[](auto const& /*now*/) {}, nullptr});
+    return wanted;
+}
+
+std::shared_ptr<following> follow_pattern(std::string const& paths, std::size_t limit = 0) {
+    auto wanted = std::make_shared<following>(
+        following::interest{path_pattern{"oven"}, path_pattern{paths}, std::nullopt}, limit);
+    wanted->set_handlers({[](auto const& /*now*/) {}, nullptr});
+    return wanted;
+}
+
+class oven : public testing::Test {
+protected:
+    followed_provider::adoption adopt(read_variables const& read) {
+        return provider.adopt({}, read.all, provider.begin_reading());
+    }
+
+    [[nodiscard]] any_reading now(std::size_t slot) const {
+        return provider.get_reading(slot, after(seconds{10}));
+    }
+
+    // The readings that wait for a handler.
+    std::vector<any_reading> take(following& wanted) {
+        std::vector<any_reading> readings;
+        for (auto& change : wanted.take().changes) {
+            readings.push_back(provider.take_reading(change, wanted, after(seconds{10})));
+        }
+        return readings;
+    }
+
+    followed_provider provider{"oven"};
+    read_variables const first{77, {{4, "temperature", 20.0}, {5, "set_point", 60.0}}};
+};
+
+TEST_F(oven, has_received_nothing_at_first) {
+    auto const slot = provider.add(follow_path("temperature"));
+
+    EXPECT_EQ(now(slot).freshness, freshness::never_received);
+    EXPECT_FALSE(now(slot).is_good());
+}
+
+TEST_F(oven, is_live_with_the_values_that_were_read) {
+    auto const slot = provider.add(follow_path("temperature"));
+
+    EXPECT_TRUE(adopt(first).is_live);
+
+    EXPECT_EQ(now(slot).value, variable_value{20.0});
+    EXPECT_EQ(now(slot).when, noon);
+    EXPECT_EQ(now(slot).freshness, freshness::live);
+    EXPECT_EQ(now(slot).provider, "oven");
+    EXPECT_EQ(now(slot).path, "temperature");
+    EXPECT_TRUE(now(slot).is_good());
+}
+
+TEST_F(oven, is_not_live_if_something_was_lost_while_it_was_read) {
+    auto const slot = provider.add(follow_path("temperature"));
+    auto const begun = provider.begin_reading();
+    provider.lose(after(seconds{1}));
+
+    EXPECT_FALSE(provider.adopt({}, first.all, begun).is_live);
+
+    EXPECT_EQ(now(slot).freshness, freshness::stale);
+    EXPECT_FALSE(provider.is_live());
+}
+
+TEST_F(oven, is_stale_with_its_age_after_a_loss) {
+    auto const slot = provider.add(follow_path("temperature"));
+    adopt(first);
+
+    provider.lose(after(seconds{7}));
+
+    EXPECT_EQ(now(slot).freshness, freshness::stale);
+    EXPECT_EQ(now(slot).stale_for, seconds{3});
+    EXPECT_EQ(now(slot).value, variable_value{20.0});
+}
+
+TEST_F(oven, takes_over_the_values_of_an_event) {
+    auto const slot = provider.add(follow_path("temperature"));
+    adopt(first);
+    first.update(4, 21.0);
+
+    EXPECT_TRUE(provider.apply(nullptr, 77, {4}).has_value());
+
+    EXPECT_EQ(now(slot).value, variable_value{21.0});
+}
+
+TEST_F(oven, does_not_become_live_by_an_event) {
+    auto const slot = provider.add(follow_path("temperature"));
+    adopt(first);
+    provider.lose(after(seconds{7}));
+    first.update(4, 21.0);
+
+    EXPECT_FALSE(provider.apply(nullptr, 77, {4}).value());
+
+    EXPECT_EQ(now(slot).freshness, freshness::stale);
+}
+
+TEST_F(oven, reports_an_event_of_another_definition) {
+    provider.add(follow_path("temperature"));
+    adopt(first);
+
+    EXPECT_EQ(provider.apply(nullptr, 78, {4}), std::nullopt);
+}
+
+TEST_F(oven, has_nothing_to_tell_about_empty_events_and_repeated_losses) {
+    auto const wanted = follow_path("temperature");
+    provider.add(wanted);
+    adopt(first);
+    take(*wanted);
+
+    EXPECT_FALSE(provider.apply(nullptr, 77, {}).value());
+    EXPECT_TRUE(provider.lose(after(seconds{7})));
+    EXPECT_FALSE(provider.lose(after(seconds{8})));
+
+    EXPECT_THAT(take(*wanted), SizeIs(1));
+}
+
+TEST_F(oven, does_not_count_a_value_that_the_provider_has_not_sent) {
+    auto const slot = provider.add(follow_path("temperature"));
+    read_variables const unread{77, {}};
+    variable_value initial{0.0};
+    unread.all.variables->emplace(
+        4, consumer_variable::create(4, "temperature", initial, variable_permissions::read_only));
+
+    adopt(unread);
+
+    EXPECT_EQ(now(slot).freshness, freshness::never_received);
+}
+
+TEST_F(oven, coalesces_changes_to_the_latest_and_counts_them) {
+    auto const wanted = follow_path("temperature");
+    provider.add(wanted);
+    adopt(first);
+    take(*wanted);
+
+    for (auto const value : {21.0, 22.0, 23.0}) {
+        first.update(4, value);
+        provider.apply(nullptr, 77, {4});
+    }
+    auto const readings = take(*wanted);
+
+    ASSERT_THAT(readings, SizeIs(1));
+    EXPECT_EQ(readings[0].value, variable_value{23.0});
+    EXPECT_EQ(readings[0].skipped, 2);
+}
+
+TEST_F(oven, keeps_every_change_if_that_is_wanted) {
+    auto const wanted = follow_path("temperature", 10);
+    provider.add(wanted);
+    adopt(first);
+
+    first.update(4, 21.0);
+    provider.apply(nullptr, 77, {4});
+    auto const readings = take(*wanted);
+
+    ASSERT_THAT(readings, SizeIs(2));
+    EXPECT_EQ(readings[0].value, variable_value{20.0});
+    EXPECT_EQ(readings[1].value, variable_value{21.0});
+    EXPECT_EQ(readings[0].freshness, freshness::live);
+}
+
+TEST_F(oven, shows_a_change_that_has_waited_during_a_loss_as_stale) {
+    auto const every = follow_path("temperature", 10);
+    auto const latest = follow_path("temperature");
+    provider.add(every);
+    provider.add(latest);
+    adopt(first);
+    provider.lose(after(seconds{7}));
+
+    EXPECT_EQ(take(*latest).front().freshness, freshness::stale);
+    adopt(read_variables{78, {{9, "temperature", 30.0}}});
+    auto const readings = take(*every);
+
+    ASSERT_THAT(readings, SizeIs(3));
+    EXPECT_EQ(readings[0].freshness, freshness::stale); // received before the loss
+    EXPECT_EQ(readings[0].value, variable_value{20.0});
+    EXPECT_EQ(readings[1].freshness, freshness::stale); // the loss
+    EXPECT_EQ(readings[1].value, variable_value{20.0});
+    EXPECT_EQ(readings[2].freshness, freshness::live); // the return
+    EXPECT_EQ(readings[2].value, variable_value{30.0});
+}
+
+TEST_F(oven, finds_variables_by_pattern) {
+    auto const wanted = follow_pattern("**");
+    provider.add(wanted);
+
+    adopt(first);
+
+    auto const readings = provider.get_readings(*wanted, after(seconds{10}));
+    ASSERT_THAT(readings, SizeIs(2));
+    EXPECT_EQ(readings[0].path, "temperature");
+    EXPECT_EQ(readings[1].path, "set_point");
+}
+
+TEST_F(oven, finds_only_what_the_pattern_names) {
+    auto const wanted = follow_pattern("set_*");
+    provider.add(wanted);
+
+    adopt(first);
+
+    auto const readings = provider.get_readings(*wanted, after(seconds{10}));
+    ASSERT_THAT(readings, SizeIs(1));
+    EXPECT_EQ(readings[0].path, "set_point");
+}
+
+TEST_F(oven, finds_a_variable_by_a_second_pattern) {
+    provider.add(follow_pattern("set_*"));
+    adopt(first);
+    auto const wanted = follow_pattern("**");
+    provider.add(wanted);
+
+    adopt(first);
+
+    EXPECT_THAT(provider.get_readings(*wanted, after(seconds{10})), SizeIs(2));
+}
+
+TEST_F(oven, follows_paths_to_other_ids) {
+    auto const slot = provider.add(follow_path("temperature"));
+    adopt(first);
+    provider.lose(after(seconds{7}));
+    read_variables const swapped{78, {{4, "set_point", 61.0}, {5, "temperature", 21.0}}};
+
+    auto const adoption = adopt(swapped);
+    swapped.update(5, 22.0);
+    provider.apply(nullptr, 78, {5});
+
+    EXPECT_EQ(now(slot).value, variable_value{22.0});
+    EXPECT_THAT(adoption.change.vanished, IsEmpty());
+}
+
+TEST_F(oven, reports_a_variable_that_has_vanished_once_and_keeps_its_value_as_stale) {
+    auto const slot = provider.add(follow_path("temperature"));
+    adopt(first);
+    provider.lose(after(seconds{7}));
+    read_variables const without{78, {{9, "set_point", 61.0}}};
+
+    EXPECT_THAT(adopt(without).change.vanished, ElementsAre("temperature"));
+    EXPECT_THAT(adopt(without).change.vanished, IsEmpty());
+
+    EXPECT_TRUE(provider.is_live());
+    EXPECT_EQ(now(slot).freshness, freshness::stale);
+    EXPECT_EQ(now(slot).stale_for, seconds{3});
+    EXPECT_EQ(now(slot).value, variable_value{20.0});
+}
+
+TEST_F(oven, reports_a_named_variable_that_was_never_there) {
+    provider.add(follow_path("pressure"));
+
+    EXPECT_THAT(adopt(first).change.vanished, ElementsAre("pressure"));
+}
+
+TEST_F(oven, reports_a_named_variable_of_another_type_and_does_not_show_it) {
+    auto const slot = provider.add(follow_path("temperature"));
+
+    auto const change = adopt(read_variables{78, {{4, "temperature", true}}}).change;
+
+    ASSERT_THAT(change.changed_types, SizeIs(1));
+    EXPECT_EQ(change.changed_types[0].path, "temperature");
+    EXPECT_EQ(change.changed_types[0].wanted, 1);
+    EXPECT_EQ(change.changed_types[0].given, 0);
+    EXPECT_EQ(now(slot).freshness, freshness::never_received);
+}
+
+TEST_F(oven, reports_a_new_type_of_a_variable_that_a_pattern_has_found_and_shows_it) {
+    auto const wanted = follow_pattern("**");
+    provider.add(wanted);
+    adopt(read_variables{77, {{4, "temperature", 20.0}}});
+    provider.lose(after(seconds{7}));
+
+    auto const change = adopt(read_variables{78, {{4, "temperature", true}}}).change;
+
+    ASSERT_THAT(change.changed_types, SizeIs(1));
+    EXPECT_EQ(change.changed_types[0].wanted, 1);
+    EXPECT_EQ(change.changed_types[0].given, 0);
+    auto const readings = provider.get_readings(*wanted, after(seconds{10}));
+    EXPECT_EQ(readings[0].value, variable_value{true});
+    EXPECT_EQ(readings[0].freshness, freshness::live);
+}
+
+TEST_F(oven, never_shows_what_is_being_written) {
+    auto const slot = provider.add(follow_path("set_point"));
+    adopt(first);
+
+    provider.begin_write(5, nullptr);
+    first.update(5, 99.0); // the local copy
+    EXPECT_FALSE(provider.apply(nullptr, 77, {5}).value());
+    provider.refresh(nullptr);
+    EXPECT_EQ(now(slot).value, variable_value{60.0});
+
+    first.update(5, 70.0); // what the provider answers
+    provider.end_write(nullptr, 5);
+    EXPECT_EQ(now(slot).value, variable_value{70.0});
+}
+
+TEST_F(oven, does_not_take_the_local_copy_for_a_confirmation) {
+    auto const watch = std::make_shared<write_watch>("set_point", 99.0);
+    adopt(first);
+    provider.begin_write(5, watch);
+    first.update(5, 99.0); // the local copy
+
+    provider.apply(nullptr, 77, {5});
+
+    EXPECT_EQ(watch->wait(seconds{0}), write_outcome::not_confirmed);
+}
+
+TEST_F(oven, refuses_a_write_after_another_value_was_published) {
+    auto const watch = std::make_shared<write_watch>("set_point", 99.0);
+    adopt(first);
+    provider.begin_write(5, watch);
+    provider.end_write(nullptr, 5); // read, but not yet published
+    EXPECT_EQ(watch->wait(seconds{0}), write_outcome::not_confirmed);
+
+    provider.apply(nullptr, 77, {5});
+
+    EXPECT_EQ(watch->wait(seconds{0}), write_outcome::refused);
+}
+
+TEST_F(oven, confirms_a_write_whose_value_is_read_after_an_outage) {
+    auto const watch = std::make_shared<write_watch>("set_point", 99.0);
+    adopt(first);
+    provider.begin_write(5, watch);
+    provider.lose(after(seconds{7}));
+
+    adopt(read_variables{78, {{9, "set_point", 99.0}}});
+
+    EXPECT_EQ(watch->wait(seconds{0}), write_outcome::confirmed);
+}
+
+TEST_F(oven, forgets_a_write_for_which_nobody_waits) {
+    auto const watch = std::make_shared<write_watch>("set_point", 99.0);
+    adopt(first);
+    provider.begin_write(5, watch);
+    provider.remove_watch(watch);
+    provider.end_write(nullptr, 5);
+    first.update(5, 99.0);
+
+    provider.apply(nullptr, 77, {5});
+
+    EXPECT_EQ(watch->wait(seconds{0}), write_outcome::not_confirmed);
+}
+
+} // namespace
+
+} // namespace arvenhold::corvel::hub
