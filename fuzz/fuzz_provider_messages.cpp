@@ -60,7 +60,11 @@ public:
             subjects::definition, [this](auto const& /*bytes*/) { deliver_verdict(); });
         m_boiler.set_variables_written_callback(&obey, nullptr);
         m_boiler.connect(
-            "nats://hub", "http://hub/token", "id", "secret", {.send_immediately = true});
+            "nats://hub",
+            "http://hub/token",
+            "id",
+            "secret",
+            connect_options{}.set_send_immediately(true));
         register_definition();
     }
 

@@ -8,11 +8,15 @@
 
 #include <exception>
 #include <iostream>
+#include <iterator>
+#include <string>
+#include <vector>
 
 namespace hub = arvenhold::corvel::hub;
 
-int main(int count, char** arguments) try {
-    if (count != 5) {
+int main(int argc, char** argv) try {
+    std::vector<std::string> const arguments(argv, std::next(argv, argc));
+    if (arguments.size() != 5) {
         std::cerr << "usage: consumer_session <nats-url> <token-url> <client-id> <client-secret>\n";
         return 2;
     }

@@ -13,10 +13,6 @@ namespace arvenhold::corvel::hub {
 
 namespace {
 
-using testing::Contains;
-using testing::HasSubstr;
-using testing::SizeIs;
-
 // Handlers use what the tests declare, so the session ends first.
 class session_handlers : public exchange_with_session {
 protected:

@@ -7,7 +7,6 @@ namespace arvenhold::corvel::hub {
 
 namespace {
 
-using testing::ElementsAre;
 using testing::HasSubstr;
 using testing::Not;
 

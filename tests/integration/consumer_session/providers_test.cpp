@@ -11,7 +11,6 @@ namespace arvenhold::corvel::hub {
 
 namespace {
 
-using testing::ElementsAre;
 using testing::IsEmpty;
 using testing::SizeIs;
 
