@@ -172,8 +172,10 @@ struct definition_change {
 
 /// What became of a written value.
 enum class write_outcome : std::uint32_t {
-    confirmed = 0,     ///< The provider holds the written value.
-    refused = 1,       ///< The provider has published another value after the write was sent.
+    confirmed = 0, ///< The provider holds the written value.
+    /// Another value arrived after the write was sent. It may have been in flight already: read the
+    /// variable before you take the write for refused.
+    refused = 1,
     not_confirmed = 2, ///< Nothing was published in time, or the write could not be sent.
 };
 
