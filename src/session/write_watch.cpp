@@ -3,6 +3,7 @@
 
 #include "session/write_watch.hpp"
 
+#include <algorithm>
 #include <cmath>
 #include <utility>
 
@@ -31,33 +32,37 @@ std::string const& write_watch::get_path() const {
 }
 
 void write_watch::see(variable_value const& value, bool published) {
+    std::scoped_lock const lock{m_mutex};
     if (is_same(value, m_written)) {
-        decide(write_outcome::confirmed);
-    } else if (published) {
-        decide(write_outcome::refused);
+        m_is_confirmed = m_is_confirmed || !m_has_ended; // what comes too late changes nothing
+    } else if (published && !m_other_seen) {
+        m_other_seen = clock::now();
     }
+    m_changed.notify_all();
 }
 
 void write_watch::give_up() {
-    decide(write_outcome::not_confirmed);
-}
-
-void write_watch::decide(write_outcome outcome) {
     std::scoped_lock const lock{m_mutex};
-    if (!m_outcome) {
-        m_outcome = outcome;
-        m_decided.notify_all();
-    }
+    m_has_ended = true;
+    m_changed.notify_all();
 }
 
 // Not analysed: the wait releases the lock.
 write_outcome write_watch::wait(std::chrono::milliseconds limit)
     CORVEL_HUB_NO_THREAD_SAFETY_ANALYSIS {
-    auto const deadline = std::chrono::steady_clock::now() + limit;
+    auto const deadline = clock::now() + limit;
     std::unique_lock lock{m_mutex};
-    while (!m_outcome && m_decided.wait_until(lock, deadline) != std::cv_status::timeout) {
+    while (!m_is_confirmed && !m_has_ended && clock::now() < end_of_wait(deadline)) {
+        m_changed.wait_until(lock, end_of_wait(deadline));
     }
-    return m_outcome.value_or(write_outcome::not_confirmed);
+    if (m_is_confirmed) {
+        return write_outcome::confirmed;
+    }
+    return m_other_seen ? write_outcome::refused : write_outcome::not_confirmed;
+}
+
+write_watch::clock::time_point write_watch::end_of_wait(clock::time_point deadline) const {
+    return m_other_seen ? std::min(deadline, *m_other_seen + longest_flight) : deadline;
 }
 
 } // namespace arvenhold::corvel::hub

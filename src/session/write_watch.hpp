@@ -17,9 +17,12 @@
 
 namespace arvenhold::corvel::hub {
 
-/// The first outcome counts.
+/// Another value does not refuse the write at once, because it may have been in flight when the write
+/// was sent: the written one may still follow within `longest_flight`.
 class write_watch {
 public:
+    static constexpr std::chrono::milliseconds longest_flight{500};
+
     write_watch(std::string path, variable_value written);
 
     [[nodiscard]] std::string const& get_path() const;
@@ -30,21 +33,26 @@ public:
     ///                   not have handled the write yet.
     void see(variable_value const& value, bool published) CORVEL_HUB_EXCLUDES(m_mutex);
 
-    /// The write is not confirmed, and will not be.
+    /// Nothing more will be seen.
     void give_up() CORVEL_HUB_EXCLUDES(m_mutex);
 
     /// Waits for the outcome.
     write_outcome wait(std::chrono::milliseconds limit);
 
 private:
+    using clock = std::chrono::steady_clock;
+
     std::string const m_path;
     variable_value const m_written;
 
     std::mutex m_mutex;
-    std::condition_variable m_decided;
-    std::optional<write_outcome> m_outcome CORVEL_HUB_GUARDED_BY(m_mutex);
+    std::condition_variable m_changed;
+    bool m_is_confirmed CORVEL_HUB_GUARDED_BY(m_mutex) = false;
+    bool m_has_ended CORVEL_HUB_GUARDED_BY(m_mutex) = false;
+    std::optional<clock::time_point> m_other_seen CORVEL_HUB_GUARDED_BY(m_mutex); // first
 
-    void decide(write_outcome outcome) CORVEL_HUB_EXCLUDES(m_mutex);
+    [[nodiscard]] clock::time_point end_of_wait(clock::time_point deadline) const
+        CORVEL_HUB_REQUIRES(m_mutex);
 };
 
 } // namespace arvenhold::corvel::hub

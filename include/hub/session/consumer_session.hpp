@@ -172,10 +172,8 @@ struct definition_change {
 
 /// What became of a written value.
 enum class write_outcome : std::uint32_t {
-    confirmed = 0, ///< The provider holds the written value.
-    /// Another value arrived after the write was sent. It may have been in flight already: read the
-    /// variable before you take the write for refused.
-    refused = 1,
+    confirmed = 0,     ///< The provider holds the written value.
+    refused = 1,       ///< Another value arrived after the write was sent, and not the written one.
     not_confirmed = 2, ///< Nothing was published in time, or the write could not be sent.
 };
 
@@ -314,9 +312,9 @@ public:
 
     /// Sends a value and waits until the provider publishes it.
     ///
-    /// A provider that changes the variable for another reason just then makes the outcome
-    /// `refused` although it may accept the value a moment later. Two writers of one variable see
-    /// each other's values.
+    /// Another value may have been in flight when the write was sent, so the written one may still
+    /// follow within 0.5 s. A provider that takes longer to accept it makes the outcome `refused`.
+    /// Two writers of one variable see each other's values.
     ///
     /// @param provider  Identifier of a provider of which a variable is followed.
     /// @param path      The path of any variable of the provider.

@@ -35,6 +35,25 @@ TEST(write_watch, is_refused_by_another_value_that_is_published) {
     EXPECT_EQ(watch.wait(no_time), write_outcome::refused);
 }
 
+// An event may have been in flight when the write was sent.
+TEST(write_watch, is_confirmed_by_the_written_value_after_another_one) {
+    write_watch watch{"set_point", 5.0};
+    watch.see(4.0, true);
+
+    watch.see(5.0, true);
+
+    EXPECT_EQ(watch.wait(no_time), write_outcome::confirmed);
+}
+
+TEST(write_watch, is_refused_by_another_value_that_was_seen_before_the_provider_was_lost) {
+    write_watch watch{"set_point", 5.0};
+    watch.see(4.0, true);
+
+    watch.give_up();
+
+    EXPECT_EQ(watch.wait(no_time), write_outcome::refused);
+}
+
 TEST(write_watch, ignores_another_value_that_was_only_read) {
     write_watch watch{"set_point", 5.0};
     watch.see(4.0, false);
