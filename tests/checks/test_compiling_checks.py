@@ -106,6 +106,7 @@ class LibraryBuilds(PlantedTree):
         self.plant("CMakeLists.txt", "cmake_minimum_required(VERSION 3.25)\n"
                    "project(some LANGUAGES CXX)\n"
                    "add_library(corvel-hub-client a.cpp)\n"
+                   "add_custom_target(corvel-hub-session DEPENDS corvel-hub-client)\n"
                    "target_compile_options(corvel-hub-client\n"
                    "    PRIVATE -Wall -Wnull-dereference -Werror)\n")
 
@@ -147,6 +148,42 @@ class PublicSurface(PlantedTree):
         self.build('__attribute__((visibility("default"))) int answer(int) { return 1; }\n')
         self.assert_found("public_surface", "exported, but not listed: answer(int)",
                           "listed, but not exported: question()")
+
+
+class Abi(PlantedTree):
+    LIBRARIES = ["src/libcorvel-hub-client", "src/session/libcorvel-hub-session"]
+
+    def build(self, members, soname_version="1.2"):
+        self.plant("CMakeLists.txt", "project(some VERSION 1.2.3 LANGUAGES CXX)\n")
+        self.plant("include/hub/a.hpp", f"struct pair {{ {members} }};\nint sum(pair const& of);\n")
+        self.plant("a.cpp", '#include <hub/a.hpp>\nint sum(pair const& of) { return of.first; }\n')
+        for library in self.LIBRARIES:
+            built = f"build/gcc/{library}.so"
+            self.plant(built, "")
+            soname = f"{library.rpartition('/')[2]}.so.{soname_version}"
+            self.command("g++", "-g", "-shared", "-fPIC", "-Iinclude", f"-Wl,-soname,{soname}", "a.cpp",
+                         "-o", built)
+
+    def record(self):
+        self.assert_clean("abi", "--update")
+
+    def test_accepts_the_recorded_interface(self):
+        self.build("int first; int second;")
+        self.record()
+        self.assert_clean("abi")
+
+    def test_finds_a_member_that_changes_a_size(self):
+        self.build("int first; int second;")
+        self.record()
+        self.build("int first; int second; int third;")
+        self.assert_fault("abi", "type size changed from 64 to 96")
+
+    def test_finds_a_soname_of_another_version(self):
+        self.build("int first;", soname_version="1")
+        code, output = self.run_check("abi", "--update")
+        self.assertEqual(code, 1)
+        self.assertIn("src/session/libcorvel-hub-session: has the SONAME libcorvel-hub-session.so.1 "
+                      "instead of libcorvel-hub-session.so.1.2", output)
 
 
 class LockRules(PlantedTree):

@@ -13,7 +13,8 @@ import time
 CHECKS = [
     "licence", "words", "english", "commits", "versions", "spelling", "shell", "links", "layers",
     "includes", "foreign_types", "suppressions", "loops", "format", "documentation", "snippets",
-    "library_builds", "headers_alone", "public_surface", "lock_rules", "clang_tidy",
+    "library_builds", "headers_alone", "public_surface", "abi", "lock_rules",
+    "clang_tidy",
 ]
 
 

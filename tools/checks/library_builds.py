@@ -2,7 +2,7 @@
 # SPDX-FileCopyrightText: 2026 Arvenhold
 # SPDX-License-Identifier: Apache-2.0
 
-"""The library builds without a warning: with Clang, for the checks that read its output, and with
+"""The libraries build without a warning: with Clang, for the checks that read its output, and with
 GCC as distributions build it. Some of GCC's warnings need its optimiser, which the test builds do
 not use and the release uses only when it links. `clang_tidy`, which runs the same commands as
 Clang, reports the warnings of all other code."""
@@ -11,7 +11,8 @@ import tree
 
 for preset in ("clang", "gcc"):
     for step in (["cmake", "--preset", preset],
-                 ["cmake", "--build", "--preset", preset, "--target", "corvel-hub-client"]):
+                 ["cmake", "--build", "--preset", preset, "--target",
+                  "corvel-hub-client", "corvel-hub-session"]):
         failure = tree.finding_of(step)
         if failure:
             tree.conclude([failure])

@@ -16,7 +16,8 @@ HTML = pathlib.Path("build/docs/html")
 FRONT_PAGE = pathlib.Path("README.md")
 # The first pages of the manual's table of contents; all other pages follow.
 FIRST_PAGES = ["docs/getting-started.md", "docs/errors.md", "docs/threading.md",
-               "docs/performance.md", "docs/operations.md", "tools/dev_hub/README.md",
+               "docs/performance.md", "docs/operations.md", "docs/compatibility.md",
+               "tools/dev_hub/README.md",
                "docs/messages.md", "docs/architecture.md"]
 # Pages that are listed below another one.
 PARENTS = {"docs/decisions/": "docs/architecture.md", "docs/benchmarks-": "docs/benchmarks.md",
