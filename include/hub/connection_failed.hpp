@@ -102,6 +102,12 @@ public:
     /// | 34 | nobody answers requests on this subject |
     int get_nats_status() const noexcept;
 
+    /// Returns the subject of the request, publication or subscription that failed; empty if the
+    /// failure has none, as when the server could not be reached. It distinguishes a request without
+    /// a reply from a server that hangs, which both have the status 26. Valid as long as this
+    /// object.
+    std::string_view get_subject() const noexcept;
+
 private:
     std::string m_message;
 

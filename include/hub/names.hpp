@@ -4,7 +4,9 @@
 #pragma once
 
 #include <hub/common.hpp>
+#include <hub/connect_options.hpp>
 #include <hub/detail/export.hpp>
+#include <hub/diagnostics.hpp>
 
 #include <string_view>
 
@@ -33,6 +35,18 @@ CORVEL_HUB_API std::string_view name_of(provider_connection_state state);
 ///
 /// @param event  The event to name.
 CORVEL_HUB_API std::string_view name_of(provider_connection_event event);
+
+/// Returns the name of the enumerator, for example "restored", or "unknown" for a number that has
+/// none. The name is never freed.
+///
+/// @param event  The event to name.
+CORVEL_HUB_API std::string_view name_of(link_event event);
+
+/// Returns the name of the enumerator, for example "warning", or "unknown" for a number that has
+/// none. The name is never freed.
+///
+/// @param severity  The severity to name.
+CORVEL_HUB_API std::string_view name_of(diagnostic_severity severity);
 
 /// Returns the name of the value's type: "bool", "double", "int64", "string", "timestamp" or
 /// "duration"; "none" for a value that a failed assignment has left without one. The name is never

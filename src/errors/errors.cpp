@@ -19,6 +19,9 @@ namespace {
 
 constexpr int id_width = 10;
 
+// Intended: the misspelling is part of the text that operators search for.
+constexpr std::string_view before_subject = " (related sujbect: ";
+constexpr char after_subject = ')';
 constexpr std::string_view before_status = ", NATS returns: ";
 constexpr std::string_view end_without_connection = ": not connected to the NATS server\n";
 constexpr std::string_view end_after_loss =
@@ -133,16 +136,15 @@ connection_failed connection_failed::on_subject(
     int nats_status,
     std::string_view status_text,
     std::string_view subject) {
-    // Intended: the misspelling is part of the text that operators search for.
     return connection_failed{compose(
         kind_text(kind),
         ' ',
         name,
         ": failed to ",
         operation,
-        " (related sujbect: ",
+        before_subject,
         subject,
-        ')',
+        after_subject,
         before_status,
         nats_status,
         " = ",
@@ -198,6 +200,19 @@ int connection_failed::get_nats_status() const noexcept {
     int status = 0;
     std::from_chars(number.data(), number.data() + number.size(), status);
     return status;
+}
+
+// Intended: read from the message, as the number is.
+std::string_view connection_failed::get_subject() const noexcept {
+    std::string_view const message{m_message};
+    auto const end = message.rfind(before_status);
+    auto const mark = message.substr(0, end).rfind(before_subject);
+    if (end == std::string_view::npos || mark == std::string_view::npos) {
+        return {};
+    }
+    auto const begin = mark + before_subject.size();
+    auto const found = message.substr(begin, end - begin);
+    return found.ends_with(after_subject) ? found.substr(0, found.size() - 1) : std::string_view{};
 }
 
 // -- incompatible_data_type -----------------------------------------------------------------------

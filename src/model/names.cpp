@@ -68,6 +68,32 @@ std::string_view name_of(provider_connection_event event) {
     return unknown;
 }
 
+std::string_view name_of(link_event event) {
+    switch (event) {
+    case link_event::lost:
+        return "lost";
+    case link_event::restored:
+        return "restored";
+    case link_event::closed:
+        return "closed";
+    case link_event::messages_dropped:
+        return "messages_dropped";
+    }
+    return unknown;
+}
+
+std::string_view name_of(diagnostic_severity severity) {
+    switch (severity) {
+    case diagnostic_severity::information:
+        return "information";
+    case diagnostic_severity::warning:
+        return "warning";
+    case diagnostic_severity::error:
+        return "error";
+    }
+    return unknown;
+}
+
 std::string_view type_name_of(variable_value const& value) {
     return value.valueless_by_exception() ? "none" : type_names.at(value.index());
 }

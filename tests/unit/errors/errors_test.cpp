@@ -203,6 +203,28 @@ TEST(connection_failed_status, is_zero_when_no_call_of_the_nats_client_failed) {
     EXPECT_EQ(without_token.get_nats_status(), 0);
 }
 
+TEST(connection_failed_subject, is_that_of_the_failed_message_even_with_odd_characters) {
+    auto const plain =
+        connection_failed::on_subject(provider_kind, "press-4", "publish variables", 21, "", "a.b");
+    auto const odd = connection_failed::on_subject(
+        consumer_kind, "a (related sujbect: b)", "", 26, "), NATS", "c), NATS returns: (d)");
+
+    EXPECT_EQ(plain.get_subject(), "a.b");
+    EXPECT_EQ(odd.get_subject(), "c), NATS returns: (d)");
+}
+
+TEST(connection_failed_subject, is_empty_for_a_failure_without_one) {
+    auto const* const odd = "a (related sujbect: b)";
+
+    EXPECT_EQ(
+        connection_failed::while_connecting(provider_kind, odd, "connect to", "nats", 26, "")
+            .get_subject(),
+        "");
+    EXPECT_EQ(connection_failed::not_connected(consumer_kind, odd, "").get_subject(), "");
+    EXPECT_EQ(connection_failed::connection_lost(consumer_kind, odd, "").get_subject(), "");
+    EXPECT_EQ(connection_failed::without_subject(consumer_kind, odd, "", 5, "").get_subject(), "");
+}
+
 INSTANTIATE_TEST_SUITE_P(
     incompatible_data_type,
     error_message,

@@ -40,11 +40,26 @@ TEST(name_of, an_event_of_a_connection_is_its_enumerator) {
     EXPECT_EQ(name_of(provider_connection_event::provider_returned), "provider_returned");
 }
 
+TEST(name_of, an_event_of_a_link_is_its_enumerator) {
+    EXPECT_EQ(name_of(link_event::lost), "lost");
+    EXPECT_EQ(name_of(link_event::restored), "restored");
+    EXPECT_EQ(name_of(link_event::closed), "closed");
+    EXPECT_EQ(name_of(link_event::messages_dropped), "messages_dropped");
+}
+
+TEST(name_of, a_severity_is_its_enumerator) {
+    EXPECT_EQ(name_of(diagnostic_severity::information), "information");
+    EXPECT_EQ(name_of(diagnostic_severity::warning), "warning");
+    EXPECT_EQ(name_of(diagnostic_severity::error), "error");
+}
+
 TEST(name_of, a_number_without_an_enumerator_is_unknown) {
     EXPECT_EQ(name_of(variable_quality{1}), "unknown");
     EXPECT_EQ(name_of(variable_permissions{2}), "unknown");
     EXPECT_EQ(name_of(provider_connection_state{4}), "unknown");
     EXPECT_EQ(name_of(provider_connection_event{3}), "unknown");
+    EXPECT_EQ(name_of(link_event{4}), "unknown");
+    EXPECT_EQ(name_of(diagnostic_severity{9}), "unknown");
 }
 
 TEST(type_name_of, a_value_is_that_of_its_alternative) {
