@@ -15,28 +15,28 @@ namespace arvenhold::corvel::hub {
 
 namespace {
 
-// Statuses of the NATS client while connecting: a server that wants no token lets a client in that
-// could not obtain one; another does not authorize it.
+// Statuses of the NATS client. A server that wants no token lets a client in that could not obtain
+// one; another does not authorize it.
 constexpr int token_missing = 0;
 constexpr int not_authorized = 11;
-// For a request that no program on the hub takes.
+constexpr int no_reply = 26;
 constexpr int no_responder = 34;
 
-session_reason reason_of_status(int nats_status) {
-    switch (nats_status) {
-    case token_missing:
-    case not_authorized:
+// A client that connects sends requests to the registry alone.
+session_reason reason_of_failed_connect(connection_failed const& error) {
+    auto const status = error.get_nats_status();
+    if (status == token_missing || status == not_authorized) {
         return session_reason::access_denied;
-    case no_responder:
-        return session_reason::registry_silent;
-    default:
-        return session_reason::server_unreachable;
     }
+    if (!error.get_subject().empty() && (status == no_reply || status == no_responder)) {
+        return session_reason::registry_silent;
+    }
+    return session_reason::server_unreachable;
 }
 
 session_reason reason_of(std::exception const& error) {
     if (auto const* const refused = dynamic_cast<connection_failed const*>(&error)) {
-        return reason_of_status(refused->get_nats_status());
+        return reason_of_failed_connect(*refused);
     }
     if (dynamic_cast<operational_state_invalid const*>(&error) != nullptr) {
         return session_reason::registry_silent;

@@ -22,12 +22,12 @@ enum class session_reason : std::uint32_t {
     starting,            ///< The first attempt has not ended yet.
     server_unreachable,  ///< The server does not answer, or broke the connection off.
     access_denied,       ///< There is no token, or the server does not accept it.
-    registry_silent,     ///< The registry did not answer in time.
+    registry_silent,     ///< The registry gave no verdict, or no list of providers, in time.
     definition_rejected, ///< The registry rejects the provider's variables.
     link_lost,           ///< The connection to the server broke, or the server hangs.
     sending_failed,      ///< A message could not be sent.
     provider_missing,    ///< The registry does not list the provider.
-    provider_silent,     ///< The provider did not answer in time.
+    provider_silent,     ///< The provider, or the registry about it, did not answer in time.
     values_unreadable,   ///< What the provider or the registry sent is malformed or out of date.
     internal_failure,    ///< Memory or another resource of the process is exhausted.
     stop_requested,      ///< The application has called stop().

@@ -33,6 +33,16 @@ connection_failed refused_with(int nats_status) {
         "no s3cret");
 }
 
+connection_failed unanswered_with(int nats_status) {
+    return connection_failed::on_subject(
+        client_kind::consumer,
+        "panel",
+        "request the initial providers list",
+        nats_status,
+        "nothing",
+        "v1.loc.registry.providers.qry.read");
+}
+
 TEST(failure_of_connecting, is_denied_access_without_an_accepted_token) {
     EXPECT_EQ(failure_of(refused_with(11)).reason, session_reason::access_denied);
     EXPECT_EQ(failure_of(refused_with(0)).reason, session_reason::access_denied);
@@ -53,8 +63,13 @@ TEST(failure_of_connecting, names_what_the_registry_does) {
         session_reason::definition_rejected);
 }
 
-TEST(failure_of_connecting, is_a_missing_registry_if_nothing_answers_the_first_request) {
-    EXPECT_EQ(failure_of(refused_with(34)).reason, session_reason::registry_silent);
+TEST(failure_of_connecting, is_a_silent_registry_if_nothing_answers_the_first_request) {
+    EXPECT_EQ(failure_of(unanswered_with(34)).reason, session_reason::registry_silent);
+    EXPECT_EQ(failure_of(unanswered_with(26)).reason, session_reason::registry_silent);
+}
+
+TEST(failure_of_connecting, is_an_unreachable_server_if_the_link_breaks_during_the_first_request) {
+    EXPECT_EQ(failure_of(unanswered_with(5)).reason, session_reason::server_unreachable);
 }
 
 TEST(failure_of_reading, tells_a_hanging_provider_from_an_unreadable_one) {
