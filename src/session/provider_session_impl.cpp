@@ -3,6 +3,8 @@
 
 #include "session/provider_session_impl.hpp"
 
+#include "session/deadline.hpp"
+#include "session/link_options.hpp"
 #include "session/plain_text.hpp"
 #include "session/token_pace.hpp"
 #include <hub/diagnostics.hpp>
@@ -27,21 +29,8 @@ constexpr std::chrono::seconds watch_interval{1};
 // Beyond it, writes are refused at once, so that a handler that is stuck does not fill the memory.
 constexpr std::size_t most_waiting_writes = 10'000;
 
-milliseconds time_to_notice(session_settings const& settings) {
-    auto const time = settings.get_ping_interval() * (settings.get_unanswered_pings() + 1LL);
-    return std::min<milliseconds>(time, std::chrono::hours{24});
-}
-
-// What the session replaces in the options, see session_settings.
-hub_access with_own_options(hub_access access, session_settings const& settings) {
-    access.options.set_reconnect_attempts(0)
-        .set_reconnect_buffer(0)
-        .set_delivery_pool_size(0)
-        .set_ping_interval(settings.get_ping_interval())
-        .set_unanswered_pings(settings.get_unanswered_pings());
-    if (access.options.get_write_deadline() == milliseconds{0}) {
-        access.options.set_write_deadline(time_to_notice(settings));
-    }
+hub_access with_link_options(hub_access access, session_settings const& settings) {
+    access.options = link_options(access.options, settings).set_delivery_pool_size(0);
     return access;
 }
 
@@ -79,7 +68,7 @@ void report_dropped_writes(std::string const& identifier) {
 provider_session_impl::provider_session_impl(
     std::string const& identifier, hub_access access, session_settings const& settings)
     : m_identifier{identifier}
-    , m_access{with_own_options(std::move(access), settings)}
+    , m_access{with_link_options(std::move(access), settings)}
     , m_handlers{identifier, settings.handlers_wait_for_dispatch()}
     , m_status{session_state::connecting, session_reason::starting, "starting"}
     , m_back_off{settings.get_first_retry(), settings.get_longest_retry(), std::random_device{}()} {
@@ -98,7 +87,7 @@ any_variable_handle provider_session_impl::declare(
     auto const position =
         m_slots.add(path, std::move(initial), permissions, std::chrono::system_clock::now());
     if (handler) {
-        m_write_handlers.emplace(position, std::move(handler));
+        m_called->writes.emplace(position, std::move(handler));
     }
     return {shared_from_this(), position};
 }
@@ -116,12 +105,12 @@ void provider_session_impl::keep_changes(any_variable_handle const& variable, st
 
 void provider_session_impl::set_write_handler(provider_session::write_handler handler) {
     require_not_started();
-    m_common_write_handler = std::move(handler);
+    m_called->other_writes = std::move(handler);
 }
 
 void provider_session_impl::set_status_handler(provider_session::status_handler handler) {
     require_not_started();
-    m_status_handler = std::move(handler);
+    m_called->status = std::move(handler);
 }
 
 void provider_session_impl::require_not_started() {
@@ -168,10 +157,18 @@ void provider_session_impl::stop() {
     m_operations.join();
 }
 
-// Called on the session's thread or after its end, then perhaps by several threads.
+// Called on the session's thread or after its end, then perhaps by several threads. The handlers go,
+// because they may hold handles, which hold this object.
 void provider_session_impl::end_operations() {
+    std::shared_ptr<called_functions const> dropped; // destroyed without the lock
     std::scoped_lock const lock{m_life_mutex};
+    dropped = std::move(m_called);
     m_operations.finish([ended = std::move(m_provider)]() mutable { ended.reset(); });
+}
+
+bool provider_session_impl::is_stopped() {
+    std::scoped_lock const lock{m_life_mutex};
+    return m_stage == life_stage::stopped;
 }
 
 std::shared_ptr<registered_provider> provider_session_impl::get_attempt() {
@@ -187,7 +184,7 @@ void provider_session_impl::set_attempt(std::shared_ptr<registered_provider> att
 // Not analysed: the wait releases the lock.
 bool provider_session_impl::wait_until_ready(milliseconds limit)
     CORVEL_HUB_NO_THREAD_SAFETY_ANALYSIS {
-    auto const deadline = clock::now() + limit;
+    auto const deadline = deadline_after(limit);
     std::unique_lock lock{m_status_mutex};
     while (m_status.state != session_state::ready && m_status.state != session_state::stopped
            && m_status_changed.wait_until(lock, deadline) != std::cv_status::timeout) {
@@ -239,13 +236,20 @@ void provider_session_impl::post(Step step) {
     });
 }
 
+template <class Step>
+void provider_session_impl::post_at(clock::time_point when, Step step) {
+    m_thread->post_at(when, [this, step = std::move(step)]() mutable {
+        auto const kept = shared_from_this();
+        step();
+    });
+}
+
 // -- on the session's thread ----------------------------------------------------------------------
 
+// The turn is reserved when the wait is over, because no other session gets one before it.
 void provider_session_impl::connect_after(milliseconds wait) {
-    auto const when = process_token_pace().reserve(clock::now() + wait);
-    m_thread->post_at(when, [this] {
-        auto const kept = shared_from_this();
-        connect();
+    post_at(clock::now() + wait, [this] {
+        post_at(process_token_pace().reserve(clock::now()), [this] { connect(); });
     });
 }
 
@@ -257,6 +261,9 @@ void provider_session_impl::connect() {
                        number,
                        attempt = std::move(attempt),
                        states = m_slots.get_states()]() mutable {
+        if (self->is_stopped()) {
+            return; // stop() waits for this, and has not found an attempt to abandon
+        }
         std::optional<failure> error;
         try {
             attempt->connect(self->m_access, std::move(states), self->m_slots.get_content_hash());
@@ -332,8 +339,7 @@ void provider_session_impl::lose_link(registration_number number) {
 }
 
 void provider_session_impl::watch(registration_number number) {
-    m_thread->post_at(clock::now() + watch_interval, [this, number] {
-        auto const kept = shared_from_this();
+    post_at(clock::now() + watch_interval, [this, number] {
         if (!m_provider || number != m_number) {
             return;
         }
@@ -354,9 +360,9 @@ void provider_session_impl::send() {
         return;
     }
     m_sending = false;
-    m_slots.take(m_batch);
     std::size_t sent = 0;
     try {
+        m_slots.take(m_batch);
         while (sent < m_batch.size()) {
             auto const event = first_event_of(std::span{m_batch}.subspan(sent));
             m_provider->publish(event);
@@ -384,15 +390,19 @@ void provider_session_impl::receive_writes(
 void provider_session_impl::receive_write(registered_provider::write const& write, timestamp when) {
     auto const variable = write.first;
     auto const& value = write.second;
-    auto const found = m_write_handlers.find(variable);
-    auto const& handler = found != m_write_handlers.end() ? found->second : m_common_write_handler;
+    auto const called = m_called;
+    if (!called) {
+        return; // stopped by the handler of an earlier write
+    }
+    auto const found = called->writes.find(variable);
+    auto const& handler = found != called->writes.end() ? found->second : called->other_writes;
     auto const refusal = find_refusal(variable, value, handler);
     if (!refusal.empty()) {
         --*m_waiting_writes;
         refuse_write(variable, refusal);
         return;
     }
-    m_handlers.add([self = shared_from_this(), &handler, variable, value, when] {
+    m_handlers.add([self = shared_from_this(), called, &handler, variable, value, when] {
         --*self->m_waiting_writes;
         handler(any_write_request{std::make_unique<any_write_request::pending>(
             any_write_request::pending{self, variable, value, when})});
@@ -414,8 +424,8 @@ std::string provider_session_impl::find_refusal(
 
 void provider_session_impl::set_status(session_state state, failure why) {
     session_status const changed{state, why.reason, std::move(why.text)};
-    if (change_status(changed) && m_status_handler) {
-        m_handlers.add([self = shared_from_this(), changed] { self->m_status_handler(changed); });
+    if (change_status(changed) && m_called && m_called->status) {
+        m_handlers.add([called = m_called, changed] { called->status(changed); });
     }
 }
 

@@ -83,9 +83,13 @@ private:
     hub_access const m_access;
     handler_queue m_handlers;
     variable_slots m_slots;
-    std::map<variable_slots::position, provider_session::write_handler> m_write_handlers;
-    provider_session::write_handler m_common_write_handler;
-    provider_session::status_handler m_status_handler;
+
+    // The application's handlers. Shared with calls that wait or run.
+    struct called_functions {
+        std::map<variable_slots::position, provider_session::write_handler> writes;
+        provider_session::write_handler other_writes;
+        provider_session::status_handler status;
+    };
 
     std::mutex m_status_mutex;
     std::condition_variable m_status_changed;
@@ -112,7 +116,8 @@ private:
     std::shared_ptr<std::atomic<std::size_t>> const m_waiting_writes =
         std::make_shared<std::atomic<std::size_t>>(0);
 
-    // Of the session's thread, and after its end of stop().
+    // Of the session's thread, before its start of the application, and after its end of stop().
+    std::shared_ptr<called_functions> m_called = std::make_shared<called_functions>(); // then null
     back_off m_back_off;
     std::shared_ptr<registered_provider> m_provider; // null unless ready
     registration_number m_number = 0;                // of the registration made last
@@ -126,12 +131,15 @@ private:
 
     void require_not_started() CORVEL_HUB_EXCLUDES(m_life_mutex);
     void end_operations() CORVEL_HUB_EXCLUDES(m_life_mutex);
+    bool is_stopped() CORVEL_HUB_EXCLUDES(m_life_mutex);
     std::shared_ptr<registered_provider> get_attempt() CORVEL_HUB_EXCLUDES(m_attempt_mutex);
     void set_attempt(std::shared_ptr<registered_provider> attempt)
         CORVEL_HUB_EXCLUDES(m_attempt_mutex);
 
     template <class Step>
     void post(Step step);
+    template <class Step>
+    void post_at(clock::time_point when, Step step);
 
     // -- on the session's thread ------------------------------------------------------------------
 

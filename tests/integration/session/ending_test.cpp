@@ -84,6 +84,63 @@ TEST_F(ended_oven, may_be_destroyed_by_a_handler_of_a_write_request) {
     EXPECT_TRUE(hub.get_registry().wait_until_provider_gone("oven", patience));
 }
 
+TEST_F(ended_oven, drops_handlers_that_hold_its_own_handles) {
+    auto const held = std::make_shared<int>();
+    std::weak_ptr<int> const left = held;
+    static_cast<void>(oven->declare<double>(
+        "set_point", 150.0, writable, [temperature = temperature, held](double wanted) {
+            temperature.set(wanted);
+            return true;
+        }));
+    oven->set_write_handler([temperature = temperature, held](any_write_request) {});
+    oven->set_status_handler([temperature = temperature, held](session_status const&) {});
+    start();
+    write("set_point", 160.0);
+    ASSERT_TRUE(await([this] { return temperature.get() == 160.0; }));
+
+    oven.reset();
+
+    EXPECT_EQ(left.use_count(), 1) << "beside the one of this test";
+}
+
+TEST_F(ended_oven, handles_no_more_writes_after_one_that_has_stopped_it) {
+    std::atomic<int> calls{0};
+    static_cast<void>(oven->declare<double>("set_point", 150.0, writable, [&, this](double) {
+        ++calls;
+        oven->stop();
+        return true;
+    }));
+    static_cast<void>(oven->declare<double>("pressure", 1.0, writable, [&](double) {
+        ++calls;
+        return true;
+    }));
+    start();
+    consumer writer{"writer", false, nullptr, nullptr};
+    connect(writer);
+    auto const connection = writer.attach_to_provider("oven");
+    auto const variables = connection->get_current_variables();
+    auto const set_point = variables.find("set_point");
+    auto const pressure = variables.find("pressure");
+    set_point->set_value(160.0, at_noon);
+    pressure->set_value(2.0, at_noon);
+
+    connection->write_variables(variables.fingerprint, {set_point->get_id(), pressure->get_id()});
+
+    ASSERT_TRUE(becomes(session_state::stopped));
+    oven.reset();
+    EXPECT_EQ(calls, 1);
+}
+
+TEST_F(ended_oven, ends_a_wait_without_a_limit) {
+    auto waiting = std::async(std::launch::async, [this] {
+        return oven->wait_until_ready(std::chrono::milliseconds::max());
+    });
+
+    oven->stop();
+
+    EXPECT_FALSE(waiting.get());
+}
+
 TEST_F(ended_oven, may_be_stopped_by_several_threads_at_once) {
     start();
     std::vector<std::future<void>> stops;

@@ -190,6 +190,36 @@ TEST_F(recovering_oven, shares_a_process_with_another_session) {
     EXPECT_TRUE(sees("speed", {2.0, good, at_one}, "mixer"));
 }
 
+TEST_F(recovering_oven, does_not_wait_for_a_session_that_waits_long_before_its_next_attempt) {
+    auto nowhere = access();
+    nowhere.server_url = "nats://127.0.0.1:1";
+    constexpr std::chrono::hours long_wait{1};
+    provider_session patient{"patient", nowhere, quick().set_retry(long_wait, long_wait)};
+    patient.start();
+    ASSERT_TRUE(
+        await([&] { return patient.get_status().reason == session_reason::server_unreachable; }));
+
+    oven->start();
+
+    EXPECT_TRUE(oven->wait_until_ready(patience));
+}
+
+TEST_F(recovering_oven, requests_at_most_one_token_in_a_second_together_with_other_sessions) {
+    auto const before = hub.get_token_endpoint().get_requests().size();
+    auto const begin = std::chrono::steady_clock::now();
+    provider_session mixer{"mixer", access(), quick()};
+    provider_session pump{"pump", access(), quick()};
+    oven->start();
+    mixer.start();
+    pump.start();
+
+    ASSERT_TRUE(hub.get_token_endpoint().wait_until_requested(before + 3, patience));
+
+    EXPECT_GE(std::chrono::steady_clock::now() - begin, std::chrono::seconds{2});
+    EXPECT_TRUE(oven->wait_until_ready(patience) && mixer.wait_until_ready(patience));
+    EXPECT_TRUE(pump.wait_until_ready(patience));
+}
+
 TEST_F(recovering_oven, never_shows_one_variable_of_a_swapped_pair_as_the_other) {
     oven->stop();
     provider_session before{"pair", access(), quick()};
