@@ -46,11 +46,24 @@ followed_variables::followed_variables(std::shared_ptr<impl> owned)
     : m_impl{std::move(owned)} {}
 
 void followed_variables::on_change(handler called) {
-    m_impl->wanted->set_handlers({std::move(called), nullptr});
+    m_impl->set_handlers({std::move(called), nullptr});
 }
 
 void followed_variables::on_batch(batch_handler called) {
-    m_impl->wanted->set_handlers({nullptr, std::move(called)});
+    m_impl->set_handlers({nullptr, std::move(called)});
+}
+
+// A change from here on, and one that waits, is not repeated.
+void followed_variables::impl::set_handlers(following::handlers called) {
+    wanted->set_handlers(std::move(called));
+    auto is_waiting = false;
+    for (auto const& provider : directory->get_all()) {
+        is_waiting = (wanted->has_handler() && provider->show_present(*wanted)) || is_waiting;
+    }
+    auto const running = session.lock();
+    if (is_waiting && running) {
+        running->post_drain();
+    }
 }
 
 std::vector<any_reading> followed_variables::now() const {

@@ -4,6 +4,7 @@
 // What the application's handlers receive: readings, definitions and states.
 
 #include "session/consumer_session_impl.hpp"
+#include "session/deadline.hpp"
 
 #include <algorithm>
 #include <utility>
@@ -206,7 +207,7 @@ void consumer_session::impl::set_status_handler(status_handler called) {
 // Not analysed: the wait releases the lock.
 bool consumer_session::impl::wait_until_ready(std::chrono::milliseconds limit) const
     CORVEL_HUB_NO_THREAD_SAFETY_ANALYSIS {
-    auto const deadline = clock::now() + limit;
+    auto const deadline = deadline_after(limit);
     std::unique_lock lock{m_status_mutex};
     while (m_status.state != session_state::ready && m_status.state != session_state::stopped) {
         if (m_status_changed.wait_until(lock, deadline) == std::cv_status::timeout) {

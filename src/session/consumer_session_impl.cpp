@@ -72,10 +72,20 @@ void consumer_session::impl::stop() {
     for (auto const& provider : m_directory->get_all()) {
         provider->lose(clock::now());
     }
+    drop_handlers();
     give_up_all_watches();
     std::scoped_lock const lock{m_status_mutex};
     m_status = {session_state::stopped, session_reason::stop_requested, "stop() was called"};
     m_status_changed.notify_all();
+}
+
+// They may hold what follow() has returned, which may hold them.
+void consumer_session::impl::drop_handlers() {
+    for (auto const& wanted : *m_directory->get_followed()) {
+        wanted->close();
+    }
+    set_definition_handler(nullptr);
+    set_status_handler(nullptr);
 }
 
 void consumer_session::impl::stop_and_wait() {
@@ -103,6 +113,10 @@ std::shared_ptr<followed_variables::impl> consumer_session::impl::follow(
     handle->directory = m_directory;
     handle->wanted = std::make_shared<following>(std::move(wanted), limit);
     handle->named = m_directory->add(handle->wanted);
+    handle->session = weak_from_this();
+    if (m_stopping) {
+        handle->wanted->close();
+    }
     wake();
     return handle;
 }

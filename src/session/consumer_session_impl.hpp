@@ -45,7 +45,11 @@ class followed_variables::impl {
 public:
     std::shared_ptr<provider_directory const> directory;
     std::shared_ptr<following> wanted;
-    provider_directory::place named; // empty for patterns
+    provider_directory::place named;
+    std::weak_ptr<consumer_session::impl> session;
+
+    /// Sets the handlers, and has them called with what is there already.
+    void set_handlers(following::handlers called);
 };
 
 class consumer_session::impl : public std::enable_shared_from_this<impl> {
@@ -73,6 +77,10 @@ public:
     void end();
 
     std::shared_ptr<followed_variables::impl> follow(following::interest wanted, std::size_t limit);
+
+    /// Has the handlers called for which changes wait.
+    void post_drain();
+
     void set_definition_handler(definition_handler called);
 
     void write(std::string const& provider, std::string const& path, variable_value value);
@@ -123,10 +131,11 @@ private:
         clock::time_point live_since{};
         clock::time_point active_at{};
         std::uint64_t activity = 0; // at `active_at`
-        bool is_named = false;      // a variable of it is followed by name
+        bool is_named = false;      // it is followed by name, not only found by a pattern
         bool is_listed = false;
-        bool is_busy = false;  // an operation is running on a lane
-        bool has_hung = false; // the latest attempt has failed
+        bool is_busy = false;      // an operation is running on a lane
+        bool is_attaching = false; // it is one that attaches
+        bool has_hung = false;     // the latest attempt has failed
         bool was_live = false;
         bool needs_binding = false; // something of it is followed since its definition was adopted
         std::deque<requested_write> writes{};
@@ -199,7 +208,6 @@ private:
     void close_link();
     void tear_down();
     void lose_all();
-    static connect_options make_options(hub_access const& access, session_settings const& settings);
     static void recv_link_event(link_event event, std::uint64_t dropped, void* user_data);
     static void recv_providers(
         std::shared_ptr<std::set<std::string>> identifiers, consumer& receiver, void* user_data);
@@ -243,7 +251,7 @@ private:
 
     // Handlers
     void lose(followed_provider& provider);
-    void post_drain();
+    void drop_handlers();
     void add_drain();
     void drain();
     void drain(following& wanted);

@@ -4,9 +4,9 @@
 // The connection to the server: opened, watched, and replaced by another one when it is lost.
 
 #include "session/consumer_session_impl.hpp"
+#include "session/link_options.hpp"
 #include "session/token_pace.hpp"
 
-#include <algorithm>
 #include <exception>
 #include <utility>
 
@@ -15,24 +15,6 @@ namespace arvenhold::corvel::hub {
 consumer_session::impl::link::link(impl& owner, std::string const& name, bool read_only)
     : session{owner}
     , client{name, read_only, &impl::recv_providers, this} {}
-
-connect_options consumer_session::impl::make_options(
-    hub_access const& access, session_settings const& settings) {
-    auto options = access.options;
-    options.set_reconnect_attempts(0)
-        .set_reconnect_buffer(0)
-        .set_fail_requests_while_disconnected(true)
-        .set_ping_interval(settings.get_ping_interval())
-        .set_unanswered_pings(settings.get_unanswered_pings())
-        .set_delivery_pool_size(settings.get_delivery_threads());
-    if (options.get_write_deadline() == std::chrono::milliseconds{0}) {
-        auto const time_to_notice =
-            settings.get_ping_interval() * (settings.get_unanswered_pings() + 1LL);
-        options.set_write_deadline(
-            std::min<std::chrono::milliseconds>(time_to_notice, std::chrono::hours{24}));
-    }
-    return options;
-}
 
 void consumer_session::impl::connect_when_due() {
     auto const now = clock::now();
@@ -52,8 +34,10 @@ void consumer_session::impl::open_link() {
     }
     try {
         auto const opened = std::make_shared<link>(*this, m_name, m_read_only);
-        auto options = make_options(m_access, m_settings);
-        options.set_link_callback(&impl::recv_link_event, opened.get());
+        auto options = link_options(m_access.options, m_settings);
+        options.set_fail_requests_while_disconnected(true)
+            .set_delivery_pool_size(m_settings.get_delivery_threads())
+            .set_link_callback(&impl::recv_link_event, opened.get());
         opened->client.connect(
             m_access.server_url,
             m_access.token_endpoint,

@@ -60,7 +60,7 @@ void consumer_session::impl::find_work() {
         auto const& identifier = provider->get_identifier();
         work.is_named = std::any_of(followed->begin(), followed->end(), [&](auto const& wanted) {
             auto const& interest = wanted->get_interest();
-            return interest.type && interest.providers.get_text() == identifier;
+            return interest.names_provider() && interest.providers.get_text() == identifier;
         });
         auto const is_listed =
             m_list && m_list->count(identifier) != 0 && can_be_in_subject(identifier);
@@ -146,6 +146,7 @@ void consumer_session::impl::begin_attaching(provider_work& work) {
     work.needs_binding = false;
     auto const begun = work.provider->begin_reading();
     run_on_lane(work, [this, &work, owner = m_link, begun] { attach(work, owner, begun); });
+    work.is_attaching = work.is_busy;
 }
 
 // For something that is followed although the provider's definition was adopted before.
@@ -206,8 +207,13 @@ void consumer_session::impl::finish_operation(
     work.is_busy = false;
     work.has_hung = outcome.state != session_state::ready;
     work.outcome = outcome;
-    work.next_attempt = now + work.waits.next();
-    work.live_since = now;
+    auto const has_attached = std::exchange(work.is_attaching, false);
+    if (has_attached) {
+        work.live_since = now;
+    }
+    if (has_attached || work.has_hung) { // other operations that succeed change no pace
+        work.next_attempt = now + work.waits.next();
+    }
     wake();
 }
 

@@ -120,6 +120,9 @@ void consumer_session::impl::request_write(
 // sends another one.
 void consumer_session::impl::send_write(provider_work& work, requested_write const& write) {
     auto& provider = *work.provider;
+    if (write.watch && write.watch->has_ended()) {
+        return; // the application no longer expects it to be sent
+    }
     try {
         auto const connection = provider.get_attachment().connection;
         if (!connection) {

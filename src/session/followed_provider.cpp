@@ -52,14 +52,27 @@ followed_provider::adoption followed_provider::adopt(
     std::swap(m_attachment, adopted); // the old one goes after the lock
     m_variables = read;
     m_write.reset();
+    auto slots = unbind_all();
+    bind(slots);
     adoption result;
-    result.change = bind();
+    result.change = compare(slots);
     copy_all_values();
     result.is_live = m_freshness.finish_reading(begun);
-    if (result.is_live) {
-        notify_all();
-    }
+    notify(find_newly_live(slots));
     return result;
+}
+
+// Slots that were live before have told their handlers.
+std::vector<std::size_t> followed_provider::find_newly_live(
+    std::vector<rebound_slot> const& slots) const {
+    std::vector<std::size_t> found;
+    for (std::size_t position = 0; position < m_slots.size(); ++position) {
+        auto const was_live = position < slots.size() && slots[position].was_live;
+        if (!was_live && is_live(m_slots[position])) {
+            found.push_back(position);
+        }
+    }
+    return found;
 }
 
 std::optional<bool> followed_provider::apply(
@@ -119,7 +132,16 @@ bool followed_provider::refresh(provider_connection const* source) {
 
 bool followed_provider::lose(clock::time_point now) {
     std::scoped_lock const lock{m_mutex};
-    return m_freshness.lose(now) && notify_all();
+    if (!m_freshness.lose(now)) {
+        return false;
+    }
+    std::vector<std::size_t> lost;
+    for (std::size_t position = 0; position < m_slots.size(); ++position) {
+        if (m_slots[position].is_current) {
+            lost.push_back(position);
+        }
+    }
+    return notify(lost);
 }
 
 bool followed_provider::is_live() const {
@@ -149,43 +171,45 @@ std::uint64_t followed_provider::get_activity() const {
 
 // -- the definition -------------------------------------------------------------------------------
 
-definition_change followed_provider::bind() {
-    auto const before = unbind_all();
+void followed_provider::bind(std::vector<rebound_slot>& slots) {
     slots_by_path existing;
     for (std::size_t position = 0; position < m_slots.size(); ++position) {
         existing.emplace(m_slots[position].path, position);
     }
     for (auto const& [id, variable] : m_variables) {
         if (variable) {
-            bind_variable(existing, variable);
+            bind_variable(existing, slots, variable);
         }
     }
-    return compare(before);
 }
 
-std::vector<followed_provider::earlier_binding> followed_provider::unbind_all() {
+std::vector<followed_provider::rebound_slot> followed_provider::unbind_all() {
     m_bindings.clear();
-    std::vector<earlier_binding> before;
-    before.reserve(m_slots.size());
+    std::vector<rebound_slot> slots;
+    slots.reserve(m_slots.size());
     for (auto& present : m_slots) {
-        before.push_back({present.is_bound, present.value.index()});
+        slots.push_back({present.is_bound, is_live(present), present.value.index(), {}});
         if (present.is_bound) {
             present.stale_since = m_freshness.get_stale_since();
         }
         present.is_bound = false;
         present.is_current = false;
     }
-    return before;
+    return slots;
 }
 
 void followed_provider::bind_variable(
-    slots_by_path const& existing, std::shared_ptr<consumer_variable> const& variable) {
+    slots_by_path const& existing,
+    std::vector<rebound_slot>& slots,
+    std::shared_ptr<consumer_variable> const& variable) {
     auto const& path = variable->get_path();
     auto const type = std::get<variable_value>(variable->get_value_with_timestamp()).index();
     auto has_untyped_slot = false;
     auto const [first, last] = existing.equal_range(path);
     for (auto found = first; found != last; ++found) {
         auto const& present = m_slots[found->second];
+        auto& rebound = slots[found->second];
+        rebound.given = rebound.given.value_or(type);
         has_untyped_slot = has_untyped_slot || !present.type;
         // Of several variables with one path, the one with the lowest id is shown.
         if (!present.is_bound && present.type.value_or(type) == type) {
@@ -219,24 +243,19 @@ bool followed_provider::is_found_by_a_pattern(std::string const& path) const {
     });
 }
 
-definition_change followed_provider::compare(std::vector<earlier_binding> const& before) {
+definition_change followed_provider::compare(std::vector<rebound_slot> const& slots) {
     definition_change change;
     change.provider = m_identifier;
-    for (std::size_t position = 0; position < before.size(); ++position) {
+    for (std::size_t position = 0; position < slots.size(); ++position) {
         auto& present = m_slots[position];
-        auto const& earlier = before[position];
-        auto const variable = m_variables.find(std::string_view{present.path});
-        std::optional<std::size_t> given;
-        if (variable) {
-            given = std::get<variable_value>(variable->get_value_with_timestamp()).index();
-        }
+        auto const& rebound = slots[position];
         if (!present.is_bound) {
-            note_absence(present, earlier, given, change);
+            note_absence(present, rebound, change);
             continue;
         }
         present.is_absence_reported = false;
-        if (earlier.is_bound && given && earlier.type != *given) {
-            change.changed_types.push_back({present.path, earlier.type, *given});
+        if (rebound.was_bound && rebound.given && rebound.type_before != *rebound.given) {
+            change.changed_types.push_back({present.path, rebound.type_before, *rebound.given});
         }
     }
     return change;
@@ -245,16 +264,14 @@ definition_change followed_provider::compare(std::vector<earlier_binding> const&
 // Each absence is reported once. A variable that no definition has had yet is missing only if the
 // application has named it.
 void followed_provider::note_absence(
-    slot& missing,
-    earlier_binding const& earlier,
-    std::optional<std::size_t> given,
-    definition_change& change) {
-    auto const is_expected = missing.type.has_value() || earlier.is_bound;
+    slot& missing, rebound_slot const& earlier, definition_change& change) {
+    auto const is_expected = missing.type.has_value() || earlier.was_bound;
     if (!is_expected || std::exchange(missing.is_absence_reported, true)) {
         return;
     }
-    if (given) {
-        change.changed_types.push_back({missing.path, missing.type.value_or(earlier.type), *given});
+    if (earlier.given) {
+        change.changed_types.push_back(
+            {missing.path, missing.type.value_or(earlier.type_before), *earlier.given});
     } else {
         change.vanished.push_back(missing.path);
     }
@@ -288,26 +305,34 @@ void followed_provider::copy_all_values() {
 
 // -- readings -------------------------------------------------------------------------------------
 
-bool followed_provider::notify_all() {
-    std::vector<std::size_t> all;
-    for (std::size_t position = 0; position < m_slots.size(); ++position) {
-        if (m_slots[position].is_bound) {
-            all.push_back(position);
-        }
-    }
-    return notify(all);
-}
-
 // The changes of one event reach a following together.
 bool followed_provider::notify(std::vector<std::size_t> const& changed) {
     std::vector<change_group> groups;
     for (auto const position : changed) {
         add_changes(groups, position);
     }
+    return deliver(groups);
+}
+
+bool followed_provider::deliver(std::vector<change_group>& groups) {
     for (auto& [wanted, changes] : groups) {
         wanted->add(std::move(changes));
     }
     return !groups.empty();
+}
+
+bool followed_provider::show_present(following const& wanted) {
+    std::scoped_lock const lock{m_mutex};
+    std::vector<change_group> groups;
+    for (std::size_t position = 0; position < m_slots.size(); ++position) {
+        for (auto& receiver : m_slots[position].subscribers) {
+            auto const is_meant = receiver.wanted.get() == &wanted && !receiver.is_waiting;
+            if (is_meant && m_slots[position].is_received) {
+                add_change(groups, position, receiver);
+            }
+        }
+    }
+    return deliver(groups);
 }
 
 void followed_provider::add_changes(std::vector<change_group>& groups, std::size_t position) {
@@ -414,7 +439,7 @@ any_reading followed_provider::take_reading(
 void followed_provider::begin_write(variable_id written, std::shared_ptr<write_watch> watch) {
     std::scoped_lock const lock{m_mutex};
     m_write = active_write{written};
-    if (watch) {
+    if (watch && !watch->has_ended()) { // otherwise nobody removes it
         m_watches.push_back(std::move(watch));
     }
 }

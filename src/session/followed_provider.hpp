@@ -102,6 +102,9 @@ public:
 
     // -- readings ---------------------------------------------------------------------------------
 
+    /// Adds the present readings of a following's variables to what waits for its handler.
+    bool show_present(following const& wanted) CORVEL_HUB_EXCLUDES(m_mutex);
+
     /// Returns the latest reading of the slot at a position.
     [[nodiscard]] any_reading get_reading(std::size_t position, clock::time_point now) const
         CORVEL_HUB_EXCLUDES(m_mutex);
@@ -166,10 +169,12 @@ private:
         bool is_published = false; // by an event since it began
     };
 
-    // What a slot was bound to.
-    struct earlier_binding {
-        bool is_bound;
-        std::size_t type;
+    // What a slot was before a definition was adopted, and the type of its variable in that.
+    struct rebound_slot {
+        bool was_bound;
+        bool was_live;
+        std::size_t type_before;
+        std::optional<std::size_t> given;
     };
 
     // The changes of one event for one following.
@@ -192,29 +197,27 @@ private:
 
     std::size_t add_slot(std::string const& path, std::optional<std::size_t> type)
         CORVEL_HUB_REQUIRES(m_mutex);
-    definition_change bind() CORVEL_HUB_REQUIRES(m_mutex);
-    std::vector<earlier_binding> unbind_all() CORVEL_HUB_REQUIRES(m_mutex);
+    std::vector<rebound_slot> unbind_all() CORVEL_HUB_REQUIRES(m_mutex);
+    void bind(std::vector<rebound_slot>& slots) CORVEL_HUB_REQUIRES(m_mutex);
     void bind_variable(
-        slots_by_path const& existing, std::shared_ptr<consumer_variable> const& variable)
-        CORVEL_HUB_REQUIRES(m_mutex);
+        slots_by_path const& existing,
+        std::vector<rebound_slot>& slots,
+        std::shared_ptr<consumer_variable> const& variable) CORVEL_HUB_REQUIRES(m_mutex);
     void bind_slot(std::size_t position, std::shared_ptr<consumer_variable> const& variable)
         CORVEL_HUB_REQUIRES(m_mutex);
     std::size_t add_found_slot(std::string const& path) CORVEL_HUB_REQUIRES(m_mutex);
     [[nodiscard]] bool is_found_by_a_pattern(std::string const& path) const
         CORVEL_HUB_REQUIRES(m_mutex);
-    definition_change compare(std::vector<earlier_binding> const& before)
-        CORVEL_HUB_REQUIRES(m_mutex);
+    definition_change compare(std::vector<rebound_slot> const& slots) CORVEL_HUB_REQUIRES(m_mutex);
+    [[nodiscard]] std::vector<std::size_t> find_newly_live(
+        std::vector<rebound_slot> const& slots) const CORVEL_HUB_REQUIRES(m_mutex);
     void copy_value(binding const& bound) CORVEL_HUB_REQUIRES(m_mutex);
     void copy_all_values() CORVEL_HUB_REQUIRES(m_mutex);
     void copy_changed(variable_id changed, std::vector<std::size_t>& slots)
         CORVEL_HUB_REQUIRES(m_mutex);
     void show_to_watches(variable_id changed, bool is_published) CORVEL_HUB_REQUIRES(m_mutex);
-    static void note_absence(
-        slot& missing,
-        earlier_binding const& earlier,
-        std::optional<std::size_t> given,
-        definition_change& change);
-    bool notify_all() CORVEL_HUB_REQUIRES(m_mutex);
+    static void note_absence(slot& missing, rebound_slot const& earlier, definition_change& change);
+    static bool deliver(std::vector<change_group>& groups);
     bool notify(std::vector<std::size_t> const& changed) CORVEL_HUB_REQUIRES(m_mutex);
     void add_changes(std::vector<change_group>& groups, std::size_t position)
         CORVEL_HUB_REQUIRES(m_mutex);

@@ -16,10 +16,6 @@ following::interest const& following::get_interest() const {
     return m_wanted;
 }
 
-bool following::wants(std::string const& provider, std::string const& path) const {
-    return m_wanted.providers.matches(provider) && m_wanted.paths.matches(path);
-}
-
 bool following::keeps_every_change() const {
     return m_limit != 0;
 }
@@ -28,8 +24,18 @@ void following::set_handlers(handlers called) {
     auto const has_any = called.single || called.batch;
     std::shared_ptr<handlers const> replaced = std::make_shared<handlers>(std::move(called));
     std::scoped_lock const lock{m_mutex};
-    m_has_handler = has_any;
-    m_handlers.swap(replaced); // the old ones go after the lock
+    if (!m_is_closed) {
+        m_has_handler = has_any;
+        m_handlers.swap(replaced); // the old ones go after the lock
+    }
+}
+
+void following::close() {
+    std::shared_ptr<handlers const> dropped = std::make_shared<handlers>();
+    std::scoped_lock const lock{m_mutex};
+    m_is_closed = true;
+    m_has_handler = false;
+    m_handlers.swap(dropped); // the old ones go after the lock
 }
 
 std::shared_ptr<following::handlers const> following::get_handlers() const {

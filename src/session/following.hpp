@@ -54,6 +54,11 @@ public:
         path_pattern providers;
         path_pattern paths;
         std::optional<std::size_t> type; // the only type wanted; then both patterns are literal
+
+        /// Whether one provider is followed, which may be missing.
+        [[nodiscard]] bool names_provider() const {
+            return type.has_value() || providers.is_literal();
+        }
     };
 
     struct handlers {
@@ -72,12 +77,14 @@ public:
 
     [[nodiscard]] interest const& get_interest() const;
 
-    [[nodiscard]] bool wants(std::string const& provider, std::string const& path) const;
-
     [[nodiscard]] bool keeps_every_change() const;
 
-    /// Replaces the handlers. What waits is kept for the new ones.
+    /// Replaces the handlers, unless closed. What waits is kept for the new ones.
     void set_handlers(handlers called) CORVEL_HUB_EXCLUDES(m_mutex);
+
+    /// Drops the handlers for good. They may hold what the application follows with them, which
+    /// holds this object.
+    void close() CORVEL_HUB_EXCLUDES(m_mutex);
 
     /// Never null.
     [[nodiscard]] std::shared_ptr<handlers const> get_handlers() const CORVEL_HUB_EXCLUDES(m_mutex);
@@ -109,6 +116,7 @@ private:
     std::shared_ptr<handlers const> m_handlers CORVEL_HUB_GUARDED_BY(m_mutex);
     waiting m_waiting CORVEL_HUB_GUARDED_BY(m_mutex);
     std::uint64_t m_events CORVEL_HUB_GUARDED_BY(m_mutex) = 0;
+    bool m_is_closed CORVEL_HUB_GUARDED_BY(m_mutex) = false;
 };
 
 } // namespace arvenhold::corvel::hub

@@ -9,19 +9,21 @@ namespace arvenhold::corvel::hub {
 
 provider_directory::place provider_directory::add(std::shared_ptr<following> const& wanted) {
     std::scoped_lock const lock{m_mutex};
-    m_followed.push_back(wanted);
-    m_followed_copy.reset();
     auto const& interest = wanted->get_interest();
-    if (interest.type) {
-        auto const& named = require(interest.providers.get_text());
-        return {named, named->add(wanted)};
-    }
-    for (auto const& [identifier, provider] : m_providers) {
-        if (interest.providers.matches(identifier)) {
-            provider->add(wanted);
+    place named;
+    if (interest.names_provider()) {
+        named.provider = require(interest.providers.get_text());
+        named.slot = named.provider->add(wanted);
+    } else {
+        for (auto const& [identifier, provider] : m_providers) {
+            if (interest.providers.matches(identifier)) {
+                provider->add(wanted);
+            }
         }
     }
-    return {};
+    m_followed.push_back(wanted); // last, because require() adds all that is in it
+    m_followed_copy.reset();
+    return named;
 }
 
 void provider_directory::add_listed(std::string const& identifier) {
@@ -50,7 +52,7 @@ std::shared_ptr<followed_provider> const& provider_directory::require(
 void provider_directory::add_patterns(followed_provider& provider) const {
     for (auto const& wanted : m_followed) {
         auto const& interest = wanted->get_interest();
-        if (!interest.type && interest.providers.matches(provider.get_identifier())) {
+        if (!interest.names_provider() && interest.providers.matches(provider.get_identifier())) {
             provider.add(wanted);
         }
     }

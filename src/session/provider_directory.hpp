@@ -24,9 +24,9 @@ class provider_directory {
 public:
     using following_list = std::vector<std::shared_ptr<following>>;
 
-    /// The place of a variable that is followed by name.
+    /// The provider that is followed by name, and the place of its variable if that is, too.
     struct place {
-        std::shared_ptr<followed_provider> provider; // null for patterns
+        std::shared_ptr<followed_provider> provider; // null for patterns of providers
         std::size_t slot = 0;
     };
 

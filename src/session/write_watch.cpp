@@ -3,6 +3,8 @@
 
 #include "session/write_watch.hpp"
 
+#include "session/deadline.hpp"
+
 #include <algorithm>
 #include <cmath>
 #include <utility>
@@ -41,6 +43,11 @@ void write_watch::see(variable_value const& value, bool published) {
     m_changed.notify_all();
 }
 
+bool write_watch::has_ended() {
+    std::scoped_lock const lock{m_mutex};
+    return m_has_ended;
+}
+
 void write_watch::give_up() {
     std::scoped_lock const lock{m_mutex};
     m_has_ended = true;
@@ -50,11 +57,12 @@ void write_watch::give_up() {
 // Not analysed: the wait releases the lock.
 write_outcome write_watch::wait(std::chrono::milliseconds limit)
     CORVEL_HUB_NO_THREAD_SAFETY_ANALYSIS {
-    auto const deadline = clock::now() + limit;
+    auto const deadline = deadline_after(limit);
     std::unique_lock lock{m_mutex};
     while (!m_is_confirmed && !m_has_ended && clock::now() < end_of_wait(deadline)) {
         m_changed.wait_until(lock, end_of_wait(deadline));
     }
+    m_has_ended = true;
     if (m_is_confirmed) {
         return write_outcome::confirmed;
     }

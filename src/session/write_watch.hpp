@@ -33,6 +33,9 @@ public:
     ///                   not have handled the write yet.
     void see(variable_value const& value, bool published) CORVEL_HUB_EXCLUDES(m_mutex);
 
+    /// Whether nobody waits any more.
+    [[nodiscard]] bool has_ended() CORVEL_HUB_EXCLUDES(m_mutex);
+
     /// Nothing more will be seen.
     void give_up() CORVEL_HUB_EXCLUDES(m_mutex);
 

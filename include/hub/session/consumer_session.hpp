@@ -52,9 +52,11 @@ private:
 
 /// One or more variables that a consumer_session follows. Returned by follow() and follow_all().
 ///
-/// A handler is called with every change of a variable, and whenever its freshness changes: after
-/// the first values have been read, when the link or the provider is lost, and when the values have
-/// been read again. The freshness that it is called with is that of the moment of the call, so a
+/// A new handler is called with the latest reading of each variable that has been received; so it
+/// does not matter whether it is set before or after the first values have arrived. From then on it
+/// is called with every change of a variable, and whenever its freshness changes: after the first
+/// values have been read, when the link or the provider is lost, and when the values have been read
+/// again. The freshness that it is called with is that of the moment of the call, so a
 /// value that has waited while the provider was lost comes as `stale`.
 ///
 /// Handlers are called one after the other, with no lock held, on the session's thread or in
@@ -174,7 +176,7 @@ struct definition_change {
 enum class write_outcome : std::uint32_t {
     confirmed = 0,     ///< The provider holds the written value.
     refused = 1,       ///< Another value arrived after the write was sent, and not the written one.
-    not_confirmed = 2, ///< Nothing was published in time, or the write could not be sent.
+    not_confirmed = 2, ///< Nothing was published in time, or the write was not sent.
 };
 
 /// Follows variables of any number of providers, and keeps doing so until it is stopped: it
@@ -279,7 +281,8 @@ public:
     /// later. May be called before and after start().
     ///
     /// In both patterns `*` stands for any characters but `/`, and `**` for any characters. So
-    /// `"oven"` and `"**"` follow a whole provider, `"**"` and `"**"` everything.
+    /// `"oven"` and `"**"` follow a whole provider, `"**"` and `"**"` everything. A provider whose
+    /// pattern has no `*` is followed by name: the session is not ready without it.
     ///
     /// @param providers  Pattern for identifiers of providers.
     /// @param paths      Pattern for paths.
@@ -310,7 +313,8 @@ public:
     /// diagnostic.
     void write(std::string const& provider, std::string const& path, variable_value value);
 
-    /// Sends a value and waits until the provider publishes it.
+    /// Sends a value and waits until the provider publishes it. A write that could not be sent
+    /// within the limit, because an operation for the provider takes longer, is not sent later.
     ///
     /// Another value may have been in flight when the write was sent, so the written one may still
     /// follow within 0.5 s. A provider that takes longer to accept it makes the outcome `refused`.
@@ -335,8 +339,8 @@ public:
 
     // -- state ------------------------------------------------------------------------------------
 
-    /// Returns the state of the session. It is `ready` while all providers that are followed and
-    /// listed, and all that are followed by name, are live.
+    /// Returns the state of the session. It is `ready` while all providers are live that are
+    /// followed and listed, and all that are followed by name, even if they are missing.
     session_status get_status() const;
 
     /// Returns the state of the connection to a provider; `connecting` if it is not known.

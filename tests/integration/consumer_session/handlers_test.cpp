@@ -101,6 +101,53 @@ TEST_F(session_handlers, may_destroy_the_session) {
     EXPECT_EQ(followed.now().freshness, freshness::stale);
 }
 
+TEST_F(session_handlers, are_dropped_with_the_session_even_if_they_hold_what_it_follows) {
+    auto const held = std::make_shared<int>();
+    std::weak_ptr<int> const left = held;
+    auto followed = watcher->follow<double>("oven", "temperature");
+    recorded<double> told;
+    followed.on_change([followed, held, &told](auto const&) { told.add(followed.now().value); });
+    watcher->set_status_handler([followed, held](auto const&, auto const&) {});
+    watcher->set_definition_handler([followed, held](auto const&) {});
+    watcher->start();
+    ASSERT_TRUE(told.wait_for(20.0));
+
+    watcher.reset();
+    followed.on_change([followed, held](auto const&) {});
+
+    EXPECT_EQ(left.use_count(), 1) << "beside the one of this test";
+}
+
+TEST_F(session_handlers, receive_what_was_read_before_they_were_set) {
+    auto followed = watcher->follow<double>("oven", "temperature");
+    watcher->start();
+    ASSERT_TRUE(becomes_live(followed, 20.0));
+    recorded<shown> told;
+
+    followed.on_change([&](auto const& now) { told.add({now.value, now.freshness}); });
+
+    EXPECT_TRUE(told.wait_for({20.0, freshness::live}));
+    watcher.reset();
+}
+
+TEST_F(session_handlers, are_not_called_again_when_something_else_is_followed) {
+    auto followed = watcher->follow<double>("oven", "temperature");
+    recorded<shown> told;
+    followed.on_change([&](auto const& now) { told.add({now.value, now.freshness}); });
+    watcher->start();
+    ASSERT_TRUE(told.wait_for({20.0, freshness::live}));
+
+    auto const set_point = watcher->follow<double>("oven", "set_point");
+    ASSERT_TRUE(becomes_live(set_point, 60.0));
+    publish_temperature(21.0);
+    ASSERT_TRUE(told.wait_for({21.0, freshness::live}));
+
+    EXPECT_THAT(
+        told.get(),
+        testing::ElementsAre(shown{20.0, freshness::live}, shown{21.0, freshness::live}));
+    watcher.reset();
+}
+
 TEST_F(session_handlers, that_throw_are_reported_and_called_again) {
     auto followed = watcher->follow<double>("oven", "temperature");
     recorded<double> told;

@@ -100,15 +100,39 @@ TEST_F(session_during_outages, counts_the_age_of_stale_values) {
     EXPECT_LE(temperature.now().stale_for, std::chrono::steady_clock::now() - before);
 }
 
-TEST_F(session_during_outages, keeps_values_live_while_the_registry_restarts) {
+// The registry has the providers announce their definitions again, after which everything is read.
+TEST_F(session_during_outages, reads_everything_again_after_a_restart_of_the_registry) {
     start_oven(77, 20.0);
+    recorded<shown> told;
+    temperature.on_change([&](auto const& now) { told.add({now.value, now.freshness}); });
     start();
+    ASSERT_TRUE(told.wait_for({20.0, freshness::live}));
 
     hub.get_registry().restart();
-    oven.reset();
-    start_oven(78, 26.0);
+    ASSERT_TRUE(told.wait_for({20.0, freshness::stale}));
+    told.forget();
+    ASSERT_TRUE(becomes_live(temperature, 20.0));
+    publish_temperature(26.0);
 
-    EXPECT_TRUE(becomes_live(temperature, 26.0));
+    EXPECT_TRUE(told.wait_for({26.0, freshness::live}));
+    watcher.stop();
+}
+
+TEST_F(session_during_outages, says_that_the_registry_is_silent) {
+    auto impatient = access();
+    impatient.options.set_request_time_limit(std::chrono::milliseconds{100});
+    consumer_session second{"second", impatient, quick_settings()};
+    start_oven(77, 20.0);
+    auto const followed = second.follow<double>("oven", "temperature");
+    hub.get_registry().go_silent();
+    second.start();
+
+    ASSERT_TRUE(await([&] {
+        return second.get_status().reason == session_reason::registry_silent;
+    })) << second.get_status().text;
+
+    hub.get_registry().speak_again();
+    EXPECT_TRUE(becomes_live(followed, 20.0));
 }
 
 TEST_F(session_during_outages, repairs_two_sessions_of_one_process) {

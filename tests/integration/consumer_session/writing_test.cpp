@@ -3,6 +3,7 @@
 
 #include "exchange_with_session.hpp"
 
+#include <latch>
 #include <stdexcept>
 
 namespace arvenhold::corvel::hub {
@@ -92,6 +93,51 @@ TEST_F(session_writes, are_sent_without_waiting_for_a_confirmation) {
     EXPECT_TRUE(becomes_live(set_point, 70.0));
 }
 
+TEST_F(session_writes, are_not_sent_once_nobody_waits_for_their_outcome) {
+    recorded<double> received;
+    oven->apply_writes();
+    std::latch is_called{1};
+    std::latch may_continue{1};
+    set_point.on_change([&](auto const& now) {
+        received.add(now.value);
+        if (now.value == 61.0) {
+            is_called.count_down();
+            may_continue.wait();
+        }
+    });
+    oven->list->publish(oven->id_of("set_point"), 61.0, at_noon);
+    is_called.wait();
+
+    EXPECT_EQ(
+        watcher.write_and_confirm("oven", "set_point", 70.0, std::chrono::milliseconds{1}),
+        write_outcome::not_confirmed);
+    may_continue.count_down();
+    watcher.write("oven", "set_point", 80.0);
+
+    ASSERT_TRUE(received.wait_for(80.0));
+    EXPECT_THAT(received.get(), testing::Not(testing::Contains(70.0)));
+    watcher.stop();
+}
+
+TEST_F(session_writes, do_not_delay_the_repair_of_a_later_loss) {
+    constexpr std::chrono::milliseconds first_wait{50};
+    consumer_session second{
+        "second", access(), quick_settings().set_retry(first_wait, std::chrono::hours{24})};
+    auto const followed = second.follow<double>("oven", "set_point");
+    second.start();
+    ASSERT_TRUE(becomes_live(followed, 60.0));
+    oven->apply_writes();
+    for (int written = 0; written < 20; ++written) {
+        ASSERT_EQ(
+            second.write_and_confirm("oven", "set_point", 1.0 * written, patience),
+            write_outcome::confirmed);
+    }
+
+    oven->offer(78, {{"set_point", 90.0, variable_permissions::read_write}});
+
+    EXPECT_TRUE(becomes_live(followed, 90.0));
+}
+
 TEST_F(session_writes, are_refused_for_an_unknown_path) {
     EXPECT_EQ(
         refusal("pressure", 70.0, write_refusal::unknown_path),
@@ -147,7 +193,11 @@ TEST_F(session_writes, are_not_waited_for_on_the_session_s_thread) {
 }
 
 TEST_F(session_writes, end_unconfirmed_when_the_session_is_stopped) {
-    set_point.on_change([&](auto const& /*now*/) { watcher.stop(); });
+    set_point.on_change([&](auto const& now) {
+        if (now.value == 61.0) {
+            watcher.stop();
+        }
+    });
     oven->sender.set_variables_written_callback(
         [](auto /*fingerprint*/, auto const& /*command*/, provider& /*receiver*/, void* user_data) {
             auto& source = *static_cast<offering*>(user_data);

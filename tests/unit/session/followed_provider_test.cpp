@@ -137,6 +137,50 @@ TEST_F(oven, takes_over_the_values_of_an_event) {
     EXPECT_EQ(now(slot).value, variable_value{21.0});
 }
 
+TEST_F(oven, tells_nothing_that_is_live_already_when_it_is_adopted_again) {
+    auto const told = follow_path("temperature");
+    provider.add(told);
+    adopt(first);
+    EXPECT_THAT(take(*told), SizeIs(1));
+    auto const added = follow_path("set_point");
+    provider.add(added);
+
+    adopt(first);
+
+    EXPECT_THAT(take(*told), IsEmpty());
+    EXPECT_THAT(take(*added), SizeIs(1));
+}
+
+TEST_F(oven, shows_a_new_handler_what_is_there_unless_it_waits_anyway) {
+    auto const wanted = follow_pattern("**");
+    provider.add(wanted);
+    EXPECT_FALSE(provider.show_present(*wanted)); // nothing was received
+    adopt(first);
+    EXPECT_FALSE(provider.show_present(*wanted)); // both wait
+    EXPECT_THAT(take(*wanted), SizeIs(2));
+
+    EXPECT_TRUE(provider.show_present(*wanted));
+
+    auto const readings = take(*wanted);
+    EXPECT_THAT(readings, SizeIs(2));
+    EXPECT_EQ(readings.front().value, variable_value{20.0});
+    EXPECT_EQ(readings.front().skipped, 0U);
+}
+
+TEST_F(oven, tells_no_loss_of_what_was_never_received) {
+    auto const wanted = follow_pattern("**");
+    provider.add(wanted);
+    read_variables read{77, {}};
+    variable_value initial{20.0};
+    read.all.variables->emplace(
+        4, consumer_variable::create(4, "temperature", initial, variable_permissions::read_only));
+    adopt(read);
+
+    EXPECT_FALSE(provider.lose(after(seconds{1})));
+
+    EXPECT_THAT(take(*wanted), IsEmpty());
+}
+
 TEST_F(oven, does_not_become_live_by_an_event) {
     auto const slot = provider.add(follow_path("temperature"));
     adopt(first);

@@ -70,6 +70,17 @@ TEST(following, has_a_handler_while_one_is_set) {
     EXPECT_FALSE(wanted.has_handler());
 }
 
+TEST(following, has_no_handler_once_it_is_closed) {
+    following wanted{everything, 10};
+    wanted.set_handlers({[](auto const& /*now*/) {}, nullptr});
+
+    wanted.close();
+    wanted.set_handlers({[](auto const& /*now*/) {}, nullptr});
+
+    EXPECT_FALSE(wanted.has_handler());
+    EXPECT_FALSE(wanted.get_handlers()->single);
+}
+
 } // namespace
 
 } // namespace arvenhold::corvel::hub
