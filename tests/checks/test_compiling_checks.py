@@ -130,24 +130,28 @@ class LibraryBuilds(PlantedTree):
 
 
 class PublicSurface(PlantedTree):
-    LIBRARY = "build/clang/src/libcorvel-hub-client.so"
+    LIBRARIES = ["src/libcorvel-hub-client", "src/session/libcorvel-hub-session"]
+    SOURCE = '__attribute__((visibility("default"))) int answer(int) { return 1; }\n'
 
-    def build(self, source):
-        self.plant("a.cpp", source)
-        self.plant(self.LIBRARY, "")
-        self.command("clang++-14", "-shared", "-fPIC", "-fvisibility=hidden", "a.cpp", "-o",
-                     self.LIBRARY)
+    def setUp(self):
+        super().setUp()
+        self.plant("a.cpp", self.SOURCE)
+        for library in self.LIBRARIES:
+            built = f"build/clang/{library}.so"
+            self.plant(built, "")
+            self.command("clang++-14", "-shared", "-fPIC", "-fvisibility=hidden", "a.cpp", "-o",
+                         built)
 
-    def test_accepts_its_own_list(self):
-        self.build('__attribute__((visibility("default"))) int answer(int) { return 1; }\n')
+    def test_accepts_its_own_lists(self):
         self.assert_clean("public_surface", "--update")
         self.assert_clean("public_surface")
 
-    def test_finds_new_and_lost_symbols(self):
-        self.plant("packaging/abi/symbols.txt", "# a comment\nquestion()\n")
-        self.build('__attribute__((visibility("default"))) int answer(int) { return 1; }\n')
-        self.assert_found("public_surface", "exported, but not listed: answer(int)",
-                          "listed, but not exported: question()")
+    def test_finds_new_and_lost_symbols_of_each_library(self):
+        self.plant("packaging/abi/libcorvel-hub-client.symbols", "# a comment\nanswer(int)\n")
+        self.plant("packaging/abi/libcorvel-hub-session.symbols", "# a comment\nquestion()\n")
+        self.assert_found("public_surface",
+                          "libcorvel-hub-session: exported, but not listed: answer(int)",
+                          "libcorvel-hub-session: listed, but not exported: question()")
 
 
 class Abi(PlantedTree):

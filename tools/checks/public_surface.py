@@ -2,8 +2,8 @@
 # SPDX-FileCopyrightText: 2026 Arvenhold
 # SPDX-License-Identifier: Apache-2.0
 
-"""The shared library exports exactly the symbols of packaging/abi/symbols.txt. With --update it
-writes that list again; look at the difference before you commit it."""
+"""Each shared library exports exactly the symbols of its list in packaging/abi. With --update it
+writes the lists again; look at the difference before you commit it."""
 
 import argparse
 import pathlib
@@ -11,7 +11,9 @@ import subprocess
 
 import tree
 
-LIST = pathlib.Path("packaging/abi/symbols.txt")
+LISTS = pathlib.Path("packaging/abi")
+BUILT = pathlib.Path("build/clang")
+LIBRARIES = ["src/libcorvel-hub-client", "src/session/libcorvel-hub-session"]
 HEAD = """\
 # SPDX-FileCopyrightText: 2026 Arvenhold
 # SPDX-License-Identifier: Apache-2.0
@@ -20,31 +22,45 @@ HEAD = """\
 """
 
 
+def list_of(library):
+    return LISTS / f"{pathlib.Path(library).name}.symbols"
+
+
 def exported(library):
     listed = subprocess.run(
-        ["nm", "--dynamic", "--defined-only", "--demangle", library],
+        ["nm", "--dynamic", "--defined-only", "--demangle", BUILT / f"{library}.so"],
         check=True, capture_output=True, text=True).stdout
     # Address and kind come first; constructors have several entry points of the same name.
     return {line.split(" ", 2)[2] for line in listed.splitlines()}
 
 
-def expected():
-    lines = LIST.read_text(encoding="utf-8").splitlines() if LIST.is_file() else []
+def expected(library):
+    path = list_of(library)
+    lines = path.read_text(encoding="utf-8").splitlines() if path.is_file() else []
     return {line for line in lines if line and not line.startswith("#")}
+
+
+def update(library):
+    LISTS.mkdir(parents=True, exist_ok=True)
+    names = "".join(f"{name}\n" for name in sorted(exported(library)))
+    list_of(library).write_text(HEAD + names, encoding="utf-8")
+
+
+def findings(library):
+    name = pathlib.Path(library).name
+    found = exported(library)
+    wanted = expected(library)
+    yield from (f"{name}: exported, but not listed: {each}" for each in sorted(found - wanted))
+    yield from (f"{name}: listed, but not exported: {each}" for each in sorted(wanted - found))
 
 
 def main():
     arguments = argparse.ArgumentParser(description=__doc__)
-    arguments.add_argument("--update", action="store_true", help="write the list again")
-    arguments.add_argument("library", nargs="?", default="build/clang/src/libcorvel-hub-client.so")
-    chosen = arguments.parse_args()
-    found = exported(chosen.library)
-    if chosen.update:
-        LIST.parent.mkdir(parents=True, exist_ok=True)
-        LIST.write_text(HEAD + "".join(f"{name}\n" for name in sorted(found)), encoding="utf-8")
-    wanted = expected()
-    tree.conclude([f"exported, but not listed: {name}" for name in sorted(found - wanted)]
-                  + [f"listed, but not exported: {name}" for name in sorted(wanted - found)])
+    arguments.add_argument("--update", action="store_true", help="write the lists again")
+    if arguments.parse_args().update:
+        for library in LIBRARIES:
+            update(library)
+    tree.conclude([finding for library in LIBRARIES for finding in findings(library)])
 
 
 main()

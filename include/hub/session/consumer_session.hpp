@@ -47,7 +47,7 @@ public:
 private:
     std::size_t m_limit;
 
-    explicit change_queue(std::size_t limit);
+    explicit CORVEL_HUB_INTERNAL change_queue(std::size_t limit);
 };
 
 /// One or more variables that a consumer_session follows. Returned by follow() and follow_all().
@@ -71,7 +71,7 @@ private:
 /// All operations may be called from any thread.
 class CORVEL_HUB_API followed_variables {
 public:
-    class impl; // the library's own
+    class CORVEL_HUB_INTERNAL impl; // the library's own
 
     /// Called with one reading.
     using handler = std::function<void(any_reading const& now)>;
@@ -211,7 +211,7 @@ enum class write_outcome : std::uint32_t {
 /// handler; no other operation may be running on another thread then.
 class CORVEL_HUB_API consumer_session {
 public:
-    class impl; // the library's own
+    class CORVEL_HUB_INTERNAL impl; // the library's own
 
     /// Called with what a definition means for the followed variables.
     using definition_handler = std::function<void(definition_change const& change)>;

@@ -87,7 +87,7 @@ public:
     int get_delivery_threads() const;
 
 private:
-    struct values;
+    struct CORVEL_HUB_INTERNAL values;
 
     std::shared_ptr<values const> m_values; // null while everything has its default value
 

@@ -57,7 +57,7 @@ public:
 private:
     friend class provider_session;
 
-    struct changes;
+    struct CORVEL_HUB_INTERNAL changes;
 
     std::unique_ptr<changes> const m_changes;
 

@@ -77,7 +77,8 @@ private:
     std::shared_ptr<provider_session_impl> m_session;
     std::uint32_t m_position = 0;
 
-    any_variable_handle(std::shared_ptr<provider_session_impl> session, std::uint32_t position);
+    CORVEL_HUB_INTERNAL any_variable_handle(
+        std::shared_ptr<provider_session_impl> session, std::uint32_t position);
 
     CORVEL_HUB_INTERNAL provider_session_impl& session() const;
 };

@@ -71,11 +71,11 @@ public:
 private:
     friend class provider_session_impl;
 
-    struct pending;
+    struct CORVEL_HUB_INTERNAL pending;
 
     std::unique_ptr<pending> m_pending; // null in an object that was moved from
 
-    explicit any_write_request(std::unique_ptr<pending> request);
+    explicit CORVEL_HUB_INTERNAL any_write_request(std::unique_ptr<pending> request);
 };
 
 /// A consumer's request to write a variable whose type is known, see any_write_request.
