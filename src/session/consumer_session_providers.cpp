@@ -187,17 +187,20 @@ void consumer_session::impl::run_on_lane(provider_work& work, std::function<void
     });
 }
 
-// The last lane is for the providers that have failed, which may take 10 s, so that they do not
-// delay the others.
+// A provider that has failed may take 10 s again. Such providers use the last lane, and others only
+// as long as one stays free for those that answer.
 std::optional<std::size_t> consumer_session::impl::find_lane(provider_work const& work) const {
     constexpr auto last = lane_count - 1;
-    std::optional<std::size_t> free;
-    for (auto lane = work.has_hung ? last : 0; lane < (work.has_hung ? lane_count : last); ++lane) {
-        if (!m_is_lane_busy.at(lane)) {
-            free = lane;
-        }
+    if (work.has_hung && !m_is_lane_busy[last]) {
+        return last;
     }
-    return free;
+    auto const begin = m_is_lane_busy.begin();
+    auto const end = begin + last;
+    auto const needed = work.has_hung ? 2 : 1;
+    if (std::count(begin, end, false) < needed) {
+        return std::nullopt;
+    }
+    return static_cast<std::size_t>(std::find(begin, end, false) - begin);
 }
 
 void consumer_session::impl::finish_operation(
