@@ -113,7 +113,7 @@ void consumer_session::impl::update_status() {
 }
 
 void consumer_session::impl::update_status(provider_work& work) {
-    session_status now{session_state::ready, session_reason::none, ""};
+    auto now = ready_status();
     if (!work.provider->is_live()) {
         if (!m_link) {
             now = m_link_status;
@@ -139,7 +139,7 @@ void consumer_session::impl::update_status(provider_work& work) {
 }
 
 session_status consumer_session::impl::compute_status() const {
-    session_status status{session_state::ready, session_reason::none, ""};
+    auto status = ready_status();
     if (!m_link) {
         status = m_link_status;
     } else if (auto const* const work = find_unready()) {

@@ -40,6 +40,11 @@
 
 namespace arvenhold::corvel::hub {
 
+/// The status of what works.
+inline session_status ready_status() {
+    return {session_state::ready, session_reason::none, "ready"};
+}
+
 /// What a call of follow() or follow_all() has returned.
 class followed_variables::impl {
 public:

@@ -56,7 +56,7 @@ void consumer_session::impl::adopt_link(std::shared_ptr<link> const& connected) 
     m_is_connecting = false;
     m_link = connected;
     m_list = nullptr;
-    m_link_status = {session_state::ready, session_reason::none, ""};
+    m_link_status = ready_status();
     m_connect_waits.reset();
     m_next_connect = clock::now() + m_connect_waits.next();
     for (auto const& [identifier, work] : m_work) {

@@ -173,7 +173,7 @@ void consumer_session::impl::run_on_lane(provider_work& work, std::function<void
     m_is_lane_busy[*lane] = true;
     work.is_busy = true;
     m_lanes[*lane].post([this, &work, lane = *lane, operation = std::move(operation)] {
-        session_status outcome{session_state::ready, session_reason::none, ""};
+        auto outcome = ready_status();
         try {
             operation();
         } catch (std::exception const& error) {

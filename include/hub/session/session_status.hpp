@@ -39,7 +39,7 @@ struct session_status {
     session_reason reason = session_reason::starting; ///< Why.
 
     /// The reason in plain words, in one line without a line end; contains no secret.
-    std::string text;
+    std::string text = "starting";
 };
 
 } // namespace arvenhold::corvel::hub

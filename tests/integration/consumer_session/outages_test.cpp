@@ -34,6 +34,18 @@ TEST_F(session_during_outages, shows_live_values_and_changes) {
     EXPECT_TRUE(watcher.wait_until_ready(std::chrono::seconds{30}));
 }
 
+TEST_F(session_during_outages, says_in_words_that_it_is_starting_and_ready) {
+    EXPECT_EQ(watcher.get_status().text, "starting");
+    EXPECT_EQ(watcher.get_provider_status("oven").text, "starting");
+
+    start_oven(77, 20.0);
+    start();
+    ASSERT_TRUE(watcher.wait_until_ready(std::chrono::seconds{30}));
+
+    EXPECT_EQ(watcher.get_status().text, "ready");
+    EXPECT_EQ(watcher.get_provider_status("oven").text, "ready");
+}
+
 TEST_F(session_during_outages, waits_for_a_hub_that_is_absent) {
     hub.get_nats_server().stop();
     watcher.start();
