@@ -14,13 +14,12 @@
 namespace hub = arvenhold::corvel::hub;
 
 int main(int argc, char** argv) try {
-    std::vector<std::string> const arguments(argv, std::next(argv, argc));
-    if (arguments.size() != 5) {
+    std::vector<std::string> const access(argv, std::next(argv, argc));
+    if (access.size() != 5) {
         std::cerr << "usage: provider_session <nats-url> <token-url> <client-id> <client-secret>\n";
         return 2;
     }
-    hub::provider_session oven{
-        "oven", {arguments[1], arguments[2], arguments[3], arguments[4], {}}};
+    hub::provider_session oven{"oven", {access[1], access[2], access[3], access[4], {}}};
     auto const temperature = oven.declare<double>("temperature", 20.0);
     auto const set_point = oven.declare<double>(
         "set_point", 150.0, hub::writable, [](double wanted) { return wanted <= 300.0; });
@@ -33,7 +32,6 @@ int main(int argc, char** argv) try {
         temperature.set(measured);
         std::cout << "heating: " << (measured < set_point.get() ? "on" : "off") << std::endl;
     }
-    return 0;
 } catch (std::exception const& error) {
     std::cerr << "provider_session: " << error.what() << '\n';
     return 1;

@@ -286,6 +286,17 @@ class Suppressions(PlantedTree):
             "a.cpp:2: a suppression reads NOLINT(rule): reason: int b; // NOLINT(some-rule)")
 
 
+class Lengths(PlantedTree):
+    def test_accepts_what_is_just_short_enough_and_other_files_of_any_length(self):
+        self.plant("examples/furnace/main.cpp", "//\n" * 80)
+        self.plant("examples/boiler/main.cpp", "//\n" * 200)
+        self.assert_clean("lengths")
+
+    def test_finds_an_example_that_has_grown(self):
+        self.plant("examples/furnace/main.cpp", "//\n" * 81)
+        self.assert_found("lengths", "examples/furnace/main.cpp: 81 lines, 80 at most")
+
+
 class Loops(PlantedTree):
     def setUp(self):
         super().setUp()
