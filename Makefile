@@ -16,9 +16,10 @@ endif
 help: ## Show the targets
 	@awk -F ':.*## ' '/^[a-z-]+:.*## / { printf "make %-11s  %s\n", $$1, $$2 }' $(MAKEFILE_LIST)
 
-demo: deps ## Show a provider and a consumer on a real hub (KEEP=1: leave it running)
+demo: deps ## Show providers and consumers on a real hub (KEEP=1: leave it running)
 	@cmake --preset release >/dev/null
-	@cmake --build --preset release --target corvel-dev-hub boiler boiler_monitor
+	@cmake --build --preset release --target corvel-dev-hub boiler boiler_monitor \
+		provider_session consumer_session
 	@tools/demo/run $(if $(KEEP),--keep)
 
 hub: deps-build ## Build the development hub alone, and print how to start it
