@@ -78,7 +78,7 @@ docs: deps ## Write the manual as HTML, and print where it is
 	@tools/checks/documentation.py
 	@echo 'The manual is $(CURDIR)/build/docs/html/index.html'
 
-package: deps-build ## Build a Debian package of the library in build/package
+package: deps-build ## Build the Debian packages of both libraries in build/package
 	@cmake --preset package >/dev/null
 	@cmake --build --preset package --target package
 
