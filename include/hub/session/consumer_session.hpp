@@ -204,7 +204,8 @@ enum class write_outcome : std::uint32_t {
 /// disturbs no other.
 ///
 /// @par Ownership
-/// Belongs to the application. What it returns may outlive it.
+/// Belongs to the application. What it returns may outlive it. Its handlers are destroyed when it is
+/// stopped, so they may hold what follow() has returned.
 ///
 /// @par Thread safety
 /// All operations may be called from any thread and from any handler. The destructor may run in a

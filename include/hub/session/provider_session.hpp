@@ -57,7 +57,8 @@ inline constexpr auto read_only = variable_permissions::read_only;
 /// exception that leaves one is reported through the diagnostics.
 ///
 /// @par Ownership
-/// Belongs to the application. Handles and write requests may outlive it.
+/// Belongs to the application. Handles and write requests may outlive it. Its handlers are destroyed
+/// when it is stopped, so they may hold handles.
 ///
 /// @par Thread safety
 /// All operations may be called from any thread and from any handler, unless they must be called
