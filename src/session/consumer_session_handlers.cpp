@@ -196,7 +196,7 @@ session_status consumer_session::impl::get_status() const {
 session_status consumer_session::impl::get_provider_status(std::string const& provider) const {
     std::scoped_lock const lock{m_status_mutex};
     auto const found = m_provider_status.find(provider);
-    return found != m_provider_status.end() ? found->second : session_status{};
+    return found != m_provider_status.end() ? found->second : starting_status();
 }
 
 void consumer_session::impl::set_status_handler(status_handler called) {

@@ -59,6 +59,8 @@ void consumer_session::impl::start() {
     post(&impl::tick);
 }
 
+// Finishing comes last: another thread that stops the session, too, waits for it, and finds nothing
+// live afterwards.
 void consumer_session::impl::stop() {
     if (m_stopping.exchange(true)) {
         return;
@@ -68,15 +70,17 @@ void consumer_session::impl::stop() {
     for (auto& lane : m_lanes) {
         lane.stop();
     }
-    m_connecting_thread.finish([this] { tear_down(); });
     for (auto const& provider : m_directory->get_all()) {
         provider->lose(clock::now());
     }
     drop_handlers();
     give_up_all_watches();
-    std::scoped_lock const lock{m_status_mutex};
-    m_status = {session_state::stopped, session_reason::stop_requested, "stop() was called"};
-    m_status_changed.notify_all();
+    {
+        std::scoped_lock const lock{m_status_mutex};
+        m_status = stopped_status();
+        m_status_changed.notify_all();
+    }
+    m_connecting_thread.finish([this] { tear_down(); });
 }
 
 // They may hold what follow() has returned, which may hold them.

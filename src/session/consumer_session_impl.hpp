@@ -15,6 +15,7 @@
 #include "session/followed_provider.hpp"
 #include "session/following.hpp"
 #include "session/handler_queue.hpp"
+#include "session/plain_status.hpp"
 #include "session/provider_directory.hpp"
 #include "session/work_thread.hpp"
 #include <hub/connect_options.hpp>
@@ -39,11 +40,6 @@
 #include <vector>
 
 namespace arvenhold::corvel::hub {
-
-/// The status of what works.
-inline session_status ready_status() {
-    return {session_state::ready, session_reason::none, "ready"};
-}
 
 /// What a call of follow() or follow_all() has returned.
 class followed_variables::impl {
@@ -174,7 +170,7 @@ private:
 
     mutable std::mutex m_status_mutex;
     mutable std::condition_variable m_status_changed;
-    session_status m_status CORVEL_HUB_GUARDED_BY(m_status_mutex);
+    session_status m_status CORVEL_HUB_GUARDED_BY(m_status_mutex) = starting_status();
     std::map<std::string, session_status> m_provider_status CORVEL_HUB_GUARDED_BY(m_status_mutex);
 
     // The session's thread alone.
@@ -185,7 +181,7 @@ private:
     bool m_was_ready = false;
     back_off m_connect_waits;
     clock::time_point m_next_connect{};
-    session_status m_link_status;
+    session_status m_link_status = starting_status();
     std::map<std::string, std::unique_ptr<provider_work>> m_work;
     std::array<bool, lane_count> m_is_lane_busy{};
 

@@ -10,6 +10,7 @@
 #include <algorithm>
 #include <exception>
 #include <random>
+#include <span>
 #include <utility>
 
 namespace arvenhold::corvel::hub {
@@ -194,13 +195,13 @@ std::optional<std::size_t> consumer_session::impl::find_lane(provider_work const
     if (work.has_hung && !m_is_lane_busy[last]) {
         return last;
     }
-    auto const begin = m_is_lane_busy.begin();
-    auto const end = begin + last;
+    auto const others = std::span{m_is_lane_busy}.first<last>();
     auto const needed = work.has_hung ? 2 : 1;
-    if (std::count(begin, end, false) < needed) {
+    if (std::count(others.begin(), others.end(), false) < needed) {
         return std::nullopt;
     }
-    return static_cast<std::size_t>(std::find(begin, end, false) - begin);
+    auto const free = std::find(others.begin(), others.end(), false);
+    return static_cast<std::size_t>(free - others.begin());
 }
 
 void consumer_session::impl::finish_operation(

@@ -325,14 +325,20 @@ bool followed_provider::show_present(following const& wanted) {
     std::scoped_lock const lock{m_mutex};
     std::vector<change_group> groups;
     for (std::size_t position = 0; position < m_slots.size(); ++position) {
-        for (auto& receiver : m_slots[position].subscribers) {
-            auto const is_meant = receiver.wanted.get() == &wanted && !receiver.is_waiting;
-            if (is_meant && m_slots[position].is_received) {
-                add_change(groups, position, receiver);
-            }
+        if (m_slots[position].is_received) {
+            add_present(groups, position, wanted);
         }
     }
     return deliver(groups);
+}
+
+void followed_provider::add_present(
+    std::vector<change_group>& groups, std::size_t position, following const& wanted) {
+    for (auto& receiver : m_slots[position].subscribers) {
+        if (receiver.wanted.get() == &wanted && !receiver.is_waiting) {
+            add_change(groups, position, receiver);
+        }
+    }
 }
 
 void followed_provider::add_changes(std::vector<change_group>& groups, std::size_t position) {

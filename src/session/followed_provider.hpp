@@ -171,10 +171,10 @@ private:
 
     // What a slot was before a definition was adopted, and the type of its variable in that.
     struct rebound_slot {
-        bool was_bound;
-        bool was_live;
-        std::size_t type_before;
-        std::optional<std::size_t> given;
+        bool was_bound = false;
+        bool was_live = false;
+        std::size_t type_before = 0;
+        std::optional<std::size_t> given{};
     };
 
     // The changes of one event for one following.
@@ -220,6 +220,9 @@ private:
     static bool deliver(std::vector<change_group>& groups);
     bool notify(std::vector<std::size_t> const& changed) CORVEL_HUB_REQUIRES(m_mutex);
     void add_changes(std::vector<change_group>& groups, std::size_t position)
+        CORVEL_HUB_REQUIRES(m_mutex);
+    void add_present(
+        std::vector<change_group>& groups, std::size_t position, following const& wanted)
         CORVEL_HUB_REQUIRES(m_mutex);
     void add_change(std::vector<change_group>& groups, std::size_t position, subscriber& receiver)
         CORVEL_HUB_REQUIRES(m_mutex);

@@ -15,15 +15,19 @@ provider_directory::place provider_directory::add(std::shared_ptr<following> con
         named.provider = require(interest.providers.get_text());
         named.slot = named.provider->add(wanted);
     } else {
-        for (auto const& [identifier, provider] : m_providers) {
-            if (interest.providers.matches(identifier)) {
-                provider->add(wanted);
-            }
-        }
+        add_to_matching(wanted);
     }
     m_followed.push_back(wanted); // last, because require() adds all that is in it
     m_followed_copy.reset();
     return named;
+}
+
+void provider_directory::add_to_matching(std::shared_ptr<following> const& wanted) {
+    for (auto const& [identifier, provider] : m_providers) {
+        if (wanted->get_interest().providers.matches(identifier)) {
+            provider->add(wanted);
+        }
+    }
 }
 
 void provider_directory::add_listed(std::string const& identifier) {

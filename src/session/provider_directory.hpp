@@ -58,6 +58,7 @@ private:
 
     std::shared_ptr<followed_provider> const& require(std::string const& identifier)
         CORVEL_HUB_REQUIRES(m_mutex);
+    void add_to_matching(std::shared_ptr<following> const& wanted) CORVEL_HUB_REQUIRES(m_mutex);
     void add_patterns(followed_provider& provider) const CORVEL_HUB_REQUIRES(m_mutex);
 };
 

@@ -5,6 +5,7 @@
 
 #include "session/deadline.hpp"
 #include "session/link_options.hpp"
+#include "session/plain_status.hpp"
 #include "session/plain_text.hpp"
 #include "session/token_pace.hpp"
 #include <hub/diagnostics.hpp>
@@ -70,7 +71,7 @@ provider_session_impl::provider_session_impl(
     : m_identifier{identifier}
     , m_access{with_link_options(std::move(access), settings)}
     , m_handlers{identifier, settings.handlers_wait_for_dispatch()}
-    , m_status{session_state::connecting, session_reason::starting, "starting"}
+    , m_status{starting_status()}
     , m_back_off{settings.get_first_retry(), settings.get_longest_retry(), std::random_device{}()} {
 }
 
@@ -142,7 +143,7 @@ void provider_session_impl::stop() {
         std::scoped_lock const lock{m_life_mutex};
         m_stage = life_stage::stopped;
     }
-    change_status({session_state::stopped, session_reason::stop_requested, "stopped"});
+    change_status(stopped_status());
     m_handlers.close();
     m_thread->stop();
     if (m_thread->is_current()) {
@@ -309,7 +310,7 @@ void provider_session_impl::complete(
     std::optional<failure> const& error) {
     if (error) {
         auto const state = m_was_ready ? session_state::degraded : session_state::connecting;
-        set_status(state, *error);
+        set_status({state, error->reason, error->text});
         connect_after(m_back_off.next());
         return;
     }
@@ -320,14 +321,14 @@ void provider_session_impl::complete(
         return;
     }
     m_back_off.reset();
-    set_status(session_state::ready, {session_reason::none, "ready"});
+    set_status(ready_status());
     send();
     watch(number);
 }
 
 void provider_session_impl::replace(failure const& why) {
     m_operations.post([ended = std::move(m_provider)]() mutable { ended.reset(); });
-    set_status(session_state::degraded, why);
+    set_status({session_state::degraded, why.reason, why.text});
     connect_after(m_back_off.next());
 }
 
@@ -422,8 +423,7 @@ std::string provider_session_impl::find_refusal(
     return handler ? "" : "it has no handler for write requests";
 }
 
-void provider_session_impl::set_status(session_state state, failure why) {
-    session_status const changed{state, why.reason, std::move(why.text)};
+void provider_session_impl::set_status(session_status const& changed) {
     if (change_status(changed) && m_called && m_called->status) {
         m_handlers.add([called = m_called, changed] { called->status(changed); });
     }

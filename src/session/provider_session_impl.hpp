@@ -161,7 +161,7 @@ private:
         variable_slots::position variable,
         variable_value const& value,
         provider_session::write_handler const& handler) const; // empty: none
-    void set_status(session_state state, failure why) CORVEL_HUB_EXCLUDES(m_status_mutex);
+    void set_status(session_status const& changed) CORVEL_HUB_EXCLUDES(m_status_mutex);
     bool change_status(session_status const& changed) CORVEL_HUB_EXCLUDES(m_status_mutex);
 };
 

@@ -30,7 +30,8 @@ sessions& running() {
 }
 
 void start(hub_access const& access, bool handlers_destroy) {
-    auto& [oven, watcher] = running();
+    auto& oven = running().oven;
+    auto& watcher = running().watcher;
     std::promise<void> oven_destroyed;
     std::promise<void> watcher_destroyed;
     oven.emplace("oven", access);

@@ -5,6 +5,7 @@
 
 #include <poll.h>
 
+#include <future>
 #include <latch>
 #include <stdexcept>
 #include <thread>
@@ -86,6 +87,24 @@ TEST_F(session_handlers, may_stop_the_session) {
     EXPECT_EQ(followed.now().freshness, freshness::stale);
     EXPECT_FALSE(watcher->wait_until_ready(std::chrono::seconds{30}));
     watcher.reset();
+}
+
+TEST_F(session_handlers, see_nothing_live_after_any_of_several_stops_at_once) {
+    auto const followed = watcher->follow_all("oven", "**");
+    watcher->start();
+    ASSERT_TRUE(watcher->wait_until_ready(std::chrono::seconds{30}));
+    std::vector<std::future<bool>> stops;
+    for (int thread = 0; thread < 4; ++thread) {
+        stops.push_back(std::async(std::launch::async, [&] {
+            watcher->stop();
+            return watcher->get_status().state == session_state::stopped
+                && followed.now().front().freshness == freshness::stale;
+        }));
+    }
+
+    for (auto& stop : stops) {
+        EXPECT_TRUE(stop.get());
+    }
 }
 
 TEST_F(session_handlers, may_destroy_the_session) {

@@ -112,6 +112,18 @@ TEST_F(session_during_outages, counts_the_age_of_stale_values) {
     EXPECT_LE(temperature.now().stale_for, std::chrono::steady_clock::now() - before);
 }
 
+TEST_F(session_during_outages, puts_its_states_into_words) {
+    EXPECT_EQ(watcher.get_status().text, "starting");
+    EXPECT_EQ(watcher.get_provider_status("oven").text, "starting");
+    start_oven(77, 20.0);
+    start();
+
+    EXPECT_TRUE(await([&] { return watcher.get_status().text == "ready"; }));
+    EXPECT_EQ(watcher.get_provider_status("oven").text, "ready");
+    watcher.stop();
+    EXPECT_EQ(watcher.get_status().text, "stopped");
+}
+
 // The registry has the providers announce their definitions again, after which everything is read.
 TEST_F(session_during_outages, reads_everything_again_after_a_restart_of_the_registry) {
     start_oven(77, 20.0);

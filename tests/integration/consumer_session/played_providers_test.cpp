@@ -64,7 +64,7 @@ protected:
             });
     }
 
-    hub_access access() {
+    [[nodiscard]] hub_access access() const {
         return {
             hub.nats_server.get_url(),
             hub.token_endpoint.get_url(),
