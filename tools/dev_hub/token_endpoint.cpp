@@ -122,10 +122,10 @@ void send(httplib::Response& response, fixed_answer const& answer) {
 class token_endpoint::impl {
 public:
     impl(token_endpoint_options options, std::string token, event_log& log)
-        : m_options{std::move(options)}
-        , m_token{std::move(token)}
+        : m_token{std::move(token)}
         , m_log{log}
-        , m_port{m_options.port} {
+        , m_port{options.port}
+        , m_accepted_clients{std::move(options.accepted_clients)} {
         std::scoped_lock const lock{m_listener_mutex};
         if (m_port != 0) {
             listen_locked();
@@ -162,6 +162,11 @@ public:
         std::size_t count, std::chrono::milliseconds limit) const {
         std::unique_lock lock{m_mutex};
         return m_changed.wait_for(lock, limit, [&] { return m_requests.size() >= count; });
+    }
+
+    void set_accepted_clients(std::vector<client_credentials> clients) {
+        std::scoped_lock const lock{m_mutex};
+        m_accepted_clients = std::move(clients);
     }
 
     void set_delay(std::chrono::milliseconds delay) {
@@ -267,9 +272,14 @@ private:
         return m_fixed_answer;
     }
 
+    [[nodiscard]] bool is_accepted(client_credentials const& client) const {
+        std::scoped_lock const lock{m_mutex};
+        return std::find(m_accepted_clients.begin(), m_accepted_clients.end(), client)
+            != m_accepted_clients.end();
+    }
+
     [[nodiscard]] std::optional<refusal> find_refusal(token_request const& request) const {
-        auto const& clients = m_options.accepted_clients;
-        if (std::find(clients.begin(), clients.end(), request.client) == clients.end()) {
+        if (!is_accepted(request.client)) {
             return refusal{401, "invalid_client", "unknown client id or wrong secret"};
         }
         if (!has_form_content(request)) {
@@ -291,13 +301,13 @@ private:
         return {};
     }
 
-    token_endpoint_options const m_options;
     std::string const m_token;
     event_log& m_log;
     std::uint16_t m_port; // fixed when the constructor returns
 
     mutable std::mutex m_mutex; // guards what the request threads share, down to m_closing
     mutable std::condition_variable m_changed;
+    std::vector<client_credentials> m_accepted_clients;
     std::deque<token_request> m_requests;
     std::chrono::milliseconds m_delay{0};
     std::optional<fixed_answer> m_fixed_answer;
@@ -324,6 +334,10 @@ std::vector<token_request> token_endpoint::get_requests() const {
 bool token_endpoint::wait_until_requested(
     std::size_t count, std::chrono::milliseconds limit) const {
     return m_impl->wait_until_requested(count, limit);
+}
+
+void token_endpoint::set_accepted_clients(std::vector<client_credentials> clients) {
+    m_impl->set_accepted_clients(std::move(clients));
 }
 
 void token_endpoint::set_delay(std::chrono::milliseconds delay) {

@@ -92,6 +92,10 @@ public:
     [[nodiscard]] bool wait_until_requested(
         std::size_t count, std::chrono::milliseconds limit) const;
 
+    /// Every following request is judged by these clients in place of the earlier ones, as when a
+    /// secret is rotated.
+    void set_accepted_clients(std::vector<client_credentials> clients);
+
     /// Every following answer is sent after `delay`; zero sends at once.
     void set_delay(std::chrono::milliseconds delay);
 

@@ -75,6 +75,15 @@ TEST_F(token_endpoint_test, knows_every_client_of_its_options) {
             testing::Field(&token_request::client, client_credentials{"a : b", "\xc3\xbc%"})));
 }
 
+TEST_F(token_endpoint_test, forgets_a_client_whose_secret_is_rotated) {
+    endpoint.set_accepted_clients({{"developer", "the-next-secret"}});
+
+    auto const response = post(good_header, good_body);
+
+    ASSERT_TRUE(response);
+    EXPECT_EQ(response->status, 401);
+}
+
 class accepted_scope : public token_endpoint_test,
                        public testing::WithParamInterface<char const*> {};
 
