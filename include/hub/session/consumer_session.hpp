@@ -198,7 +198,7 @@ enum class write_outcome : std::uint32_t {
 /// - after the time of session_settings::set_ping() if the server hangs or the network drops
 ///   packets; 6 s by default;
 /// - within 0.5 s if the connection to the provider becomes `faulted`;
-/// - 5 s after session_settings::set_probe_interval(), 35 s by default, if the provider hangs.
+/// - 5.5 s after session_settings::set_probe_interval(), 35.5 s by default, if the provider hangs.
 ///
 /// Each provider has a connection of its own: one that hangs, faults or sends malformed messages
 /// disturbs no other.
