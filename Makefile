@@ -56,7 +56,7 @@ coverage: deps ## Measure how much of the library the quick tests run
 		--exclude-directories '.*bench-locks.*' \
 		--fail-under-line 95 --fail-under-branch 85 2>/dev/null
 
-reliability: deps ## Run all fault and load tests, in up to an hour, and write docs/reliability.md
+reliability: deps ## Run all fault and load tests, in up to 90 minutes, and write docs/reliability.md
 	@tests/reliability/run
 
 check: deps ## Run all static checks (ONLY="format layers": only these)

@@ -53,7 +53,7 @@ int main(int argument_count, char** arguments) {
         }
     }
     std::cerr << "usage: reliability ROW quick|full|seed=NUMBER\n"
-                 "A seed runs one sequence of row 13 alone.\nrows:\n";
+                 "A seed runs one sequence of row 13, 24 or 25 alone.\nrows:\n";
     for (auto const& candidate : all_rows()) {
         std::cerr << "  " << candidate.number << "  " << candidate.fault << '\n';
     }

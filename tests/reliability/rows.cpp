@@ -20,6 +20,25 @@ std::string run_identifiers(effort how_much);
 std::string run_numbers(effort how_much);
 std::string run_random_sequences(effort how_much);
 std::string run_random_sequence(std::uint64_t seed);
+std::string run_sessions_without_server(effort how_much);
+std::string run_sessions_without_token(effort how_much);
+std::string run_sessions_on_half_open_links(effort how_much);
+std::string run_sessions_without_provider(effort how_much);
+std::string run_sessions_without_registry(effort how_much);
+std::string run_sessions_without_anything(effort how_much);
+std::string run_sessions_without_anything_for_seed(std::uint64_t seed);
+std::string run_session_sequences(effort how_much);
+std::string run_session_sequence(std::uint64_t seed);
+
+namespace {
+
+constexpr std::string_view session_guarantee =
+    "within 10 s after the last cause has ended, every followed value is live, with the provider's "
+    "value, quality and time stamp; no value is live for longer than documented after its provider "
+    "has replaced or lost it (plus up to 1 s for the machine), and none that it did not hold. "
+    "Sessions wait up to 3 s between two attempts";
+
+} // namespace
 
 std::vector<row> const& all_rows() {
     static std::vector<row> const rows{
@@ -116,6 +135,60 @@ std::vector<row> const& all_rows() {
          "publishing and reading continue with another server within 10 s; all values, qualities "
          "and time stamps become equal, and the registry has the definition",
          &run_cluster},
+        {19,
+         "Sessions without a server",
+         "the server does not run when provider and consumer sessions start; it is killed, and "
+         "started again after 1, 20, 125 and 200 s",
+         session_guarantee,
+         &run_sessions_without_server},
+        {20,
+         "Sessions without a token",
+         "the server restarts while the token endpoint refuses connections, answers 3 s late or "
+         "with 401, for 2, 5 and 60 s; the server restarts after the client secret was rotated, "
+         "and "
+         "the callback for credentials returns the new one 3 s later",
+         session_guarantee,
+         &run_sessions_without_token},
+        {21,
+         "Sessions on half-open links",
+         "the NATS server is frozen; the network between the server and the consumer sessions, or "
+         "the provider sessions, drops all packets without closing a connection. Sessions ping "
+         "every 0.5 s and probe silent providers after 1 s",
+         session_guarantee,
+         &run_sessions_on_half_open_links},
+        {22,
+         "Sessions of providers that end or hang",
+         "one of three providers' processes is killed and started again, with the same variables, "
+         "with those of equal type in each other's place, or with one gone, one new and one of "
+         "another type; one is stopped for 8 s and continued",
+         session_guarantee,
+         &run_sessions_without_provider},
+        {23,
+         "Sessions without a registry",
+         "the registry restarts; it does not answer for 5 s while the server restarts. Two "
+         "consumer sessions share a process",
+         session_guarantee,
+         &run_sessions_without_registry},
+        {24,
+         "Sessions under all faults at once",
+         "within 12 s, at random times and for random durations, the server is killed or frozen, "
+         "the token endpoint is down, slow or refuses, the registry hangs, a link drops packets, "
+         "the secret is rotated, one provider is killed and one hangs; sometimes the registry "
+         "restarts in the end",
+         session_guarantee,
+         &run_sessions_without_anything,
+         &run_sessions_without_anything_for_seed},
+        {25,
+         "Random sequences with sessions",
+         "random sequences of operations of a provider session and a consumer session, in any "
+         "order, while the server is down, tokens are refused, the registry hangs or restarts, "
+         "against a model of the documented sessions",
+         "every operation ends as the model predicts; whenever all causes have ended, all states, "
+         "values, qualities, time stamps and what handlers were called with become those of the "
+         "model; no handler gets a live value that the provider never held, or runs outside "
+         "dispatch() if it is to wait for it",
+         &run_session_sequences,
+         &run_session_sequence},
     };
     return rows;
 }
