@@ -136,6 +136,13 @@ public:
     /// client reconnects.
     bool is_connected();
 
+    /// Returns whether the registry has accepted the registered definition, as far as its latest
+    /// verdict says: false before the first one, after a rejection, and after a publication without
+    /// a verdict in time. The NATS client's reconnect and a restarted registry cause publications,
+    /// whose failure no operation throws. Consumers may not find the provider then; disconnect() and
+    /// connect() after a new registration repair that.
+    bool is_definition_accepted();
+
     /// Makes `definition` the provider's definition, in place of an earlier one, whose list becomes
     /// stale. If connected, publishes it and waits for the registry's verdict; otherwise that
     /// happens at the end of the next connect().

@@ -143,6 +143,7 @@ std::shared_ptr<nats_session> provider::impl::forget_session() {
 
 provider::impl::shared_snapshot provider::impl::forget_current() {
     m_registered = false;
+    m_accepted = false;
     return std::exchange(m_current, m_nothing);
 }
 

@@ -30,6 +30,10 @@ bool provider::is_connected() {
     return m_impl->is_connected();
 }
 
+bool provider::is_definition_accepted() {
+    return m_impl->is_definition_accepted();
+}
+
 std::shared_ptr<variable_list> provider::register_provider_definition(
     provider_definition& definition) {
     return m_impl->register_provider_definition(definition);

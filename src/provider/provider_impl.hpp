@@ -53,6 +53,7 @@ public:
         connect_options const& options);
     void disconnect() CORVEL_HUB_EXCLUDES(m_state_mutex);
     bool is_connected() CORVEL_HUB_EXCLUDES(m_state_mutex);
+    bool is_definition_accepted() CORVEL_HUB_EXCLUDES(m_state_mutex);
     std::shared_ptr<variable_list> register_provider_definition(provider_definition& definition)
         CORVEL_HUB_EXCLUDES(m_state_mutex);
     std::shared_ptr<variable_list> get_variable_list() CORVEL_HUB_EXCLUDES(m_state_mutex);
@@ -172,6 +173,8 @@ private:
     small_mutex m_state_mutex CORVEL_HUB_ACQUIRED_AFTER(m_validity_mutex, m_definition_send_mutex);
     shared_snapshot m_current CORVEL_HUB_GUARDED_BY(m_state_mutex) = m_nothing; // never null
     definition_verdict m_verdict CORVEL_HUB_GUARDED_BY(m_state_mutex);          // the latest
+    bool m_accepted CORVEL_HUB_GUARDED_BY(m_state_mutex) =
+        false; // what is_definition_accepted() says
     write_callback m_write_callback CORVEL_HUB_GUARDED_BY(m_state_mutex);
 
     // lifecycle.cpp

@@ -29,6 +29,7 @@ std::shared_ptr<variable_list> provider::impl::register_provider_definition(
         auto const earlier = m_current;
         change_current({earlier->session, list, std::move(message), definition.get_fingerprint()});
         m_registered = true;
+        m_accepted = false;
         if (earlier->list) {
             earlier->list->mark_list_as_stale();
         }
@@ -54,6 +55,11 @@ definition_fingerprint provider::impl::get_fingerprint() {
         throw_state_invalid("cannot get fingerprint, no provider definition registered");
     }
     return m_current->fingerprint;
+}
+
+bool provider::impl::is_definition_accepted() {
+    std::scoped_lock const lock{m_state_mutex};
+    return m_accepted;
 }
 
 provider::impl::definition_message provider::impl::serialize_provider_definition(
@@ -83,11 +89,15 @@ void provider::impl::publish_provider_definition() {
     }
     auto const deadline =
         std::chrono::steady_clock::now() + session->options().get_verdict_time_limit();
-    if (!wait_for_verdict(deadline, verdicts_seen, *session)) {
+    bool const has_verdict = wait_for_verdict(deadline, verdicts_seen, *session);
+    std::scoped_lock const state_lock{m_state_mutex};
+    if (m_current->session == session) {
+        m_accepted = has_verdict && m_verdict.is_valid;
+    }
+    if (!has_verdict) {
         throw_state_invalid(
             "provider definition validity handler execution failed: Timeout waiting for reply");
     }
-    std::scoped_lock const state_lock{m_state_mutex};
     if (!m_verdict.is_valid) {
         m_registered = false;
         throw invalid_provider_definition{m_identifier, m_verdict.fingerprint};

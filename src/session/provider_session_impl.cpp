@@ -344,12 +344,10 @@ void provider_session_impl::watch(registration_number number) {
         if (!m_provider || number != m_number) {
             return;
         }
-        if (m_provider->is_usable()) {
-            watch(number);
+        if (auto const found = m_provider->find_failure()) {
+            replace(*found);
         } else {
-            replace(
-                {session_reason::sending_failed,
-                 "a message could not be sent, or the registry has rejected the variables"});
+            watch(number);
         }
     });
 }

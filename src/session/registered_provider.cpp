@@ -57,13 +57,22 @@ void registered_provider::abandon() {
     }
 }
 
-bool registered_provider::is_usable() {
+std::optional<failure> registered_provider::find_failure() {
+    if (!m_provider.is_connected()) {
+        return failure{session_reason::sending_failed, "a message could not be sent"};
+    }
+    if (m_provider.is_definition_accepted()) {
+        return std::nullopt;
+    }
     try {
         m_provider.get_fingerprint();
-        return m_provider.is_connected();
     } catch (operational_state_invalid const&) {
-        return false; // the registry has rejected the definition after a restart of its own
+        return failure{
+            session_reason::definition_rejected,
+            "the registry has restarted and rejects the variables"};
     }
+    return failure{
+        session_reason::registry_silent, "the registry has restarted and gave no verdict in time"};
 }
 
 void registered_provider::publish(std::span<variable_change const> changes) {

@@ -3,6 +3,7 @@
 
 #pragma once
 
+#include "session/failure_status.hpp"
 #include "session/variable_slots.hpp"
 #include <hub/common.hpp>
 #include <hub/connect_options.hpp>
@@ -14,6 +15,7 @@
 #include <cstdint>
 #include <functional>
 #include <memory>
+#include <optional>
 #include <span>
 #include <string>
 #include <utility>
@@ -26,7 +28,7 @@ class provider_variable;
 /// One registration of a session's variables, on one connection. When anything is wrong with it, it
 /// is replaced; nothing in it is repaired.
 ///
-/// connect() is called once. Afterwards publish() and is_usable() are called by one thread.
+/// connect() is called once. Afterwards publish() and find_failure() are called by one thread.
 class registered_provider {
 public:
     /// A variable's position and the value that a consumer has written to it.
@@ -63,8 +65,8 @@ public:
     /// not reached the server yet.
     void abandon();
 
-    /// Returns whether the provider has not failed and its definition has not been rejected.
-    bool is_usable();
+    /// Returns why the provider is of no use any more; nothing while it is.
+    std::optional<failure> find_failure();
 
     /// Sends changes of different variables in one event.
     ///

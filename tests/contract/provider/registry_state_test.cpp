@@ -57,6 +57,50 @@ TEST_F(delivered_registry_state, ready_publishes_no_variables) {
     EXPECT_THAT(nats.published(subjects::change_event), SizeIs(1));
 }
 
+TEST_F(delivered_registry_state, ready_leaves_the_definition_accepted_if_the_verdict_says_so) {
+    static_cast<void>(start());
+    ASSERT_TRUE(boiler.is_definition_accepted());
+
+    with_verdict(verdict_on(7, 1), [&] { announce(ready_registry()); });
+
+    EXPECT_TRUE(boiler.is_definition_accepted());
+}
+
+TEST_F(delivered_registry_state, ready_shows_a_rejected_definition) {
+    static_cast<void>(start());
+
+    with_verdict(verdict_on(7, 0), [&] { announce(ready_registry()); });
+
+    EXPECT_FALSE(boiler.is_definition_accepted());
+}
+
+TEST_F(delivered_registry_state, ready_shows_a_definition_without_a_verdict) {
+    boiler.connect(
+        "nats://hub",
+        "http://hub/token",
+        "id",
+        "secret",
+        connect_options{}.set_verdict_time_limit(std::chrono::milliseconds{500}));
+    static_cast<void>(register_boiler(7));
+    ASSERT_TRUE(boiler.is_definition_accepted());
+
+    announce(ready_registry());
+
+    EXPECT_FALSE(boiler.is_definition_accepted());
+    EXPECT_TRUE(boiler.is_connected());
+}
+
+TEST_F(delivered_registry_state, leaves_a_definition_without_a_connection_unaccepted) {
+    static_cast<void>(start());
+    boiler.disconnect();
+    EXPECT_FALSE(boiler.is_definition_accepted());
+
+    boiler_definition definition{8};
+    static_cast<void>(boiler.register_provider_definition(definition));
+
+    EXPECT_FALSE(boiler.is_definition_accepted());
+}
+
 TEST_F(delivered_registry_state, not_ready_or_unknown_or_absent_sends_nothing) {
     static_cast<void>(start());
 

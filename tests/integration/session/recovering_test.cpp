@@ -156,11 +156,31 @@ TEST_F(recovering_oven, registers_again_after_a_restarted_registry_has_rejected_
     ASSERT_TRUE(sees("door", {true, good, at_noon})); // nothing is left to be sent
     hub.get_registry().reject("oven");
     hub.get_registry().restart();
-    ASSERT_TRUE(becomes(session_state::degraded)) << oven->get_status().text;
+    ASSERT_TRUE(becomes(session_state::degraded, session_reason::definition_rejected));
 
     hub.get_registry().judge_normally();
 
     expect_recovery();
+}
+
+TEST_F(recovering_oven, registers_again_after_a_restarted_registry_has_not_answered) {
+    auto hasty = access();
+    hasty.options.set_verdict_time_limit(std::chrono::seconds{1});
+    provider_session mixer{"mixer", hasty, quick()};
+    auto const speed = mixer.declare<double>("speed", 1.0);
+    mixer.start();
+    ASSERT_TRUE(mixer.wait_until_ready(patience));
+    hub.get_registry().set_verdict_copies(0);
+    hub.get_registry().restart();
+    ASSERT_TRUE(
+        await([&] { return mixer.get_status().reason == session_reason::registry_silent; }));
+    speed.set(2.0, good, at_one);
+
+    hub.get_registry().set_verdict_copies(1);
+
+    ASSERT_TRUE(mixer.wait_until_ready(patience));
+    EXPECT_TRUE(hub.get_registry().wait_until_provider_listed("mixer", patience));
+    EXPECT_TRUE(sees("speed", {2.0, good, at_one}, "mixer"));
 }
 
 TEST_F(recovering_oven, tells_no_secret_and_no_line_end) {
