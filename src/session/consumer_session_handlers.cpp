@@ -44,34 +44,29 @@ void consumer_session::impl::drain(following& wanted) {
     auto [changes, dropped] = wanted.take();
     auto const handlers = wanted.get_handlers();
     std::vector<any_reading> batch;
+    any_reading now;
     while (!changes.empty() && !m_stopping) {
         auto const event = changes.front().event;
-        auto now = changes.front().provider->take_reading(changes.front(), wanted, clock::now());
+        changes.front().provider->take_reading(changes.front(), wanted, &clock::now, now);
         now.skipped += std::exchange(dropped, 0);
         changes.pop_front();
-        call(*handlers, now);
+        if (handlers->single) {
+            call(handlers->single, now);
+        }
+        if (!handlers->batch) {
+            continue;
+        }
         batch.push_back(std::move(now));
-        auto const is_complete =
-            changes.empty() || (wanted.keeps_every_change() && changes.front().event != event);
-        if (is_complete) {
-            call(*handlers, batch);
+        if (changes.empty() || (wanted.keeps_every_change() && changes.front().event != event)) {
+            call(handlers->batch, batch);
+            batch.clear();
         }
     }
 }
 
-void consumer_session::impl::call(
-    following::handlers const& handlers, any_reading const& now) const {
-    if (handlers.single) {
-        m_handlers.run([&handlers, &now] { handlers.single(now); });
-    }
-}
-
-void consumer_session::impl::call(
-    following::handlers const& handlers, std::vector<any_reading>& batch) const {
-    if (handlers.batch) {
-        m_handlers.run([&handlers, &batch] { handlers.batch(batch); });
-    }
-    batch.clear();
+template <class Handler, class Argument>
+void consumer_session::impl::call(Handler const& handler, Argument const& argument) const {
+    m_handlers.run([&handler, &argument] { handler(argument); });
 }
 
 // -- definitions ----------------------------------------------------------------------------------

@@ -256,8 +256,8 @@ private:
     void add_drain();
     void drain();
     void drain(following& wanted);
-    void call(following::handlers const& handlers, any_reading const& now) const;
-    void call(following::handlers const& handlers, std::vector<any_reading>& batch) const;
+    template <class Handler, class Argument>
+    void call(Handler const& handler, Argument const& argument) const;
     void tell_definition_change(definition_change const& change);
     void add_definition_change(definition_change const& change);
     definition_handler get_definition_handler() CORVEL_HUB_EXCLUDES(m_handlers_mutex);

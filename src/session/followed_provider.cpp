@@ -89,26 +89,32 @@ std::optional<bool> followed_provider::apply(
     ++m_activity;
     std::vector<std::size_t> slots;
     slots.reserve(changed.size());
+    auto next = m_bindings.cbegin();
     for (auto const id : changed) {
-        copy_changed(id, slots);
+        next = copy_changed(id, next, slots);
     }
     return m_freshness.is_live() && notify(slots);
 }
 
-void followed_provider::copy_changed(variable_id changed, std::vector<std::size_t>& slots) {
+// Returns the binding after those of the variable: that of the next one, if all have changed.
+followed_provider::bindings::const_iterator followed_provider::copy_changed(
+    variable_id changed, bindings::const_iterator bound, std::vector<std::size_t>& slots) {
     if (m_write && m_write->id == changed) {
         m_write->is_published = true; // the connection may hold what was written
-        return;
+        return bound;
     }
     show_to_watches(changed, true);
-    auto bound = std::lower_bound(
-        m_bindings.begin(), m_bindings.end(), changed, [](binding const& one, variable_id id) {
-            return one.id < id;
-        });
-    for (; bound != m_bindings.end() && bound->id == changed; ++bound) {
+    if (bound == m_bindings.cend() || bound->id != changed) {
+        bound = std::lower_bound(
+            m_bindings.cbegin(), m_bindings.cend(), changed, [](auto const& one, variable_id id) {
+                return one.id < id;
+            });
+    }
+    for (; bound != m_bindings.cend() && bound->id == changed; ++bound) {
         copy_value(*bound);
         slots.push_back(bound->slot);
     }
+    return bound;
 }
 
 bool followed_provider::refresh(provider_connection const* source) {
@@ -181,6 +187,8 @@ void followed_provider::bind(std::vector<rebound_slot>& slots) {
             bind_variable(existing, slots, variable);
         }
     }
+    m_slots.shrink_to_fit(); // there may be very many, and they stay
+    m_bindings.shrink_to_fit();
 }
 
 std::vector<followed_provider::rebound_slot> followed_provider::unbind_all() {
@@ -282,7 +290,7 @@ void followed_provider::copy_value(binding const& bound) {
         return; // the connection may hold what was written
     }
     auto& shown = m_slots[bound.slot];
-    if (bound.variable->get_update_count() == 0) {
+    if (!shown.is_current && bound.variable->get_update_count() == 0) {
         return; // the provider did not send it
     }
     std::tie(shown.value, shown.when) = bound.variable->get_value_with_timestamp();
@@ -377,19 +385,23 @@ followed_provider::clock::time_point followed_provider::get_stale_since(slot con
     return shown.is_bound ? m_freshness.get_stale_since() : shown.stale_since;
 }
 
-any_reading followed_provider::make_reading(slot const& shown, clock::time_point now) const {
-    any_reading result;
+// All but the age of a stale reading.
+void followed_provider::fill_reading(slot const& shown, any_reading& result) const {
+    static_cast<reading<variable_value>&>(result) = {};
     result.provider = m_identifier;
     result.path = shown.path;
-    if (!shown.is_received) {
-        return result;
+    if (shown.is_received) {
+        result.value = shown.value;
+        result.quality = shown.quality;
+        result.when = shown.when;
+        result.freshness = is_live(shown) ? freshness::live : freshness::stale;
     }
-    result.value = shown.value;
-    result.quality = shown.quality;
-    result.when = shown.when;
-    result.freshness = freshness::live;
-    if (!is_live(shown)) {
-        result.freshness = freshness::stale;
+}
+
+any_reading followed_provider::make_reading(slot const& shown, clock::time_point now) const {
+    any_reading result;
+    fill_reading(shown, result);
+    if (result.freshness == freshness::stale) {
         result.stale_for = now - get_stale_since(shown);
     }
     return result;
@@ -415,11 +427,14 @@ std::vector<any_reading> followed_provider::get_readings(
     return result;
 }
 
-any_reading followed_provider::take_reading(
-    pending_change& change, following const& wanted, clock::time_point now) {
+void followed_provider::take_reading(
+    pending_change& change,
+    following const& wanted,
+    clock::time_point (*now)(),
+    any_reading& result) {
     std::scoped_lock const lock{m_mutex};
     auto& shown = m_slots[change.slot];
-    auto result = make_reading(shown, now);
+    fill_reading(shown, result);
     if (change.saved) {
         auto& saved = *change.saved;
         result.value = std::move(saved.value);
@@ -427,17 +442,24 @@ any_reading followed_provider::take_reading(
         result.when = saved.when;
         if (!saved.is_live || !m_freshness.is_live_since(saved.losses)) {
             result.freshness = freshness::stale;
-            result.stale_for = now - get_stale_since(shown);
         }
-        return result;
+    } else {
+        result.skipped = end_waiting(shown, wanted);
     }
+    if (result.freshness == freshness::stale) {
+        result.stale_for = now() - get_stale_since(shown);
+    }
+}
+
+// Returns how many changes were skipped while one waited.
+std::uint64_t followed_provider::end_waiting(slot& shown, following const& wanted) {
     for (auto& receiver : shown.subscribers) {
         if (receiver.wanted.get() == &wanted) {
             receiver.is_waiting = false;
-            result.skipped = std::exchange(receiver.skipped, 0);
+            return std::exchange(receiver.skipped, 0);
         }
     }
-    return result;
+    return 0;
 }
 
 // -- writing --------------------------------------------------------------------------------------

@@ -113,10 +113,15 @@ public:
     [[nodiscard]] std::vector<any_reading> get_readings(
         following const& wanted, clock::time_point now) const CORVEL_HUB_EXCLUDES(m_mutex);
 
-    /// Returns the reading for a change that has waited, which no longer waits.
-    [[nodiscard]] any_reading take_reading(
-        pending_change& change, following const& wanted, clock::time_point now)
-        CORVEL_HUB_EXCLUDES(m_mutex);
+    /// Makes the reading for a change that has waited, which no longer waits.
+    ///
+    /// @param now     Called if the reading is stale, which few are.
+    /// @param result  Replaced; keeps the memory of its texts.
+    void take_reading(
+        pending_change& change,
+        following const& wanted,
+        clock::time_point (*now)(),
+        any_reading& result) CORVEL_HUB_EXCLUDES(m_mutex);
 
     // -- writing ----------------------------------------------------------------------------------
 
@@ -163,6 +168,8 @@ private:
         std::shared_ptr<consumer_variable> variable;
     };
 
+    using bindings = std::vector<binding>;
+
     // A write that was sent, until the variable has been read again.
     struct active_write {
         variable_id id;
@@ -189,8 +196,8 @@ private:
     std::vector<slot> m_slots CORVEL_HUB_GUARDED_BY(m_mutex);
     freshness_record m_freshness CORVEL_HUB_GUARDED_BY(m_mutex);
     attachment m_attachment CORVEL_HUB_GUARDED_BY(m_mutex);
-    current_variables m_variables CORVEL_HUB_GUARDED_BY(m_mutex);   // as adopted
-    std::vector<binding> m_bindings CORVEL_HUB_GUARDED_BY(m_mutex); // ordered by id
+    current_variables m_variables CORVEL_HUB_GUARDED_BY(m_mutex); // as adopted
+    bindings m_bindings CORVEL_HUB_GUARDED_BY(m_mutex);           // ordered by id
     std::uint64_t m_activity CORVEL_HUB_GUARDED_BY(m_mutex) = 0;
     std::optional<active_write> m_write CORVEL_HUB_GUARDED_BY(m_mutex);
     std::vector<std::shared_ptr<write_watch>> m_watches CORVEL_HUB_GUARDED_BY(m_mutex);
@@ -213,7 +220,8 @@ private:
         std::vector<rebound_slot> const& slots) const CORVEL_HUB_REQUIRES(m_mutex);
     void copy_value(binding const& bound) CORVEL_HUB_REQUIRES(m_mutex);
     void copy_all_values() CORVEL_HUB_REQUIRES(m_mutex);
-    void copy_changed(variable_id changed, std::vector<std::size_t>& slots)
+    bindings::const_iterator copy_changed(
+        variable_id changed, bindings::const_iterator bound, std::vector<std::size_t>& slots)
         CORVEL_HUB_REQUIRES(m_mutex);
     void show_to_watches(variable_id changed, bool is_published) CORVEL_HUB_REQUIRES(m_mutex);
     static void note_absence(slot& missing, rebound_slot const& earlier, definition_change& change);
@@ -231,6 +239,8 @@ private:
     [[nodiscard]] bool is_live(slot const& shown) const CORVEL_HUB_REQUIRES(m_mutex);
     [[nodiscard]] clock::time_point get_stale_since(slot const& shown) const
         CORVEL_HUB_REQUIRES(m_mutex);
+    static std::uint64_t end_waiting(slot& shown, following const& wanted);
+    void fill_reading(slot const& shown, any_reading& result) const CORVEL_HUB_REQUIRES(m_mutex);
     [[nodiscard]] any_reading make_reading(slot const& shown, clock::time_point now) const
         CORVEL_HUB_REQUIRES(m_mutex);
 };

@@ -76,7 +76,8 @@ protected:
     std::vector<any_reading> take(following& wanted) {
         std::vector<any_reading> readings;
         for (auto& change : wanted.take().changes) {
-            readings.push_back(provider.take_reading(change, wanted, after(seconds{10})));
+            provider.take_reading(
+                change, wanted, [] { return after(seconds{10}); }, readings.emplace_back());
         }
         return readings;
     }
