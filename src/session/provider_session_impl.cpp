@@ -35,15 +35,11 @@ hub_access with_link_options(hub_access access, session_settings const& settings
     return access;
 }
 
-// Returns what can be sent in one event: changes of one time and of different variables. Only the
-// changes of a variable with a queue repeat it, and they follow each other.
+// Returns what is sent in the first event of several.
 std::span<variable_change const> first_event_of(std::span<variable_change const> changes) {
-    std::size_t size = 1;
-    while (size < changes.size() && changes[size].when == changes[0].when
-           && changes[size].position != changes[size - 1].position) {
-        ++size;
-    }
-    return changes.first(size);
+    auto const next = std::find_if(
+        changes.begin() + 1, changes.end(), [](auto const& change) { return change.begins_event; });
+    return {changes.begin(), next};
 }
 
 // Runs a step on the session's thread, unless the session is gone by then.
@@ -359,19 +355,19 @@ void provider_session_impl::send() {
         return;
     }
     m_sending = false;
+    std::vector<variable_change> batch;
     std::size_t sent = 0;
     try {
-        m_slots.take(m_batch);
-        while (sent < m_batch.size()) {
-            auto const event = first_event_of(std::span{m_batch}.subspan(sent));
+        batch = m_slots.take();
+        while (sent < batch.size()) {
+            auto const event = first_event_of(std::span{batch}.subspan(sent));
             m_provider->publish(event);
             sent += event.size();
         }
     } catch (std::exception const& error) {
-        m_slots.put_back(m_batch, sent);
+        m_slots.put_back(batch, sent);
         replace({session_reason::sending_failed, plain_text(error.what(), m_access.client_secret)});
     }
-    m_batch.clear();
 }
 
 void provider_session_impl::receive_writes(

@@ -123,7 +123,6 @@ private:
     registration_number m_number = 0;                // of the registration made last
     registration_number m_lost = 0;                  // of the one whose link broke last
     bool m_was_ready = false;
-    std::vector<variable_change> m_batch; // empty; keeps its memory
 
     // Last, so that they end first. Shared with what the core calls.
     std::shared_ptr<work_thread> const m_thread = std::make_shared<work_thread>();

@@ -82,11 +82,11 @@ void registered_provider::publish(std::span<variable_change const> changes) {
 
 void registered_provider::record(std::span<variable_change const> changes) {
     std::scoped_lock const lock{*m_list};
-    for (auto const& [position, value, quality, when] : changes) {
-        auto& variable = *m_variables[position];
-        variable.set_value(value, when);
-        if (variable.get_quality() != quality) {
-            variable.set_quality(quality, when);
+    for (auto const& change : changes) {
+        auto& variable = *m_variables[change.position];
+        variable.set_value(change.value, change.when);
+        if (variable.get_quality() != change.quality) {
+            variable.set_quality(change.quality, change.when);
         }
     }
 }

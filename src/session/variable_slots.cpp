@@ -11,6 +11,10 @@
 
 namespace arvenhold::corvel::hub {
 
+variable_change variable_slots::recorded::as_change(position variable) const {
+    return {variable, value.get(), static_cast<variable_quality>(quality), when};
+}
+
 variable_slots::position variable_slots::add(
     std::string const& path,
     variable_value initial,
@@ -22,18 +26,28 @@ variable_slots::position variable_slots::add(
     }
     auto const type = static_cast<std::uint8_t>(initial.index());
     m_slots.push_back(
-        {.path = path,
+        {.path_begin = static_cast<std::uint32_t>(m_path_text.size()),
+         .quality = static_cast<std::uint8_t>(variable_quality::uncertain_initial_value),
          .type = type,
-         .permissions = permissions,
-         .quality = variable_quality::uncertain_initial_value,
+         .is_read_only = permissions == variable_permissions::read_only,
+         .is_changed = false,
+         .has_queue = false,
          .when = when,
-         .value = std::move(initial)});
-    m_changed.reserve(m_slots.capacity());
+         .value = packed_value{std::move(initial)}});
+    m_path_text += path;
+    if (m_changed.capacity() < m_slots.size()) {
+        m_changed.reserve(2 * m_slots.size());
+    }
     return static_cast<position>(m_slots.size() - 1);
 }
 
 void variable_slots::freeze() {
     m_paths = {};
+    std::scoped_lock const lock{m_mutex};
+    m_path_text.shrink_to_fit();
+    auto changed = std::exchange(m_changed, {});
+    m_changed.reserve(std::max(m_slots.size(), changed.size()));
+    m_changed.assign(changed.begin(), changed.end());
 }
 
 void variable_slots::keep_changes(position variable, std::size_t limit) {
@@ -60,15 +74,15 @@ void variable_slots::set(std::vector<variable_change> changes) {
 
 void variable_slots::record(variable_change change) {
     auto& slot = m_slots[change.position];
-    slot.value = std::move(change.value);
-    slot.quality = change.quality;
+    slot.value = packed_value{std::move(change.value)};
+    slot.quality = static_cast<std::uint8_t>(change.quality);
     slot.when = change.when;
     mark_changed(change.position);
 }
 
 void variable_slots::set_quality(position variable, variable_quality quality, timestamp when) {
     std::scoped_lock const lock{m_mutex};
-    m_slots[variable].quality = quality;
+    m_slots[variable].quality = static_cast<std::uint8_t>(quality);
     m_slots[variable].when = when;
     mark_changed(variable);
 }
@@ -82,68 +96,93 @@ void variable_slots::mark_changed(position variable) {
     auto& slot = m_slots[variable];
     if (slot.has_queue) {
         enqueue(variable);
-    }
-    if (!slot.is_changed) {
+    } else if (!slot.is_changed) {
         slot.is_changed = true;
         m_changed.push_back(variable);
     }
 }
 
+// Leaves room in the list for all variables without a queue, so that setting them never allocates.
 void variable_slots::enqueue(position variable) {
     auto& queue = m_queues.at(variable);
-    auto const& slot = m_slots[variable];
-    queue.waiting.push_back({variable, slot.value, slot.quality, slot.when});
+    queue.waiting.push_back(m_slots[variable].as_change(variable));
     if (queue.waiting.size() > queue.limit) {
         queue.waiting.pop_front();
         ++queue.dropped;
+        return;
+    }
+    m_changed.push_back(variable);
+    if (m_changed.capacity() - m_changed.size() < m_slots.size()) {
+        m_changed.reserve(2 * m_changed.capacity() + m_slots.size());
     }
 }
 
-void variable_slots::take(std::vector<variable_change>& batch) {
+std::vector<variable_change> variable_slots::take() {
+    std::vector<variable_change> batch;
     std::scoped_lock const lock{m_mutex};
+    batch.reserve(m_changed.size());
     for (auto const variable : m_changed) {
         auto& slot = m_slots[variable];
-        slot.is_changed = false;
-        if (!slot.has_queue) {
-            batch.push_back({variable, slot.value, slot.quality, slot.when});
-            continue;
+        if (slot.has_queue) {
+            take_oldest(m_queues.at(variable), batch);
+        } else {
+            slot.is_changed = false;
+            append(batch, slot.as_change(variable), false);
         }
-        auto& waiting = m_queues.at(variable).waiting;
-        for (auto& change : waiting) {
-            batch.push_back(std::move(change));
-        }
-        waiting.clear();
     }
     m_changed.clear();
+    return batch;
+}
+
+void variable_slots::take_oldest(change_queue& queue, std::vector<variable_change>& batch) {
+    if (queue.waiting.empty()) {
+        return; // an earlier take() ran out of memory halfway
+    }
+    append(batch, std::move(queue.waiting.front()), queue.last_event == m_events);
+    queue.waiting.pop_front();
+    queue.last_event = m_events;
+}
+
+void variable_slots::append(
+    std::vector<variable_change>& batch, variable_change next, bool is_in_event_already) {
+    next.begins_event = batch.empty() || is_in_event_already || next.when != batch.back().when;
+    if (next.begins_event) {
+        ++m_events;
+    }
+    batch.push_back(std::move(next));
 }
 
 void variable_slots::put_back(std::vector<variable_change> const& batch, std::size_t first) {
     std::scoped_lock const lock{m_mutex};
+    std::vector<position> returned;
     for (auto next = batch.size(); next > first; --next) {
         auto const& change = batch[next - 1];
-        auto& slot = m_slots[change.position];
-        if (!slot.has_queue) {
+        if (!m_slots[change.position].has_queue) {
             continue;
         }
         auto& queue = m_queues.at(change.position);
         if (queue.waiting.size() < queue.limit) {
             queue.waiting.push_front(change);
+            returned.push_back(change.position);
         } else {
             ++queue.dropped; // the newer ones stay
         }
-        if (!slot.is_changed) {
-            slot.is_changed = true;
-            m_changed.push_back(change.position);
-        }
     }
+    m_changed.insert(m_changed.begin(), returned.rbegin(), returned.rend());
 }
 
 std::vector<variable_state> variable_slots::get_states() {
     std::vector<variable_state> states;
     states.reserve(m_slots.size());
     std::scoped_lock const lock{m_mutex};
-    for (auto const& slot : m_slots) {
-        states.push_back({slot.path, slot.permissions, slot.value, slot.quality, slot.when});
+    for (position variable = 0; variable < m_slots.size(); ++variable) {
+        auto latest = m_slots[variable].as_change(variable);
+        states.push_back(
+            {std::string{path_of(variable)},
+             get_permissions(variable),
+             std::move(latest.value),
+             latest.quality,
+             latest.when});
     }
     for (auto const& [variable, queue] : m_queues) {
         if (!queue.waiting.empty()) {
@@ -156,27 +195,36 @@ std::vector<variable_state> variable_slots::get_states() {
     return states;
 }
 
-std::optional<variable_slots::position> variable_slots::find(std::string const& path) const {
-    auto const found = std::find_if(m_slots.begin(), m_slots.end(), [&path](recorded const& each) {
-        return each.path == path;
-    });
-    if (found == m_slots.end()) {
-        return std::nullopt;
+std::optional<variable_slots::position> variable_slots::find(std::string_view path) const {
+    std::scoped_lock const lock{m_mutex};
+    for (position variable = 0; variable < m_slots.size(); ++variable) {
+        if (path_of(variable) == path) {
+            return variable;
+        }
     }
-    return static_cast<position>(found - m_slots.begin());
+    return std::nullopt;
 }
 
-std::string const& variable_slots::get_path(position variable) const {
-    return m_slots[variable].path;
+std::string variable_slots::get_path(position variable) const {
+    std::scoped_lock const lock{m_mutex};
+    return std::string{path_of(variable)};
+}
+
+std::string_view variable_slots::path_of(position variable) const {
+    auto const begin = m_slots[variable].path_begin;
+    auto const is_last = variable + std::size_t{1} == m_slots.size();
+    auto const end = is_last ? m_path_text.size() : m_slots[variable + 1].path_begin;
+    return std::string_view{m_path_text}.substr(begin, end - begin);
 }
 
 variable_permissions variable_slots::get_permissions(position variable) const {
-    return m_slots[variable].permissions;
+    return m_slots[variable].is_read_only ? variable_permissions::read_only
+                                          : variable_permissions::read_write;
 }
 
 variable_value variable_slots::get(position variable) {
     std::scoped_lock const lock{m_mutex};
-    return m_slots[variable].value;
+    return m_slots[variable].value.get();
 }
 
 std::uint64_t variable_slots::get_dropped_changes(position variable) {
@@ -188,8 +236,10 @@ std::uint64_t variable_slots::get_dropped_changes(position variable) {
 std::uint32_t variable_slots::get_content_hash() const {
     std::vector<variable_signature> signatures;
     signatures.reserve(m_slots.size());
-    for (auto const& slot : m_slots) {
-        signatures.emplace_back(slot.path, slot.type, slot.permissions);
+    std::scoped_lock const lock{m_mutex};
+    for (position variable = 0; variable < m_slots.size(); ++variable) {
+        signatures.emplace_back(
+            path_of(variable), m_slots[variable].type, get_permissions(variable));
     }
     return content_hash(std::move(signatures));
 }

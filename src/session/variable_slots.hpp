@@ -4,16 +4,18 @@
 #pragma once
 
 #include "session/content_hash.hpp"
+#include "session/packed_value.hpp"
 #include <hub/common.hpp>
 #include <hub/detail/thread_annotations.hpp>
 
 #include <cstddef>
 #include <cstdint>
 #include <deque>
-#include <map>
 #include <mutex>
 #include <optional>
 #include <string>
+#include <string_view>
+#include <unordered_map>
 #include <unordered_set>
 #include <vector>
 
@@ -25,6 +27,7 @@ struct variable_change {
     variable_value value;
     variable_quality quality = variable_quality::good;
     timestamp when;
+    bool begins_event = false; ///< Set by variable_slots::take().
 };
 
 /// What a variable is registered with.
@@ -42,7 +45,8 @@ struct variable_state {
 /// Variables are added on one thread, before any other operation is called on another one. All
 /// other operations may be called from any thread.
 ///
-/// 1. A changed variable is listed once in `m_changed`, in the order of the first change.
+/// 1. `m_changed` lists the variables in the order in which they have changed since the last take():
+///    one without a queue once, one with a queue as often as there are changes in that.
 /// 2. A variable with a queue has every change since the last take() in it, up to its limit.
 class variable_slots {
 public:
@@ -58,7 +62,7 @@ public:
         timestamp when) CORVEL_HUB_EXCLUDES(m_mutex);
 
     /// Ends the adding, and releases the memory that only adding needs.
-    void freeze();
+    void freeze() CORVEL_HUB_EXCLUDES(m_mutex);
 
     /// Keeps up to `limit` changes of a variable.
     void keep_changes(position variable, std::size_t limit) CORVEL_HUB_EXCLUDES(m_mutex);
@@ -81,8 +85,9 @@ public:
     /// Lists the variable as changed although it is not.
     void send_again(position variable) CORVEL_HUB_EXCLUDES(m_mutex);
 
-    /// Moves all changes to the end of `batch`, in the order in which they are to be sent.
-    void take(std::vector<variable_change>& batch) CORVEL_HUB_EXCLUDES(m_mutex);
+    /// Removes and returns all changes, in the order in which they are to be sent, and marks where an
+    /// event begins: an event has changes of one time and of different variables.
+    std::vector<variable_change> take() CORVEL_HUB_EXCLUDES(m_mutex);
 
     /// Takes back what could not be sent, from `first` on: into the queues of variables that have
     /// one. Of the others a registration restores the latest value.
@@ -94,13 +99,13 @@ public:
     std::vector<variable_state> get_states() CORVEL_HUB_EXCLUDES(m_mutex);
 
     /// Compares all paths in turn.
-    std::optional<position> find(std::string const& path) const;
+    std::optional<position> find(std::string_view path) const CORVEL_HUB_EXCLUDES(m_mutex);
 
-    std::string const& get_path(position variable) const;
+    std::string get_path(position variable) const CORVEL_HUB_EXCLUDES(m_mutex);
     variable_permissions get_permissions(position variable) const;
     variable_value get(position variable) CORVEL_HUB_EXCLUDES(m_mutex);
     std::uint64_t get_dropped_changes(position variable) CORVEL_HUB_EXCLUDES(m_mutex);
-    std::uint32_t get_content_hash() const;
+    std::uint32_t get_content_hash() const CORVEL_HUB_EXCLUDES(m_mutex);
 
     bool has_type_of(position variable, variable_value const& value) const;
 
@@ -108,34 +113,45 @@ public:
     void require_type(position variable, variable_value const& value) const;
 
 private:
-    // As small as possible: there may be a hundred thousand.
+    // As small as possible: there may be a hundred thousand. The type and the permissions are fixed
+    // when added, and read without the lock.
     struct recorded {
-        std::string path; // this and the two next: fixed when added, and read without the lock
+        std::uint32_t path_begin; // in m_path_text; ends where the next one begins
+        std::uint8_t quality;     // every variable_quality is below 256
         std::uint8_t type;
-        variable_permissions permissions;
-        bool is_changed = false;
-        bool has_queue = false;
-        variable_quality quality;
+        bool is_read_only;
+        bool is_changed : 1; // guarded, like has_queue and everything but what is fixed
+        bool has_queue : 1;
         timestamp when;
-        variable_value value;
+        packed_value value;
+
+        [[nodiscard]] variable_change as_change(position variable) const;
     };
 
     struct change_queue {
         std::size_t limit = 0;
         std::uint64_t dropped = 0;
+        std::uint64_t last_event = 0; // the one that got a change of it last
         std::deque<variable_change> waiting;
     };
 
     std::unordered_set<std::string> m_paths; // empty once frozen
 
-    std::mutex m_mutex;
-    std::vector<recorded> m_slots;                                  // see recorded
-    std::vector<position> m_changed CORVEL_HUB_GUARDED_BY(m_mutex); // never allocates
-    std::map<position, change_queue> m_queues CORVEL_HUB_GUARDED_BY(m_mutex);
+    mutable std::mutex m_mutex;
+    std::deque<recorded> m_slots;                           // see recorded; stay where they are
+    std::string m_path_text CORVEL_HUB_GUARDED_BY(m_mutex); // all paths, one after the other
+    std::vector<position> m_changed CORVEL_HUB_GUARDED_BY(m_mutex); // grows only for queues
+    std::unordered_map<position, change_queue> m_queues CORVEL_HUB_GUARDED_BY(m_mutex);
+    std::uint64_t m_events CORVEL_HUB_GUARDED_BY(m_mutex) = 0; // how many take() has begun
 
+    std::string_view path_of(position variable) const CORVEL_HUB_REQUIRES(m_mutex);
     void record(variable_change change) CORVEL_HUB_REQUIRES(m_mutex);
     void mark_changed(position variable) CORVEL_HUB_REQUIRES(m_mutex);
     void enqueue(position variable) CORVEL_HUB_REQUIRES(m_mutex);
+    void take_oldest(change_queue& queue, std::vector<variable_change>& batch)
+        CORVEL_HUB_REQUIRES(m_mutex);
+    void append(std::vector<variable_change>& batch, variable_change next, bool is_in_event_already)
+        CORVEL_HUB_REQUIRES(m_mutex);
 };
 
 } // namespace arvenhold::corvel::hub

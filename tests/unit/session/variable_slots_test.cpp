@@ -33,15 +33,9 @@ protected:
         slots.set({speed, value, good, at_one});
     }
 
-    std::vector<variable_change> take() {
-        std::vector<variable_change> batch;
-        slots.take(batch);
-        return batch;
-    }
-
     std::vector<variable_value> take_values() {
         std::vector<variable_value> values;
-        for (auto const& change : take()) {
+        for (auto const& change : slots.take()) {
             values.push_back(change.value);
         }
         return values;
@@ -64,7 +58,7 @@ TEST_F(two_slots, refuse_a_path_that_there_is) {
 }
 
 TEST_F(two_slots, are_unchanged_and_uncertain_at_first) {
-    EXPECT_THAT(take(), IsEmpty());
+    EXPECT_THAT(slots.take(), IsEmpty());
     auto const state = slots.get_states().at(speed);
     EXPECT_EQ(state.path, "speed");
     EXPECT_EQ(state.permissions, read_only);
@@ -77,14 +71,14 @@ TEST_F(two_slots, give_the_latest_change_once) {
     set_speed(2.0);
     set_speed(3.0);
 
-    auto const batch = take();
+    auto const batch = slots.take();
 
     ASSERT_THAT(batch, SizeIs(1));
     EXPECT_EQ(batch[0].position, speed);
     EXPECT_EQ(batch[0].value, variable_value{3.0});
     EXPECT_EQ(batch[0].quality, good);
     EXPECT_EQ(batch[0].when, at_one);
-    EXPECT_THAT(take(), IsEmpty());
+    EXPECT_THAT(slots.take(), IsEmpty());
     EXPECT_EQ(slots.get(speed), variable_value{3.0});
 }
 
@@ -100,12 +94,12 @@ TEST_F(two_slots, give_changes_in_the_order_of_the_first) {
 TEST_F(two_slots, record_all_of_several_changes_or_none) {
     EXPECT_THROW(
         slots.set({{speed, 2.0, good, at_one}, {mode, 2.0, good, at_one}}), std::invalid_argument);
-    EXPECT_THAT(take(), IsEmpty());
+    EXPECT_THAT(slots.take(), IsEmpty());
     EXPECT_EQ(slots.get(speed), variable_value{1.5});
 
     slots.set({{speed, 2.0, good, at_one}, {mode, std::string{"run"}, good, at_one}});
 
-    EXPECT_THAT(take(), SizeIs(2));
+    EXPECT_THAT(slots.take(), SizeIs(2));
 }
 
 TEST_F(two_slots, refuse_another_type_in_words) {
@@ -121,7 +115,7 @@ TEST_F(two_slots, refuse_another_type_in_words) {
 TEST_F(two_slots, give_a_quality_with_the_latest_value) {
     slots.set_quality(speed, variable_quality::bad, at_one);
 
-    auto const batch = take();
+    auto const batch = slots.take();
 
     ASSERT_THAT(batch, SizeIs(1));
     EXPECT_EQ(batch[0].value, variable_value{1.5});
@@ -132,7 +126,7 @@ TEST_F(two_slots, give_a_quality_with_the_latest_value) {
 TEST_F(two_slots, give_what_is_sent_again_as_it_is) {
     slots.send_again(speed);
 
-    auto const batch = take();
+    auto const batch = slots.take();
 
     ASSERT_THAT(batch, SizeIs(1));
     EXPECT_EQ(batch[0].value, variable_value{1.5});
@@ -141,11 +135,11 @@ TEST_F(two_slots, give_what_is_sent_again_as_it_is) {
 
 TEST_F(two_slots, take_nothing_back_without_a_queue) {
     set_speed(2.0);
-    auto const batch = take();
+    auto const batch = slots.take();
 
     slots.put_back(batch, 0);
 
-    EXPECT_THAT(take(), IsEmpty());
+    EXPECT_THAT(slots.take(), IsEmpty());
 }
 
 class queued_slot : public two_slots {
@@ -160,7 +154,7 @@ TEST_F(queued_slot, gives_every_change) {
     set_speed(3.0);
 
     EXPECT_THAT(take_values(), ElementsAre(variable_value{2.0}, variable_value{3.0}));
-    EXPECT_THAT(take(), IsEmpty());
+    EXPECT_THAT(slots.take(), IsEmpty());
 }
 
 TEST_F(queued_slot, drops_and_counts_the_oldest_when_full) {
@@ -188,7 +182,7 @@ TEST_F(queued_slot, is_registered_with_the_oldest_change_that_waits) {
 TEST_F(queued_slot, takes_back_what_was_not_sent_before_what_came_later) {
     set_speed(2.0);
     set_speed(3.0);
-    auto const batch = take();
+    auto const batch = slots.take();
     set_speed(4.0);
 
     slots.put_back(batch, 1);
@@ -199,7 +193,7 @@ TEST_F(queued_slot, takes_back_what_was_not_sent_before_what_came_later) {
 TEST_F(queued_slot, takes_back_no_more_than_fits) {
     set_speed(2.0);
     set_speed(3.0);
-    auto const batch = take();
+    auto const batch = slots.take();
     set_speed(4.0);
     set_speed(5.0);
 
@@ -208,6 +202,85 @@ TEST_F(queued_slot, takes_back_no_more_than_fits) {
     EXPECT_EQ(slots.get_dropped_changes(speed), 1U);
     EXPECT_THAT(
         take_values(), ElementsAre(variable_value{3.0}, variable_value{4.0}, variable_value{5.0}));
+}
+
+// The values of each event, separated by spaces; events by semicolons.
+std::string events_of(std::vector<variable_change> const& batch) {
+    std::string text;
+    for (auto const& change : batch) {
+        text += change.begins_event && !text.empty() ? "; " : text.empty() ? "" : " ";
+        text += std::to_string(std::get<std::int64_t>(change.value));
+    }
+    return text;
+}
+
+class two_queued_slots : public testing::Test {
+protected:
+    two_queued_slots() {
+        slots.keep_changes(left, 3);
+        slots.keep_changes(right, 3);
+    }
+
+    void set_both(std::int64_t value, timestamp when) {
+        slots.set({{left, value, good, when}, {right, value, good, when}});
+    }
+
+    variable_slots slots;
+    variable_slots::position const left = slots.add("left", std::int64_t{0}, read_only, at_noon);
+    variable_slots::position const right = slots.add("right", std::int64_t{0}, read_only, at_noon);
+};
+
+TEST_F(two_queued_slots, give_what_was_set_together_as_one_event) {
+    set_both(1, at_noon);
+    set_both(2, at_one);
+
+    EXPECT_EQ(events_of(slots.take()), "1 1; 2 2");
+}
+
+TEST_F(two_queued_slots, give_no_event_with_two_changes_of_a_variable) {
+    set_both(1, at_noon);
+    set_both(2, at_noon);
+
+    EXPECT_EQ(events_of(slots.take()), "1 1; 2 2");
+}
+
+TEST_F(two_queued_slots, give_events_together_also_after_the_oldest_were_dropped) {
+    for (std::int64_t value = 1; value < 6; ++value) {
+        set_both(value, timestamp{std::chrono::seconds{value}});
+    }
+
+    EXPECT_EQ(events_of(slots.take()), "3 3; 4 4; 5 5");
+    EXPECT_EQ(slots.get_dropped_changes(left), 2U);
+    EXPECT_EQ(slots.get_dropped_changes(right), 2U);
+}
+
+TEST_F(two_queued_slots, give_events_together_also_after_they_were_put_back) {
+    set_both(1, timestamp{std::chrono::seconds{1}});
+    set_both(2, timestamp{std::chrono::seconds{2}});
+    auto const batch = slots.take();
+    set_both(3, timestamp{std::chrono::seconds{3}});
+
+    slots.put_back(batch, 2);
+
+    EXPECT_EQ(events_of(slots.take()), "2 2; 3 3");
+}
+
+TEST_F(two_queued_slots, share_an_event_with_a_variable_without_a_queue) {
+    auto const plain = slots.add("plain", std::int64_t{0}, read_only, at_noon);
+    set_both(1, at_noon);
+    slots.set({plain, std::int64_t{2}, good, at_noon});
+
+    EXPECT_EQ(events_of(slots.take()), "1 1 2");
+}
+
+TEST_F(two_slots, keep_paths_and_changes_when_they_are_frozen) {
+    set_speed(2.0);
+
+    slots.freeze();
+
+    EXPECT_EQ(slots.get_path(speed), "speed");
+    EXPECT_EQ(slots.get_path(mode), "mode");
+    EXPECT_THAT(take_values(), ElementsAre(variable_value{2.0}));
 }
 
 } // namespace
