@@ -65,7 +65,7 @@ check: deps ## Run all static checks (ONLY="format layers": only these)
 bench: deps ## Compare the library with hand-written code, and print which targets are met
 	@cmake --preset release >/dev/null
 	@cmake --build --preset release --target corvel-hub-bench corvel-hub-bench-locks \
-		corvel-hub-bench-end-to-end
+		corvel-hub-bench-end-to-end corvel-hub-bench-session
 	@bench/run
 
 bench-peers: deps ## Compare the library with other ways to transport values

@@ -8,9 +8,11 @@
 #include "end_to_end.hpp"
 #include "support/simulated_providers.hpp"
 #include <hub/hub.hpp>
+#include <hub/session/consumer_session.hpp>
 
 #include <unistd.h>
 
+#include <algorithm>
 #include <atomic>
 #include <filesystem>
 #include <fstream>
@@ -26,6 +28,7 @@ constexpr std::chrono::seconds patience{60};
 constexpr std::size_t provider_count = 1'000;
 constexpr std::size_t variables = 100;
 constexpr std::size_t thread_count = 8;
+constexpr char const* session_order = "session";
 
 dev::dev_hub_options options_of_hub() {
     dev::dev_hub_options options;
@@ -91,13 +94,32 @@ void attach_from_threads(consumer& attaching) {
     print("18", std::to_string(thread_count) + " threads, ms each", all / provider_count);
 }
 
-} // namespace
+void follow_all(hub_access const& access) {
+    auto const resident_before = resident_kib();
+    consumer_session following{"panel", access};
+    auto const all = following.follow_all("**", "**");
+    auto const time = milliseconds_of([&] {
+        following.start();
+        following.wait_until_ready(patience);
+    });
+    print("25", "all live, ms", time);
+    print("25", "threads", static_cast<double>(threads()));
+    print("25", "KiB each", (resident_kib() - resident_before) / provider_count);
+    auto const now = all.now();
+    auto const live = std::count_if(now.begin(), now.end(), [](auto const& reading) {
+        return reading.freshness == freshness::live;
+    });
+    if (live != provider_count * variables) {
+        throw std::runtime_error{"only " + std::to_string(live) + " values are live"};
+    }
+}
 
-void measure_attaching(int rounds) {
+// Starts processes that print their figures, one for each order, in turns.
+void run_processes(int rounds, std::vector<std::string> const& orders) {
     dev::dev_hub hub{options_of_hub()};
     simulated_providers const providers{hub, provider_count, variables};
     for (int round = 0; round < rounds; ++round) {
-        for (std::string const order : {"one-by-one", "from-threads"}) {
+        for (auto const& order : orders) {
             dev::child_process const attaching{
                 "/proc/self/exe",
                 {attaching_role,
@@ -112,9 +134,25 @@ void measure_attaching(int rounds) {
     }
 }
 
+} // namespace
+
+void measure_attaching(int rounds) {
+    run_processes(rounds, {"one-by-one", "from-threads"});
+}
+
+void measure_following(int rounds) {
+    run_processes(rounds, {session_order});
+}
+
 void attach_and_print(std::vector<std::string> const& arguments) {
+    hub_access const access{arguments.at(1), arguments.at(2), "developer", "developer-secret", {}};
+    if (arguments.at(0) == session_order) {
+        follow_all(access);
+        return;
+    }
     consumer attaching{"panel", false, nullptr, nullptr};
-    attaching.connect(arguments.at(1), arguments.at(2), "developer", "developer-secret");
+    attaching.connect(
+        access.server_url, access.token_endpoint, access.client_id, access.client_secret);
     if (arguments.at(0) == "one-by-one") {
         attach_one_by_one(attaching);
     } else {

@@ -1,8 +1,8 @@
 // SPDX-FileCopyrightText: 2026 Arvenhold
 // SPDX-License-Identifier: Apache-2.0
 
-// How long a consumer in a process of its own takes to attach to many providers over a real
-// nats-server, and what each connection takes: row 18.
+// How long a consumer or a consumer session in a process of its own takes to attach to many
+// providers over a real nats-server, and what each connection takes: rows 18 and 25.
 
 #pragma once
 
@@ -11,8 +11,11 @@
 
 namespace arvenhold::corvel::hub::bench {
 
-/// Starts a hub with simulated providers, and consumers that print their figures.
+/// Row 18: starts a hub with simulated providers, and consumers that print their figures.
 void measure_attaching(int rounds);
+
+/// Row 25: the same with consumer sessions.
+void measure_following(int rounds);
 
 /// The first argument of a process that is such a consumer.
 inline constexpr char const* attaching_role = "attach";

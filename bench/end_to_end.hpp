@@ -22,6 +22,11 @@ inline std::string provider_with(std::size_t size, bool at_once = false) {
     return (at_once ? "now-" : "press-") + std::to_string(size);
 }
 
+/// One like it that only a session follows; there are those with 1 and 1,000 variables.
+inline std::string followed_provider_with(std::size_t size, bool at_once = false) {
+    return "followed-" + provider_with(size, at_once);
+}
+
 /// Both processes run on one machine and share its clock.
 inline std::int64_t now_in_nanoseconds() {
     return std::chrono::duration_cast<std::chrono::nanoseconds>(

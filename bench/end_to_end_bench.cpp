@@ -6,19 +6,16 @@
 // often to measure, and the rows; all by default.
 
 #include "attach_bench.hpp"
-#include "dev_hub/child_process.hpp"
-#include "dev_hub/dev_hub.hpp"
 #include "end_to_end.hpp"
-#include "support/raw_nats.hpp"
+#include "sending_process.hpp"
+#include "session_bench.hpp"
 #include <hub/hub.hpp>
 
-#include <algorithm>
 #include <atomic>
 #include <cstring>
 #include <iostream>
 #include <iterator>
 #include <limits>
-#include <mutex>
 #include <set>
 #include <stdexcept>
 #include <thread>
@@ -28,117 +25,17 @@ namespace arvenhold::corvel::hub::bench {
 
 namespace {
 
-constexpr std::chrono::seconds patience{60};
-
-double percentile(std::vector<std::int64_t> values, double share) {
-    auto const position =
-        static_cast<std::ptrdiff_t>(static_cast<double>(values.size() - 1) * share);
-    std::nth_element(values.begin(), values.begin() + position, values.end());
-    return static_cast<double>(values[static_cast<std::size_t>(position)]);
-}
-
-// Counts events, and records when the first and the last arrived and how long each was in flight.
-class arrivals {
-public:
-    void expect(std::size_t count) {
-        std::scoped_lock const lock{m_mutex};
-        m_expected = count;
-        m_count = 0;
-        m_delays.clear();
-        m_delays.reserve(std::min<std::size_t>(count, 100'000));
-        m_done = false;
-    }
-
-    void take(std::int64_t sent) {
-        auto const now = now_in_nanoseconds();
-        std::scoped_lock const lock{m_mutex};
-        m_delays.push_back(now - sent);
-        if (m_count++ == 0) {
-            m_first = now;
-        }
-        m_last = now;
-        m_done = m_count >= m_expected;
-    }
-
-    void wait() const {
-        auto const deadline = std::chrono::steady_clock::now() + patience;
-        while (!m_done) {
-            if (std::chrono::steady_clock::now() > deadline) {
-                throw std::runtime_error{"messages are missing"};
-            }
-            std::this_thread::sleep_for(std::chrono::microseconds{200});
-        }
-    }
-
-    // Valid once waited for.
-    [[nodiscard]] std::int64_t span() const {
-        return m_last - m_first;
-    }
-
-    [[nodiscard]] std::vector<std::int64_t> const& delays() const {
-        return m_delays;
-    }
-
-private:
-    std::mutex m_mutex;
-    std::size_t m_expected = 0;
-    std::size_t m_count = 0;
-    std::int64_t m_first = 0;
-    std::int64_t m_last = 0;
-    std::vector<std::int64_t> m_delays;
-    std::atomic<bool> m_done{true};
-};
-
-class bench_consumer {
-public:
-    explicit bench_consumer(dev::dev_hub& hub, std::string const& name = "watcher")
-        : m_consumer{name, false, nullptr, nullptr} {
-        m_consumer.connect(
-            hub.get_nats_server().get_url(),
-            hub.get_token_endpoint().get_url(),
-            "developer",
-            "developer-secret");
-    }
-
-    // Counts the provider's events.
-    std::shared_ptr<provider_connection> follow(std::string const& provider, arrivals& counted) {
-        auto connection = m_consumer.attach_to_provider(provider);
-        connection->set_variables_changed_callback(
-            [](definition_fingerprint /*fingerprint*/,
-               std::vector<variable_id> changed,
-               provider_connection& from,
-               void* user_data) {
-                if (changed.empty()) {
-                    return; // what a provider publishes after it has reconnected
-                }
-                auto const current = from.get_current_variables();
-                if (!current.variables) {
-                    return; // disconnected a moment ago
-                }
-                auto const& first = current.variables->at(changed.front());
-                static_cast<arrivals*>(user_data)->take(
-                    first->get_last_publish_timestamp().time_since_epoch().count());
-            },
-            &counted);
-        return connection;
-    }
-
-private:
-    consumer m_consumer;
-};
-
 class comparison {
 public:
-    explicit comparison(int rounds)
-        : m_rounds{rounds} {
+    comparison(int rounds, sending_process& sender)
+        : m_rounds{rounds}
+        , m_sender{sender}
+        , m_hub{sender.hub()} {
         m_raw.subscribe(raw_subject, [this](natsMsg& message) {
             std::int64_t sent = 0;
             std::memcpy(&sent, raw_nats::bytes_of(message).data(), sizeof(sent));
             m_counted.take(sent);
         });
-        if (!m_sender.wait_until_output_contains("ready", patience)) {
-            throw std::runtime_error{"the sender does not start: " + m_sender.get_output()};
-        }
     }
 
     void compare_rates() {
@@ -235,8 +132,7 @@ public:
         auto const connection = watcher.follow(provider_with(1), m_counted);
         constexpr std::size_t never = std::numeric_limits<std::size_t>::max();
         m_counted.expect(never);
-        raw_nats control{m_hub.get_nats_server().get_url(), m_hub.get_nats_server().get_token()};
-        control.publish(control_subject, "outage " + provider_with(1) + " 6000 0");
+        m_raw.publish(control_subject, "outage " + provider_with(1) + " 6000 0");
         std::this_thread::sleep_for(std::chrono::seconds{1});
         m_hub.get_nats_server().kill();
         std::this_thread::sleep_for(std::chrono::milliseconds{500});
@@ -245,8 +141,9 @@ public:
         auto const begin = now_in_nanoseconds();
         m_counted.wait();
         print("17", "fresh values, ms", static_cast<double>(now_in_nanoseconds() - begin) / 1e6);
-        if (m_sender.wait_until_output_contains("longest ", patience)) {
-            auto const output = m_sender.get_output();
+        auto& process = m_sender.process();
+        if (process.wait_until_output_contains("longest ", patience)) {
+            auto const output = process.get_output();
             auto const longest = std::stod(output.substr(output.rfind("longest ") + 8));
             print("17", "longest publish, ms", longest / 1e6);
         }
@@ -254,24 +151,14 @@ public:
 
 private:
     int m_rounds;
-    dev::dev_hub m_hub;
-    dev::child_process m_sender{
-        CORVEL_HUB_BENCH_SENDER,
-        {m_hub.get_nats_server().get_url(),
-         m_hub.get_token_endpoint().get_url(),
-         m_hub.get_nats_server().get_token()}};
+    sending_process& m_sender;
+    dev::dev_hub& m_hub;
     arrivals m_counted;
     raw_nats m_raw{m_hub.get_nats_server().get_url(), m_hub.get_nats_server().get_token()};
 
-    // Lets the sender send and waits until everything has arrived. Returns its processor time.
     double send(
         std::string const& what, std::string const& target, std::size_t events, int gap = 0) {
-        m_counted.expect(events);
-        auto const used = m_raw.request(
-            control_subject,
-            what + " " + target + " " + std::to_string(events) + " " + std::to_string(gap));
-        m_counted.wait();
-        return std::stod(used);
+        return m_sender.send(m_counted, what, target, events, gap);
     }
 
     // The size of an event of the provider.
@@ -357,14 +244,24 @@ void measure(int rounds, std::set<std::string> const& chosen) {
     auto const is_chosen = [&](std::string const& row) {
         return chosen.empty() || chosen.contains(row);
     };
-    comparison running{rounds};
-    for (auto const& [row, measure_row] : rows) {
-        if (is_chosen(row)) {
-            (running.*measure_row)();
+    {
+        sending_process sender;
+        comparison running{rounds, sender};
+        for (auto const& [row, measure_row] : rows) {
+            if (is_chosen(row)) {
+                (running.*measure_row)();
+            }
         }
     }
-    if (is_chosen("18")) {
-        measure_attaching(rounds);
+    for (auto const& [row, measure_row] :
+         {std::pair{"18", &measure_attaching},
+          std::pair{"22", &compare_session_delays},
+          std::pair{"23", &compare_session_rates},
+          std::pair{"24", &compare_session_handlers},
+          std::pair{"25", &measure_following}}) {
+        if (is_chosen(row)) {
+            measure_row(rounds);
+        }
     }
 }
 

@@ -1,12 +1,14 @@
 // SPDX-FileCopyrightText: 2026 Arvenhold
 // SPDX-License-Identifier: Apache-2.0
 
-// The sending process of the end-to-end comparisons: providers, and a plain NATS client that sends
-// messages of the same size. Carries out the orders on the control subject until it is ended.
+// The sending process of the end-to-end comparisons: providers, sessions that provide the same, and
+// a plain NATS client that sends messages of the same size. Carries out the orders on the control
+// subject until it is ended.
 
 #include "end_to_end.hpp"
 #include "support/raw_nats.hpp"
 #include <hub/hub.hpp>
+#include <hub/session/provider_session.hpp>
 
 #include <sys/resource.h>
 #include <unistd.h>
@@ -16,6 +18,7 @@
 #include <iostream>
 #include <map>
 #include <sstream>
+#include <stdexcept>
 #include <thread>
 #include <vector>
 
@@ -33,8 +36,9 @@ struct access {
 
 class sending_provider {
 public:
-    sending_provider(access const& where, std::size_t size, bool at_once)
-        : m_provider{provider_with(size, at_once)} {
+    sending_provider(
+        access const& where, std::string const& identifier, std::size_t size, bool at_once)
+        : m_provider{identifier} {
         provider_definition definition{size};
         for (std::size_t position = 0; position < size; ++position) {
             definition.add_variable_definition(
@@ -67,6 +71,51 @@ private:
     std::shared_ptr<variable_list> m_list;
 };
 
+// Provides the same through a session. One that does not send immediately keeps every change, so
+// that as much is sent as through a plain provider.
+class sending_session {
+public:
+    sending_session(
+        access const& where, std::string const& identifier, std::size_t size, bool at_once)
+        : m_session{
+            identifier,
+            {where.nats_url,
+             where.token_url,
+             "developer",
+             "developer-secret",
+             connect_options{}.set_send_immediately(at_once)}} {
+        constexpr std::size_t all = 1'000'000;
+        for (std::size_t position = 0; position < size; ++position) {
+            auto const variable =
+                m_session.declare<double>("value/" + std::to_string(position), 0.5);
+            if (!at_once) {
+                m_session.keep_changes(variable.as_any(), all);
+            }
+            m_variables.push_back(variable);
+        }
+        m_session.start();
+        if (!m_session.wait_until_ready(std::chrono::seconds{30})) {
+            throw std::runtime_error{"the session is not ready: " + m_session.get_status().text};
+        }
+    }
+
+    void send() {
+        if (m_variables.size() == 1) {
+            m_variables.front().set(1.5);
+            return;
+        }
+        m_session.update([this](auto& cycle) {
+            for (auto const& variable : m_variables) {
+                cycle.set(variable, 1.5);
+            }
+        });
+    }
+
+private:
+    provider_session m_session;
+    std::vector<variable_handle<double>> m_variables;
+};
+
 void pause(std::chrono::microseconds gap) {
     if (gap.count() > 0) {
         std::this_thread::sleep_for(gap);
@@ -84,13 +133,18 @@ std::int64_t used_processor_time() {
 class sender {
 public:
     explicit sender(access const& where)
-        : m_raw{where.nats_url, where.token}
+        : m_access{where}
+        , m_raw{where.nats_url, where.token}
         , m_raw_at_once{where.nats_url, where.token, true}
         , m_control{where.nats_url, where.token} {
         for (std::size_t const size : {1U, 100U, 1000U}) {
-            m_providers.try_emplace(provider_with(size), where, size, false);
+            add_provider(provider_with(size), size, false);
         }
-        m_providers.try_emplace(provider_with(1, true), where, std::size_t{1}, true);
+        for (std::size_t const size : {1U, 1000U}) {
+            add_provider(followed_provider_with(size), size, false);
+        }
+        add_provider(provider_with(1, true), 1, true);
+        add_provider(followed_provider_with(1, true), 1, true);
         m_raw.subscribe(echo_subject, [this](natsMsg& request) {
             m_raw.publish(natsMsg_GetReply(&request), raw_nats::bytes_of(request));
         });
@@ -104,13 +158,20 @@ public:
     }
 
 private:
+    access m_access;
     std::map<std::string, sending_provider> m_providers;
+    std::map<std::string, sending_session> m_sessions;
     raw_nats m_raw;
     raw_nats m_raw_at_once;
     raw_nats m_control;
 
-    // "library <provider> <events> <gap in us>", "raw <bytes> <events> <gap in us>", "raw-now"
-    // likewise, or "outage <provider> <duration in ms>". Answers with the processor time in
+    void add_provider(std::string const& identifier, std::size_t size, bool at_once) {
+        m_providers.try_emplace(identifier, m_access, identifier, size, at_once);
+    }
+
+    // "library <provider> <events> <gap in us>", "session" and "raw-now" likewise,
+    // "raw <bytes> <events> <gap in us>", "outage <provider> <duration in ms>", or
+    // "open <session> <variables> <1 to send immediately>". Answers with the processor time in
     // microseconds, or the longest call in nanoseconds.
     std::string obey(std::istream& command) {
         std::string what;
@@ -121,6 +182,10 @@ private:
         auto const before = used_processor_time();
         if (what == "library") {
             send_values(m_providers.at(target), number, std::chrono::microseconds{gap});
+        } else if (what == "session") {
+            send_changes(m_sessions.at(target), number, std::chrono::microseconds{gap});
+        } else if (what == "open") {
+            m_sessions.try_emplace(target, m_access, target, number, gap != 0);
         } else if (what == "outage") {
             return std::to_string(
                 publish_through_outage(m_providers.at(target), std::chrono::milliseconds{number}));
@@ -139,6 +204,14 @@ private:
         std::vector<new_values> prepared(events, from.values());
         for (auto& values : prepared) {
             from.publish(std::move(values));
+            pause(gap);
+        }
+    }
+
+    static void send_changes(
+        sending_session& from, std::size_t events, std::chrono::microseconds gap) {
+        for (std::size_t event = 0; event < events; ++event) {
+            from.send();
             pause(gap);
         }
     }
