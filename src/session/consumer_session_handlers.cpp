@@ -7,6 +7,7 @@
 #include "session/deadline.hpp"
 
 #include <algorithm>
+#include <span>
 #include <utility>
 
 namespace arvenhold::corvel::hub {
@@ -41,26 +42,50 @@ void consumer_session::impl::drain(following& wanted) {
     if (!wanted.has_waiting()) {
         return;
     }
-    auto [changes, dropped] = wanted.take();
+    wanted.take(m_draining);
     auto const handlers = wanted.get_handlers();
-    std::vector<any_reading> batch;
-    any_reading now;
-    while (!changes.empty() && !m_stopping) {
-        auto const event = changes.front().event;
-        changes.front().provider->take_reading(changes.front(), wanted, &clock::now, now);
-        now.skipped += std::exchange(dropped, 0);
-        changes.pop_front();
-        if (handlers->single) {
-            call(handlers->single, now);
+    if (handlers->batch) {
+        drain_batches(wanted, handlers->batch);
+    } else if (handlers->single) {
+        drain_changes(wanted, handlers->single);
+    }
+}
+
+// Several at a time, because threads that receive values use the provider's lock, too; but only
+// changes that stay as they are while they wait.
+void consumer_session::impl::drain_changes(
+    following const& wanted, following::handler const& called) {
+    auto const most = wanted.keeps_every_change() ? m_readings.size() : 1;
+    for (auto& event : m_draining.events) {
+        while (event.get_remaining() > 0 && !m_stopping) {
+            auto const taken = std::span{m_readings}.first(std::min(event.get_remaining(), most));
+            event.provider->take_readings(event, wanted, &clock::now, taken);
+            taken.front().skipped += std::exchange(m_draining.dropped, 0);
+            for (auto& now : taken) {
+                event.provider->update_freshness(now, event, &clock::now);
+                call(called, now);
+            }
         }
-        if (!handlers->batch) {
+    }
+}
+
+// One call for each event, or for everything if only the latest values are wanted.
+void consumer_session::impl::drain_batches(
+    following const& wanted, following::batch_handler const& called) {
+    std::vector<any_reading> batch;
+    for (auto& event : m_draining.events) {
+        auto const earlier = batch.size();
+        batch.resize(earlier + event.get_remaining());
+        event.provider->take_readings(
+            event, wanted, &clock::now, std::span{batch}.subspan(earlier));
+        batch[earlier].skipped += std::exchange(m_draining.dropped, 0);
+        if (!wanted.keeps_every_change() && &event != &m_draining.events.back()) {
             continue;
         }
-        batch.push_back(std::move(now));
-        if (changes.empty() || (wanted.keeps_every_change() && changes.front().event != event)) {
-            call(handlers->batch, batch);
-            batch.clear();
+        if (!m_stopping) {
+            call(called, batch);
         }
+        batch.clear();
     }
 }
 

@@ -185,6 +185,10 @@ private:
     std::map<std::string, std::unique_ptr<provider_work>> m_work;
     std::array<bool, lane_count> m_is_lane_busy{};
 
+    // One drain at a time. They keep their memory.
+    following::waiting m_draining;
+    std::array<any_reading, 64> m_readings;
+
     // The connecting thread alone.
     std::shared_ptr<link> m_open_link;
 
@@ -256,6 +260,8 @@ private:
     void add_drain();
     void drain();
     void drain(following& wanted);
+    void drain_changes(following const& wanted, following::handler const& called);
+    void drain_batches(following const& wanted, following::batch_handler const& called);
     template <class Handler, class Argument>
     void call(Handler const& handler, Argument const& argument) const;
     void tell_definition_change(definition_change const& change);

@@ -18,25 +18,36 @@ std::string const& followed_provider::get_identifier() const {
 std::size_t followed_provider::add(std::shared_ptr<following> const& wanted) {
     std::scoped_lock const lock{m_mutex};
     auto const& interest = wanted->get_interest();
+    auto const position = static_cast<followed_position>(m_followed.size());
     m_followed.push_back(wanted);
     if (interest.type) {
-        auto const position = add_slot(interest.paths.get_text(), interest.type);
-        m_slots[position].subscribers.push_back({wanted});
-        return position;
+        auto const added = add_slot(
+            std::make_shared<std::string const>(interest.paths.get_text()),
+            static_cast<std::uint8_t>(*interest.type));
+        subscribe(added, position);
+        return added;
     }
-    for (auto& present : m_slots) {
-        if (!present.type && interest.paths.matches(present.path)) {
-            present.subscribers.push_back({wanted});
+    for (slot_position present = 0; present < m_slots.size(); ++present) {
+        auto const& candidate = m_slots[present];
+        if (candidate.type == any_type && interest.paths.matches(*candidate.path)) {
+            subscribe(present, position);
         }
     }
     return 0;
 }
 
-std::size_t followed_provider::add_slot(std::string const& path, std::optional<std::size_t> type) {
+followed_provider::slot_position followed_provider::add_slot(
+    std::shared_ptr<std::string const> path, std::uint8_t type) {
     auto& added = m_slots.emplace_back();
-    added.path = path;
+    added.path = std::move(path);
     added.type = type;
-    return m_slots.size() - 1;
+    return static_cast<slot_position>(m_slots.size() - 1);
+}
+
+void followed_provider::subscribe(slot_position position, followed_position wanted) {
+    auto& first = m_slots[position].subscriptions;
+    m_subscriptions.push_back({wanted, first});
+    first = static_cast<subscription_position>(m_subscriptions.size() - 1);
 }
 
 // -- values ---------------------------------------------------------------------------------------
@@ -56,17 +67,18 @@ followed_provider::adoption followed_provider::adopt(
     bind(slots);
     adoption result;
     result.change = compare(slots);
-    copy_all_values();
     result.is_live = m_freshness.finish_reading(begun);
+    copy_all_values();
+    show_all_to_watches();
     notify(find_newly_live(slots));
     return result;
 }
 
 // Slots that were live before have told their handlers.
-std::vector<std::size_t> followed_provider::find_newly_live(
+std::vector<followed_provider::slot_position> followed_provider::find_newly_live(
     std::vector<rebound_slot> const& slots) const {
-    std::vector<std::size_t> found;
-    for (std::size_t position = 0; position < m_slots.size(); ++position) {
+    std::vector<slot_position> found;
+    for (slot_position position = 0; position < m_slots.size(); ++position) {
         auto const was_live = position < slots.size() && slots[position].was_live;
         if (!was_live && is_live(m_slots[position])) {
             found.push_back(position);
@@ -87,34 +99,42 @@ std::optional<bool> followed_provider::apply(
         return std::nullopt;
     }
     ++m_activity;
-    std::vector<std::size_t> slots;
-    slots.reserve(changed.size());
-    auto next = m_bindings.cbegin();
+    std::vector<change_group> groups;
+    auto bound = m_bindings.cbegin();
     for (auto const id : changed) {
-        next = copy_changed(id, next, slots);
+        if (!note_published(id)) {
+            continue;
+        }
+        bound = find_bindings(id, bound);
+        for (; bound != m_bindings.cend() && bound->id == id; ++bound) {
+            if (copy_value(*bound)) {
+                add_changes(groups, bound->slot, changed.size());
+            }
+        }
     }
-    return m_freshness.is_live() && notify(slots);
+    return deliver(groups);
 }
 
-// Returns the binding after those of the variable: that of the next one, if all have changed.
-followed_provider::bindings::const_iterator followed_provider::copy_changed(
-    variable_id changed, bindings::const_iterator bound, std::vector<std::size_t>& slots) {
+// The expected ones are those after the bindings of the variable before: mostly all change.
+followed_provider::bindings::const_iterator followed_provider::find_bindings(
+    variable_id changed, bindings::const_iterator expected) const {
+    if (expected != m_bindings.cend() && expected->id == changed) {
+        return expected;
+    }
+    return std::lower_bound(
+        m_bindings.cbegin(), m_bindings.cend(), changed, [](auto const& one, variable_id id) {
+            return one.id < id;
+        });
+}
+
+// Returns whether what the connection holds was published.
+bool followed_provider::note_published(variable_id changed) {
     if (m_write && m_write->id == changed) {
         m_write->is_published = true; // the connection may hold what was written
-        return bound;
+        return false;
     }
     show_to_watches(changed, true);
-    if (bound == m_bindings.cend() || bound->id != changed) {
-        bound = std::lower_bound(
-            m_bindings.cbegin(), m_bindings.cend(), changed, [](auto const& one, variable_id id) {
-                return one.id < id;
-            });
-    }
-    for (; bound != m_bindings.cend() && bound->id == changed; ++bound) {
-        copy_value(*bound);
-        slots.push_back(bound->slot);
-    }
-    return bound;
+    return true;
 }
 
 bool followed_provider::refresh(provider_connection const* source) {
@@ -123,26 +143,29 @@ bool followed_provider::refresh(provider_connection const* source) {
         return false;
     }
     ++m_activity;
-    std::vector<std::size_t> changed;
+    std::vector<slot_position> changed;
     for (auto const& bound : m_bindings) {
         auto const& shown = m_slots[bound.slot];
         auto const [value, when] = bound.variable->get_value_with_timestamp();
-        auto const quality = bound.variable->get_quality();
-        if (value != shown.value || when != shown.when || quality != shown.quality) {
-            copy_value(bound);
+        auto const quality = static_cast<std::uint16_t>(bound.variable->get_quality());
+        auto const is_shown =
+            value == shown.value.get() && when == shown.when && quality == shown.quality;
+        if (!is_shown && copy_value(bound)) {
             changed.push_back(bound.slot);
         }
     }
-    return m_freshness.is_live() && notify(changed);
+    return notify(changed);
 }
 
 bool followed_provider::lose(clock::time_point now) {
     std::scoped_lock const lock{m_mutex};
-    if (!m_freshness.lose(now)) {
+    auto const was_live = m_freshness.lose(now);
+    m_losses = m_freshness.begin_reading();
+    if (!was_live) {
         return false;
     }
-    std::vector<std::size_t> lost;
-    for (std::size_t position = 0; position < m_slots.size(); ++position) {
+    std::vector<slot_position> lost;
+    for (slot_position position = 0; position < m_slots.size(); ++position) {
         if (m_slots[position].is_current) {
             lost.push_back(position);
         }
@@ -178,9 +201,10 @@ std::uint64_t followed_provider::get_activity() const {
 // -- the definition -------------------------------------------------------------------------------
 
 void followed_provider::bind(std::vector<rebound_slot>& slots) {
+    std::vector<std::shared_ptr<std::string const>> paths; // the keys, while slots get other ones
     slots_by_path existing;
-    for (std::size_t position = 0; position < m_slots.size(); ++position) {
-        existing.emplace(m_slots[position].path, position);
+    for (slot_position position = 0; position < m_slots.size(); ++position) {
+        existing.emplace(*paths.emplace_back(m_slots[position].path), position);
     }
     for (auto const& [id, variable] : m_variables) {
         if (variable) {
@@ -188,21 +212,22 @@ void followed_provider::bind(std::vector<rebound_slot>& slots) {
         }
     }
     m_slots.shrink_to_fit(); // there may be very many, and they stay
+    m_subscriptions.shrink_to_fit();
     m_bindings.shrink_to_fit();
 }
 
 std::vector<followed_provider::rebound_slot> followed_provider::unbind_all() {
-    m_bindings.clear();
     std::vector<rebound_slot> slots;
     slots.reserve(m_slots.size());
     for (auto& present : m_slots) {
-        slots.push_back({present.is_bound, is_live(present), present.value.index(), {}});
+        slots.push_back({present.is_bound, is_live(present), present.bound_type, {}});
         if (present.is_bound) {
             present.stale_since = m_freshness.get_stale_since();
         }
         present.is_bound = false;
         present.is_current = false;
     }
+    m_bindings.clear();
     return slots;
 }
 
@@ -210,45 +235,50 @@ void followed_provider::bind_variable(
     slots_by_path const& existing,
     std::vector<rebound_slot>& slots,
     std::shared_ptr<consumer_variable> const& variable) {
-    auto const& path = variable->get_path();
     auto const type = std::get<variable_value>(variable->get_value_with_timestamp()).index();
     auto has_untyped_slot = false;
-    auto const [first, last] = existing.equal_range(path);
+    auto const [first, last] = existing.equal_range(variable->get_path());
     for (auto found = first; found != last; ++found) {
         auto const& present = m_slots[found->second];
         auto& rebound = slots[found->second];
         rebound.given = rebound.given.value_or(type);
-        has_untyped_slot = has_untyped_slot || !present.type;
+        has_untyped_slot = has_untyped_slot || present.type == any_type;
         // Of several variables with one path, the one with the lowest id is shown.
-        if (!present.is_bound && present.type.value_or(type) == type) {
-            bind_slot(found->second, variable);
+        if (!present.is_bound && (present.type == any_type || present.type == type)) {
+            bind_slot(found->second, variable, type);
         }
     }
-    if (!has_untyped_slot && is_found_by_a_pattern(path)) {
-        bind_slot(add_found_slot(path), variable);
+    if (has_untyped_slot) {
+        return;
+    }
+    if (auto const added = add_found_slot(variable)) {
+        bind_slot(*added, variable, type);
     }
 }
 
+// The path is the variable's own, which lives as long as the path is shown.
 void followed_provider::bind_slot(
-    std::size_t position, std::shared_ptr<consumer_variable> const& variable) {
-    m_slots[position].is_bound = true;
-    m_bindings.push_back({variable->get_id(), position, variable});
+    slot_position position, std::shared_ptr<consumer_variable> const& variable, std::size_t type) {
+    auto& bound = m_slots[position];
+    bound.is_bound = true;
+    bound.bound_type = type & 7U;
+    bound.path = {variable, &variable->get_path()};
+    m_bindings.push_back({variable->get_id(), position, variable.get()});
 }
 
-std::size_t followed_provider::add_found_slot(std::string const& path) {
-    auto const position = add_slot(path, std::nullopt);
-    for (auto const& wanted : m_followed) {
-        if (!wanted->get_interest().type && wanted->get_interest().paths.matches(path)) {
-            m_slots[position].subscribers.push_back({wanted});
+// Adds nothing unless the variable's path is wanted.
+std::optional<followed_provider::slot_position> followed_provider::add_found_slot(
+    std::shared_ptr<consumer_variable> const& variable) {
+    auto const& path = variable->get_path();
+    std::optional<slot_position> added;
+    for (followed_position position = 0; position < m_followed.size(); ++position) {
+        auto const& interest = m_followed[position]->get_interest();
+        if (!interest.type && interest.paths.matches(path)) {
+            added = added ? added : add_slot({variable, &path}, any_type);
+            subscribe(*added, position);
         }
     }
-    return position;
-}
-
-bool followed_provider::is_found_by_a_pattern(std::string const& path) const {
-    return std::any_of(m_followed.begin(), m_followed.end(), [&](auto const& wanted) {
-        return !wanted->get_interest().type && wanted->get_interest().paths.matches(path);
-    });
+    return added;
 }
 
 definition_change followed_provider::compare(std::vector<rebound_slot> const& slots) {
@@ -263,7 +293,7 @@ definition_change followed_provider::compare(std::vector<rebound_slot> const& sl
         }
         present.is_absence_reported = false;
         if (rebound.was_bound && rebound.given && rebound.type_before != *rebound.given) {
-            change.changed_types.push_back({present.path, rebound.type_before, *rebound.given});
+            change.changed_types.push_back({*present.path, rebound.type_before, *rebound.given});
         }
     }
     return change;
@@ -273,30 +303,38 @@ definition_change followed_provider::compare(std::vector<rebound_slot> const& sl
 // application has named it.
 void followed_provider::note_absence(
     slot& missing, rebound_slot const& earlier, definition_change& change) {
-    auto const is_expected = missing.type.has_value() || earlier.was_bound;
-    if (!is_expected || std::exchange(missing.is_absence_reported, true)) {
+    if (earlier.was_bound) { // frees the definition that the path belongs to
+        missing.path = std::make_shared<std::string const>(*missing.path);
+    }
+    auto const is_expected = missing.type != any_type || earlier.was_bound;
+    if (!is_expected || missing.is_absence_reported) {
         return;
     }
+    missing.is_absence_reported = true;
     if (earlier.given) {
-        change.changed_types.push_back(
-            {missing.path, missing.type.value_or(earlier.type_before), *earlier.given});
+        auto const wanted = missing.type != any_type ? missing.type : earlier.type_before;
+        change.changed_types.push_back({*missing.path, wanted, *earlier.given});
     } else {
-        change.vanished.push_back(missing.path);
+        change.vanished.push_back(*missing.path);
     }
 }
 
-void followed_provider::copy_value(binding const& bound) {
-    if (m_write && m_write->id == bound.id) {
-        return; // the connection may hold what was written
+// Returns whether the value is shown. One that is received while nothing is live is read again.
+bool followed_provider::copy_value(binding const& bound) {
+    if (!m_freshness.is_live() || (m_write && m_write->id == bound.id)) {
+        return false; // or the connection may hold what was written
     }
     auto& shown = m_slots[bound.slot];
     if (!shown.is_current && bound.variable->get_update_count() == 0) {
-        return; // the provider did not send it
+        return false; // the provider did not send it
     }
-    std::tie(shown.value, shown.when) = bound.variable->get_value_with_timestamp();
-    shown.quality = bound.variable->get_quality();
+    auto [value, when] = bound.variable->get_value_with_timestamp();
+    shown.value = packed_value{std::move(value)};
+    shown.when = when;
+    shown.quality = static_cast<std::uint16_t>(bound.variable->get_quality());
     shown.is_received = true;
     shown.is_current = true;
+    return true;
 }
 
 void followed_provider::copy_all_values() {
@@ -304,27 +342,22 @@ void followed_provider::copy_all_values() {
     for (auto const& bound : m_bindings) {
         copy_value(bound);
     }
-    for (auto const& watch : m_watches) {
-        if (auto const variable = m_variables.find(std::string_view{watch->get_path()})) {
-            watch->see(std::get<variable_value>(variable->get_value_with_timestamp()), false);
-        }
-    }
 }
 
 // -- readings -------------------------------------------------------------------------------------
 
 // The changes of one event reach a following together.
-bool followed_provider::notify(std::vector<std::size_t> const& changed) {
+bool followed_provider::notify(std::vector<slot_position> const& changed) {
     std::vector<change_group> groups;
     for (auto const position : changed) {
-        add_changes(groups, position);
+        add_changes(groups, position, changed.size());
     }
     return deliver(groups);
 }
 
 bool followed_provider::deliver(std::vector<change_group>& groups) {
     for (auto& [wanted, changes] : groups) {
-        wanted->add(std::move(changes));
+        m_followed[wanted]->add({this, m_freshness.begin_reading(), std::move(changes)});
     }
     return !groups.empty();
 }
@@ -332,49 +365,63 @@ bool followed_provider::deliver(std::vector<change_group>& groups) {
 bool followed_provider::show_present(following const& wanted) {
     std::scoped_lock const lock{m_mutex};
     std::vector<change_group> groups;
-    for (std::size_t position = 0; position < m_slots.size(); ++position) {
-        if (m_slots[position].is_received) {
-            add_present(groups, position, wanted);
+    for (slot_position position = 0; position < m_slots.size(); ++position) {
+        auto const found = find_subscription(m_slots[position], wanted);
+        if (found != no_subscription && m_slots[position].is_received
+            && m_subscriptions[found].waiting == 0) {
+            add_change(groups, position, m_subscriptions[found], m_slots.size());
         }
     }
     return deliver(groups);
 }
 
-void followed_provider::add_present(
-    std::vector<change_group>& groups, std::size_t position, following const& wanted) {
-    for (auto& receiver : m_slots[position].subscribers) {
-        if (receiver.wanted.get() == &wanted && !receiver.is_waiting) {
-            add_change(groups, position, receiver);
+void followed_provider::add_changes(
+    std::vector<change_group>& groups, slot_position position, std::size_t expected) {
+    for (auto next = m_slots[position].subscriptions; next != no_subscription;) {
+        auto& receiver = m_subscriptions[next];
+        if (m_followed[receiver.wanted]->has_handler()) {
+            add_change(groups, position, receiver, expected);
         }
-    }
-}
-
-void followed_provider::add_changes(std::vector<change_group>& groups, std::size_t position) {
-    for (auto& receiver : m_slots[position].subscribers) {
-        if (receiver.wanted->has_handler()) {
-            add_change(groups, position, receiver);
-        }
+        next = receiver.next;
     }
 }
 
 void followed_provider::add_change(
-    std::vector<change_group>& groups, std::size_t position, subscriber& receiver) {
-    auto const every = receiver.wanted->keeps_every_change();
-    if (!every && std::exchange(receiver.is_waiting, true)) {
-        ++receiver.skipped;
+    std::vector<change_group>& groups,
+    slot_position position,
+    subscription& receiver,
+    std::size_t expected) {
+    auto const keeps_all = m_followed[receiver.wanted]->keeps_every_change();
+    if (!keeps_all && receiver.waiting++ > 0) {
         return;
     }
     // There are few groups, and the one that was used last is mostly the one.
-    auto const found = std::find_if(groups.rbegin(), groups.rend(), [&](auto const& group) {
-        return group.first == receiver.wanted;
+    auto found = std::find_if(groups.rbegin(), groups.rend(), [&](auto const& group) {
+        return group.wanted == receiver.wanted;
     });
-    auto& group = found != groups.rend() ? *found : groups.emplace_back(receiver.wanted, 0);
-    group.second.push_back({this, position, every ? save(m_slots[position]) : std::nullopt});
+    if (found == groups.rend()) {
+        groups.push_back({receiver.wanted});
+        found = groups.rbegin();
+        found->changes.reserve(expected);
+    }
+    auto& added = found->changes.emplace_back();
+    added.slot = position;
+    if (keeps_all) {
+        auto const& shown = m_slots[position];
+        added.quality = shown.quality;
+        added.is_live = is_live(shown);
+        added.when = shown.when;
+        added.value = shown.value;
+    }
 }
 
-std::optional<saved_change> followed_provider::save(slot const& shown) const {
-    return saved_change{
-        shown.value, shown.quality, shown.when, m_freshness.begin_reading(), is_live(shown)};
+followed_provider::subscription_position followed_provider::find_subscription(
+    slot const& shown, following const& wanted) const {
+    auto found = shown.subscriptions;
+    while (found != no_subscription && m_followed[m_subscriptions[found].wanted].get() != &wanted) {
+        found = m_subscriptions[found].next;
+    }
+    return found;
 }
 
 bool followed_provider::is_live(slot const& shown) const {
@@ -387,15 +434,17 @@ followed_provider::clock::time_point followed_provider::get_stale_since(slot con
 
 // All but the age of a stale reading.
 void followed_provider::fill_reading(slot const& shown, any_reading& result) const {
-    static_cast<reading<variable_value>&>(result) = {};
     result.provider = m_identifier;
-    result.path = shown.path;
-    if (shown.is_received) {
-        result.value = shown.value;
-        result.quality = shown.quality;
-        result.when = shown.when;
-        result.freshness = is_live(shown) ? freshness::live : freshness::stale;
-    }
+    result.path = *shown.path;
+    shown.value.copy_to(result.value);
+    result.quality =
+        shown.is_received ? static_cast<variable_quality>(shown.quality) : variable_quality::bad;
+    result.when = shown.when;
+    result.freshness = is_live(shown)    ? freshness::live
+                     : shown.is_received ? freshness::stale
+                                         : freshness::never_received;
+    result.stale_for = {};
+    result.skipped = 0;
 }
 
 any_reading followed_provider::make_reading(slot const& shown, clock::time_point now) const {
@@ -417,49 +466,53 @@ std::vector<any_reading> followed_provider::get_readings(
     std::scoped_lock const lock{m_mutex};
     std::vector<any_reading> result;
     for (auto const& shown : m_slots) {
-        if (std::any_of(
-                shown.subscribers.begin(), shown.subscribers.end(), [&](auto const& receiver) {
-                    return receiver.wanted.get() == &wanted;
-                })) {
+        if (find_subscription(shown, wanted) != no_subscription) {
             result.push_back(make_reading(shown, now));
         }
     }
     return result;
 }
 
-void followed_provider::take_reading(
-    pending_change& change,
+void followed_provider::take_readings(
+    pending_event& event,
     following const& wanted,
     clock::time_point (*now)(),
-    any_reading& result) {
+    std::span<any_reading> results) {
     std::scoped_lock const lock{m_mutex};
-    auto& shown = m_slots[change.slot];
-    fill_reading(shown, result);
-    if (change.saved) {
-        auto& saved = *change.saved;
-        result.value = std::move(saved.value);
-        result.quality = saved.quality;
-        result.when = saved.when;
-        if (!saved.is_live || !m_freshness.is_live_since(saved.losses)) {
-            result.freshness = freshness::stale;
+    auto const is_still_live = m_freshness.is_live_since(event.losses);
+    for (auto& result : results) {
+        auto& change = event.changes[event.taken++];
+        auto const& shown = m_slots[change.slot];
+        fill_reading(shown, result);
+        if (wanted.keeps_every_change()) {
+            change.value.copy_to(result.value);
+            result.quality = static_cast<variable_quality>(change.quality);
+            result.when = change.when;
+            result.freshness =
+                change.is_live && is_still_live ? result.freshness : freshness::stale;
+        } else {
+            result.skipped = end_waiting(shown, wanted);
         }
-    } else {
-        result.skipped = end_waiting(shown, wanted);
-    }
-    if (result.freshness == freshness::stale) {
-        result.stale_for = now() - get_stale_since(shown);
+        if (result.freshness == freshness::stale) {
+            result.stale_for = now() - get_stale_since(shown);
+        }
     }
 }
 
 // Returns how many changes were skipped while one waited.
-std::uint64_t followed_provider::end_waiting(slot& shown, following const& wanted) {
-    for (auto& receiver : shown.subscribers) {
-        if (receiver.wanted.get() == &wanted) {
-            receiver.is_waiting = false;
-            return std::exchange(receiver.skipped, 0);
-        }
+std::uint64_t followed_provider::end_waiting(slot const& shown, following const& wanted) {
+    auto const found = find_subscription(shown, wanted);
+    return std::exchange(m_subscriptions[found].waiting, 0) - 1;
+}
+
+void followed_provider::update_freshness(
+    any_reading& shown, pending_event const& event, clock::time_point (*now)()) const {
+    if (shown.freshness != freshness::live || event.losses == m_losses) {
+        return;
     }
-    return 0;
+    std::scoped_lock const lock{m_mutex};
+    shown.freshness = freshness::stale;
+    shown.stale_for = now() - m_freshness.get_stale_since();
 }
 
 // -- writing --------------------------------------------------------------------------------------
@@ -480,14 +533,21 @@ bool followed_provider::end_write(provider_connection const* source, variable_id
     auto const is_published = m_write->is_published;
     m_write.reset();
     show_to_watches(written, is_published);
-    std::vector<std::size_t> changed;
+    std::vector<slot_position> changed;
     for (auto const& bound : m_bindings) {
-        if (bound.id == written) {
-            copy_value(bound);
+        if (bound.id == written && copy_value(bound)) {
             changed.push_back(bound.slot);
         }
     }
-    return m_freshness.is_live() && notify(changed);
+    return notify(changed);
+}
+
+void followed_provider::show_all_to_watches() {
+    for (auto const& watch : m_watches) {
+        if (auto const variable = m_variables.find(std::string_view{watch->get_path()})) {
+            watch->see(std::get<variable_value>(variable->get_value_with_timestamp()), false);
+        }
+    }
 }
 
 void followed_provider::show_to_watches(variable_id changed, bool is_published) {

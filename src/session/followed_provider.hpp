@@ -9,19 +9,22 @@
 
 #include "session/following.hpp"
 #include "session/freshness_record.hpp"
+#include "session/packed_value.hpp"
 #include "session/write_watch.hpp"
 #include <hub/detail/thread_annotations.hpp>
 #include <hub/provider_connection.hpp>
 #include <hub/session/consumer_session.hpp>
 
+#include <atomic>
 #include <cstddef>
 #include <cstdint>
 #include <memory>
 #include <mutex>
 #include <optional>
+#include <span>
 #include <string>
+#include <string_view>
 #include <unordered_map>
-#include <utility>
 #include <vector>
 
 namespace arvenhold::corvel::hub {
@@ -36,7 +39,8 @@ struct attachment {
 /// 1. A slot is bound while the adopted definition has its variable. Its value is what the
 ///    provider sent, never what was written locally.
 /// 2. A reading is live only if the slot is bound, a value was received for it, and nothing was lost
-///    since the latest read of all values began.
+///    since the latest read of all values began. A value that is not live stays as it was when it
+///    became stale.
 /// 3. Only callbacks of the adopted connection change readings.
 ///
 /// Functions that return `bool` return whether handlers have something to do, unless said otherwise.
@@ -113,15 +117,22 @@ public:
     [[nodiscard]] std::vector<any_reading> get_readings(
         following const& wanted, clock::time_point now) const CORVEL_HUB_EXCLUDES(m_mutex);
 
-    /// Makes the reading for a change that has waited, which no longer waits.
+    /// Makes the readings for changes that have waited, which no longer wait.
     ///
-    /// @param now     Called if the reading is stale, which few are.
-    /// @param result  Replaced; keeps the memory of its texts.
-    void take_reading(
-        pending_change& change,
+    /// @param event    The changes; the oldest ones are removed, as many as there are results.
+    /// @param now      Called if a reading is stale, which few are.
+    /// @param results  Replaced; keep the memory of their texts.
+    void take_readings(
+        pending_event& event,
         following const& wanted,
         clock::time_point (*now)(),
-        any_reading& result) CORVEL_HUB_EXCLUDES(m_mutex);
+        std::span<any_reading> results) CORVEL_HUB_EXCLUDES(m_mutex);
+
+    /// Makes a live reading stale if something was lost after the event that has brought it. Costs
+    /// next to nothing otherwise.
+    void update_freshness(
+        any_reading& shown, pending_event const& event, clock::time_point (*now)()) const
+        CORVEL_HUB_EXCLUDES(m_mutex);
 
     // -- writing ----------------------------------------------------------------------------------
 
@@ -140,32 +151,41 @@ public:
     void remove_watch(std::shared_ptr<write_watch> const& watch) CORVEL_HUB_EXCLUDES(m_mutex);
 
 private:
+    using slot_position = std::uint32_t;
+    using followed_position = std::uint32_t;
+    using subscription_position = std::uint32_t;
+
+    static constexpr subscription_position no_subscription = -1U;
+    static constexpr std::uint8_t any_type = 0xFF;
+
     // One following that wants the changes of a slot.
-    struct subscriber {
-        std::shared_ptr<following> wanted;
-        bool is_waiting = false;
-        std::uint64_t skipped = 0;
+    struct subscription {
+        followed_position wanted = 0;
+        subscription_position next = no_subscription; // of the same slot
+        std::uint64_t waiting = 0; // changes; the first one waits for the handler
     };
 
+    // As small as possible: there may be a hundred thousand.
     struct slot {
-        std::string path;
-        std::optional<std::size_t> type; // the only one wanted
-        variable_value value;
-        variable_quality quality = variable_quality::bad;
+        std::shared_ptr<std::string const> path; // the definition's own while there is one
+        packed_value value;
         timestamp when{};
-        bool is_bound = false;
-        bool is_received = false; // a value, at any time
-        bool is_current = false;  // a value, since it was bound
-        bool is_absence_reported = false;
         clock::time_point stale_since{}; // once it is no longer bound
-        std::vector<subscriber> subscribers;
+        subscription_position subscriptions = no_subscription;
+        std::uint16_t quality = 0;       // every variable_quality is below 65,536
+        std::uint8_t type = any_type;    // the only one wanted
+        std::uint8_t bound_type : 3 = 0; // of the variable that it was bound to last
+        bool is_bound : 1 = false;
+        bool is_received : 1 = false; // a value, at any time
+        bool is_current : 1 = false;  // a value, since it was bound
+        bool is_absence_reported : 1 = false;
     };
 
     // A variable of the adopted definition and a slot that shows it.
     struct binding {
-        variable_id id;
-        std::size_t slot;
-        std::shared_ptr<consumer_variable> variable;
+        variable_id id = 0;
+        slot_position slot = 0;
+        consumer_variable* variable = nullptr; // in m_variables
     };
 
     using bindings = std::vector<binding>;
@@ -185,15 +205,20 @@ private:
     };
 
     // The changes of one event for one following.
-    using change_group = std::pair<std::shared_ptr<following>, std::vector<pending_change>>;
+    struct change_group {
+        followed_position wanted = 0;
+        std::vector<pending_change> changes{};
+    };
 
-    using slots_by_path = std::unordered_multimap<std::string, std::size_t>;
+    using slots_by_path = std::unordered_multimap<std::string_view, slot_position>;
 
     std::string const m_identifier;
+    std::atomic<loss_count> m_losses{0}; // those of m_freshness, for looks without the lock
 
     mutable std::mutex m_mutex;
     std::vector<std::shared_ptr<following>> m_followed CORVEL_HUB_GUARDED_BY(m_mutex);
     std::vector<slot> m_slots CORVEL_HUB_GUARDED_BY(m_mutex);
+    std::vector<subscription> m_subscriptions CORVEL_HUB_GUARDED_BY(m_mutex); // chained by slot
     freshness_record m_freshness CORVEL_HUB_GUARDED_BY(m_mutex);
     attachment m_attachment CORVEL_HUB_GUARDED_BY(m_mutex);
     current_variables m_variables CORVEL_HUB_GUARDED_BY(m_mutex); // as adopted
@@ -202,44 +227,49 @@ private:
     std::optional<active_write> m_write CORVEL_HUB_GUARDED_BY(m_mutex);
     std::vector<std::shared_ptr<write_watch>> m_watches CORVEL_HUB_GUARDED_BY(m_mutex);
 
-    std::size_t add_slot(std::string const& path, std::optional<std::size_t> type)
+    slot_position add_slot(std::shared_ptr<std::string const> path, std::uint8_t type)
         CORVEL_HUB_REQUIRES(m_mutex);
+    void subscribe(slot_position position, followed_position wanted) CORVEL_HUB_REQUIRES(m_mutex);
     std::vector<rebound_slot> unbind_all() CORVEL_HUB_REQUIRES(m_mutex);
     void bind(std::vector<rebound_slot>& slots) CORVEL_HUB_REQUIRES(m_mutex);
     void bind_variable(
         slots_by_path const& existing,
         std::vector<rebound_slot>& slots,
         std::shared_ptr<consumer_variable> const& variable) CORVEL_HUB_REQUIRES(m_mutex);
-    void bind_slot(std::size_t position, std::shared_ptr<consumer_variable> const& variable)
-        CORVEL_HUB_REQUIRES(m_mutex);
-    std::size_t add_found_slot(std::string const& path) CORVEL_HUB_REQUIRES(m_mutex);
-    [[nodiscard]] bool is_found_by_a_pattern(std::string const& path) const
+    void bind_slot(
+        slot_position position,
+        std::shared_ptr<consumer_variable> const& variable,
+        std::size_t type) CORVEL_HUB_REQUIRES(m_mutex);
+    std::optional<slot_position> add_found_slot(std::shared_ptr<consumer_variable> const& variable)
         CORVEL_HUB_REQUIRES(m_mutex);
     definition_change compare(std::vector<rebound_slot> const& slots) CORVEL_HUB_REQUIRES(m_mutex);
-    [[nodiscard]] std::vector<std::size_t> find_newly_live(
-        std::vector<rebound_slot> const& slots) const CORVEL_HUB_REQUIRES(m_mutex);
-    void copy_value(binding const& bound) CORVEL_HUB_REQUIRES(m_mutex);
-    void copy_all_values() CORVEL_HUB_REQUIRES(m_mutex);
-    bindings::const_iterator copy_changed(
-        variable_id changed, bindings::const_iterator bound, std::vector<std::size_t>& slots)
-        CORVEL_HUB_REQUIRES(m_mutex);
-    void show_to_watches(variable_id changed, bool is_published) CORVEL_HUB_REQUIRES(m_mutex);
     static void note_absence(slot& missing, rebound_slot const& earlier, definition_change& change);
-    static bool deliver(std::vector<change_group>& groups);
-    bool notify(std::vector<std::size_t> const& changed) CORVEL_HUB_REQUIRES(m_mutex);
-    void add_changes(std::vector<change_group>& groups, std::size_t position)
+    [[nodiscard]] std::vector<slot_position> find_newly_live(
+        std::vector<rebound_slot> const& slots) const CORVEL_HUB_REQUIRES(m_mutex);
+    bool copy_value(binding const& bound) CORVEL_HUB_REQUIRES(m_mutex);
+    void copy_all_values() CORVEL_HUB_REQUIRES(m_mutex);
+    bindings::const_iterator find_bindings(
+        variable_id changed, bindings::const_iterator expected) const CORVEL_HUB_REQUIRES(m_mutex);
+    bool note_published(variable_id changed) CORVEL_HUB_REQUIRES(m_mutex);
+    void show_to_watches(variable_id changed, bool is_published) CORVEL_HUB_REQUIRES(m_mutex);
+    void show_all_to_watches() CORVEL_HUB_REQUIRES(m_mutex);
+    bool deliver(std::vector<change_group>& groups) CORVEL_HUB_REQUIRES(m_mutex);
+    bool notify(std::vector<slot_position> const& changed) CORVEL_HUB_REQUIRES(m_mutex);
+    void add_changes(
+        std::vector<change_group>& groups, slot_position position, std::size_t expected)
         CORVEL_HUB_REQUIRES(m_mutex);
-    void add_present(
-        std::vector<change_group>& groups, std::size_t position, following const& wanted)
-        CORVEL_HUB_REQUIRES(m_mutex);
-    void add_change(std::vector<change_group>& groups, std::size_t position, subscriber& receiver)
-        CORVEL_HUB_REQUIRES(m_mutex);
-    [[nodiscard]] std::optional<saved_change> save(slot const& shown) const
+    void add_change(
+        std::vector<change_group>& groups,
+        slot_position position,
+        subscription& receiver,
+        std::size_t expected) CORVEL_HUB_REQUIRES(m_mutex);
+    [[nodiscard]] subscription_position find_subscription(
+        slot const& shown, following const& wanted) const CORVEL_HUB_REQUIRES(m_mutex);
+    std::uint64_t end_waiting(slot const& shown, following const& wanted)
         CORVEL_HUB_REQUIRES(m_mutex);
     [[nodiscard]] bool is_live(slot const& shown) const CORVEL_HUB_REQUIRES(m_mutex);
     [[nodiscard]] clock::time_point get_stale_since(slot const& shown) const
         CORVEL_HUB_REQUIRES(m_mutex);
-    static std::uint64_t end_waiting(slot& shown, following const& wanted);
     void fill_reading(slot const& shown, any_reading& result) const CORVEL_HUB_REQUIRES(m_mutex);
     [[nodiscard]] any_reading make_reading(slot const& shown, clock::time_point now) const
         CORVEL_HUB_REQUIRES(m_mutex);

@@ -43,17 +43,23 @@ std::shared_ptr<following::handlers const> following::get_handlers() const {
     return m_handlers;
 }
 
-void following::add(std::vector<pending_change> event) {
+void following::add(pending_event event) {
     std::scoped_lock const lock{m_mutex};
     m_has_waiting = true;
-    ++m_events;
-    for (auto& change : event) {
-        change.event = m_events;
-        m_waiting.changes.push_back(std::move(change));
+    m_waiting_changes += event.changes.size();
+    m_waiting.events.push_back(std::move(event));
+    while (m_limit != 0 && m_waiting_changes > m_limit) {
+        drop_oldest();
     }
-    while (m_limit != 0 && m_waiting.changes.size() > m_limit) {
-        m_waiting.changes.pop_front();
-        ++m_waiting.dropped;
+}
+
+void following::drop_oldest() {
+    auto& oldest = m_waiting.events.front();
+    ++oldest.taken;
+    --m_waiting_changes;
+    ++m_waiting.dropped;
+    if (oldest.get_remaining() == 0) {
+        m_waiting.events.pop_front();
     }
 }
 
@@ -65,10 +71,13 @@ bool following::has_waiting() const {
     return m_has_waiting;
 }
 
-following::waiting following::take() {
+void following::take(waiting& taken) {
+    taken.events.clear();
+    taken.dropped = 0;
     std::scoped_lock const lock{m_mutex};
     m_has_waiting = false;
-    return std::exchange(m_waiting, {});
+    m_waiting_changes = 0;
+    std::swap(m_waiting, taken);
 }
 
 } // namespace arvenhold::corvel::hub

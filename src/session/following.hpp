@@ -6,6 +6,7 @@
 #pragma once
 
 #include "session/freshness_record.hpp"
+#include "session/packed_value.hpp"
 #include "session/path_pattern.hpp"
 #include <hub/detail/thread_annotations.hpp>
 #include <hub/session/reading.hpp>
@@ -25,22 +26,26 @@ namespace arvenhold::corvel::hub {
 
 class followed_provider;
 
-/// A value as it was when it changed.
-struct saved_change {
-    variable_value value;
-    variable_quality quality;
-    timestamp when;
-    freshness_record::loss_count losses; // those of the provider before the change
-    bool is_live;                        // false for the report of a loss
-};
-
 /// A variable whose reading has changed.
 struct pending_change {
+    std::uint32_t slot = 0;
+    // Only if every change is kept; the reading is otherwise the one at the time of the call.
+    std::uint16_t quality = 0; // every variable_quality is below 65,536
+    bool is_live = false;      // false for the report of a loss
+    timestamp when{};
+    packed_value value{};
+};
+
+/// Changes of one provider that have happened together.
+struct pending_event {
     followed_provider* provider = nullptr;
-    std::size_t slot = 0;
-    /// Only if every change is kept; the reading is otherwise the one at the time of the call.
-    std::optional<saved_change> saved;
-    std::uint64_t event = 0; // changes with one number have happened together
+    freshness_record::loss_count losses = 0; // those of the provider before the event
+    std::vector<pending_change> changes{};
+    std::size_t taken = 0; // how many of the first changes no longer wait
+
+    [[nodiscard]] std::size_t get_remaining() const {
+        return changes.size() - taken;
+    }
 };
 
 /// Called by the threads that receive values, and by the one that runs handlers.
@@ -66,9 +71,9 @@ public:
         batch_handler batch;
     };
 
-    /// The changes that have waited, in their order.
+    /// The events that have waited, in their order.
     struct waiting {
-        std::deque<pending_change> changes;
+        std::deque<pending_event> events;
         std::uint64_t dropped = 0; // before the first of them
     };
 
@@ -89,8 +94,8 @@ public:
     /// Never null.
     [[nodiscard]] std::shared_ptr<handlers const> get_handlers() const CORVEL_HUB_EXCLUDES(m_mutex);
 
-    /// Adds changes that have happened together.
-    void add(std::vector<pending_change> event) CORVEL_HUB_EXCLUDES(m_mutex);
+    /// Adds an event, which has at least one change.
+    void add(pending_event event) CORVEL_HUB_EXCLUDES(m_mutex);
 
     /// Whether changes are wanted at all.
     [[nodiscard]] bool has_handler() const;
@@ -98,7 +103,10 @@ public:
     /// Whether changes wait. May be outdated, but never misses what has led to a drain.
     [[nodiscard]] bool has_waiting() const;
 
-    [[nodiscard]] waiting take() CORVEL_HUB_EXCLUDES(m_mutex);
+    /// Moves what waits.
+    ///
+    /// @param taken  Replaced; keeps its memory for the next call.
+    void take(waiting& taken) CORVEL_HUB_EXCLUDES(m_mutex);
 
 private:
     interest const m_wanted;
@@ -115,8 +123,10 @@ private:
     mutable std::mutex m_mutex;
     std::shared_ptr<handlers const> m_handlers CORVEL_HUB_GUARDED_BY(m_mutex);
     waiting m_waiting CORVEL_HUB_GUARDED_BY(m_mutex);
-    std::uint64_t m_events CORVEL_HUB_GUARDED_BY(m_mutex) = 0;
+    std::size_t m_waiting_changes CORVEL_HUB_GUARDED_BY(m_mutex) = 0;
     bool m_is_closed CORVEL_HUB_GUARDED_BY(m_mutex) = false;
+
+    void drop_oldest() CORVEL_HUB_REQUIRES(m_mutex);
 };
 
 } // namespace arvenhold::corvel::hub

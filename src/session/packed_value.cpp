@@ -3,33 +3,83 @@
 
 #include "session/packed_value.hpp"
 
-#include <type_traits>
-#include <utility>
+#include <bit>
+#include <chrono>
+#include <memory>
 
 namespace arvenhold::corvel::hub {
 
-packed_value::packed_value(variable_value value) {
-    std::visit(
-        [this](auto& given) {
-            if constexpr (std::is_same_v<decltype(given), std::string&>) {
-                m_value = std::make_unique<std::string const>(std::move(given));
-            } else {
-                m_value = given;
-            }
-        },
-        value);
+namespace {
+
+using owned_text = std::unique_ptr<std::string const>;
+
+std::uint64_t bits_of(owned_text text) {
+    return std::bit_cast<std::uint64_t>(text.release());
 }
 
-variable_value packed_value::get() const {
-    return std::visit(
-        [](auto const& held) -> variable_value {
-            if constexpr (std::is_same_v<decltype(held), text const&>) {
-                return *held;
-            } else {
-                return held;
-            }
-        },
-        m_value);
+std::string const* text_of(std::uint64_t bits) {
+    return std::bit_cast<std::string const*>(bits);
+}
+
+std::uint64_t bits_of(bool value) {
+    return value ? 1 : 0;
+}
+
+std::uint64_t bits_of(double value) {
+    return std::bit_cast<std::uint64_t>(value);
+}
+
+std::uint64_t bits_of(std::int64_t value) {
+    return std::bit_cast<std::uint64_t>(value);
+}
+
+std::uint64_t bits_of(std::string& value) {
+    return bits_of(std::make_unique<std::string const>(std::move(value)));
+}
+
+std::uint64_t bits_of(timestamp value) {
+    return bits_of(value.time_since_epoch().count());
+}
+
+std::uint64_t bits_of(std::chrono::nanoseconds value) {
+    return bits_of(value.count());
+}
+
+} // namespace
+
+packed_value::packed_value(variable_value value)
+    : m_bits{std::visit([](auto& given) { return bits_of(given); }, value)}
+    , m_index{static_cast<std::uint8_t>(value.index())} {}
+
+void packed_value::copy_to(variable_value& target) const {
+    auto const number = std::bit_cast<std::int64_t>(m_bits);
+    switch (m_index) {
+    case 0:
+        target = number != 0;
+        break;
+    case 1:
+        target = std::bit_cast<double>(m_bits);
+        break;
+    case 2:
+        target = number;
+        break;
+    case 3:
+        target = *text_of(m_bits);
+        break;
+    case 4:
+        target = timestamp{std::chrono::nanoseconds{number}};
+        break;
+    default:
+        target = std::chrono::nanoseconds{number};
+    }
+}
+
+std::uint64_t packed_value::copy_text(std::uint64_t bits) {
+    return bits_of(std::make_unique<std::string const>(*text_of(bits)));
+}
+
+void packed_value::drop_text() noexcept {
+    owned_text const dropped{text_of(m_bits)};
 }
 
 } // namespace arvenhold::corvel::hub

@@ -5,11 +5,11 @@
 
 #include <hub/common.hpp>
 
-#include <chrono>
 #include <cstddef>
 #include <cstdint>
-#include <memory>
 #include <string>
+#include <type_traits>
+#include <utility>
 #include <variant>
 
 namespace arvenhold::corvel::hub {
@@ -22,18 +22,55 @@ public:
 
     explicit packed_value(variable_value value);
 
+    packed_value(packed_value const& other)
+        : m_bits{other.is_text() ? copy_text(other.m_bits) : other.m_bits}
+        , m_index{other.m_index} {}
+
+    packed_value(packed_value&& other) noexcept
+        : m_bits{other.m_bits}
+        , m_index{std::exchange(other.m_index, 0)} {}
+
+    packed_value& operator=(packed_value other) noexcept {
+        std::swap(m_bits, other.m_bits);
+        std::swap(m_index, other.m_index);
+        return *this;
+    }
+
+    ~packed_value() {
+        if (is_text()) {
+            drop_text();
+        }
+    }
+
     /// Returns a copy.
-    [[nodiscard]] variable_value get() const;
+    [[nodiscard]] variable_value get() const {
+        variable_value copy;
+        copy_to(copy);
+        return copy;
+    }
+
+    /// Assigns a copy, which uses the memory of the string that it replaces.
+    void copy_to(variable_value& target) const;
 
     /// Returns the index of the alternative of variable_value.
     [[nodiscard]] std::size_t index() const {
-        return m_value.index();
+        return m_index;
     }
 
 private:
-    using text = std::unique_ptr<std::string const>;
+    std::uint64_t m_bits = 0; // of the value, or of a pointer to a string that this object owns
+    std::uint8_t m_index = 0;
 
-    std::variant<bool, double, std::int64_t, text, timestamp, std::chrono::nanoseconds> m_value;
+    [[nodiscard]] bool is_text() const;
+    static std::uint64_t copy_text(std::uint64_t bits);
+    void drop_text() noexcept;
 };
+
+inline bool packed_value::is_text() const {
+    constexpr std::uint8_t text_index = 3;
+    static_assert(
+        std::is_same_v<std::variant_alternative_t<text_index, variable_value>, std::string>);
+    return m_index == text_index;
+}
 
 } // namespace arvenhold::corvel::hub

@@ -74,10 +74,14 @@ protected:
 
     // The readings that wait for a handler.
     std::vector<any_reading> take(following& wanted) {
+        following::waiting waiting;
+        wanted.take(waiting);
         std::vector<any_reading> readings;
-        for (auto& change : wanted.take().changes) {
-            provider.take_reading(
-                change, wanted, [] { return after(seconds{10}); }, readings.emplace_back());
+        for (auto& event : waiting.events) {
+            std::vector<any_reading> taken(event.get_remaining());
+            provider.take_readings(
+                event, wanted, [] { return after(seconds{10}); }, taken);
+            readings.insert(readings.end(), taken.begin(), taken.end());
         }
         return readings;
     }
@@ -113,8 +117,49 @@ TEST_F(oven, is_not_live_if_something_was_lost_while_it_was_read) {
 
     EXPECT_FALSE(provider.adopt({}, first.all, begun).is_live);
 
-    EXPECT_EQ(now(slot).freshness, freshness::stale);
+    EXPECT_EQ(now(slot).freshness, freshness::never_received);
     EXPECT_FALSE(provider.is_live());
+}
+
+TEST_F(oven, keeps_a_stale_value_until_it_is_live_again) {
+    auto const wanted = follow_path("temperature");
+    auto const slot = provider.add(wanted);
+    adopt(first);
+    auto const begun = provider.begin_reading();
+    provider.lose(after(seconds{7}));
+    take(*wanted);
+
+    first.update(4, 21.0);
+    EXPECT_FALSE(provider.apply(nullptr, 77, {4}).value());
+    EXPECT_FALSE(provider.refresh(nullptr));
+    EXPECT_FALSE(provider.adopt({}, first.all, begun).is_live);
+    EXPECT_EQ(now(slot).value, variable_value{20.0});
+    EXPECT_THAT(take(*wanted), IsEmpty());
+
+    EXPECT_TRUE(adopt(first).is_live);
+    EXPECT_EQ(now(slot).value, variable_value{21.0});
+}
+
+TEST_F(oven, makes_a_reading_stale_that_was_taken_before_a_loss) {
+    auto const wanted = follow_path("temperature", 10);
+    provider.add(wanted);
+    adopt(first);
+    following::waiting waiting;
+    wanted->take(waiting);
+    auto& event = waiting.events.front();
+    auto const time = [] {
+        return after(seconds{10});
+    };
+    std::vector<any_reading> readings(1);
+    provider.take_readings(event, *wanted, time, readings);
+
+    provider.update_freshness(readings[0], event, time);
+    EXPECT_EQ(readings[0].freshness, freshness::live);
+
+    provider.lose(after(seconds{7}));
+    provider.update_freshness(readings[0], event, time);
+    EXPECT_EQ(readings[0].freshness, freshness::stale);
+    EXPECT_EQ(readings[0].stale_for, seconds{3});
 }
 
 TEST_F(oven, is_stale_with_its_age_after_a_loss) {
@@ -373,6 +418,31 @@ TEST_F(oven, reports_a_new_type_of_a_variable_that_a_pattern_has_found_and_shows
     auto const readings = provider.get_readings(*wanted, after(seconds{10}));
     EXPECT_EQ(readings[0].value, variable_value{true});
     EXPECT_EQ(readings[0].freshness, freshness::live);
+}
+
+TEST_F(oven, reports_a_new_type_once_if_something_is_lost_while_it_is_read) {
+    provider.add(follow_pattern("**"));
+    adopt(first);
+    read_variables const changed{78, {{4, "temperature", true}, {5, "set_point", 60.0}}};
+    auto const begun = provider.begin_reading();
+    provider.lose(after(seconds{7}));
+
+    EXPECT_THAT(provider.adopt({}, changed.all, begun).change.changed_types, SizeIs(1));
+    EXPECT_THAT(adopt(changed).change.changed_types, IsEmpty());
+}
+
+TEST_F(oven, keeps_the_path_but_not_the_definition_of_a_variable_that_has_vanished) {
+    auto const wanted = follow_pattern("**");
+    provider.add(wanted);
+    read_variables earlier{77, {{4, "temperature", 20.0}}};
+    adopt(earlier);
+    std::weak_ptr<consumer_variable> const gone = earlier.all.variables->at(4);
+    earlier.all.variables.reset();
+
+    adopt(read_variables{78, {}});
+
+    EXPECT_TRUE(gone.expired());
+    EXPECT_EQ(provider.get_readings(*wanted, after(seconds{10}))[0].path, "temperature");
 }
 
 TEST_F(oven, never_shows_what_is_being_written) {

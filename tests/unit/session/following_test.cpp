@@ -15,47 +15,64 @@ using testing::IsEmpty;
 
 following::interest const everything{path_pattern{"**"}, path_pattern{"**"}, std::nullopt};
 
-std::vector<std::size_t> slots_of(following::waiting const& waiting) {
-    std::vector<std::size_t> slots;
-    for (auto const& change : waiting.changes) {
-        slots.push_back(change.slot);
+pending_event event_of(std::vector<std::uint32_t> const& slots) {
+    pending_event event;
+    for (auto const slot : slots) {
+        event.changes.emplace_back().slot = slot;
+    }
+    return event;
+}
+
+following::waiting take(following& wanted) {
+    following::waiting waiting;
+    wanted.take(waiting);
+    return waiting;
+}
+
+// What waits of each event.
+std::vector<std::vector<std::size_t>> slots_of(following::waiting const& waiting) {
+    std::vector<std::vector<std::size_t>> slots;
+    for (auto const& event : waiting.events) {
+        auto& remaining = slots.emplace_back();
+        for (auto next = event.taken; next < event.changes.size(); ++next) {
+            remaining.push_back(event.changes[next].slot);
+        }
     }
     return slots;
 }
 
-TEST(following, keeps_changes_in_their_order) {
+TEST(following, keeps_events_in_their_order) {
     following wanted{everything, 10};
-    wanted.add({{nullptr, 3, std::nullopt}, {nullptr, 1, std::nullopt}});
-    wanted.add({{nullptr, 2, std::nullopt}});
+    wanted.add(event_of({3, 1}));
+    wanted.add(event_of({2}));
 
-    auto const waiting = wanted.take();
+    auto const waiting = take(wanted);
 
-    EXPECT_THAT(slots_of(waiting), ElementsAre(3, 1, 2));
+    EXPECT_THAT(slots_of(waiting), ElementsAre(ElementsAre(3, 1), ElementsAre(2)));
     EXPECT_EQ(waiting.dropped, 0);
-    EXPECT_THAT(slots_of(wanted.take()), IsEmpty());
-}
-
-TEST(following, gives_the_changes_of_an_event_one_number) {
-    following wanted{everything, 10};
-    wanted.add({{nullptr, 0, std::nullopt}, {nullptr, 1, std::nullopt}});
-    wanted.add({{nullptr, 2, std::nullopt}});
-
-    auto const changes = wanted.take().changes;
-
-    EXPECT_EQ(changes[0].event, changes[1].event);
-    EXPECT_NE(changes[1].event, changes[2].event);
+    EXPECT_THAT(slots_of(take(wanted)), IsEmpty());
 }
 
 TEST(following, drops_the_oldest_changes_beyond_its_limit_and_counts_them) {
-    following wanted{everything, 2};
-    wanted.add({{nullptr, 0, std::nullopt}, {nullptr, 1, std::nullopt}});
-    wanted.add({{nullptr, 2, std::nullopt}, {nullptr, 3, std::nullopt}});
+    following wanted{everything, 3};
+    wanted.add(event_of({0}));
+    wanted.add(event_of({1, 2}));
+    wanted.add(event_of({3, 4}));
 
-    auto const waiting = wanted.take();
+    auto const waiting = take(wanted);
 
-    EXPECT_THAT(slots_of(waiting), ElementsAre(2, 3));
+    EXPECT_THAT(slots_of(waiting), ElementsAre(ElementsAre(2), ElementsAre(3, 4)));
     EXPECT_EQ(waiting.dropped, 2);
-    EXPECT_EQ(wanted.take().dropped, 0);
+    EXPECT_EQ(take(wanted).dropped, 0);
+}
+
+TEST(following, counts_again_from_nothing_once_it_was_taken) {
+    following wanted{everything, 2};
+    wanted.add(event_of({0, 1}));
+    take(wanted);
+    wanted.add(event_of({2, 3}));
+
+    EXPECT_THAT(slots_of(take(wanted)), ElementsAre(ElementsAre(2, 3)));
 }
 
 TEST(following, has_a_handler_while_one_is_set) {

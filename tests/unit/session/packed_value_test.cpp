@@ -8,6 +8,7 @@
 #include <chrono>
 #include <cstdint>
 #include <string>
+#include <utility>
 
 namespace arvenhold::corvel::hub {
 
@@ -20,6 +21,26 @@ TEST_P(every_type, is_returned_as_it_was_given) {
 
     EXPECT_EQ(packed.get(), GetParam());
     EXPECT_EQ(packed.index(), GetParam().index());
+}
+
+TEST_P(every_type, is_copied_and_moved) {
+    packed_value source{GetParam()};
+    packed_value const copy{source};
+    packed_value const moved{std::move(source)};
+    packed_value assigned{variable_value{std::string{"a text that is replaced by the assignment"}}};
+    assigned = copy;
+
+    EXPECT_EQ(copy.get(), GetParam());
+    EXPECT_EQ(moved.get(), GetParam());
+    EXPECT_EQ(assigned.get(), GetParam());
+}
+
+TEST_P(every_type, replaces_a_value_of_any_type) {
+    for (auto target : {variable_value{true}, variable_value{std::string{"old"}}}) {
+        packed_value{GetParam()}.copy_to(target);
+
+        EXPECT_EQ(target, GetParam());
+    }
 }
 
 INSTANTIATE_TEST_SUITE_P(
