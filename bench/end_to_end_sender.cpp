@@ -71,8 +71,8 @@ private:
     std::shared_ptr<variable_list> m_list;
 };
 
-// Provides the same through a session. One that does not send immediately keeps every change, so
-// that as much is sent as through a plain provider.
+// Provides the same through a session. It keeps every change, so that as much is sent as through a
+// plain provider.
 class sending_session {
 public:
     sending_session(
@@ -88,9 +88,7 @@ public:
         for (std::size_t position = 0; position < size; ++position) {
             auto const variable =
                 m_session.declare<double>("value/" + std::to_string(position), 0.5);
-            if (!at_once) {
-                m_session.keep_changes(variable.as_any(), all);
-            }
+            m_session.keep_changes(variable.as_any(), all);
             m_variables.push_back(variable);
         }
         m_session.start();

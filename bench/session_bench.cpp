@@ -40,8 +40,10 @@ public:
         : m_size{size}
         , m_counted{counted} {}
 
-    void take(variable_value const& value, timestamp when) {
-        m_sum += std::get<double>(value);
+    void take(variable_value const& value, variable_quality quality, timestamp when) {
+        if (quality == variable_quality::good) {
+            m_sum += std::get<double>(value);
+        }
         if (++m_values % m_size == 0) {
             m_counted.take(when.time_since_epoch().count());
         }
@@ -66,7 +68,9 @@ public:
         , m_session{"session-watcher", access_to(hub)} {
         for (auto const& provider : providers) {
             m_session.follow_all(provider, "**", change_queue::every(size * events_of(size)))
-                .on_change([this](any_reading const& now) { m_counter.take(now.value, now.when); });
+                .on_change([this](any_reading const& now) {
+                    m_counter.take(now.value, now.quality, now.when);
+                });
         }
         counted.expect(providers.size()); // all values are read at first
         m_session.start();
@@ -108,8 +112,9 @@ private:
     void read(std::vector<variable_id> const& changed, provider_connection& from) {
         auto const current = from.get_current_variables();
         for (auto const id : changed) {
-            auto const [value, when] = current.find(id)->get_value_with_timestamp();
-            m_counter.take(value, when);
+            auto const variable = current.find(id);
+            auto const [value, when] = variable->get_value_with_timestamp();
+            m_counter.take(value, variable->get_quality(), when);
         }
     }
 };
