@@ -52,11 +52,24 @@ public:
             "developer",
             "developer-secret",
             connect_options{}.set_send_immediately(at_once));
+        for (auto const& [id, variable] : m_list->get_variables()) {
+            m_ids.push_back(id);
+        }
     }
 
     [[nodiscard]] new_values values() const {
         new_values all;
         for (auto const& [id, variable] : m_list->get_variables()) {
+            all.emplace_back(id, 1.5);
+        }
+        return all;
+    }
+
+    // What an application passes that has measured the values just now.
+    [[nodiscard]] new_values measured_values() const {
+        new_values all;
+        all.reserve(m_ids.size());
+        for (auto const id : m_ids) {
             all.emplace_back(id, 1.5);
         }
         return all;
@@ -69,6 +82,7 @@ public:
 private:
     provider m_provider;
     std::shared_ptr<variable_list> m_list;
+    std::vector<variable_id> m_ids;
 };
 
 // Provides the same through a session. It keeps every change, so that as much is sent as through a
@@ -168,7 +182,7 @@ private:
     }
 
     // "library <provider> <events> <gap in us>", "session" and "raw-now" likewise,
-    // "raw <bytes> <events> <gap in us>", "outage <provider> <duration in ms>", or
+    // "measured <provider> <events>", "raw <bytes> <events> <gap in us>", "outage <provider> <duration in ms>", or
     // "open <session> <variables> <1 to send immediately>". Answers with the processor time in
     // microseconds, or the longest call in nanoseconds.
     std::string obey(std::istream& command) {
@@ -180,6 +194,8 @@ private:
         auto const before = used_processor_time();
         if (what == "library") {
             send_values(m_providers.at(target), number, std::chrono::microseconds{gap});
+        } else if (what == "measured") {
+            send_measured(m_providers.at(target), number);
         } else if (what == "session") {
             send_changes(m_sessions.at(target), number, std::chrono::microseconds{gap});
         } else if (what == "open") {
@@ -203,6 +219,12 @@ private:
         for (auto& values : prepared) {
             from.publish(std::move(values));
             pause(gap);
+        }
+    }
+
+    static void send_measured(sending_provider& from, std::size_t events) {
+        for (std::size_t event = 0; event < events; ++event) {
+            from.publish(from.measured_values());
         }
     }
 

@@ -411,7 +411,7 @@ std::string provider_session_impl::find_refusal(
     if (m_slots.get_permissions(variable) == variable_permissions::read_only) {
         return "it is read-only";
     }
-    if (!m_slots.has_type_of(variable, value)) {
+    if (!m_slots.has_type_of(variable, value.index())) {
         return "it cannot have a value of type " + std::string{type_name_of(value)};
     }
     return handler ? "" : "it has no handler for write requests";

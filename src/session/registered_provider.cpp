@@ -10,6 +10,7 @@
 #include <hub/provider_variable.hpp>
 
 #include <mutex>
+#include <utility>
 
 namespace arvenhold::corvel::hub {
 
@@ -37,6 +38,7 @@ void registered_provider::register_variables(
     definition.finalize();
     m_list = m_provider.register_provider_definition(definition);
     m_variables.reserve(states.size());
+    m_qualities.reserve(states.size());
     {
         std::scoped_lock const lock{*m_list};
         auto state = states.begin();
@@ -44,6 +46,7 @@ void registered_provider::register_variables(
             variable->set_value(std::move(state->value), state->when);
             variable->set_quality(state->quality, state->when);
             m_variables.push_back(variable.get());
+            m_qualities.push_back(state->quality);
             ++state;
         }
     }
@@ -84,8 +87,8 @@ void registered_provider::record(std::span<variable_change const> changes) {
     std::scoped_lock const lock{*m_list};
     for (auto const& change : changes) {
         auto& variable = *m_variables[change.position];
-        variable.set_value(change.value, change.when);
-        if (variable.get_quality() != change.quality) {
+        variable.set_value(change.value.get(), change.when);
+        if (std::exchange(m_qualities[change.position], change.quality) != change.quality) {
             variable.set_quality(change.quality, change.when);
         }
     }

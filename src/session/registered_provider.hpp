@@ -81,6 +81,7 @@ private:
 
     std::shared_ptr<variable_list> m_list;
     std::vector<provider_variable*> m_variables; // by position; the list owns them
+    std::vector<variable_quality> m_qualities;   // theirs
 
     provider m_provider; // destroyed first: afterwards no callback runs
 

@@ -27,8 +27,9 @@ void update_cycle::set(
     if (&variable.session() != m_changes->session.get()) {
         throw std::logic_error{"the variable belongs to another session"};
     }
-    m_changes->session->slots().require_type(variable.m_position, value);
-    m_changes->list.push_back({variable.m_position, std::move(value), quality, m_changes->when});
+    packed_value given{std::move(value)};
+    m_changes->session->slots().require_type(variable.m_position, given);
+    m_changes->list.push_back({variable.m_position, std::move(given), quality, m_changes->when});
 }
 
 void update_cycle::record() {

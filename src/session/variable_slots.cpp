@@ -6,13 +6,14 @@
 #include <hub/names.hpp>
 
 #include <algorithm>
+#include <iterator>
 #include <stdexcept>
 #include <utility>
 
 namespace arvenhold::corvel::hub {
 
 variable_change variable_slots::recorded::as_change(position variable) const {
-    return {variable, value.get(), static_cast<variable_quality>(quality), when};
+    return {variable, value, static_cast<variable_quality>(quality), when};
 }
 
 variable_slots::position variable_slots::add(
@@ -35,9 +36,7 @@ variable_slots::position variable_slots::add(
          .when = when,
          .value = packed_value{std::move(initial)}});
     m_path_text += path;
-    if (m_changed.capacity() < m_slots.size()) {
-        m_changed.reserve(2 * m_slots.size());
-    }
+    m_changed.reserve(m_slots.capacity());
     return static_cast<position>(m_slots.size() - 1);
 }
 
@@ -45,13 +44,15 @@ void variable_slots::freeze() {
     m_paths = {};
     std::scoped_lock const lock{m_mutex};
     m_path_text.shrink_to_fit();
+    m_slots.shrink_to_fit();
     auto changed = std::exchange(m_changed, {});
-    m_changed.reserve(std::max(m_slots.size(), changed.size()));
+    m_changed.reserve(m_slots.size());
     m_changed.assign(changed.begin(), changed.end());
 }
 
 void variable_slots::keep_changes(position variable, std::size_t limit) {
     std::scoped_lock const lock{m_mutex};
+    m_queues.resize(std::max(m_queues.size(), variable + std::size_t{1}));
     m_queues[variable].limit = limit;
     m_slots[variable].has_queue = true;
 }
@@ -63,9 +64,6 @@ void variable_slots::set(variable_change change) {
 }
 
 void variable_slots::set(std::vector<variable_change> changes) {
-    for (auto const& change : changes) {
-        require_type(change.position, change.value);
-    }
     std::scoped_lock const lock{m_mutex};
     for (auto& change : changes) {
         record(std::move(change));
@@ -74,7 +72,7 @@ void variable_slots::set(std::vector<variable_change> changes) {
 
 void variable_slots::record(variable_change change) {
     auto& slot = m_slots[change.position];
-    slot.value = packed_value{std::move(change.value)};
+    slot.value = std::move(change.value);
     slot.quality = static_cast<std::uint8_t>(change.quality);
     slot.when = change.when;
     mark_changed(change.position);
@@ -102,73 +100,94 @@ void variable_slots::mark_changed(position variable) {
     }
 }
 
-// Leaves room in the list for all variables without a queue, so that setting them never allocates.
 void variable_slots::enqueue(position variable) {
-    auto& queue = m_queues.at(variable);
-    queue.waiting.push_back(m_slots[variable].as_change(variable));
-    if (queue.waiting.size() > queue.limit) {
-        queue.waiting.pop_front();
-        ++queue.dropped;
+    auto& queue = queue_of(variable);
+    auto& added = m_queued.emplace_back(m_slots[variable].as_change(variable));
+    added.begins_event = m_queued.size() == 1 || queue.last_event == m_events
+                      || added.when != std::prev(m_queued.end(), 2)->when;
+    if (added.begins_event) {
+        ++m_events;
+    }
+    queue.last_event = m_events;
+    if (queue.waiting < queue.limit) {
+        ++queue.waiting;
         return;
     }
-    m_changed.push_back(variable);
-    if (m_changed.capacity() - m_changed.size() < m_slots.size()) {
-        m_changed.reserve(2 * m_changed.capacity() + m_slots.size());
+    ++queue.dropped;
+    ++queue.outdated;
+    ++m_outdated;
+    if (m_outdated > m_queued.size() / 2) {
+        remove_outdated();
     }
 }
 
+// A take() leaves the queues as they are, so that it holds the lock for a moment only.
+variable_slots::change_queue& variable_slots::queue_of(position variable) {
+    auto& queue = m_queues[variable];
+    if (std::exchange(queue.takes, m_takes) != m_takes) {
+        queue.waiting = 0;
+    }
+    return queue;
+}
+
+// What begins an event hands that on to the next change.
+void variable_slots::remove_outdated() {
+    if (m_outdated == 0) {
+        return;
+    }
+    auto kept = m_queued.begin();
+    auto begins_event = false;
+    for (auto& change : m_queued) {
+        begins_event = begins_event || change.begins_event;
+        auto& outdated = m_queues[change.position].outdated;
+        if (outdated > 0) {
+            --outdated;
+            continue;
+        }
+        change.begins_event = std::exchange(begins_event, false);
+        *kept++ = std::move(change);
+    }
+    m_queued.erase(kept, m_queued.end());
+    m_outdated = 0;
+}
+
 std::vector<variable_change> variable_slots::take() {
-    std::vector<variable_change> batch;
     std::scoped_lock const lock{m_mutex};
-    batch.reserve(m_changed.size());
+    remove_outdated();
+    ++m_takes;
+    auto batch = std::exchange(m_queued, {});
+    batch.reserve(batch.size() + m_changed.size());
     for (auto const variable : m_changed) {
         auto& slot = m_slots[variable];
-        if (slot.has_queue) {
-            take_oldest(m_queues.at(variable), batch);
-        } else {
-            slot.is_changed = false;
-            append(batch, slot.as_change(variable), false);
-        }
+        slot.is_changed = false;
+        auto change = slot.as_change(variable);
+        change.begins_event = batch.empty() || change.when != batch.back().when;
+        batch.push_back(std::move(change));
     }
     m_changed.clear();
     return batch;
 }
 
-void variable_slots::take_oldest(change_queue& queue, std::vector<variable_change>& batch) {
-    if (queue.waiting.empty()) {
-        return; // an earlier take() ran out of memory halfway
-    }
-    append(batch, std::move(queue.waiting.front()), queue.last_event == m_events);
-    queue.waiting.pop_front();
-    queue.last_event = m_events;
-}
-
-void variable_slots::append(
-    std::vector<variable_change>& batch, variable_change next, bool is_in_event_already) {
-    next.begins_event = batch.empty() || is_in_event_already || next.when != batch.back().when;
-    if (next.begins_event) {
-        ++m_events;
-    }
-    batch.push_back(std::move(next));
-}
-
 void variable_slots::put_back(std::vector<variable_change> const& batch, std::size_t first) {
     std::scoped_lock const lock{m_mutex};
-    std::vector<position> returned;
+    std::vector<variable_change> returned; // the newest one first
     for (auto next = batch.size(); next > first; --next) {
         auto const& change = batch[next - 1];
         if (!m_slots[change.position].has_queue) {
             continue;
         }
-        auto& queue = m_queues.at(change.position);
-        if (queue.waiting.size() < queue.limit) {
-            queue.waiting.push_front(change);
-            returned.push_back(change.position);
-        } else {
-            ++queue.dropped; // the newer ones stay
+        auto& queue = queue_of(change.position);
+        if (queue.waiting < queue.limit) {
+            ++queue.waiting;
+            returned.push_back(change);
+            continue;
+        }
+        ++queue.dropped; // the newer ones stay
+        if (!returned.empty() && change.begins_event) {
+            returned.back().begins_event = true;
         }
     }
-    m_changed.insert(m_changed.begin(), returned.rbegin(), returned.rend());
+    m_queued.insert(m_queued.begin(), returned.rbegin(), returned.rend());
 }
 
 std::vector<variable_state> variable_slots::get_states() {
@@ -180,17 +199,16 @@ std::vector<variable_state> variable_slots::get_states() {
         states.push_back(
             {std::string{path_of(variable)},
              get_permissions(variable),
-             std::move(latest.value),
+             latest.value.get(),
              latest.quality,
              latest.when});
     }
-    for (auto const& [variable, queue] : m_queues) {
-        if (!queue.waiting.empty()) {
-            auto const& oldest = queue.waiting.front();
-            states[variable].value = oldest.value;
-            states[variable].quality = oldest.quality;
-            states[variable].when = oldest.when;
-        }
+    remove_outdated();
+    for (auto waiting = m_queued.rbegin(); waiting != m_queued.rend(); ++waiting) {
+        auto& state = states[waiting->position]; // the oldest comes last
+        state.value = waiting->value.get();
+        state.quality = waiting->quality;
+        state.when = waiting->when;
     }
     return states;
 }
@@ -229,8 +247,7 @@ variable_value variable_slots::get(position variable) {
 
 std::uint64_t variable_slots::get_dropped_changes(position variable) {
     std::scoped_lock const lock{m_mutex};
-    auto const found = m_queues.find(variable);
-    return found != m_queues.end() ? found->second.dropped : 0;
+    return variable < m_queues.size() ? m_queues[variable].dropped : 0;
 }
 
 std::uint32_t variable_slots::get_content_hash() const {
@@ -244,17 +261,17 @@ std::uint32_t variable_slots::get_content_hash() const {
     return content_hash(std::move(signatures));
 }
 
-bool variable_slots::has_type_of(position variable, variable_value const& value) const {
-    return value.index() == m_slots[variable].type;
+bool variable_slots::has_type_of(position variable, std::size_t type) const {
+    return type == m_slots[variable].type;
 }
 
-void variable_slots::require_type(position variable, variable_value const& value) const {
-    if (has_type_of(variable, value)) {
+void variable_slots::require_type(position variable, packed_value const& value) const {
+    if (has_type_of(variable, value.index())) {
         return;
     }
     throw std::invalid_argument{
         "the variable \"" + get_path(variable) + "\" cannot have a value of type "
-        + std::string{type_name_of(value)}};
+        + std::string{type_name_of(value.get())}};
 }
 
 } // namespace arvenhold::corvel::hub

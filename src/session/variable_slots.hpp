@@ -10,12 +10,10 @@
 
 #include <cstddef>
 #include <cstdint>
-#include <deque>
 #include <mutex>
 #include <optional>
 #include <string>
 #include <string_view>
-#include <unordered_map>
 #include <unordered_set>
 #include <vector>
 
@@ -24,7 +22,7 @@ namespace arvenhold::corvel::hub {
 /// A change of a variable; `position` is its place in the order of declaration.
 struct variable_change {
     std::uint32_t position = 0;
-    variable_value value;
+    packed_value value;
     variable_quality quality = variable_quality::good;
     timestamp when;
     bool begins_event = false; ///< Set by variable_slots::take().
@@ -45,9 +43,11 @@ struct variable_state {
 /// Variables are added on one thread, before any other operation is called on another one. All
 /// other operations may be called from any thread.
 ///
-/// 1. `m_changed` lists the variables in the order in which they have changed since the last take():
-///    one without a queue once, one with a queue as often as there are changes in that.
-/// 2. A variable with a queue has every change since the last take() in it, up to its limit.
+/// 1. `m_changed` lists the variables without a queue that have changed since the last take(), in the
+///    order of their first change.
+/// 2. `m_queued` has the changes of variables with a queue, in their order, and where an event
+///    begins. Of each variable, the oldest ones may be outdated, because there are more than its
+///    limit; they are at most half of all.
 class variable_slots {
 public:
     using position = std::uint32_t;
@@ -73,9 +73,7 @@ public:
     ///                                recorded.
     void set(variable_change change) CORVEL_HUB_EXCLUDES(m_mutex);
 
-    /// Records changes so that take() returns all or none of them.
-    ///
-    /// @throws std::invalid_argument  A value has another type. Nothing was recorded.
+    /// Records changes, each of its variable's type, so that take() returns all or none of them.
     void set(std::vector<variable_change> changes) CORVEL_HUB_EXCLUDES(m_mutex);
 
     /// Records a quality for the latest value.
@@ -86,7 +84,8 @@ public:
     void send_again(position variable) CORVEL_HUB_EXCLUDES(m_mutex);
 
     /// Removes and returns all changes, in the order in which they are to be sent, and marks where an
-    /// event begins: an event has changes of one time and of different variables.
+    /// event begins: an event has changes of one time and of different variables. Those of variables
+    /// with a queue come first.
     std::vector<variable_change> take() CORVEL_HUB_EXCLUDES(m_mutex);
 
     /// Takes back what could not be sent, from `first` on: into the queues of variables that have
@@ -107,10 +106,11 @@ public:
     std::uint64_t get_dropped_changes(position variable) CORVEL_HUB_EXCLUDES(m_mutex);
     std::uint32_t get_content_hash() const CORVEL_HUB_EXCLUDES(m_mutex);
 
-    bool has_type_of(position variable, variable_value const& value) const;
+    /// @param type  The index of the alternative of variable_value.
+    bool has_type_of(position variable, std::size_t type) const;
 
     /// @throws std::invalid_argument  The value has another type than the variable.
-    void require_type(position variable, variable_value const& value) const;
+    void require_type(position variable, packed_value const& value) const;
 
 private:
     // As small as possible: there may be a hundred thousand. The type and the permissions are fixed
@@ -130,28 +130,32 @@ private:
 
     struct change_queue {
         std::size_t limit = 0;
-        std::uint64_t dropped = 0;
+        std::size_t waiting = 0; // since the take() with number `takes`
+        std::uint64_t takes = 0;
         std::uint64_t last_event = 0; // the one that got a change of it last
-        std::deque<variable_change> waiting;
+        std::size_t outdated = 0;     // that m_queued still has
+        std::uint64_t dropped = 0;
     };
 
     std::unordered_set<std::string> m_paths; // empty once frozen
 
     mutable std::mutex m_mutex;
-    std::deque<recorded> m_slots;                           // see recorded; stay where they are
+    std::vector<recorded> m_slots;                          // see recorded
     std::string m_path_text CORVEL_HUB_GUARDED_BY(m_mutex); // all paths, one after the other
-    std::vector<position> m_changed CORVEL_HUB_GUARDED_BY(m_mutex); // grows only for queues
-    std::unordered_map<position, change_queue> m_queues CORVEL_HUB_GUARDED_BY(m_mutex);
-    std::uint64_t m_events CORVEL_HUB_GUARDED_BY(m_mutex) = 0; // how many take() has begun
+    std::vector<position> m_changed CORVEL_HUB_GUARDED_BY(m_mutex); // has room for all
+    std::vector<variable_change> m_queued CORVEL_HUB_GUARDED_BY(m_mutex);
+    std::size_t m_outdated CORVEL_HUB_GUARDED_BY(m_mutex) = 0; // in m_queued
+    std::vector<change_queue> m_queues
+        CORVEL_HUB_GUARDED_BY(m_mutex);                        // by position, up to the last
+    std::uint64_t m_events CORVEL_HUB_GUARDED_BY(m_mutex) = 0; // how many m_queued has begun
+    std::uint64_t m_takes CORVEL_HUB_GUARDED_BY(m_mutex) = 0;
 
     std::string_view path_of(position variable) const CORVEL_HUB_REQUIRES(m_mutex);
     void record(variable_change change) CORVEL_HUB_REQUIRES(m_mutex);
     void mark_changed(position variable) CORVEL_HUB_REQUIRES(m_mutex);
     void enqueue(position variable) CORVEL_HUB_REQUIRES(m_mutex);
-    void take_oldest(change_queue& queue, std::vector<variable_change>& batch)
-        CORVEL_HUB_REQUIRES(m_mutex);
-    void append(std::vector<variable_change>& batch, variable_change next, bool is_in_event_already)
-        CORVEL_HUB_REQUIRES(m_mutex);
+    change_queue& queue_of(position variable) CORVEL_HUB_REQUIRES(m_mutex);
+    void remove_outdated() CORVEL_HUB_REQUIRES(m_mutex);
 };
 
 } // namespace arvenhold::corvel::hub
