@@ -78,7 +78,7 @@ std::uint64_t packed_value::copy_text(std::uint64_t bits) {
     return bits_of(std::make_unique<std::string const>(*text_of(bits)));
 }
 
-void packed_value::drop_text() noexcept {
+void packed_value::drop_text() const noexcept {
     owned_text const dropped{text_of(m_bits)};
 }
 

@@ -30,7 +30,11 @@ public:
         : m_bits{other.m_bits}
         , m_index{std::exchange(other.m_index, 0)} {}
 
-    packed_value& operator=(packed_value other) noexcept {
+    packed_value& operator=(packed_value const& other) {
+        return *this = packed_value{other};
+    }
+
+    packed_value& operator=(packed_value&& other) noexcept {
         std::swap(m_bits, other.m_bits);
         std::swap(m_index, other.m_index);
         return *this;
@@ -63,7 +67,7 @@ private:
 
     [[nodiscard]] bool is_text() const;
     static std::uint64_t copy_text(std::uint64_t bits);
-    void drop_text() noexcept;
+    void drop_text() const noexcept;
 };
 
 inline bool packed_value::is_text() const {

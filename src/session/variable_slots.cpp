@@ -204,12 +204,12 @@ std::vector<variable_state> variable_slots::get_states() {
              latest.when});
     }
     remove_outdated();
-    for (auto waiting = m_queued.rbegin(); waiting != m_queued.rend(); ++waiting) {
-        auto& state = states[waiting->position]; // the oldest comes last
-        state.value = waiting->value.get();
-        state.quality = waiting->quality;
-        state.when = waiting->when;
-    }
+    std::for_each(m_queued.rbegin(), m_queued.rend(), [&states](auto const& waiting) {
+        auto& state = states[waiting.position]; // the oldest comes last
+        state.value = waiting.value.get();
+        state.quality = waiting.quality;
+        state.when = waiting.when;
+    });
     return states;
 }
 
