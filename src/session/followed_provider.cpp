@@ -18,19 +18,19 @@ std::string const& followed_provider::get_identifier() const {
 std::size_t followed_provider::add(std::shared_ptr<following> const& wanted) {
     std::scoped_lock const lock{m_mutex};
     auto const& interest = wanted->get_interest();
-    auto const position = static_cast<followed_position>(m_followed.size());
+    auto const number = static_cast<followed_position>(m_followed.size());
     m_followed.push_back(wanted);
     if (interest.type) {
         auto const added = add_slot(
             std::make_shared<std::string const>(interest.paths.get_text()),
             static_cast<std::uint8_t>(*interest.type));
-        subscribe(added, position);
+        subscribe(added, number);
         return added;
     }
     for (slot_position present = 0; present < m_slots.size(); ++present) {
         auto const& candidate = m_slots[present];
         if (candidate.type == any_type && interest.paths.matches(*candidate.path)) {
-            subscribe(present, position);
+            subscribe(present, number);
         }
     }
     return 0;
@@ -105,8 +105,7 @@ std::optional<bool> followed_provider::apply(
         if (!note_published(id)) {
             continue;
         }
-        bound = find_bindings(id, bound);
-        for (; bound != m_bindings.cend() && bound->id == id; ++bound) {
+        for (bound = find_bindings(id, bound); is_of(bound, id); ++bound) {
             if (copy_value(*bound)) {
                 add_changes(groups, bound->slot, changed.size());
             }
@@ -118,13 +117,17 @@ std::optional<bool> followed_provider::apply(
 // The expected ones are those after the bindings of the variable before: mostly all change.
 followed_provider::bindings::const_iterator followed_provider::find_bindings(
     variable_id changed, bindings::const_iterator expected) const {
-    if (expected != m_bindings.cend() && expected->id == changed) {
+    if (is_of(expected, changed)) {
         return expected;
     }
     return std::lower_bound(
         m_bindings.cbegin(), m_bindings.cend(), changed, [](auto const& one, variable_id id) {
             return one.id < id;
         });
+}
+
+bool followed_provider::is_of(bindings::const_iterator bound, variable_id id) const {
+    return bound != m_bindings.cend() && bound->id == id;
 }
 
 // Returns whether what the connection holds was published.

@@ -250,6 +250,8 @@ private:
     void copy_all_values() CORVEL_HUB_REQUIRES(m_mutex);
     bindings::const_iterator find_bindings(
         variable_id changed, bindings::const_iterator expected) const CORVEL_HUB_REQUIRES(m_mutex);
+    [[nodiscard]] bool is_of(bindings::const_iterator bound, variable_id id) const
+        CORVEL_HUB_REQUIRES(m_mutex);
     bool note_published(variable_id changed) CORVEL_HUB_REQUIRES(m_mutex);
     void show_to_watches(variable_id changed, bool is_published) CORVEL_HUB_REQUIRES(m_mutex);
     void show_all_to_watches() CORVEL_HUB_REQUIRES(m_mutex);
