@@ -161,6 +161,18 @@ std::string request_fault(std::uint16_t nats_port, fault const& wanted) {
     throw dev_hub_failure{answer.value("refused", "the development hub refuses the fault")};
 }
 
+std::optional<pid_t> find_hub_process(std::uint16_t nats_port) {
+    auto const socket = make_socket();
+    auto const address = make_address(nats_port);
+    ucred listener{};
+    socklen_t size = sizeof listener;
+    if (::connect(socket.get(), address.get(), address.size) != 0
+        || ::getsockopt(socket.get(), SOL_SOCKET, SO_PEERCRED, &listener, &size) != 0) {
+        return std::nullopt;
+    }
+    return listener.pid;
+}
+
 std::set<std::uint16_t> find_running_hubs() {
     std::set<std::uint16_t> ports;
     std::ifstream sockets{"/proc/net/unix"};

@@ -10,7 +10,10 @@
 #include "dev_hub/fault.hpp"
 #include "dev_hub/file_descriptor.hpp"
 
+#include <sys/types.h>
+
 #include <cstdint>
+#include <optional>
 #include <set>
 #include <string>
 #include <thread>
@@ -56,6 +59,9 @@ private:
 /// @par Blocking
 /// Up to 30 s.
 std::string request_fault(std::uint16_t nats_port, fault const& wanted);
+
+/// The process of the hub whose nats-server has this port; nothing if there is none.
+[[nodiscard]] std::optional<pid_t> find_hub_process(std::uint16_t nats_port);
 
 /// The ports of the hubs that run on this machine.
 [[nodiscard]] std::set<std::uint16_t> find_running_hubs();

@@ -1,0 +1,105 @@
+# SPDX-FileCopyrightText: 2026 Arvenhold
+# SPDX-License-Identifier: Apache-2.0
+
+"""Connecting, and the words for every way in which it fails."""
+
+import socket
+import time
+
+from tool_run import PATIENCE, HubTest
+
+
+def address_of(url):
+    return url.split("/")[2]
+
+
+class Connecting(HubTest):
+    def fails(self, code, text, *arguments):
+        self.assertEqual(self.expect(code, "providers", *arguments).errors, text)
+
+    def test_finds_no_providers(self):
+        self.assertEqual(self.expect(0, "providers", "-j").objects(), [])
+        self.assertEqual(
+            self.expect(0, "providers").errors, "corvelctl: the hub has no providers\n")
+        self.assertEqual(self.expect(0, "providers", "--quiet").errors, "")
+
+    def test_takes_a_flag_before_the_environment_and_that_before_the_context(self):
+        self.expect(0, "context", "add", "hub", "--hub", self.hub.access["nats_url"],
+                    "--token-url", self.hub.access["token_url"], "--client-id", "developer",
+                    "--secret-file", self.secret_file)
+        self.environment["CORVEL_HUB"] = "nats://127.0.0.1:1"
+        self.expect(5, "providers")
+        self.expect(0, "providers", "--hub", self.hub.access["nats_url"])
+        for name in ("CORVEL_HUB", "CORVEL_TOKEN_URL", "CORVEL_CLIENT_ID", "CORVEL_SECRET_FILE"):
+            del self.environment[name]
+        self.expect(0, "providers")
+        self.environment["CORVEL_CONTEXT"] = "hbu"
+        self.expect(3, "providers")
+        self.expect(0, "providers", "--context", "hub")
+
+    def test_asks_only_for_permission_to_read(self):
+        self.expect(0, "providers")
+        self.assertEqual(set(self.hub.scopes()), {"hub.variables.readonly"})
+
+    def test_uses_another_server_if_the_first_one_is_away(self):
+        self.expect(0, "providers", "--hub",
+                    "nats://127.0.0.1:1," + self.hub.access["nats_url"])
+
+    def test_finds_no_server(self):
+        self.fails(5, "corvelctl: no server at nats://127.0.0.1:1\n"
+                   "  check --hub, and that the NATS server is running; on this machine: corvelctl "
+                   "dev status\n", "--hub", "nats://127.0.0.1:1")
+
+    def test_finds_no_token_endpoint(self):
+        self.fails(5, "corvelctl: no server at the token endpoint http://127.0.0.1:1/token\n"
+                   "  check --token-url, and that the token endpoint is running\n",
+                   "--token-url", "http://127.0.0.1:1/token")
+
+    def test_recognises_a_wrong_path_of_the_token_endpoint(self):
+        server, token = self.hub.access["nats_url"], self.hub.access["token_url"]
+        self.fails(4, f"corvelctl: the NATS server {server} accepts no token from {token}s\n"
+                   "  check the path of --token-url (a wrong path gives no token: 404), and that "
+                   "the endpoint belongs to this hub\n", "--token-url", token + "s")
+
+    def test_explains_a_wrong_secret_without_showing_it(self):
+        wrong = self.write_file("wrong", "not-the-one\n")
+        result = self.expect(4, "providers", "--verbose", "--secret-file", wrong)
+        self.assertNotIn("not-the-one", result.errors)
+        self.assertIn(
+            f"corvelctl: the token endpoint {self.hub.access['token_url']} gives no token to client "
+            '"developer": invalid_client: unknown client id or wrong secret\n'
+            f"  check --client-id, the secret in {wrong}, and the path of --token-url\n",
+            result.errors)
+
+    def test_recognises_the_port_of_the_server_in_the_token_url(self):
+        url = f"http://{address_of(self.hub.access['nats_url'])}/token"
+        self.fails(5, f"corvelctl: the token endpoint {url} answers, but not with HTTP\n"
+                   "  is that the port of the NATS server? Check --token-url, and --hub\n",
+                   "--token-url", url)
+
+    def test_recognises_a_server_that_is_no_hub(self):
+        url = f"nats://{address_of(self.hub.access['token_url'])}"
+        result = self.expect(5, "providers", "--hub", url, "--timeout", "2s")
+        self.assertIn(f"nothing at {url} answers as a NATS server", result.errors)
+
+    def test_warns_of_a_secret_that_others_may_read(self):
+        self.secret_file.chmod(0o644)
+        result = self.expect(0, "providers")
+        self.assertIn(f"warning: others may read the secret file; make it private: chmod 600 "
+                      f"{self.secret_file}\n", result.errors)
+
+    def test_ends_in_time(self):
+        with socket.create_server(("127.0.0.1", 0)) as silent:
+            url = f"nats://127.0.0.1:{silent.getsockname()[1]}"
+            began = time.monotonic()
+            result = self.run_tool("providers", "--hub", url, "--timeout", "300ms")
+            self.assertIn(result.code, (5, 6))
+            self.assertLess(time.monotonic() - began, PATIENCE / 2)
+
+    def test_ends_by_a_signal_while_it_waits(self):
+        with socket.create_server(("127.0.0.1", 0)) as silent:
+            url = f"nats://127.0.0.1:{silent.getsockname()[1]}"
+            process = self.start("providers", "--hub", url, "--timeout", "10min")
+            silent.settimeout(PATIENCE)
+            with silent.accept()[0]:
+                self.assertEqual(self.interrupt(process).code, 130)

@@ -1,0 +1,158 @@
+# SPDX-FileCopyrightText: 2026 Arvenhold
+# SPDX-License-Identifier: Apache-2.0
+
+"""What the tests of corvelctl share: a development hub for each test program, and runs of the tool
+whose output is checked for secrets."""
+
+import json
+import os
+import pathlib
+import shutil
+import signal
+import subprocess
+import tempfile
+import time
+import unittest
+
+import jsonschema
+
+BUILD = pathlib.Path(os.environ["CORVEL_HUB_BUILD"])
+TOOL = BUILD / "tools/corvelctl/corvelctl"
+HUB = BUILD / "tools/dev_hub/corvel-dev-hub"
+SCHEMA = json.loads((pathlib.Path(__file__).resolve().parents[3]
+                     / "docs/corvelctl.schema.json").read_text(encoding="utf-8"))
+CLIENT = "developer"
+SECRET = "s3cret-of-the-test"
+PATIENCE = 60  # seconds, for what happens at once on an idle machine
+
+
+class Result:
+    def __init__(self, code, output, errors):
+        self.code, self.output, self.errors = code, output, errors
+
+    def objects(self):
+        """The objects of JSON Lines, each checked against the documented schema."""
+        found = [json.loads(line) for line in self.output.splitlines()]
+        for one in found:
+            jsonschema.validate(one, SCHEMA)
+        return found
+
+
+class Hub:
+    """A development hub on free ports."""
+
+    def __init__(self):
+        self.log = tempfile.TemporaryFile("w+", encoding="utf-8")
+        self.process = subprocess.Popen(
+            [HUB, "--client-id", CLIENT, "--client-secret", SECRET, "--probe-interval", "100"],
+            stdin=subprocess.DEVNULL, stdout=subprocess.PIPE, stderr=self.log, text=True)
+        line = ""
+        while not line.startswith("{"):
+            line = self.process.stdout.readline()
+            if not line:
+                raise RuntimeError("the development hub did not start")
+        self.access = json.loads(line)
+        self.port = self.access["nats_url"].rsplit(":", 1)[1]
+
+    def scopes(self):
+        """The scopes of all tokens that were granted so far."""
+        with open(f"/proc/self/fd/{self.log.fileno()}", encoding="utf-8") as events:
+            return [line.split()[-1] for line in events if "token granted: developer" in line]
+
+    def fault(self, *arguments):
+        subprocess.run([HUB, "fault", *arguments, "--nats-port", self.port], check=True,
+                       stdout=subprocess.DEVNULL)
+
+    def stop(self):
+        self.process.terminate()
+        self.process.wait(PATIENCE)
+        self.process.stdout.close()
+        self.log.close()
+
+
+class ToolTest(unittest.TestCase):
+    """A test with folders of its own for the tool's files."""
+
+    def setUp(self):
+        self.folder = pathlib.Path(tempfile.mkdtemp())
+        self.addCleanup(shutil.rmtree, self.folder)
+        self.secret_file = self.write_file("secret", SECRET + "\n")
+        self.environment = {
+            "HOME": str(self.folder), "PATH": os.environ["PATH"], "TZ": "CET-1", "LC_ALL": "C.UTF-8",
+            **{name: value for name, value in os.environ.items() if name.endswith("SAN_OPTIONS")}}
+
+    def write_file(self, name, text, mode=0o600):
+        path = self.folder / name
+        path.write_text(text, encoding="utf-8")
+        path.chmod(mode)
+        return path
+
+    def use_hub(self, hub):
+        """The environment's variables for a hub."""
+        self.environment.update({
+            "CORVEL_HUB": hub.access["nats_url"], "CORVEL_TOKEN_URL": hub.access["token_url"],
+            "CORVEL_CLIENT_ID": CLIENT, "CORVEL_SECRET_FILE": str(self.secret_file)})
+
+    def start(self, *arguments, **options):
+        process = subprocess.Popen(
+            [TOOL, *map(str, arguments)], env=self.environment, stdin=subprocess.DEVNULL,
+            stdout=options.pop("stdout", subprocess.PIPE), stderr=subprocess.PIPE, text=True,
+            encoding="utf-8", errors="surrogateescape", **options)
+        self.addCleanup(self.end, process)
+        return process
+
+    @staticmethod
+    def end(process):
+        if process.poll() is None:
+            process.kill()
+        process.wait()
+        for stream in (process.stdout, process.stderr):
+            if stream is not None and not stream.closed:
+                stream.close()
+
+    def finish(self, process):
+        output, errors = process.communicate(timeout=PATIENCE)
+        self.assertNotIn(SECRET, output)
+        self.assertNotIn(SECRET, errors)
+        return Result(process.returncode, output, errors)
+
+    def run_tool(self, *arguments):
+        return self.finish(self.start(*arguments))
+
+    def expect(self, code, *arguments):
+        """Runs the tool and checks its exit code."""
+        result = self.run_tool(*arguments)
+        self.assertEqual(result.code, code, f"{arguments}: {result.output}{result.errors}")
+        return result
+
+    def wait_for(self, condition, what):
+        deadline = time.monotonic() + PATIENCE
+        while not condition():
+            self.assertLess(time.monotonic(), deadline, f"waited without success: {what}")
+            time.sleep(0.01)
+
+    def read_until(self, process, text):
+        """The lines of a running tool up to the first one with the text."""
+        lines = []
+        while not lines or text not in lines[-1]:
+            line = process.stdout.readline()
+            self.assertTrue(line, f"ended without '{text}': {lines}")
+            lines.append(line)
+        return lines
+
+    def interrupt(self, process):
+        process.send_signal(signal.SIGINT)
+        return self.finish(process)
+
+
+class HubTest(ToolTest):
+    """A test with the hub of its test program."""
+
+    @classmethod
+    def setUpClass(cls):
+        cls.hub = Hub()
+        cls.addClassCleanup(cls.hub.stop)
+
+    def setUp(self):
+        super().setUp()
+        self.use_hub(self.hub)

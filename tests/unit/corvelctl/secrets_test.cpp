@@ -1,0 +1,56 @@
+// SPDX-FileCopyrightText: 2026 Arvenhold
+// SPDX-License-Identifier: Apache-2.0
+
+#include "corvelctl/secrets.hpp"
+
+#include "corvelctl/library_reports.hpp"
+
+#include <gtest/gtest.h>
+
+#include <string>
+
+namespace arvenhold::corvel::hub::ctl {
+namespace {
+
+TEST(removing_secrets, masks_every_occurrence) {
+    EXPECT_EQ(remove_secrets("a hush b hush", "hush"), "a *** b ***");
+    EXPECT_EQ(remove_secrets("a", ""), "a");
+}
+
+TEST(removing_secrets, masks_credentials_in_urls) {
+    EXPECT_EQ(remove_secrets("at nats://me:pw@plc:4222, or", ""), "at nats://***@plc:4222, or");
+    EXPECT_EQ(remove_secrets("nats://plc:4222 me@here", ""), "nats://plc:4222 me@here");
+}
+
+TEST(removing_secrets, drops_tokens) {
+    EXPECT_EQ(remove_secrets(R"(got { "access_token" : "abc" })", ""), "got { \"***");
+}
+
+TEST(reply_of_a_token_endpoint, is_reduced_to_the_error) {
+    EXPECT_EQ(
+        describe_token_reply(R"({"error":"invalid_client","error_description":"no hush"})", "hush"),
+        "invalid_client: no ***");
+    EXPECT_EQ(describe_token_reply("<html>\nmore", ""), "<html>");
+    EXPECT_EQ(describe_token_reply(std::string(200, 'x'), ""), std::string(120, 'x') + "...");
+}
+
+TEST(report_of_the_library, is_read) {
+    std::string const begin =
+        "Failed to receive new NATS authentication token: Authentication failed:\nEndpoint: "
+        "http://plc/token\n";
+
+    auto const transfer = parse_token_failure(begin + "CURL call failed, returned 7\n", "hush");
+    auto const refusal = parse_token_failure(
+        begin + "Client ID: me\nSecret: hush\nReply from auth endpoint: {\"error\":\"no\"}\n",
+        "hush");
+
+    ASSERT_TRUE(transfer.has_value());
+    EXPECT_EQ(transfer->curl_code, 7);
+    ASSERT_TRUE(refusal.has_value());
+    EXPECT_EQ(refusal->curl_code, 0);
+    EXPECT_EQ(refusal->answer, "no");
+    EXPECT_FALSE(parse_token_failure("Warning: Consumer has lost connection", "").has_value());
+}
+
+} // namespace
+} // namespace arvenhold::corvel::hub::ctl

@@ -1,0 +1,237 @@
+// SPDX-FileCopyrightText: 2026 Arvenhold
+// SPDX-License-Identifier: Apache-2.0
+
+#include "corvelctl/command_line.hpp"
+
+#include "corvelctl/commands.hpp"
+#include "corvelctl/failures.hpp"
+#include "corvelctl/near_names.hpp"
+#include "corvelctl/time_text.hpp"
+
+#include <algorithm>
+#include <array>
+#include <exception>
+#include <iterator>
+#include <string_view>
+#include <vector>
+
+namespace arvenhold::corvel::hub::ctl {
+
+namespace {
+
+// One line for each command, in the order of the help text.
+constexpr std::array add_commands{
+    &add_providers,
+    &add_context,
+    &add_version,
+};
+
+constexpr char const* introduction =
+    "See, read, write and diagnose the data hub of an industrial controller.\n\n"
+    "Without a hub:  corvelctl dev up --demo       starts one on this machine, with a boiler\n"
+    "First steps:    corvelctl providers           who offers variables\n"
+    "                corvelctl browse boiler       which ones\n"
+    "                corvelctl read boiler         their values\n";
+
+constexpr char const* rules =
+    R"(Where the hub is: for each setting a flag counts before the environment (CORVEL_HUB, CORVEL_TOKEN_URL,
+CORVEL_CLIENT_ID, CORVEL_SECRET_FILE, CORVEL_CA_FILE, CORVEL_CONTEXT), and that before the context. If
+none gives anything, the hub of `corvelctl dev up` is used. The secret is read from a file; no flag
+takes it, and it is never printed.
+
+Data goes to standard output, everything else to standard error. --json writes JSON Lines.)";
+
+std::string make_footer() {
+    return std::string{rules} + "\n\n" + describe_exit_codes();
+}
+
+void add_connection_options(CLI::App& application, connection_fields& fields) {
+    constexpr char const* group = "Connection";
+    application
+        .add_option("--hub", fields.server_url, "URL of the NATS server; several with commas")
+        ->type_name("URL")
+        ->group(group);
+    application.add_option("--token-url", fields.token_url, "URL of the token endpoint")
+        ->type_name("URL")
+        ->group(group);
+    application.add_option("--client-id", fields.client_id, "Client identifier")
+        ->type_name("ID")
+        ->group(group);
+    application
+        .add_option("--secret-file", fields.secret_file, "File that contains the client secret")
+        ->type_name("FILE")
+        ->group(group);
+    application
+        .add_option(
+            "--ca-file",
+            fields.ca_file,
+            "PEM file with authorities that may sign the NATS server's certificate; requires TLS")
+        ->type_name("FILE")
+        ->group(group);
+}
+
+colour_choice parse_colours(std::string const& word) {
+    if (word == "auto") {
+        return colour_choice::automatic;
+    }
+    if (word != "always" && word != "never") {
+        throw CLI::ValidationError{"--color: \"" + word + "\" is none of auto, always, never"};
+    }
+    return word == "always" ? colour_choice::always : colour_choice::never;
+}
+
+void add_global_options(CLI::App& application, global_options& options) {
+    add_connection_options(application, options.connection);
+    application.add_option("--context", options.context, "Named connection to use")
+        ->type_name("NAME")
+        ->group("Connection");
+    add_duration(
+        application,
+        "--timeout",
+        [&options](auto limit) { options.timeout = limit; },
+        "Time limit for the whole command; 5s unless the command says otherwise")
+        ->group("Connection");
+    auto& shown = options.output;
+    application.add_flag("-j,--json", shown.json, "Write JSON Lines");
+    application
+        .add_option_function<std::string>(
+            "--color",
+            [&shown](std::string const& word) { shown.colours = parse_colours(word); },
+            "Colours: auto, always or never")
+        ->type_name("WHEN");
+    application.add_flag("-q,--quiet", shown.quiet, "No notes and warnings");
+    application.add_flag("-v,--verbose", shown.verbose, "Also what the library reports");
+    application.add_flag("--utc", options.utc, "Show times in UTC instead of local time");
+}
+
+std::vector<std::string> get_command_names(CLI::App const& application) {
+    std::vector<std::string> names;
+    for (auto const* const command : application.get_subcommands({})) {
+        names.push_back(command->get_name());
+    }
+    return names;
+}
+
+// The first word of the command line that can only be meant as a command; empty if there is none.
+std::string find_unknown_command(
+    CLI::App const& application, std::vector<std::string> const& words) {
+    for (std::size_t index = 0; index < words.size(); ++index) {
+        auto const& word = words[index];
+        if (!word.starts_with('-')) {
+            auto const names = get_command_names(application);
+            return std::find(names.begin(), names.end(), word) == names.end() ? word : "";
+        }
+        auto const* const option = application.get_option_no_throw(word);
+        if (option != nullptr && option->get_items_expected_max() > 0) {
+            ++index; // the option's value
+        }
+    }
+    return {};
+}
+
+failure explain_usage(
+    CLI::App const& application,
+    std::vector<std::string> const& words,
+    CLI::ParseError const& error) {
+    auto const unknown = find_unknown_command(application, words);
+    if (!unknown.empty()) {
+        return failure{
+            exit_code::usage,
+            "no command \"" + unknown + '"'
+                + ask_did_you_mean(unknown, get_command_names(application)),
+            "see all commands: corvelctl --help"};
+    }
+    if (words.empty()) {
+        return failure{
+            exit_code::usage, "no command is given", "see all commands: corvelctl --help"};
+    }
+    if (std::string_view{error.what()}.find("secret") != std::string_view::npos
+        && dynamic_cast<CLI::ExtrasError const*>(&error) != nullptr) {
+        return failure{
+            exit_code::usage,
+            "no flag takes a secret, because others could see it in the list of processes",
+            "write the secret to a file that only you may read, and give --secret-file FILE"};
+    }
+    std::string chosen;
+    auto const* inner = &application;
+    while (!inner->get_subcommands().empty()) {
+        inner = inner->get_subcommands().front();
+        chosen += ' ' + inner->get_name();
+    }
+    return failure{
+        exit_code::usage, error.what(), "see how it is used: corvelctl" + chosen + " --help"};
+}
+
+exit_code run_chosen(command_line const& line, global_options const& options, output& out) {
+    library_reports reports{out};
+    supervisor guard{out};
+    guard.set_time(options.timeout.value_or(default_timeout));
+    tool with{options, out, reports, guard};
+    return line.get_chosen()(with);
+}
+
+// What a command may throw becomes an exit code here and nowhere else.
+exit_code run_to_end(command_line const& line, global_options const& options) {
+    output out{options.output};
+    try {
+        return run_chosen(line, options, out);
+    } catch (output_closed const&) {
+        return exit_code::done;
+    } catch (failure const& ended) {
+        out.report(ended);
+        return ended.get_code();
+    } catch (std::exception const& error) {
+        auto const ended = explain_exception(error);
+        out.report(ended);
+        return ended.get_code();
+    }
+}
+
+} // namespace
+
+CLI::Option* add_duration(
+    CLI::App& command,
+    std::string const& name,
+    std::function<void(std::chrono::milliseconds)> set,
+    std::string const& description) {
+    auto const parse = [set = std::move(set)](std::string const& text) {
+        auto const has_unit = text.find_first_not_of("0123456789.") != std::string::npos;
+        auto const parsed = parse_span(has_unit ? text : text + 's');
+        constexpr std::chrono::hours longest{24 * 365};
+        if (!parsed || parsed->span < std::chrono::nanoseconds::zero() || parsed->span > longest) {
+            throw CLI::ValidationError{
+                '"' + text + "\" is no duration; write 10s, 250ms, 3min or 1h"};
+        }
+        set(std::chrono::ceil<std::chrono::milliseconds>(parsed->span));
+    };
+    return command.add_option_function<std::string>(name, parse, description)
+        ->type_name("DURATION");
+}
+
+int run_program(int count, char** arguments) {
+    supervisor::block_signals();
+    CLI::App application{introduction, "corvelctl"};
+    command_line line{application};
+    global_options options;
+    application.fallthrough();
+    application.require_subcommand(1);
+    application.footer(make_footer());
+    application.set_help_flag("-h,--help", "Show this help");
+    add_global_options(application, options);
+    for (auto* const add : add_commands) {
+        add(line);
+    }
+    try {
+        application.parse(count, arguments);
+    } catch (CLI::Success const& wanted) {
+        return application.exit(wanted);
+    } catch (CLI::ParseError const& error) {
+        std::vector<std::string> const words(std::next(arguments), std::next(arguments, count));
+        output out{options.output};
+        out.report(explain_usage(application, words, error));
+        return static_cast<int>(exit_code::usage);
+    }
+    return static_cast<int>(run_to_end(line, options));
+}
+
+} // namespace arvenhold::corvel::hub::ctl

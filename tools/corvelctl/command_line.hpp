@@ -1,0 +1,98 @@
+// SPDX-FileCopyrightText: 2026 Arvenhold
+// SPDX-License-Identifier: Apache-2.0
+
+// How commands are added to the command line, and run.
+
+#pragma once
+
+#include "corvelctl/exit_code.hpp"
+#include "corvelctl/tool.hpp"
+
+#include <CLI/CLI.hpp>
+
+#include <functional>
+#include <memory>
+#include <string>
+#include <utility>
+
+namespace arvenhold::corvel::hub::ctl {
+
+/// Runs a command that was parsed.
+using command_action = std::function<exit_code(tool&)>;
+
+/// The command line while it is parsed. A command adds itself with add(), and the one that the user
+/// has chosen leaves its action here.
+class command_line {
+public:
+    explicit command_line(CLI::App& application)
+        : m_application{application} {}
+
+    /// Adds a command.
+    ///
+    /// @param options  Receives what is given on the command line; shared with the action.
+    /// @param run      Called with the options when the command was chosen.
+    ///
+    /// @return the command, for its flags and arguments.
+    template <class Options>
+    CLI::App& add(
+        std::string const& name,
+        std::string const& description,
+        std::shared_ptr<Options> options,
+        exit_code (*run)(tool&, Options const&)) {
+        return add_below(m_application, name, description, std::move(options), run);
+    }
+
+    /// The same for a command of a group, as "add" of "context".
+    template <class Options>
+    CLI::App& add_below(
+        CLI::App& group,
+        std::string const& name,
+        std::string const& description,
+        std::shared_ptr<Options> options,
+        exit_code (*run)(tool&, Options const&)) {
+        auto& command = *group.add_subcommand(name, description);
+        command.final_callback([this, options = std::move(options), run] {
+            m_chosen = [options, run](tool& with) {
+                return run(with, *options);
+            };
+        });
+        return command;
+    }
+
+    /// Adds a group of commands, one of which must be chosen.
+    CLI::App& add_group(std::string const& name, std::string const& description) {
+        auto& group = *m_application.add_subcommand(name, description);
+        group.require_subcommand(1);
+        return group;
+    }
+
+    /// The whole command line, for commands that explain it.
+    [[nodiscard]] CLI::App& get_application() const {
+        return m_application;
+    }
+
+    /// The action of the chosen command.
+    [[nodiscard]] command_action const& get_chosen() const {
+        return m_chosen;
+    }
+
+private:
+    CLI::App& m_application;
+    command_action m_chosen;
+};
+
+/// Adds an option that takes a duration, as "10s" or "250ms"; a number without a unit counts seconds.
+///
+/// @param set  Called with the duration, which is not negative.
+CLI::Option* add_duration(
+    CLI::App& command,
+    std::string const& name,
+    std::function<void(std::chrono::milliseconds)> set,
+    std::string const& description);
+
+/// Runs the program.
+///
+/// @return the exit code.
+int run_program(int count, char** arguments);
+
+} // namespace arvenhold::corvel::hub::ctl

@@ -1,0 +1,103 @@
+// SPDX-FileCopyrightText: 2026 Arvenhold
+// SPDX-License-Identifier: Apache-2.0
+
+#include "corvelctl/hub_client.hpp"
+
+#include "corvelctl/failures.hpp"
+#include "corvelctl/near_names.hpp"
+#include "corvelctl/secrets.hpp"
+#include "corvelctl/user_files.hpp"
+
+#include <algorithm>
+#include <iterator>
+
+namespace arvenhold::corvel::hub::ctl {
+
+namespace {
+
+constexpr char const* client_name = "corvelctl";
+
+} // namespace
+
+connection_settings prepare_connection(tool& with) {
+    auto settings = find_connection(with.options);
+    with.reports.hide(settings.client_secret);
+    if (is_readable_by_others(settings.secret_file)) {
+        with.out.warn(
+            "others may read the secret file; make it private: chmod 600 " + settings.secret_file);
+    }
+    with.guard.set_step("connecting to " + remove_secrets(settings.server_urls.front(), {}));
+    return settings;
+}
+
+connect_options make_one_shot_options(
+    connection_settings const& settings, supervisor const& guard) {
+    // A bit less, so that the operation that fails explains itself.
+    auto const left = std::max(guard.get_time_left() * 9 / 10, std::chrono::milliseconds{1});
+    connect_options options;
+    options.set_reconnect_attempts(0)
+        .set_fail_requests_while_disconnected(true)
+        .set_send_immediately(true)
+        .set_connect_time_limit(left)
+        .set_request_time_limit(left)
+        .set_write_deadline(left)
+        .set_token_time_limit(std::chrono::ceil<std::chrono::seconds>(left))
+        .set_further_servers({std::next(settings.server_urls.begin()), settings.server_urls.end()});
+    if (!settings.ca_file.empty()) {
+        options.set_tls_ca_file(settings.ca_file);
+    }
+    return options;
+}
+
+hub_client::hub_client(tool& with, variable_permissions permissions)
+    : m_tool{with}
+    , m_consumer{client_name, permissions == variable_permissions::read_only, nullptr, nullptr} {
+    auto const settings = prepare_connection(with);
+    try {
+        m_consumer.connect(
+            settings.server_urls.front(),
+            settings.token_url,
+            settings.client_id,
+            settings.client_secret,
+            make_one_shot_options(settings, with.guard));
+    } catch (connection_failed const& error) {
+        throw explain_connecting(error, with.reports.get_token_failure(), settings);
+    }
+}
+
+std::vector<std::string> hub_client::get_providers() {
+    auto const providers = m_consumer.get_provider_identifiers();
+    if (providers == nullptr) {
+        return {};
+    }
+    return {providers->begin(), providers->end()};
+}
+
+std::shared_ptr<provider_connection> hub_client::attach(std::string const& provider) {
+    auto const providers = get_providers();
+    if (std::find(providers.begin(), providers.end(), provider) == providers.end()) {
+        throw make_unknown_provider(provider, providers);
+    }
+    m_tool.guard.set_step("reading provider \"" + provider + '"');
+    try {
+        return m_consumer.attach_to_provider(provider);
+    } catch (std::exception const& error) {
+        throw explain_reading(error, provider);
+    }
+}
+
+failure make_unknown_provider(
+    std::string const& provider, std::vector<std::string> const& providers) {
+    if (providers.empty()) {
+        return {
+            exit_code::not_found,
+            "no provider \"" + provider + "\": the hub has no providers",
+            "start one; on a development hub: corvelctl dev up --demo"};
+    }
+    return {
+        exit_code::not_found,
+        "no provider \"" + provider + '"' + ask_did_you_mean(provider, providers),
+        "see all providers: corvelctl providers"};
+}
+
+} // namespace arvenhold::corvel::hub::ctl

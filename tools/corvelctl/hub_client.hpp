@@ -1,0 +1,58 @@
+// SPDX-FileCopyrightText: 2026 Arvenhold
+// SPDX-License-Identifier: Apache-2.0
+
+// The connection of a command that asks once: it fails at the first difficulty, in time, and with an
+// explanation.
+
+#pragma once
+
+#include "corvelctl/connection_settings.hpp"
+#include "corvelctl/tool.hpp"
+#include <hub/hub.hpp>
+
+#include <memory>
+#include <set>
+#include <string>
+#include <vector>
+
+namespace arvenhold::corvel::hub::ctl {
+
+/// Returns where the hub is and hides its secret from everything that is shown.
+///
+/// @throws failure  As find_connection().
+[[nodiscard]] connection_settings prepare_connection(tool& with);
+
+/// Returns the options for a connection that does not repair itself, and whose operations end in the
+/// time that the command has left.
+[[nodiscard]] connect_options make_one_shot_options(
+    connection_settings const& settings, supervisor const& guard);
+
+/// A consumer that is connected.
+class hub_client {
+public:
+    /// Connects.
+    ///
+    /// @param permissions  `read_only` to ask for permission only to read.
+    ///
+    /// @throws failure  The hub cannot be reached or refuses.
+    explicit hub_client(
+        tool& with, variable_permissions permissions = variable_permissions::read_only);
+
+    /// Returns the identifiers of all providers, in alphabetical order.
+    [[nodiscard]] std::vector<std::string> get_providers();
+
+    /// Attaches to a provider, which reads its definition and all values.
+    ///
+    /// @throws failure  There is no such provider, or it does not answer.
+    [[nodiscard]] std::shared_ptr<provider_connection> attach(std::string const& provider);
+
+private:
+    tool& m_tool;
+    consumer m_consumer;
+};
+
+/// The failure of a command that names a provider which the registry does not list.
+[[nodiscard]] failure make_unknown_provider(
+    std::string const& provider, std::vector<std::string> const& providers);
+
+} // namespace arvenhold::corvel::hub::ctl

@@ -1,0 +1,177 @@
+// SPDX-FileCopyrightText: 2026 Arvenhold
+// SPDX-License-Identifier: Apache-2.0
+
+#include "corvelctl/output.hpp"
+
+#include <unistd.h>
+
+#include <array>
+#include <cerrno>
+#include <cstdlib>
+#include <system_error>
+
+namespace arvenhold::corvel::hub::ctl {
+
+namespace {
+
+bool wants_colours(colour_choice choice) {
+    if (choice != colour_choice::automatic) {
+        return choice == colour_choice::always;
+    }
+    // NOLINTNEXTLINE(concurrency-mt-unsafe): nothing changes the environment
+    auto const* const refused = std::getenv("NO_COLOR");
+    return (refused == nullptr || *refused == '\0') && output::is_terminal();
+}
+
+std::string_view sequence_of(colour wanted) {
+    switch (wanted) {
+    case colour::green:
+        return "\033[32m";
+    case colour::yellow:
+        return "\033[33m";
+    case colour::red:
+        return "\033[31m";
+    case colour::grey:
+        return "\033[90m";
+    case colour::bold:
+        return "\033[1m";
+    case colour::none:
+        break;
+    }
+    return "";
+}
+
+// Whether everything was written; errno otherwise says why not.
+bool write_all(int descriptor, std::string_view text) {
+    while (!text.empty()) {
+        auto const written = ::write(descriptor, text.data(), text.size());
+        if (written >= 0) {
+            text.remove_prefix(static_cast<std::size_t>(written));
+        } else if (errno != EINTR) {
+            return false;
+        }
+    }
+    return true;
+}
+
+} // namespace
+
+output::output(output_settings settings)
+    : m_settings{settings}
+    , m_coloured{!settings.json && wants_colours(settings.colours)} {}
+
+output_settings const& output::get_settings() const {
+    return m_settings;
+}
+
+bool output::is_json() const {
+    return m_settings.json;
+}
+
+bool output::is_terminal() {
+    return ::isatty(STDOUT_FILENO) == 1;
+}
+
+void output::print(std::string_view lines) {
+    if (lines.empty()) {
+        return;
+    }
+    std::string whole{lines};
+    if (whole.back() != '\n') {
+        whole += '\n';
+    }
+    std::scoped_lock const lock{m_mutex};
+    if (write_all(STDOUT_FILENO, whole)) {
+        return;
+    }
+    if (errno == EPIPE) {
+        throw output_closed{};
+    }
+    throw failure{
+        exit_code::other,
+        "cannot write to standard output: " + std::generic_category().message(errno)};
+}
+
+void output::print_object(std::string_view type, json_object const& body) {
+    print(make_json_line(type, body));
+}
+
+void output::note(std::string_view text) {
+    if (!m_settings.quiet) {
+        explain("note", "", text);
+    }
+}
+
+void output::warn(std::string_view text) {
+    if (!m_settings.quiet) {
+        explain("warning", "warning: ", text);
+    }
+}
+
+void output::trace(std::string_view text) {
+    if (m_settings.verbose) {
+        explain("trace", "library: ", text);
+    }
+}
+
+void output::report(failure const& ended) {
+    auto const code = static_cast<int>(ended.get_code());
+    std::string text;
+    if (is_json()) {
+        json_object body{{"exit_code", code}, {"text", ended.what()}};
+        if (!ended.get_cure().empty()) {
+            body["cure"] = ended.get_cure();
+        }
+        text = make_json_line("error", body) + '\n';
+    } else {
+        text = "corvelctl: " + printable(ended.what()) + '\n';
+        if (!ended.get_cure().empty()) {
+            text += "  " + printable(ended.get_cure()) + '\n';
+        }
+    }
+    std::scoped_lock const lock{m_mutex};
+    write_all(STDERR_FILENO, text);
+}
+
+std::string output::paint(std::string_view text, colour wanted) const {
+    std::string painted{text};
+    if (m_coloured && wanted != colour::none) {
+        painted.insert(0, sequence_of(wanted)).append("\033[0m");
+    }
+    return painted;
+}
+
+void output::explain(std::string_view type, std::string_view label, std::string_view text) {
+    auto line = is_json() ? make_json_line(type, {{"text", text}})
+                          : "corvelctl: " + std::string{label} + printable(text);
+    line += '\n';
+    std::scoped_lock const lock{m_mutex};
+    write_all(STDERR_FILENO, line);
+}
+
+std::string make_json_line(std::string_view type, json_object const& body) {
+    json_object whole{{"v", 1}, {"type", type}};
+    whole.update(body);
+    return whole.dump(-1, ' ', false, json_object::error_handler_t::replace);
+}
+
+std::string printable(std::string_view text) {
+    constexpr std::string_view digits = "0123456789abcdef";
+    constexpr unsigned char delete_character = 0x7F;
+    std::string shown;
+    for (auto const character : text) {
+        auto const code = static_cast<unsigned char>(character);
+        if (character == '\n') {
+            shown += "\\n";
+        } else if (character == '\t') {
+            shown += "\\t";
+        } else if (code < ' ' || code == delete_character) {
+            shown += {'\\', 'x', digits[code / digits.size()], digits[code % digits.size()]};
+        } else {
+            shown += character;
+        }
+    }
+    return shown;
+}
+
+} // namespace arvenhold::corvel::hub::ctl

@@ -1,0 +1,115 @@
+// SPDX-FileCopyrightText: 2026 Arvenhold
+// SPDX-License-Identifier: Apache-2.0
+
+// Everything that the program writes: data on standard output, the rest on standard error.
+
+#pragma once
+
+#include "corvelctl/exit_code.hpp"
+
+#include <nlohmann/json.hpp>
+
+#include <atomic>
+#include <mutex>
+#include <string>
+#include <string_view>
+
+namespace arvenhold::corvel::hub::ctl {
+
+/// Keeps the order of keys, so that a reader finds them in the order of the documentation.
+using json_object = nlohmann::ordered_json;
+
+enum class colour_choice {
+    automatic,
+    always,
+    never
+};
+
+enum class colour {
+    none,
+    green,
+    yellow,
+    red,
+    grey,
+    bold
+};
+
+struct output_settings {
+    bool json = false;
+    bool quiet = false;
+    bool verbose = false;
+    colour_choice colours = colour_choice::automatic;
+};
+
+/// The one way to standard output and standard error.
+///
+/// Each call is one write: what it writes is out when it returns, also into a pipe, and lines of
+/// several threads stay whole.
+///
+/// @par Thread safety
+/// All operations may be called from any thread.
+class output {
+public:
+    explicit output(output_settings settings = {});
+
+    output(output const&) = delete;
+    output& operator=(output const&) = delete;
+
+    [[nodiscard]] output_settings const& get_settings() const;
+
+    /// Whether data leaves as JSON Lines.
+    [[nodiscard]] bool is_json() const;
+
+    /// Whether standard output is a terminal.
+    [[nodiscard]] static bool is_terminal();
+
+    /// Writes data for people.
+    ///
+    /// @param lines  One or more lines; a missing last line end is added.
+    ///
+    /// @throws output_closed  Nobody reads standard output any more.
+    /// @throws failure        Standard output cannot be written.
+    void print(std::string_view lines);
+
+    /// Writes an object of JSON Lines.
+    ///
+    /// @param type  What kind of object it is.
+    /// @param body  Its other keys.
+    ///
+    /// Throws as print() does.
+    void print_object(std::string_view type, json_object const& body);
+
+    /// Writes what helps a person and no program needs, unless --quiet.
+    void note(std::string_view text);
+
+    /// Writes what a person should know although the command goes on, unless --quiet.
+    void warn(std::string_view text);
+
+    /// Writes what the library reports, only with --verbose.
+    ///
+    /// @param text  Contains no secret.
+    void trace(std::string_view text);
+
+    /// Writes why the program ends.
+    void report(failure const& ended);
+
+    /// Returns the text in a colour if standard output gets colours.
+    [[nodiscard]] std::string paint(std::string_view text, colour wanted) const;
+
+private:
+    void explain(std::string_view type, std::string_view label, std::string_view text);
+
+    output_settings const m_settings;
+    bool const m_coloured;
+    std::mutex m_mutex; // held while a call writes
+};
+
+/// Makes an object that begins with the version of the format and the type, as one line without its
+/// end. Text that is not UTF-8 is written with replacement characters.
+[[nodiscard]] std::string make_json_line(std::string_view type, json_object const& body);
+
+/// Returns the text with control characters as "\n" or "\x07", so that it can do no harm in a
+/// terminal.
+[[nodiscard]] std::string printable(std::string_view text);
+
+} // namespace arvenhold::corvel::hub::ctl

@@ -1,0 +1,183 @@
+// SPDX-FileCopyrightText: 2026 Arvenhold
+// SPDX-License-Identifier: Apache-2.0
+
+#include "corvelctl/supervisor.hpp"
+
+#include "corvelctl/output.hpp"
+#include "corvelctl/time_text.hpp"
+
+#include <poll.h>
+#include <sys/eventfd.h>
+#include <sys/signalfd.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <array>
+#include <csignal>
+#include <cstdint>
+#include <cstdlib>
+#include <system_error>
+
+namespace arvenhold::corvel::hub::ctl {
+
+namespace {
+
+using std::chrono::milliseconds;
+
+sigset_t get_signals() {
+    sigset_t signals{};
+    sigemptyset(&signals);
+    sigaddset(&signals, SIGINT);
+    sigaddset(&signals, SIGTERM);
+    return signals;
+}
+
+exit_code get_code(int signal_number) {
+    return signal_number == SIGINT ? exit_code::interrupted : exit_code::terminated;
+}
+
+int require_descriptor(int descriptor) {
+    if (descriptor < 0) {
+        throw std::system_error{errno, std::generic_category(), "cannot watch for signals"};
+    }
+    return descriptor;
+}
+
+} // namespace
+
+void supervisor::block_signals() {
+    auto const signals = get_signals();
+    ::pthread_sigmask(SIG_BLOCK, &signals, nullptr);
+    static_cast<void>(std::signal(SIGPIPE, SIG_IGN)); // writing reports a closed pipe instead
+}
+
+supervisor::supervisor(output& shown)
+    : m_output{shown} {
+    auto const signals = get_signals();
+    m_signals = require_descriptor(::signalfd(-1, &signals, SFD_CLOEXEC));
+    m_changes = require_descriptor(::eventfd(0, EFD_CLOEXEC));
+    m_thread = std::thread{[this] {
+        run();
+    }};
+}
+
+supervisor::~supervisor() {
+    {
+        std::scoped_lock const lock{m_mutex};
+        m_ended = true;
+    }
+    wake();
+    m_thread.join();
+    ::close(m_signals);
+    ::close(m_changes);
+}
+
+void supervisor::set_time(milliseconds limit) {
+    {
+        std::scoped_lock const lock{m_mutex};
+        m_limit = limit;
+        m_deadline = clock::now() + limit;
+    }
+    wake();
+}
+
+milliseconds supervisor::get_time_left() const {
+    std::scoped_lock const lock{m_mutex};
+    if (!m_deadline.has_value()) {
+        return std::chrono::hours{24};
+    }
+    auto const left = std::chrono::ceil<milliseconds>(*m_deadline - clock::now());
+    return std::clamp<milliseconds>(left, milliseconds{1}, std::chrono::hours{24});
+}
+
+void supervisor::set_step(std::string doing) {
+    std::scoped_lock const lock{m_mutex};
+    m_step = std::move(doing);
+}
+
+void supervisor::last_until_signal() {
+    std::scoped_lock const lock{m_mutex};
+    m_lasts = true;
+}
+
+std::optional<exit_code> supervisor::wait_for_signal(clock::time_point limit) {
+    std::unique_lock lock{m_mutex};
+    m_changed.wait_until(lock, limit, [this] { return m_woken || m_signal.has_value(); });
+    m_woken = false;
+    return m_signal;
+}
+
+void supervisor::wake() {
+    {
+        std::scoped_lock const lock{m_mutex};
+        m_woken = true;
+    }
+    m_changed.notify_all();
+    std::uint64_t const one = 1;
+    static_cast<void>(::write(m_changes, &one, sizeof one) == 0); // cannot fail: the count is small
+}
+
+void supervisor::run() {
+    std::array<pollfd, 2> watched{{{m_signals, POLLIN, 0}, {m_changes, POLLIN, 0}}};
+    for (;;) {
+        ::poll(watched.data(), watched.size(), get_poll_time());
+        if ((watched[1].revents & POLLIN) != 0) {
+            std::uint64_t count = 0;
+            static_cast<void>(::read(m_changes, &count, sizeof count) == 0);
+        }
+        if ((watched[0].revents & POLLIN) != 0) {
+            signalfd_siginfo received{};
+            if (::read(m_signals, &received, sizeof received) == sizeof received) {
+                handle_signal(static_cast<int>(received.ssi_signo));
+            }
+        }
+        std::unique_lock lock{m_mutex};
+        if (m_ended) {
+            return;
+        }
+        if (!m_lasts && m_deadline.has_value() && clock::now() >= *m_deadline) {
+            lock.unlock();
+            end_for_time();
+        }
+    }
+}
+
+// No destructor runs, because another thread may be waiting in the library for seconds more.
+void supervisor::handle_signal(int number) {
+    {
+        std::scoped_lock const lock{m_mutex};
+        if (!m_lasts || m_signal.has_value()) {
+            std::_Exit(static_cast<int>(get_code(number)));
+        }
+        m_signal = get_code(number);
+    }
+    m_changed.notify_all();
+}
+
+void supervisor::end_for_time() {
+    std::string step;
+    milliseconds limit{};
+    {
+        std::scoped_lock const lock{m_mutex};
+        step = m_step;
+        limit = m_limit;
+    }
+    m_output.report(failure{
+        exit_code::timed_out,
+        "timeout after " + make_readable(limit) + " while " + step,
+        "give it more time with --timeout 30s, or see what happens with --verbose"});
+    std::_Exit(static_cast<int>(exit_code::timed_out));
+}
+
+// In milliseconds; -1 for no limit.
+int supervisor::get_poll_time() const {
+    {
+        std::scoped_lock const lock{m_mutex};
+        if (!m_deadline.has_value() || m_lasts) {
+            return -1;
+        }
+    }
+    return static_cast<int>(get_time_left().count());
+}
+
+} // namespace arvenhold::corvel::hub::ctl

@@ -1,0 +1,88 @@
+// SPDX-FileCopyrightText: 2026 Arvenhold
+// SPDX-License-Identifier: Apache-2.0
+
+// Ends the program in time: when its time is up, and when a signal asks for it.
+
+#pragma once
+
+#include "corvelctl/exit_code.hpp"
+
+#include <chrono>
+#include <condition_variable>
+#include <mutex>
+#include <optional>
+#include <string>
+#include <thread>
+
+namespace arvenhold::corvel::hub::ctl {
+
+class output;
+
+/// Watches over a command on a thread of its own, because the library's calls cannot be interrupted.
+///
+/// A command that asks once is ended at once by SIGINT or SIGTERM, and when its time is up. A command
+/// that lasts asks for the signals with last_until_signal() and ends by itself.
+///
+/// @par Thread safety
+/// All operations may be called from any thread.
+class supervisor {
+public:
+    using clock = std::chrono::steady_clock;
+
+    /// Blocks the signals for all threads that are started later. Must be called on the main thread
+    /// before any other thread starts.
+    static void block_signals();
+
+    /// Starts to watch for signals. Must end before the output.
+    explicit supervisor(output& shown);
+
+    supervisor(supervisor const&) = delete;
+    supervisor& operator=(supervisor const&) = delete;
+
+    ~supervisor();
+
+    /// Ends the program with a timeout when the time is up, unless last_until_signal() was called.
+    void set_time(std::chrono::milliseconds limit);
+
+    /// Returns the time that is left, at least 1 ms; that of set_time(), or 24 h if there is none.
+    [[nodiscard]] std::chrono::milliseconds get_time_left() const;
+
+    /// Sets what the text of a timeout says, as "reading boiler".
+    void set_step(std::string doing);
+
+    /// From now on signals and time no longer end the program; wait_for_signal() returns instead. A
+    /// second signal ends it.
+    void last_until_signal();
+
+    /// Waits until a signal asks the program to end.
+    ///
+    /// @return the exit code; nothing if `limit` has passed before.
+    [[nodiscard]] std::optional<exit_code> wait_for_signal(clock::time_point limit);
+
+    /// Wakes wait_for_signal(), which then returns nothing.
+    void wake();
+
+private:
+    void run();
+    void handle_signal(int number);
+    [[noreturn]] void end_for_time();
+    [[nodiscard]] int get_poll_time() const;
+
+    output& m_output;
+    int m_signals = -1; // descriptor that is readable when a signal is pending
+    int m_changes = -1; // descriptor that is readable when the thread should look again
+
+    mutable std::mutex m_mutex; // guards everything below
+    std::condition_variable m_changed;
+    std::optional<clock::time_point> m_deadline;
+    std::chrono::milliseconds m_limit{};
+    std::string m_step = "starting";
+    bool m_lasts = false;
+    bool m_ended = false;
+    bool m_woken = false;
+    std::optional<exit_code> m_signal;
+
+    std::thread m_thread;
+};
+
+} // namespace arvenhold::corvel::hub::ctl

@@ -1,0 +1,82 @@
+// SPDX-FileCopyrightText: 2026 Arvenhold
+// SPDX-License-Identifier: Apache-2.0
+
+#include "corvelctl/table.hpp"
+
+#include <algorithm>
+#include <utility>
+
+namespace arvenhold::corvel::hub::ctl {
+
+namespace {
+
+constexpr std::string_view gap = "  ";
+
+// A line without spaces at its end.
+void end_line(std::string& text) {
+    text.erase(text.find_last_not_of(' ') + 1);
+    text += '\n';
+}
+
+} // namespace
+
+std::size_t count_columns(std::string_view text) {
+    // All bytes of a character but its first are 10xxxxxx.
+    return static_cast<std::size_t>(std::count_if(text.begin(), text.end(), [](char byte) {
+        return (static_cast<unsigned char>(byte) & 0xC0U) != 0x80U;
+    }));
+}
+
+table::table(std::vector<std::string> titles) {
+    for (auto& title : titles) {
+        auto const to_the_right = title.starts_with('>');
+        m_columns.push_back({title.substr(to_the_right ? 1 : 0), to_the_right});
+    }
+}
+
+void table::add(std::vector<cell> row) {
+    m_rows.push_back(std::move(row));
+}
+
+bool table::is_empty() const {
+    return m_rows.empty();
+}
+
+void table::print(output& to) const {
+    if (is_empty()) {
+        return;
+    }
+    auto const widths = measure();
+    std::string text;
+    auto const append = [&](std::size_t index, cell const& shown) {
+        auto const padding = std::string(widths[index] - count_columns(shown.text), ' ');
+        auto const right = m_columns[index].to_the_right;
+        text += index == 0 ? "" : gap;
+        text += (right ? padding : "") + to.paint(shown.text, shown.paint) + (right ? "" : padding);
+    };
+    for (std::size_t index = 0; index < m_columns.size(); ++index) {
+        append(index, {m_columns[index].title, colour::bold});
+    }
+    end_line(text);
+    for (auto const& row : m_rows) {
+        for (std::size_t index = 0; index < m_columns.size(); ++index) {
+            append(index, row[index]);
+        }
+        end_line(text);
+    }
+    to.print(text);
+}
+
+std::vector<std::size_t> table::measure() const {
+    std::vector<std::size_t> widths;
+    for (std::size_t index = 0; index < m_columns.size(); ++index) {
+        auto width = count_columns(m_columns[index].title);
+        for (auto const& row : m_rows) {
+            width = std::max(width, count_columns(row[index].text));
+        }
+        widths.push_back(width);
+    }
+    return widths;
+}
+
+} // namespace arvenhold::corvel::hub::ctl

@@ -1,0 +1,141 @@
+// SPDX-FileCopyrightText: 2026 Arvenhold
+// SPDX-License-Identifier: Apache-2.0
+
+#include "corvelctl/user_files.hpp"
+
+#include "corvelctl/exit_code.hpp"
+
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <cstdlib>
+#include <fstream>
+#include <iterator>
+#include <system_error>
+
+namespace arvenhold::corvel::hub::ctl {
+
+namespace {
+
+constexpr mode_t only_owner = S_IRUSR | S_IWUSR;
+constexpr mode_t anybody_else = S_IRWXG | S_IRWXO;
+
+failure cannot(std::string const& verb, std::filesystem::path const& path, int reason) {
+    return failure{
+        exit_code::other,
+        "cannot " + verb + " " + path.string() + ": " + std::generic_category().message(reason)};
+}
+
+std::filesystem::path find_base(char const* variable, char const* below_home) {
+    auto const given = get_environment(variable);
+    if (!given.empty()) {
+        return given;
+    }
+    auto const home = get_environment("HOME");
+    if (home.empty()) {
+        throw failure{
+            exit_code::usage,
+            "no folder for the program's files: neither " + std::string{variable}
+                + " nor HOME is set",
+            "set HOME, or give --hub, --token-url, --client-id and --secret-file"};
+    }
+    return std::filesystem::path{home} / below_home;
+}
+
+std::optional<struct stat> find_status(std::filesystem::path const& path) {
+    struct stat found {};
+    if (::stat(path.c_str(), &found) != 0) {
+        return std::nullopt;
+    }
+    return found;
+}
+
+std::string read_whole(std::filesystem::path const& path) {
+    std::ifstream file{path, std::ios::binary};
+    if (!file) {
+        throw cannot("read", path, errno);
+    }
+    return {std::istreambuf_iterator<char>{file}, {}};
+}
+
+} // namespace
+
+std::string get_environment(char const* name) {
+    // NOLINTNEXTLINE(concurrency-mt-unsafe): nothing changes the environment
+    auto const* const value = std::getenv(name);
+    return value == nullptr ? "" : value;
+}
+
+std::filesystem::path get_context_path() {
+    return find_base("XDG_CONFIG_HOME", ".config") / "corvelctl" / "contexts.json";
+}
+
+std::filesystem::path get_dev_directory() {
+    return find_base("XDG_STATE_HOME", ".local/state") / "corvelctl" / "dev";
+}
+
+std::optional<std::string> read_private_file(std::filesystem::path const& path) {
+    auto const status = find_status(path);
+    if (!status.has_value()) {
+        return std::nullopt;
+    }
+    if ((status->st_mode & anybody_else) != 0) {
+        throw failure{
+            exit_code::other,
+            "refuse to use " + path.string() + ": others than its owner may read or write it",
+            "make it private: chmod 600 " + path.string()};
+    }
+    return read_whole(path);
+}
+
+void write_private_file(std::filesystem::path const& path, std::string const& text) {
+    std::error_code ignored;
+    auto const folder = path.parent_path();
+    if (std::filesystem::create_directories(folder, ignored)) {
+        std::filesystem::permissions(folder, std::filesystem::perms::owner_all, ignored);
+    }
+    auto const fresh = path.string() + ".new";
+    auto const descriptor =
+        ::open(fresh.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, only_owner);
+    if (descriptor < 0) {
+        throw cannot("write", path, errno);
+    }
+    ::fchmod(descriptor, only_owner); // a file of that name may have been there
+    auto const written = ::write(descriptor, text.data(), text.size());
+    auto const reason = errno;
+    ::close(descriptor);
+    if (written != static_cast<ssize_t>(text.size())) {
+        ::unlink(fresh.c_str());
+        throw cannot("write", path, written < 0 ? reason : ENOSPC);
+    }
+    if (::rename(fresh.c_str(), path.c_str()) != 0) {
+        throw cannot("write", path, errno);
+    }
+}
+
+std::string read_secret(std::string const& path) {
+    std::string secret;
+    try {
+        secret = read_whole(path);
+    } catch (failure const& unreadable) {
+        throw failure{
+            exit_code::usage,
+            "cannot use the secret file: " + std::string{unreadable.what()},
+            "give a file that contains the client secret with --secret-file"};
+    }
+    secret.erase(secret.find_last_not_of("\r\n") + 1);
+    if (secret.empty()) {
+        throw failure{exit_code::usage, "the secret file " + path + " is empty"};
+    }
+    return secret;
+}
+
+bool is_readable_by_others(std::filesystem::path const& path) {
+    auto const status = find_status(path);
+    return status.has_value() && S_ISREG(status->st_mode)
+        && (status->st_mode & (S_IRGRP | S_IROTH)) != 0;
+}
+
+} // namespace arvenhold::corvel::hub::ctl
