@@ -22,8 +22,14 @@ namespace {
 // One line for each command, in the order of the help text.
 constexpr std::array add_commands{
     &add_providers,
+    &add_browse,
+    &add_read,
+    &add_write,
+    &add_wait,
     &add_context,
+    &add_dev,
     &add_version,
+    &add_help,
 };
 
 constexpr char const* introduction =

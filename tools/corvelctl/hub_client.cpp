@@ -53,13 +53,15 @@ hub_client::hub_client(tool& with, variable_permissions permissions)
     : m_tool{with}
     , m_consumer{client_name, permissions == variable_permissions::read_only, nullptr, nullptr} {
     auto const settings = prepare_connection(with);
+    auto options = make_one_shot_options(settings, with.guard);
+    options.set_link_callback(&hub_client::note_link, this);
     try {
         m_consumer.connect(
             settings.server_urls.front(),
             settings.token_url,
             settings.client_id,
             settings.client_secret,
-            make_one_shot_options(settings, with.guard));
+            options);
     } catch (connection_failed const& error) {
         throw explain_connecting(error, with.reports.get_token_failure(), settings);
     }
@@ -71,6 +73,16 @@ std::vector<std::string> hub_client::get_providers() {
         return {};
     }
     return {providers->begin(), providers->end()};
+}
+
+bool hub_client::has_lost_link() const {
+    return m_link_lost;
+}
+
+void hub_client::note_link(link_event event, std::uint64_t /*dropped*/, void* user_data) {
+    if (event == link_event::lost || event == link_event::closed) {
+        static_cast<hub_client*>(user_data)->m_link_lost = true;
+    }
 }
 
 std::shared_ptr<provider_connection> hub_client::attach(std::string const& provider) {

@@ -10,6 +10,8 @@
 #include "corvelctl/tool.hpp"
 #include <hub/hub.hpp>
 
+#include <atomic>
+#include <cstdint>
 #include <memory>
 #include <set>
 #include <string>
@@ -38,8 +40,14 @@ public:
     explicit hub_client(
         tool& with, variable_permissions permissions = variable_permissions::read_only);
 
+    hub_client(hub_client const&) = delete;
+    hub_client& operator=(hub_client const&) = delete;
+
     /// Returns the identifiers of all providers, in alphabetical order.
     [[nodiscard]] std::vector<std::string> get_providers();
+
+    /// Whether the link to the server was lost, which ends the client for good.
+    [[nodiscard]] bool has_lost_link() const;
 
     /// Attaches to a provider, which reads its definition and all values.
     ///
@@ -47,7 +55,10 @@ public:
     [[nodiscard]] std::shared_ptr<provider_connection> attach(std::string const& provider);
 
 private:
+    static void note_link(link_event event, std::uint64_t dropped, void* user_data);
+
     tool& m_tool;
+    std::atomic<bool> m_link_lost{false}; // set on a thread of the library, only read here
     consumer m_consumer;
 };
 

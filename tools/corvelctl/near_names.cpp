@@ -73,7 +73,9 @@ std::vector<std::string> find_near_names(
     near.resize(std::min(near.size(), most_names));
     std::vector<std::string> result;
     for (auto& [distance, name] : near) {
-        result.push_back(std::move(name));
+        if (distance <= near.front().first + 1) { // others are much less likely
+            result.push_back(std::move(name));
+        }
     }
     return result;
 }

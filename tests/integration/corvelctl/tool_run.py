@@ -19,6 +19,7 @@ import jsonschema
 BUILD = pathlib.Path(os.environ["CORVEL_HUB_BUILD"])
 TOOL = BUILD / "tools/corvelctl/corvelctl"
 HUB = BUILD / "tools/dev_hub/corvel-dev-hub"
+ODD_PROVIDER = BUILD / "tests/integration/corvelctl/corvelctl_odd_provider"
 SCHEMA = json.loads((pathlib.Path(__file__).resolve().parents[3]
                      / "docs/corvelctl.schema.json").read_text(encoding="utf-8"))
 CLIENT = "developer"
@@ -156,3 +157,26 @@ class HubTest(ToolTest):
     def setUp(self):
         super().setUp()
         self.use_hub(self.hub)
+
+
+class OddProviderTest(HubTest):
+    """A test with the provider "odd" on the hub."""
+
+    @classmethod
+    def setUpClass(cls):
+        super().setUpClass()
+        access = cls.hub.access
+        cls.provider = subprocess.Popen(
+            [ODD_PROVIDER, access["nats_url"], access["token_url"], CLIENT, SECRET],
+            stdin=subprocess.PIPE, stdout=subprocess.PIPE, stderr=subprocess.DEVNULL, text=True)
+        cls.addClassCleanup(cls.end_provider)
+        if cls.provider.stdout.readline() != "ready\n":
+            raise RuntimeError("the provider did not start")
+
+    @classmethod
+    def end_provider(cls):
+        cls.provider.communicate(timeout=PATIENCE)
+
+    def value(self, path):
+        shown, = self.expect(0, "read", "odd", path, "-j").objects()
+        return shown

@@ -5,21 +5,46 @@
 #include "corvelctl/commands.hpp"
 #include "corvelctl/hub_client.hpp"
 
+#include <algorithm>
+#include <chrono>
+#include <optional>
+#include <set>
+#include <utility>
+#include <vector>
+
 namespace arvenhold::corvel::hub::ctl {
 
 namespace {
 
-struct providers_options {};
+using names = std::vector<std::string>;
 
-exit_code list_providers(tool& with, providers_options const& /*none*/) {
+struct providers_options {
+    bool watch = false;
+};
+
+void show(output& out, std::string const& provider) {
+    if (out.is_json()) {
+        out.print_object("provider", {{"provider", provider}});
+    } else {
+        out.print(printable(provider));
+    }
+}
+
+void show_event(output& out, std::string const& provider, char const* event) {
+    if (out.is_json()) {
+        out.print_object("provider_event", {{"provider", provider}, {"event", event}});
+        return;
+    }
+    std::string const word{event};
+    auto const paint = word == "lost" ? colour::red : colour::green;
+    out.print(out.paint(word, paint) + std::string(7 - word.size(), ' ') + printable(provider));
+}
+
+exit_code list_providers(tool& with) {
     hub_client client{with};
     auto const providers = client.get_providers();
     for (auto const& provider : providers) {
-        if (with.out.is_json()) {
-            with.out.print_object("provider", {{"provider", provider}});
-        } else {
-            with.out.print(printable(provider));
-        }
+        show(with.out, provider);
     }
     if (providers.empty()) {
         with.out.note("the hub has no providers");
@@ -27,11 +52,96 @@ exit_code list_providers(tool& with, providers_options const& /*none*/) {
     return exit_code::done;
 }
 
+// What was shown so far. Providers that were lost may return.
+class watched_list {
+public:
+    explicit watched_list(output& out)
+        : m_output{out} {}
+
+    void update(names const& present) {
+        for (auto const& one : names{m_present}) {
+            if (std::find(present.begin(), present.end(), one) == present.end()) {
+                show_event(m_output, one, "lost");
+            }
+        }
+        for (auto const& one : present) {
+            if (std::find(m_present.begin(), m_present.end(), one) == m_present.end()) {
+                show_event(m_output, one, word_for(one));
+            }
+        }
+        m_present = present;
+    }
+
+private:
+    char const* word_for(std::string const& provider) {
+        auto const is_new = m_known.insert(provider).second;
+        if (!is_new) {
+            return "back";
+        }
+        return "here";
+    }
+
+    output& m_output;
+    names m_present;
+    std::set<std::string> m_known;
+};
+
+// Looks at the list of a connected client until the link is lost.
+std::optional<exit_code> watch_connected(tool& with, hub_client& client, watched_list& shown) {
+    constexpr std::chrono::milliseconds interval{100};
+    while (!client.has_lost_link()) {
+        shown.update(client.get_providers());
+        if (auto const signal = with.guard.wait_for_signal(supervisor::clock::now() + interval)) {
+            return signal;
+        }
+    }
+    return std::nullopt;
+}
+
+// A hub that cannot be reached at the beginning is a failure, later it is an outage.
+exit_code watch_providers(tool& with) {
+    constexpr std::chrono::seconds pause{1};
+    with.guard.last_until_signal();
+    watched_list shown{with.out};
+    auto was_connected = false;
+    auto is_lost = false;
+    for (;;) {
+        try {
+            with.guard.set_time(with.options.timeout.value_or(default_timeout));
+            hub_client client{with};
+            if (std::exchange(is_lost, false)) {
+                with.out.note("the hub is back");
+            }
+            was_connected = true;
+            if (auto const signal = watch_connected(with, client, shown)) {
+                return *signal;
+            }
+        } catch (failure const&) {
+            if (!was_connected) {
+                throw;
+            }
+        }
+        if (!std::exchange(is_lost, true)) {
+            with.out.note("the hub is lost; trying again every second");
+        }
+        if (auto const signal = with.guard.wait_for_signal(supervisor::clock::now() + pause)) {
+            return *signal;
+        }
+    }
+}
+
+exit_code providers(tool& with, providers_options const& given) {
+    return given.watch ? watch_providers(with) : list_providers(with);
+}
+
 } // namespace
 
 void add_providers(command_line& line) {
-    line.add(
-        "providers", "List the providers", std::make_shared<providers_options>(), &list_providers);
+    auto const options = std::make_shared<providers_options>();
+    auto& command = line.add("providers", "List the providers", options, &providers);
+    command.add_flag("--watch", options->watch, "Also show who comes and goes, until Ctrl-C");
+    command.footer(
+        "With --watch a line says who is here at the beginning or comes, is lost, or is back.");
 }
 
 } // namespace arvenhold::corvel::hub::ctl

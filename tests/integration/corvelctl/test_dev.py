@@ -1,0 +1,144 @@
+# SPDX-FileCopyrightText: 2026 Arvenhold
+# SPDX-License-Identifier: Apache-2.0
+
+"""The development hub of the tool: up, used without any setting, broken, and down again."""
+
+import os
+import shlex
+import signal
+import socket
+import stat
+
+from tool_run import ToolTest
+
+FREE = ("--port", "0", "--token-port", "0")
+
+
+class DevHub(ToolTest):
+    def setUp(self):
+        super().setUp()
+        self.addCleanup(self.end_hub)
+
+    def end_hub(self):
+        status = self.run_tool("dev", "status", "-j").objects()[0]
+        if status["running"]:
+            os.kill(status["pid"], signal.SIGKILL)
+
+    def up(self, *arguments):
+        return self.expect(0, "dev", "up", "--detach", *FREE, *arguments)
+
+    def read_secret(self):
+        return (self.folder / ".local/state/corvelctl/dev/secret").read_text("utf-8").strip()
+
+    def test_runs_detached_and_is_used_without_any_setting(self):
+        self.assertIn("with the provider boiler", self.up("--demo").output)
+        self.assertEqual(self.expect(0, "providers").output, "boiler\n")
+        self.assertEqual(len(self.expect(0, "read", "boiler", "-j").objects()), 8)
+        self.expect(0, "write", "boiler", "set_point_celsius=150", "mode=standby")
+        self.expect(9, "write", "boiler", "set_point_celsius=500")
+        self.assertIn("has ended", self.expect(0, "dev", "down").errors)
+        self.expect(3, "dev", "down")
+        self.expect(2, "providers")
+
+    def test_is_started_once(self):
+        first, = self.up("-j").objects()
+        second, = self.up("-j").objects()
+        self.assertEqual(first, second)
+
+    def test_shows_how_to_connect(self):
+        self.expect(3, "dev", "status")
+        self.up()
+        shown, = self.expect(0, "dev", "status", "-j").objects()
+        self.assertTrue(shown["running"])
+        self.assertIn(shown["hub"], self.expect(0, "dev", "status").output)
+        lines = shlex.split(self.expect(0, "dev", "status", "--print-env").output)
+        self.environment.update(line.split("=", 1) for line in lines if "=" in line)
+        self.environment["XDG_STATE_HOME"] = str(self.folder / "elsewhere")
+        self.expect(0, "providers")
+
+    def test_keeps_its_secret_private(self):
+        self.up()
+        path = self.folder / ".local/state/corvelctl/dev/secret"
+        self.assertEqual(stat.S_IMODE(path.stat().st_mode), 0o600)
+        secret = self.read_secret()
+        self.expect(0, "providers")
+        for arguments in (("dev", "status"), ("dev", "status", "-j"), ("dev", "logs"),
+                          ("providers", "--verbose")):
+            result = self.expect(0, *arguments)
+            self.assertNotIn(secret, result.output + result.errors)
+        self.expect(0, "dev", "down")
+        self.assertFalse(path.exists())
+
+    def test_shows_its_events(self):
+        self.expect(3, "dev", "logs")
+        self.up()
+        self.expect(0, "providers")
+        self.assertIn(" token granted: developer  hub.variables.readonly\n",
+                      self.expect(0, "dev", "logs").output)
+        self.assertTrue(self.expect(0, "dev", "logs", "-j").objects())
+        process = self.start("dev", "logs", "--follow")
+        self.expect(0, "dev", "fault", "token-refuse", "10min")
+        self.read_until(process, "fault begun: token-refuse")
+        self.assertEqual(self.interrupt(process).code, 130)
+
+    def test_breaks_for_a_time(self):
+        self.up()
+        self.assertEqual(self.expect(0, "dev", "fault", "token-refuse", "10min").output,
+                         "the token endpoint refuses tokens for 10 min\n")
+        self.expect(4, "providers")
+        shown, = self.expect(0, "dev", "fault", "nats-down", "10min", "-j").objects()
+        self.assertEqual(shown["text"], "nats-server is away for 10 min")
+        self.expect(5, "providers")
+        self.expect(2, "dev", "fault", "flood")
+
+    def test_reports_a_frozen_server_and_a_silent_registry_in_time(self):
+        self.up("--demo")
+        self.expect(0, "dev", "fault", "registry-silent", "10min")
+        self.assertIn("the registry does not answer",
+                      self.expect(6, "providers", "--timeout", "1s").errors)
+        self.expect(0, "dev", "fault", "freeze", "10min")
+        self.assertIn(self.run_tool("providers", "--timeout", "1s").code, (5, 6))
+
+    def test_ends_in_the_foreground_by_a_signal(self):
+        process = self.start("dev", "up", *FREE)
+        self.read_until(process, "secret file")
+        self.assertEqual(self.interrupt(process).code, 0)
+        self.expect(3, "dev", "status")
+
+    def test_is_not_taken_for_running_after_a_crash(self):
+        shown, = self.up("-j").objects()
+        os.kill(shown["pid"], signal.SIGKILL)
+        self.wait_for(lambda: self.run_tool("dev", "status").code == 3, "the end of the hub")
+
+    def test_names_a_port_that_is_taken(self):
+        with socket.create_server(("127.0.0.1", 0)) as taken:
+            result = self.expect(1, "dev", "up", "--detach", "--port", "0", "--token-port",
+                                 taken.getsockname()[1])
+        self.assertIn("--port 0 --token-port 0", result.errors)
+
+    def test_runs_several_in_folders_of_their_own(self):
+        self.up()
+        other = self.folder / "other"
+        self.up("--state", other)
+        first, = self.expect(0, "dev", "status", "-j").objects()
+        second, = self.expect(0, "dev", "status", "-j", "--state", other).objects()
+        self.assertNotEqual(first["hub"], second["hub"])
+        self.expect(0, "dev", "down", "--state", other)
+
+
+class Help(ToolTest):
+    def test_explains_a_text_of_the_library(self):
+        line = ("Consumer me: failed to connect to the NATS server at nats://plc:4222, NATS returns: "
+                "11 = Authorization Violation")
+        self.assertIn("means: the server is not there (6), refuses the token (11",
+                      self.expect(0, "help", line).output)
+        shown = self.expect(0, "help", line, "-j").objects()[0]
+        self.assertIn("look at the line about the token first", shown["cure"])
+
+    def test_explains_a_command(self):
+        self.assertIn("PATH=VALUE", self.expect(0, "help", "write").output)
+        self.assertIn("--token-port", self.expect(0, "help", "dev", "up").output)
+        self.assertIn("Exit codes:", self.expect(0, "help").output)
+
+    def test_knows_no_other_text(self):
+        self.expect(3, "help", "no such text")

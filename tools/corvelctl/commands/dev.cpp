@@ -1,0 +1,246 @@
+// SPDX-FileCopyrightText: 2026 Arvenhold
+// SPDX-License-Identifier: Apache-2.0
+
+#include "corvelctl/command_line.hpp"
+#include "corvelctl/commands.hpp"
+#include "corvelctl/dev_hub_run.hpp"
+#include "corvelctl/dev_state.hpp"
+#include "corvelctl/table.hpp"
+#include "corvelctl/time_text.hpp"
+#include "corvelctl/user_files.hpp"
+#include "dev_hub/control.hpp"
+#include "dev_hub/dev_hub_failure.hpp"
+#include "dev_hub/fault.hpp"
+
+#include <csignal>
+#include <fstream>
+#include <thread>
+
+namespace arvenhold::corvel::hub::ctl {
+
+namespace {
+
+constexpr std::chrono::milliseconds poll_interval{20};
+
+struct dev_options : dev_hub_wishes {
+    bool detach = false;
+    bool print_env = false;
+    bool follow = false;
+    std::string fault_name;
+    dev::fault fault{};
+};
+
+std::filesystem::path get_directory(dev_options const& given) {
+    return given.directory.empty() ? get_dev_directory()
+                                   : std::filesystem::absolute(given.directory);
+}
+
+failure make_absence(dev_options const& given) {
+    return {
+        exit_code::not_found,
+        "no development hub runs for " + get_directory(given).string(),
+        "start one: corvelctl dev up --demo"};
+}
+
+dev_hub_state require_hub(dev_options const& given) {
+    auto const found = find_dev_hub(get_directory(given));
+    if (!found.has_value()) {
+        throw make_absence(given);
+    }
+    return *found;
+}
+
+void print_environment(output& out, dev_hub_state const& hub) {
+    out.print(
+        "export CORVEL_HUB=" + hub.connection.server_url + "\nexport CORVEL_TOKEN_URL="
+        + hub.connection.token_url + "\nexport CORVEL_CLIENT_ID=" + hub.connection.client_id
+        + "\nexport CORVEL_SECRET_FILE='" + hub.connection.secret_file + '\'');
+}
+
+void show_hub(output& out, dev_options const& given, dev_hub_state const& hub) {
+    if (out.is_json()) {
+        out.print_object(
+            "dev_hub",
+            {{"running", true},
+             {"pid", hub.process},
+             {"hub", hub.connection.server_url},
+             {"token_url", hub.connection.token_url},
+             {"client_id", hub.connection.client_id},
+             {"secret_file", hub.connection.secret_file},
+             {"demo", hub.demo}});
+        return;
+    }
+    if (given.print_env) {
+        print_environment(out, hub);
+        return;
+    }
+    out.print(
+        "The development hub is running, process " + std::to_string(hub.process)
+        + (hub.demo ? ", with the provider boiler" : "") + ".\n  NATS server     "
+        + hub.connection.server_url + "\n  token endpoint  " + hub.connection.token_url
+        + "\n  client id       " + hub.connection.client_id + "\n  secret file     "
+        + hub.connection.secret_file);
+}
+
+exit_code up(tool& with, dev_options const& given) {
+    auto wishes = static_cast<dev_hub_wishes>(given);
+    wishes.directory = get_directory(given).string();
+    if (auto const running = find_dev_hub(wishes.directory)) {
+        with.out.note("the development hub is already running; end it: corvelctl dev down");
+        show_hub(with.out, given, *running);
+        return exit_code::done;
+    }
+    auto const announce = [&](dev_hub_state const& ready) {
+        show_hub(with.out, given, ready);
+        with.out.note(
+            given.detach ? "it runs until: corvelctl dev down"
+                         : "Ctrl-C ends it; its events follow");
+        with.out.note(given.demo ? "now try: corvelctl read boiler" : "providers can connect now");
+    };
+    try {
+        return given.detach ? run_detached(with, wishes, announce)
+                            : run_in_foreground(with, wishes, announce);
+    } catch (dev::dev_hub_failure const& error) {
+        throw failure{
+            exit_code::other,
+            "cannot start the development hub: " + std::string{error.what()},
+            "if a port is taken, choose others: --port 0 --token-port 0"};
+    }
+}
+
+exit_code down(tool& with, dev_options const& given) {
+    auto const directory = get_directory(given);
+    auto const hub = require_hub(given);
+    with.guard.set_step("waiting for the development hub to end");
+    ::kill(hub.process, SIGTERM);
+    while (find_dev_hub(directory).has_value()) {
+        std::this_thread::sleep_for(poll_interval);
+    }
+    with.out.note("the development hub has ended");
+    return exit_code::done;
+}
+
+exit_code status(tool& with, dev_options const& given) {
+    auto const hub = find_dev_hub(get_directory(given));
+    if (!hub.has_value() && with.out.is_json()) {
+        with.out.print_object("dev_hub", {{"running", false}});
+        return exit_code::not_found;
+    }
+    show_hub(with.out, given, require_hub(given));
+    return exit_code::done;
+}
+
+exit_code logs(tool& with, dev_options const& given) {
+    auto const path = get_dev_log_path(get_directory(given));
+    std::ifstream file{path};
+    if (!file) {
+        throw make_absence(given);
+    }
+    if (given.follow) {
+        with.guard.last_until_signal();
+    }
+    for (;;) {
+        for (std::string line; std::getline(file, line);) {
+            if (with.out.is_json()) {
+                with.out.print_object("event", {{"text", line}});
+            } else {
+                with.out.print(printable(line));
+            }
+        }
+        if (!given.follow) {
+            return exit_code::done;
+        }
+        file.clear(); // the end of the file is not the end of the log
+        auto const next = supervisor::clock::now() + poll_interval * 5;
+        if (auto const signal = with.guard.wait_for_signal(next)) {
+            return *signal;
+        }
+    }
+}
+
+exit_code fault(tool& with, dev_options const& given) {
+    auto const hub = require_hub(given);
+    try {
+        auto const text = dev::request_fault(hub.server_port, given.fault);
+        if (with.out.is_json()) {
+            with.out.print_object("fault", {{"fault", given.fault_name}, {"text", text}});
+        } else {
+            with.out.print(text);
+        }
+    } catch (dev::dev_hub_failure const& error) {
+        throw failure{exit_code::other, error.what()};
+    }
+    return exit_code::done;
+}
+
+void add_directory(CLI::App& command, dev_options& options) {
+    command
+        .add_option(
+            "--state",
+            options.directory,
+            "Folder for state, secret and log; several hubs need several folders")
+        ->type_name("DIR");
+}
+
+void add_up(command_line& line, CLI::App& group, std::shared_ptr<dev_options> const& options) {
+    auto& command = line.add_below(group, "up", "Start a development hub", options, &up);
+    add_directory(command, *options);
+    command.add_flag("--demo", options->demo, "Also provide a boiler with eight variables");
+    command.add_flag("--detach", options->detach, "Return when it is ready, and leave it running");
+    command.add_flag("--print-env", options->print_env, "Print variables for a shell's eval");
+    command.add_option("--port", options->port, "Port of the NATS server; 0 for a free one")
+        ->capture_default_str();
+    command
+        .add_option(
+            "--token-port", options->token_port, "Port of the token endpoint; 0 for a free one")
+        ->capture_default_str();
+    command.footer("While it runs, commands without any connection settings use it.\n\n"
+                   "Examples:\n"
+                   "  corvelctl dev up --demo\n"
+                   "  eval \"$(corvelctl dev up --detach --print-env)\"");
+}
+
+void add_fault(command_line& line, CLI::App& group, std::shared_ptr<dev_options> const& options) {
+    auto& command =
+        line.add_below(group, "fault", "Break the development hub for a time", options, &fault);
+    add_directory(command, *options);
+    command.add_option("NAME", options->fault_name, "The fault")
+        ->required()
+        ->check(CLI::IsMember(dev::get_fault_names()))
+        ->each([options](std::string const& name) {
+            options->fault.kind = dev::find_fault_kind(name).value_or(options->fault.kind);
+        });
+    add_duration(
+        command,
+        "DURATION",
+        [options](auto limit) { options->fault.duration = limit; },
+        "How long; 10s");
+    add_duration(
+        command,
+        "--delay",
+        [options](auto limit) { options->fault.token_delay = limit; },
+        "How late tokens are with token-slow; 3s");
+    command.footer("Examples:\n"
+                   "  corvelctl dev fault nats-down 3m\n"
+                   "  corvelctl dev fault token-slow 1min --delay 6s");
+}
+
+} // namespace
+
+void add_dev(command_line& line) {
+    auto& group = line.add_group("dev", "Run a hub on this machine, and break it");
+    auto const options = std::make_shared<dev_options>();
+    add_up(line, group, options);
+    add_directory(
+        line.add_below(group, "down", "End the development hub", options, &down), *options);
+    auto& shown = line.add_below(
+        group, "status", "Show whether it runs, and how to connect", options, &status);
+    add_directory(shown, *options);
+    shown.add_flag("--print-env", options->print_env, "Print variables for a shell's eval");
+    auto& log = line.add_below(group, "logs", "Show its events", options, &logs);
+    add_directory(log, *options);
+    log.add_flag("-f,--follow", options->follow, "Wait for more");
+    add_fault(line, group, options);
+}
+
+} // namespace arvenhold::corvel::hub::ctl

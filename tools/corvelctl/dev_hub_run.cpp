@@ -1,0 +1,237 @@
+// SPDX-FileCopyrightText: 2026 Arvenhold
+// SPDX-License-Identifier: Apache-2.0
+
+#include "corvelctl/dev_hub_run.hpp"
+
+#include "corvelctl/demo_boiler.hpp"
+#include "corvelctl/user_files.hpp"
+#include "dev_hub/control.hpp"
+#include "dev_hub/dev_hub.hpp"
+
+#include <fcntl.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <array>
+#include <chrono>
+#include <csignal>
+#include <fstream>
+#include <iostream>
+#include <memory>
+#include <random>
+#include <streambuf>
+#include <thread>
+#include <utility>
+#include <vector>
+
+namespace arvenhold::corvel::hub::ctl {
+
+namespace {
+
+constexpr char const* client_id = "developer";
+constexpr std::chrono::milliseconds poll_interval{20};
+constexpr std::chrono::seconds start_limit{30};
+
+// Writes the events to a file and to standard error.
+class event_lines : public std::streambuf {
+public:
+    explicit event_lines(std::filesystem::path const& path)
+        : m_file{path, std::ios::trunc} {}
+
+protected:
+    int_type overflow(int_type character) override {
+        if (!traits_type::eq_int_type(character, traits_type::eof())) {
+            m_file.put(traits_type::to_char_type(character));
+            std::cerr.put(traits_type::to_char_type(character));
+        }
+        return traits_type::not_eof(character);
+    }
+
+    std::streamsize xsputn(char const* text, std::streamsize size) override {
+        m_file.write(text, size);
+        std::cerr.write(text, size);
+        return size;
+    }
+
+    int sync() override {
+        m_file.flush();
+        return 0;
+    }
+
+private:
+    std::ofstream m_file;
+};
+
+std::string make_secret() {
+    constexpr std::string_view letters = "abcdefghijkmnpqrstuvwxyz23456789";
+    constexpr std::size_t length = 24;
+    std::random_device source;
+    std::uniform_int_distribution<std::size_t> choose{0, letters.size() - 1};
+    std::string secret;
+    while (secret.size() < length) {
+        secret += letters[choose(source)];
+    }
+    return secret;
+}
+
+// The state is there exactly while the hub runs.
+class published_state {
+public:
+    published_state(std::filesystem::path directory, dev_hub_state const& state)
+        : m_directory{std::move(directory)} {
+        save_dev_hub(m_directory, state);
+    }
+
+    published_state(published_state const&) = delete;
+    published_state& operator=(published_state const&) = delete;
+
+    ~published_state() {
+        forget_dev_hub(m_directory);
+    }
+
+private:
+    std::filesystem::path m_directory;
+};
+
+dev_hub_state describe(dev::dev_hub& hub, dev_hub_wishes const& wanted) {
+    dev_hub_state state;
+    state.connection.server_url = hub.get_nats_server().get_url();
+    state.connection.token_url = hub.get_token_endpoint().get_url();
+    state.connection.client_id = client_id;
+    state.connection.secret_file = get_dev_secret_path(wanted.directory).string();
+    state.server_port = hub.get_nats_server().get_port();
+    state.process = ::getpid();
+    state.demo = wanted.demo;
+    return state;
+}
+
+std::unique_ptr<demo_boiler> start_boiler(
+    tool& with, dev_hub_state const& state, std::string const& secret) {
+    auto boiler = std::make_unique<demo_boiler>(hub_access{
+        state.connection.server_url,
+        state.connection.token_url,
+        state.connection.client_id,
+        secret,
+        {}});
+    if (!boiler->wait_until_ready(start_limit)) {
+        with.out.warn("the boiler is not ready yet");
+    }
+    return boiler;
+}
+
+// The arguments of a process that runs the hub in its foreground.
+std::vector<std::string> make_arguments(dev_hub_wishes const& wanted) {
+    std::vector<std::string> arguments{
+        "corvelctl",
+        "dev",
+        "up",
+        "--quiet",
+        "--state",
+        wanted.directory,
+        "--port",
+        std::to_string(wanted.port),
+        "--token-port",
+        std::to_string(wanted.token_port)};
+    if (wanted.demo) {
+        arguments.emplace_back("--demo");
+    }
+    return arguments;
+}
+
+// Never returns. Between fork() and exec() only the kernel's own functions may be called.
+[[noreturn]] void become(std::vector<char*> const& arguments, int input, int errors) {
+    ::setsid(); // Ctrl-C in this terminal is not meant for it
+    ::dup2(input, STDIN_FILENO);
+    ::dup2(input, STDOUT_FILENO);
+    ::dup2(errors, STDERR_FILENO);
+    ::execv("/proc/self/exe", arguments.data());
+    ::_exit(static_cast<int>(exit_code::other));
+}
+
+pid_t start_process(dev_hub_wishes const& wanted, std::filesystem::path const& errors_path) {
+    auto texts = make_arguments(wanted);
+    std::vector<char*> arguments;
+    for (auto& text : texts) {
+        arguments.push_back(text.data());
+    }
+    arguments.push_back(nullptr);
+    auto const input = ::open("/dev/null", O_RDWR | O_CLOEXEC);
+    auto const errors =
+        ::open(errors_path.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, S_IRUSR | S_IWUSR);
+    auto const child = ::fork();
+    if (child == 0) {
+        become(arguments, input, errors);
+    }
+    ::close(input);
+    ::close(errors);
+    return child;
+}
+
+std::string read_last_error(std::filesystem::path const& path) {
+    constexpr std::string_view prefix = "corvelctl: ";
+    std::ifstream file{path};
+    for (std::string line; std::getline(file, line);) {
+        if (line.starts_with(prefix)) {
+            return line.substr(prefix.size());
+        }
+    }
+    return "it has ended; see " + path.string();
+}
+
+} // namespace
+
+exit_code run_in_foreground(
+    tool& with, dev_hub_wishes const& wanted, hub_announcement const& announce) {
+    with.guard.last_until_signal();
+    auto const secret = make_secret();
+    write_private_file(get_dev_secret_path(wanted.directory), secret + '\n');
+    event_lines buffer{get_dev_log_path(wanted.directory)};
+    std::ostream lines{&buffer};
+    dev::dev_hub_options options;
+    options.nats_server.port = wanted.port;
+    options.token_endpoint.port = wanted.token_port;
+    options.token_endpoint.accepted_clients = {{client_id, secret}};
+    options.lines = &lines;
+    dev::dev_hub hub{options};
+    dev::control_endpoint const control{hub.get_nats_server().get_port(), hub.get_faults()};
+    auto const state = describe(hub, wanted);
+    auto const boiler = wanted.demo ? start_boiler(with, state, secret) : nullptr;
+    published_state const published{wanted.directory, state};
+    announce(state);
+    for (;;) {
+        constexpr std::chrono::milliseconds check_interval{250};
+        auto const signal = with.guard.wait_for_signal(supervisor::clock::now() + check_interval);
+        if (signal.has_value()) {
+            return exit_code::done; // the way to end a hub is no failure
+        }
+        if (hub.get_nats_server().has_crashed()) {
+            throw failure{exit_code::other, "nats-server has ended"};
+        }
+    }
+}
+
+exit_code run_detached(tool& with, dev_hub_wishes const& wanted, hub_announcement const& announce) {
+    if (!with.options.timeout.has_value()) {
+        with.guard.set_time(start_limit);
+    }
+    with.guard.set_step("starting the development hub");
+    std::filesystem::create_directories(wanted.directory);
+    auto const errors = std::filesystem::path{wanted.directory} / "errors";
+    auto const child = start_process(wanted, errors);
+    for (;;) {
+        auto const state = find_dev_hub(wanted.directory);
+        if (state.has_value() && state->process == child) {
+            announce(*state);
+            return exit_code::done;
+        }
+        if (child < 0 || ::waitpid(child, nullptr, WNOHANG) == child) {
+            throw failure{
+                exit_code::other,
+                read_last_error(errors),
+                "if a port is taken, choose others: --port 0 --token-port 0"};
+        }
+        std::this_thread::sleep_for(poll_interval);
+    }
+}
+
+} // namespace arvenhold::corvel::hub::ctl

@@ -1,0 +1,28 @@
+// SPDX-FileCopyrightText: 2026 Arvenhold
+// SPDX-License-Identifier: Apache-2.0
+
+#include "corvelctl/session_access.hpp"
+
+#include "corvelctl/hub_client.hpp"
+
+#include <iterator>
+
+namespace arvenhold::corvel::hub::ctl {
+
+hub_access make_session_access(tool& with) {
+    auto const settings = prepare_connection(with);
+    hub_access access{
+        settings.server_urls.front(),
+        settings.token_url,
+        settings.client_id,
+        settings.client_secret,
+        {}};
+    access.options.set_further_servers(
+        {std::next(settings.server_urls.begin()), settings.server_urls.end()});
+    if (!settings.ca_file.empty()) {
+        access.options.set_tls_ca_file(settings.ca_file);
+    }
+    return access;
+}
+
+} // namespace arvenhold::corvel::hub::ctl
