@@ -10,7 +10,7 @@ ifneq ($(shell command -v ccache),)
 export CMAKE_CXX_COMPILER_LAUNCHER := ccache
 endif
 
-.PHONY: help demo hub test test-asan test-tsan coverage reliability check bench bench-peers docs
+.PHONY: help demo hub corvelctl install test test-asan test-tsan coverage reliability check bench bench-peers docs
 .PHONY: package clean deps deps-build
 
 help: ## Show the targets
@@ -30,6 +30,18 @@ hub: deps-build ## Build the development hub alone, and print how to start it
 	@echo '  build/hub/tools/dev_hub/corvel-dev-hub --nats-port 4222 --token-port 8080'
 	@echo 'Kill its server for 10 s, from another terminal (--help lists all faults):'
 	@echo '  build/hub/tools/dev_hub/corvel-dev-hub fault nats-down 10s'
+
+corvelctl: deps-build ## Build the command line tool, and print where it is
+	@cmake --preset tool >/dev/null
+	@cmake --build --preset tool --target corvelctl
+	@echo 'The tool is $(CURDIR)/build/tool/tools/corvelctl/corvelctl'
+	@echo 'Try it:'
+	@echo '  build/tool/tools/corvelctl/corvelctl dev up --demo'
+
+install: deps-build ## Install library and command line tool (PREFIX=/usr/local)
+	@cmake --preset tool >/dev/null
+	@cmake --build --preset tool
+	@cmake --install build/tool --prefix $(or $(PREFIX),/usr/local)
 
 test: preset := dev
 test: deps ## Build and run all tests

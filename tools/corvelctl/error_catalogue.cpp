@@ -44,24 +44,57 @@ std::string remove_markup(std::string_view text) {
     return plain;
 }
 
-// The texts in a cell, which are in code; joined with a space if a text has several lines.
-std::string code_of(std::string_view cell) {
-    std::string code;
+// The texts in a cell, which are in code.
+std::vector<std::string> codes_of(std::string_view cell) {
+    std::vector<std::string> codes;
     for (auto begin = cell.find('`'); begin != std::string_view::npos; begin = cell.find('`')) {
         auto const end = std::min(cell.find('`', begin + 1), cell.size());
-        code += (code.empty() ? "" : " ") + std::string{cell.substr(begin + 1, end - begin - 1)};
+        codes.emplace_back(cell.substr(begin + 1, end - begin - 1));
         cell.remove_prefix(std::min(end + 1, cell.size()));
     }
-    return code;
+    return codes;
 }
 
-// Which column has the text, by the titles of a table; npos for a table of something else.
-std::size_t find_text_column(std::vector<std::string> const& titles) {
-    auto const found = std::find_if(titles.begin(), titles.end(), [](auto const& title) {
-        return title == "Text" || title == "Line";
-    });
-    return found == titles.end() ? std::string::npos
-                                 : static_cast<std::size_t>(found - titles.begin());
+std::string join(std::vector<std::string> const& texts) {
+    std::string joined;
+    for (auto const& text : texts) {
+        joined += (joined.empty() ? "" : " ") + text;
+    }
+    return joined;
+}
+
+// Where a table has its texts.
+struct text_column {
+    std::size_t index = std::string::npos; // npos for a table of something else
+    bool has_alternatives = false;         // several texts in a cell are no lines of one text
+};
+
+text_column find_text_column(std::vector<std::string> const& titles) {
+    for (std::size_t index = 0; index < titles.size(); ++index) {
+        if (titles[index] == "Text" || titles[index] == "Line") {
+            return {index, titles[index] == "Line"};
+        }
+    }
+    return {};
+}
+
+void add_rows(
+    std::vector<explained_error>& rows,
+    text_column const& column,
+    std::vector<std::string> const& cells) {
+    if (column.index >= cells.size()) {
+        return;
+    }
+    auto texts = codes_of(cells[column.index]);
+    if (!column.has_alternatives && !texts.empty()) {
+        texts = {join(texts)};
+    }
+    auto const cell = [&cells](std::size_t index) {
+        return index < cells.size() ? remove_markup(cells[index]) : "";
+    };
+    for (auto const& text : texts) {
+        rows.push_back({text, cell(column.index + 1), cell(column.index + 2)});
+    }
 }
 
 // Parts of a pattern between the words that vary, in one case and without spaces at their ends.
@@ -104,7 +137,7 @@ std::size_t count_fixed(std::string_view pattern) {
 
 std::vector<explained_error> parse_errors_page(std::string_view page) {
     std::vector<explained_error> rows;
-    auto text_column = std::string::npos;
+    text_column column;
     auto in_table = false;
     while (!page.empty()) {
         auto const end = std::min(page.find('\n'), page.size());
@@ -112,18 +145,11 @@ std::vector<explained_error> parse_errors_page(std::string_view page) {
         page.remove_prefix(std::min(end + 1, page.size()));
         if (!line.starts_with('|')) {
             in_table = false;
-            continue;
-        }
-        auto const cells = split_row(line);
-        if (!in_table) {
-            text_column = find_text_column(cells);
+        } else if (!in_table) {
+            column = find_text_column(split_row(line));
             in_table = true;
-        } else if (text_column < cells.size() && !code_of(cells[text_column]).empty()) {
-            auto const cell = [&](std::size_t index) {
-                return index < cells.size() ? remove_markup(cells[index]) : "";
-            };
-            rows.push_back(
-                {code_of(cells[text_column]), cell(text_column + 1), cell(text_column + 2)});
+        } else {
+            add_rows(rows, column, split_row(line));
         }
     }
     return rows;

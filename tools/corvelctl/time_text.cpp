@@ -29,10 +29,11 @@ struct unit {
 };
 
 // From the largest to the smallest.
-constexpr std::array<unit, 7> units{{
+constexpr std::array<unit, 8> units{{
     {"d", std::chrono::hours{24}},
     {"h", std::chrono::hours{1}},
     {"min", std::chrono::minutes{1}},
+    {"m", std::chrono::minutes{1}},
     {"s", second},
     {"ms", std::chrono::milliseconds{1}},
     {"us", std::chrono::microseconds{1}},

@@ -38,7 +38,7 @@ struct parsed_span {
     bool is_exact = true; ///< False if the text was finer than a nanosecond.
 };
 
-/// Reads a decimal number with the unit ns, us, ms, s, min, h or d.
+/// Reads a decimal number with the unit ns, us, ms, s, m or min, h or d.
 ///
 /// @return nothing if the text is something else, or out of range.
 [[nodiscard]] std::optional<parsed_span> parse_span(std::string_view text);

@@ -25,7 +25,7 @@ struct fault_description {
 };
 
 // In the order of the enumeration, which is that of the help text.
-constexpr std::array<fault_description, 7> descriptions{{
+constexpr std::array<fault_description, 8> descriptions{{
     {fault_kind::nats_down,
      hub_service::nats_server,
      "nats-down",
@@ -61,6 +61,11 @@ constexpr std::array<fault_description, 7> descriptions{{
      "registry-silent",
      "the registry does not answer",
      "the registry answers again"},
+    {fault_kind::registry_reject,
+     hub_service::registry,
+     "registry-reject",
+     "the registry rejects definitions",
+     "the registry judges definitions again"},
 }};
 
 fault_description const& get_description(fault_kind kind) {

@@ -22,6 +22,7 @@ enum class fault_kind {
     token_slow,      ///< The token endpoint answers late.
     token_refuse,    ///< The token endpoint answers every request with status 401.
     registry_silent, ///< The registry drops everything that it receives.
+    registry_reject, ///< The registry finds every definition that arrives invalid.
 };
 
 /// A fault that a user asks for.

@@ -139,6 +139,9 @@ void fault_injector::inject(fault const& wanted) {
     case fault_kind::registry_silent:
         m_providers.go_silent();
         break;
+    case fault_kind::registry_reject:
+        m_providers.reject_all();
+        break;
     }
 }
 
@@ -162,6 +165,9 @@ void fault_injector::heal(fault_kind kind) {
         break;
     case fault_kind::registry_silent:
         m_providers.speak_again();
+        break;
+    case fault_kind::registry_reject:
+        m_providers.judge_normally();
         break;
     }
 }

@@ -52,6 +52,7 @@ constexpr char const* fault_footer =
   token-slow       the token endpoint answers late; see --delay
   token-refuse     the token endpoint answers every request with status 401
   registry-silent  the registry drops everything that it receives
+  registry-reject  the registry finds every definition that arrives invalid
 
 A duration is a number of seconds, or a number with the unit ms, s or m. The command returns when the
 fault has its effect. The fault ends by itself; the hub prints a line when it begins and when it ends.

@@ -8,8 +8,9 @@ import shlex
 import signal
 import socket
 import stat
+import subprocess
 
-from tool_run import ToolTest
+from tool_run import ODD_PROVIDER, ToolTest
 
 FREE = ("--port", "0", "--token-port", "0")
 
@@ -90,6 +91,19 @@ class DevHub(ToolTest):
         self.assertEqual(shown["text"], "nats-server is away for 10 min")
         self.expect(5, "providers")
         self.expect(2, "dev", "fault", "flood")
+
+    def test_rejects_definitions(self):
+        self.up()
+        self.expect(0, "dev", "fault", "registry-reject", "10m")
+        hub, = self.expect(0, "dev", "status", "-j").objects()
+        provider = subprocess.Popen(
+            [ODD_PROVIDER, hub["hub"], hub["token_url"], hub["client_id"], self.read_secret()],
+            stdin=subprocess.PIPE, stdout=subprocess.DEVNULL, stderr=subprocess.DEVNULL)
+        self.addCleanup(provider.wait)
+        self.addCleanup(provider.kill)
+        self.wait_for(lambda: "definition rejected: odd" in self.expect(0, "dev", "logs").output,
+                      "the rejection")
+        self.assertEqual(self.expect(0, "providers").output, "")
 
     def test_reports_a_frozen_server_and_a_silent_registry_in_time(self):
         self.up("--demo")

@@ -161,7 +161,7 @@ class Writing(OddProviderTest):
         result = self.expect(9, "write", "odd", "answers/limits=500", "-j")
         shown, = result.objects()
         self.assertEqual(shown["now"]["value"], 100)
-        self.assertIn("does not hold the written value of answers/limits", result.errors)
+        self.assertIn("does not hold the written value of answers/limits (it holds 100)", result.errors)
 
     def test_fails_if_the_provider_refuses(self):
         shown, = self.expect(9, "write", "odd", "answers/refuses=2", "--within", "100ms",

@@ -83,7 +83,13 @@ INSTANTIATE_TEST_SUITE_P(
             "registry-silent",
             hub_service::registry,
             "the registry does not answer for 10 s",
-            "the registry answers again"}),
+            "the registry answers again"},
+        fault_case{
+            {fault_kind::registry_reject},
+            "registry-reject",
+            hub_service::registry,
+            "the registry rejects definitions for 10 s",
+            "the registry judges definitions again"}),
     [](auto const& given) {
         auto name = given.param.name;
         std::replace(name.begin(), name.end(), '-', '_');
@@ -104,7 +110,8 @@ TEST(fault_test, has_no_other_names) {
             "token-down",
             "token-slow",
             "token-refuse",
-            "registry-silent"));
+            "registry-silent",
+            "registry-reject"));
     EXPECT_EQ(find_fault_kind("nats"), std::nullopt);
 }
 

@@ -324,7 +324,7 @@ INSTANTIATE_TEST_SUITE_P(
             "unknown_name",
             {"fault", "flood"},
             "NAME: flood not in {nats-down,freeze,server-restart,token-down,token-slow,"
-            "token-refuse,registry-silent}\n"},
+            "token-refuse,registry-silent,registry-reject}\n"},
         wrong_usage{
             "no_duration",
             {"fault", "freeze", "soon"},
@@ -356,6 +356,7 @@ TEST(program, explains_faults) {
           "token-slow",
           "token-refuse",
           "registry-silent",
+          "registry-reject",
           "DURATION",
           "--delay",
           "--nats-port",

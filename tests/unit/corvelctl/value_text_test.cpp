@@ -76,6 +76,7 @@ INSTANTIATE_TEST_SUITE_P(
         parsed_case{"milliseconds", "-250ms", nanoseconds{-250ms}},
         parsed_case{"microseconds", "12us", nanoseconds{12us}},
         parsed_case{"minutes", "0.1min", nanoseconds{6s}},
+        parsed_case{"short_minutes", "3m", nanoseconds{3min}},
         parsed_case{"days", "2d", nanoseconds{48h}}),
     case_name);
 

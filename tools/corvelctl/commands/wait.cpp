@@ -172,15 +172,14 @@ failure make_timeout(
         "see all providers: corvelctl providers"};
 }
 
-void follow(
-    consumer_session& session, condition& wanted, supervisor& guard, wait_options const& given) {
-    session.set_status_handler([&wanted,
-                                &guard](std::string const& provider, session_status const& status) {
-        if (provider.empty() && status.reason == session_reason::access_denied) {
-            wanted.fail(
-                failure{exit_code::refused, status.text, "see why: corvelctl providers --verbose"});
-        }
-    });
+void follow(consumer_session& session, condition& wanted, wait_options const& given) {
+    session.set_status_handler(
+        [&wanted](std::string const& provider, session_status const& status) {
+            if (provider.empty() && status.reason == session_reason::access_denied) {
+                wanted.fail(failure{
+                    exit_code::refused, status.text, "see why: corvelctl providers --verbose"});
+            }
+        });
     session.follow_all(given.provider, given.path, change_queue::every(10'000))
         .on_change([&wanted](any_reading const& now) { wanted.look_at(now); });
     session.start();
@@ -230,7 +229,7 @@ exit_code wait(tool& with, wait_options const& given) {
     condition wanted{given, with.guard};
     consumer_session session{
         "corvelctl", make_session_access(with), {}, variable_permissions::read_only};
-    follow(session, wanted, with.guard, given);
+    follow(session, wanted, given);
     if (auto const signal = wait_until_met(with, wanted, given, deadline)) {
         return *signal;
     }

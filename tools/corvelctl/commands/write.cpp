@@ -313,7 +313,8 @@ void require_confirmed(plan const& planned, write_options const& given) {
     std::string names;
     for (auto const& one : planned) {
         if (!one.confirmed) {
-            names += (names.empty() ? "" : ", ") + one.variable->get_path();
+            names += (names.empty() ? "" : ", ") + one.variable->get_path() + " (it holds "
+                   + make_text(one.held, true) + ')';
         }
     }
     if (!names.empty()) {
