@@ -43,6 +43,8 @@ public:
     hub_client(hub_client const&) = delete;
     hub_client& operator=(hub_client const&) = delete;
 
+    ~hub_client() = default;
+
     /// Returns the identifiers of all providers, in alphabetical order.
     [[nodiscard]] std::vector<std::string> get_providers();
 

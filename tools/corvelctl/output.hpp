@@ -55,6 +55,8 @@ public:
     output(output const&) = delete;
     output& operator=(output const&) = delete;
 
+    ~output() = default;
+
     [[nodiscard]] output_settings const& get_settings() const;
 
     /// Whether data leaves as JSON Lines.

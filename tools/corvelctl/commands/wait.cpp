@@ -211,11 +211,12 @@ std::optional<exit_code> wait_until_met(
         if (auto const signal = with.guard.wait_for_signal(std::min(deadline, next_look))) {
             return signal;
         }
-        if (supervisor::clock::now() >= next_look) {
-            if (!wanted.get_latest().has_value()) {
-                require_path(with, given);
-            }
-            next_look = supervisor::clock::now() + between_looks;
+        if (supervisor::clock::now() < next_look) {
+            continue;
+        }
+        next_look = supervisor::clock::now() + between_looks;
+        if (!wanted.get_latest().has_value()) {
+            require_path(with, given);
         }
     }
     return std::nullopt;

@@ -180,7 +180,8 @@ class confirmation {
 public:
     static void receive(
         definition_fingerprint /*fingerprint*/,
-        std::vector<variable_id> changed,
+        std::vector<variable_id>
+            changed, // NOLINT(performance-unnecessary-value-param): the library's
         provider_connection& /*connection*/,
         void* user_data) {
         static_cast<confirmation*>(user_data)->look_at(changed);
@@ -213,14 +214,20 @@ private:
     void look_at(std::vector<variable_id> const& changed) {
         {
             std::scoped_lock const lock{m_mutex};
-            for (auto& one : m_planned) {
-                auto const id = one.variable->get_id();
-                if (std::find(changed.begin(), changed.end(), id) != changed.end()) {
-                    update(one);
-                }
+            for (auto const id : changed) {
+                update(id);
             }
         }
         m_changed.notify_all();
+    }
+
+    void update(variable_id id) {
+        auto const found = std::find_if(m_planned.begin(), m_planned.end(), [id](auto const& one) {
+            return one.variable->get_id() == id;
+        });
+        if (found != m_planned.end()) {
+            update(*found);
+        }
     }
 
     static void update(planned_write& one) {
@@ -333,7 +340,7 @@ plan perform(tool& with, write_options const& given) {
     hub_client client{with, permissions};
     auto const connection = client.attach(given.provider);
     auto const all = connection->get_current_variables();
-    auto const planned = make_plan(with, all, given);
+    auto planned = make_plan(with, all, given);
     if (given.dry_run) {
         return planned;
     }
