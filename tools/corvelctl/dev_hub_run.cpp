@@ -155,9 +155,8 @@ pid_t start_process(dev_hub_wishes const& wanted, std::filesystem::path const& e
         arguments.push_back(text.data());
     }
     arguments.push_back(nullptr);
-    auto const input = ::open("/dev/null", O_RDWR | O_CLOEXEC);
-    auto const errors =
-        ::open(errors_path.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, S_IRUSR | S_IWUSR);
+    auto const input = open_private_file("/dev/null", O_RDWR);
+    auto const errors = open_private_file(errors_path, O_WRONLY | O_CREAT | O_TRUNC);
     auto const child = ::fork();
     if (child == 0) {
         become(arguments, input, errors);

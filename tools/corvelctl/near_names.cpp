@@ -24,19 +24,26 @@ std::string in_lower_case(std::string_view text) {
     return lower;
 }
 
+using row = std::vector<std::size_t>;
+
+bool are_swapped(
+    std::string_view left, std::string_view right, std::size_t line, std::size_t column) {
+    return line > 1 && column > 1 && left[line - 1] == right[column - 2]
+        && left[line - 2] == right[column - 1];
+}
+
 // How many letters must be inserted, removed, replaced or swapped with their neighbour.
 std::size_t count_edits(std::string_view left, std::string_view right) {
-    std::vector<std::size_t> before;
-    std::vector<std::size_t> above(right.size() + 1);
+    row before;
+    row above(right.size() + 1);
     std::iota(above.begin(), above.end(), std::size_t{0});
-    for (std::size_t row = 1; row <= left.size(); ++row) {
-        std::vector<std::size_t> current(right.size() + 1, row);
+    for (std::size_t line = 1; line <= left.size(); ++line) {
+        row current(right.size() + 1, line);
         for (std::size_t column = 1; column <= right.size(); ++column) {
-            auto const same = left[row - 1] == right[column - 1];
+            std::size_t const replaced = left[line - 1] == right[column - 1] ? 0 : 1;
             current[column] = std::min(
-                {above[column] + 1, current[column - 1] + 1, above[column - 1] + (same ? 0 : 1)});
-            if (row > 1 && column > 1 && left[row - 1] == right[column - 2]
-                && left[row - 2] == right[column - 1]) {
+                {above[column] + 1, current[column - 1] + 1, above[column - 1] + replaced});
+            if (are_swapped(left, right, line, column)) {
                 current[column] = std::min(current[column], before[column - 2] + 1);
             }
         }
@@ -72,6 +79,7 @@ std::vector<std::string> find_near_names(
     std::sort(near.begin(), near.end());
     near.resize(std::min(near.size(), most_names));
     std::vector<std::string> result;
+    result.reserve(near.size());
     for (auto& [distance, name] : near) {
         if (distance <= near.front().first + 1) { // others are much less likely
             result.push_back(std::move(name));

@@ -43,6 +43,21 @@ int require_descriptor(int descriptor) {
     return descriptor;
 }
 
+int open_signals() {
+    auto const signals = get_signals();
+    return require_descriptor(::signalfd(-1, &signals, SFD_CLOEXEC));
+}
+
+// The next pending signal; nothing if there is none.
+std::optional<int> read_signal(pollfd const& watched) {
+    signalfd_siginfo received{};
+    if ((watched.revents & POLLIN) == 0
+        || ::read(watched.fd, &received, sizeof received) != sizeof received) {
+        return std::nullopt;
+    }
+    return static_cast<int>(received.ssi_signo);
+}
+
 } // namespace
 
 void supervisor::block_signals() {
@@ -52,10 +67,9 @@ void supervisor::block_signals() {
 }
 
 supervisor::supervisor(output& shown)
-    : m_output{shown} {
-    auto const signals = get_signals();
-    m_signals = require_descriptor(::signalfd(-1, &signals, SFD_CLOEXEC));
-    m_changes = require_descriptor(::eventfd(0, EFD_CLOEXEC));
+    : m_output{shown}
+    , m_signals{open_signals()}
+    , m_changes{require_descriptor(::eventfd(0, EFD_CLOEXEC))} {
     m_thread = std::thread{[this] {
         run();
     }};
@@ -125,11 +139,8 @@ void supervisor::run() {
             std::uint64_t count = 0;
             static_cast<void>(::read(m_changes, &count, sizeof count) == 0);
         }
-        if ((watched[0].revents & POLLIN) != 0) {
-            signalfd_siginfo received{};
-            if (::read(m_signals, &received, sizeof received) == sizeof received) {
-                handle_signal(static_cast<int>(received.ssi_signo));
-            }
+        if (auto const number = read_signal(watched[0])) {
+            handle_signal(*number);
         }
         std::unique_lock lock{m_mutex};
         if (m_ended) {

@@ -69,8 +69,8 @@ private:
     [[nodiscard]] int get_poll_time() const;
 
     output& m_output;
-    int m_signals = -1; // descriptor that is readable when a signal is pending
-    int m_changes = -1; // descriptor that is readable when the thread should look again
+    int const m_signals; // descriptor that is readable when a signal is pending
+    int const m_changes; // descriptor that is readable when the thread should look again
 
     mutable std::mutex m_mutex; // guards everything below
     std::condition_variable m_changed;

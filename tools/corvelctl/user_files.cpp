@@ -90,6 +90,11 @@ std::optional<std::string> read_private_file(std::filesystem::path const& path) 
     return read_whole(path);
 }
 
+int open_private_file(std::filesystem::path const& path, int flags) {
+    // NOLINTNEXTLINE(cppcoreguidelines-pro-type-vararg): the kernel's interface
+    return ::open(path.c_str(), flags | O_CLOEXEC, only_owner);
+}
+
 void write_private_file(std::filesystem::path const& path, std::string const& text) {
     std::error_code ignored;
     auto const folder = path.parent_path();
@@ -97,8 +102,7 @@ void write_private_file(std::filesystem::path const& path, std::string const& te
         std::filesystem::permissions(folder, std::filesystem::perms::owner_all, ignored);
     }
     auto const fresh = path.string() + ".new";
-    auto const descriptor =
-        ::open(fresh.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, only_owner);
+    auto const descriptor = open_private_file(fresh, O_WRONLY | O_CREAT | O_TRUNC);
     if (descriptor < 0) {
         throw cannot("write", path, errno);
     }

@@ -31,6 +31,13 @@ namespace arvenhold::corvel::hub::ctl {
 /// @throws failure  It cannot be read, or others than its owner may read or write it.
 [[nodiscard]] std::optional<std::string> read_private_file(std::filesystem::path const& path);
 
+/// Opens a file, which gets mode 0600 if it is created; no other program inherits the descriptor.
+///
+/// @param flags  Those of open().
+///
+/// @return the descriptor, or -1 with errno.
+[[nodiscard]] int open_private_file(std::filesystem::path const& path, int flags);
+
 /// Replaces a file as a whole, with mode 0600, and creates its folder with mode 0700.
 ///
 /// @throws failure  It cannot be written. The earlier file is unchanged.

@@ -24,7 +24,7 @@ constexpr std::int64_t largest_exact = std::int64_t{1} << 53U; // that a double 
 
 // What a value of each type looks like, for error texts.
 template <class Type>
-constexpr std::string_view examples = "";
+constexpr std::string_view examples{};
 template <>
 constexpr std::string_view examples<bool> = "true or false";
 template <>
