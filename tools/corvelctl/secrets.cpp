@@ -37,13 +37,24 @@ void mask_credentials(std::string& text) {
     }
 }
 
+// Empty if it is none of RFC 6749.
+std::string describe_error_object(nlohmann::json const& object) {
+    std::string said;
+    for (auto const* const key : {"error", "error_description"}) {
+        if (object.is_object() && object.contains(key) && object[key].is_string()) {
+            said += (said.empty() ? "" : ": ") + object[key].get<std::string>();
+        }
+    }
+    return said;
+}
+
 } // namespace
 
 std::string remove_secrets(std::string_view text, std::string_view secret) {
     std::string clean{text};
     auto const token = clean.find("access_token");
     if (token != std::string::npos) {
-        clean.replace(token, std::string::npos, mask);
+        clean.erase(token).append(mask);
     }
     mask_secret(clean, secret);
     mask_credentials(clean);
@@ -51,17 +62,9 @@ std::string remove_secrets(std::string_view text, std::string_view secret) {
 }
 
 std::string describe_token_reply(std::string_view reply, std::string_view secret) {
-    auto const object = nlohmann::json::parse(reply, nullptr, false);
-    if (object.is_object()) {
-        std::string said;
-        for (auto const* const key : {"error", "error_description"}) {
-            if (object.contains(key) && object[key].is_string()) {
-                said += (said.empty() ? "" : ": ") + object[key].get<std::string>();
-            }
-        }
-        if (!said.empty()) {
-            return remove_secrets(said, secret);
-        }
+    auto const said = describe_error_object(nlohmann::json::parse(reply, nullptr, false));
+    if (!said.empty()) {
+        return remove_secrets(said, secret);
     }
     constexpr std::size_t longest = 120;
     auto const clean = remove_secrets(reply, secret);

@@ -27,8 +27,8 @@ std::size_t count_columns(std::string_view text) {
     }));
 }
 
-table::table(std::vector<std::string> titles) {
-    for (auto& title : titles) {
+table::table(std::vector<std::string> const& titles) {
+    for (auto const& title : titles) {
         auto const to_the_right = title.starts_with('>');
         m_columns.push_back({title.substr(to_the_right ? 1 : 0), to_the_right});
     }

@@ -23,7 +23,7 @@ class table {
 public:
     /// @param titles  The titles of the columns; one that begins with ">" is aligned to the right, and
     ///                the mark is not printed.
-    explicit table(std::vector<std::string> titles);
+    explicit table(std::vector<std::string> const& titles);
 
     /// @param row  As many cells as there are titles.
     void add(std::vector<cell> row);
