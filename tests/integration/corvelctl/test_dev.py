@@ -21,6 +21,7 @@ class DevHub(ToolTest):
         self.addCleanup(self.end_hub)
 
     def end_hub(self):
+        self.environment.pop("XDG_STATE_HOME", None)
         status = self.run_tool("dev", "status", "-j").objects()[0]
         if status["running"]:
             os.kill(status["pid"], signal.SIGKILL)
