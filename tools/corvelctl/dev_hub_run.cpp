@@ -12,6 +12,7 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <array>
 #include <chrono>
 #include <csignal>
@@ -150,11 +151,9 @@ std::vector<std::string> make_arguments(dev_hub_wishes const& wanted) {
 
 pid_t start_process(dev_hub_wishes const& wanted, std::filesystem::path const& errors_path) {
     auto texts = make_arguments(wanted);
-    std::vector<char*> arguments;
-    for (auto& text : texts) {
-        arguments.push_back(text.data());
-    }
-    arguments.push_back(nullptr);
+    std::vector<char*> arguments(texts.size() + 1); // the last one is null
+    std::transform(
+        texts.begin(), texts.end(), arguments.begin(), [](auto& text) { return text.data(); });
     auto const input = open_private_file("/dev/null", O_RDWR);
     auto const errors = open_private_file(errors_path, O_WRONLY | O_CREAT | O_TRUNC);
     auto const child = ::fork();

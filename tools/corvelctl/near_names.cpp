@@ -32,21 +32,33 @@ bool are_swapped(
         && left[line - 2] == right[column - 1];
 }
 
+// The edits from the first `line` letters of one text to each beginning of the other, from those for
+// one and for two letters less.
+row count_line(
+    std::string_view left,
+    std::string_view right,
+    std::size_t line,
+    row const& above,
+    row const& before) {
+    row current(right.size() + 1, line);
+    for (std::size_t column = 1; column <= right.size(); ++column) {
+        std::size_t const replaced = left[line - 1] == right[column - 1] ? 0 : 1;
+        current[column] =
+            std::min({above[column] + 1, current[column - 1] + 1, above[column - 1] + replaced});
+        if (are_swapped(left, right, line, column)) {
+            current[column] = std::min(current[column], before[column - 2] + 1);
+        }
+    }
+    return current;
+}
+
 // How many letters must be inserted, removed, replaced or swapped with their neighbour.
 std::size_t count_edits(std::string_view left, std::string_view right) {
     row before;
     row above(right.size() + 1);
     std::iota(above.begin(), above.end(), std::size_t{0});
     for (std::size_t line = 1; line <= left.size(); ++line) {
-        row current(right.size() + 1, line);
-        for (std::size_t column = 1; column <= right.size(); ++column) {
-            std::size_t const replaced = left[line - 1] == right[column - 1] ? 0 : 1;
-            current[column] = std::min(
-                {above[column] + 1, current[column - 1] + 1, above[column - 1] + replaced});
-            if (are_swapped(left, right, line, column)) {
-                current[column] = std::min(current[column], before[column - 2] + 1);
-            }
-        }
+        auto current = count_line(left, right, line, above, before);
         before = std::exchange(above, std::move(current));
     }
     return above.back();

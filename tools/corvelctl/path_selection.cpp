@@ -4,9 +4,11 @@
 #include "corvelctl/path_selection.hpp"
 
 #include "corvelctl/near_names.hpp"
+#include "session/path_pattern.hpp"
 
 #include <algorithm>
 #include <charconv>
+#include <iterator>
 #include <set>
 #include <system_error>
 
@@ -30,10 +32,10 @@ std::vector<variable_pointer> sort_by_path(current_variables const& all) {
 variable_pointer require_id(
     current_variables const& all, std::string const& wanted, std::string const& provider) {
     variable_id id = 0;
-    auto const* const begin = wanted.data() + 1;
-    auto const* const end = wanted.data() + wanted.size();
-    auto const [stopped, error] = std::from_chars(begin, end, id);
-    auto const found = error == std::errc{} && stopped == end ? all.find(id) : nullptr;
+    auto const digits = std::string_view{wanted}.substr(1);
+    auto const* const end = std::to_address(digits.end());
+    auto const [stopped, error] = std::from_chars(digits.data(), end, id);
+    auto found = error == std::errc{} && stopped == end ? all.find(id) : nullptr;
     if (found == nullptr) {
         throw failure{
             exit_code::not_found,
@@ -52,70 +54,48 @@ failure make_unknown(
     return make_unknown_path(wanted, paths, provider);
 }
 
+// The variables that one argument names, at least one.
+std::vector<variable_pointer> find_variables(
+    current_variables const& all,
+    std::vector<variable_pointer> const& sorted,
+    std::string const& wanted,
+    std::string const& provider) {
+    path_pattern const pattern{wanted};
+    if (pattern.is_literal()) {
+        return {require_variable(all, wanted, provider)};
+    }
+    std::vector<variable_pointer> found;
+    std::copy_if(
+        sorted.begin(), sorted.end(), std::back_inserter(found), [&](auto const& variable) {
+            return pattern.matches(variable->get_path());
+        });
+    if (found.empty()) {
+        throw make_unknown(all, wanted, provider);
+    }
+    return found;
+}
+
 } // namespace
 
-// Remembers which beginnings of the pattern fit the path so far, so that the time is bounded by the
-// product of the lengths.
 bool matches(std::string_view pattern, std::string_view path) {
-    std::vector<bool> fits(pattern.size() + 1);
-    auto const skip_wildcards = [&] {
-        for (std::size_t index = 0; index < pattern.size(); ++index) {
-            if (fits[index] && pattern[index] == '*') {
-                fits[index + 1] = true; // a wildcard may stand for nothing
-            }
-        }
-    };
-    fits[0] = true;
-    skip_wildcards();
-    for (auto const character : path) {
-        std::vector<bool> next(pattern.size() + 1);
-        for (std::size_t index = 0; index < pattern.size(); ++index) {
-            if (!fits[index]) {
-                continue;
-            }
-            if (pattern[index] != '*') {
-                next[index + 1] = next[index + 1] || pattern[index] == character;
-                continue;
-            }
-            auto const is_double =
-                pattern.substr(index, 2) == "**" || (index > 0 && pattern[index - 1] == '*');
-            next[index] = next[index] || is_double || character != '/';
-        }
-        fits = std::move(next);
-        skip_wildcards();
-    }
-    return fits.back();
+    return path_pattern{std::string{pattern}}.matches(path);
 }
 
 std::vector<variable_pointer> select_variables(
     current_variables const& all,
     std::vector<std::string> const& wanted,
     std::string const& provider) {
-    auto const sorted = sort_by_path(all);
+    auto sorted = sort_by_path(all);
     if (wanted.empty()) {
         return sorted;
     }
     std::vector<variable_pointer> selected;
     std::set<variable_id> known;
-    auto const add = [&](variable_pointer const& variable) {
-        if (known.insert(variable->get_id()).second) {
-            selected.push_back(variable);
-        }
-    };
     for (auto const& one : wanted) {
-        if (one.find('*') == std::string::npos) {
-            add(require_variable(all, one, provider));
-            continue;
-        }
-        auto any = false;
-        for (auto const& variable : sorted) {
-            if (matches(one, variable->get_path())) {
-                any = true;
-                add(variable);
+        for (auto const& variable : find_variables(all, sorted, one, provider)) {
+            if (known.insert(variable->get_id()).second) {
+                selected.push_back(variable);
             }
-        }
-        if (!any) {
-            throw make_unknown(all, one, provider);
         }
     }
     return selected;

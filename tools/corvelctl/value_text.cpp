@@ -3,8 +3,8 @@
 
 #include "corvelctl/value_text.hpp"
 
-#include "corvelctl/base64_text.hpp"
 #include "corvelctl/time_text.hpp"
+#include "dev_hub/base64_text.hpp"
 #include <hub/names.hpp>
 
 #include <array>
@@ -232,7 +232,7 @@ void add_value(json_object& object, variable_value const& value) {
     } else if (auto const* const text = std::get_if<std::string>(&value)) {
         shown = *text;
         if (!is_utf8(*text)) {
-            object["value_base64"] = make_base64(*text);
+            object["value_base64"] = dev::make_base64(*text);
         }
     } else if (auto const* const when = std::get_if<timestamp>(&value)) {
         shown = make_rfc3339(*when);
@@ -248,7 +248,7 @@ parsed_value parse_value(std::string_view text, variable_value const& like) {
 
 parsed_value parse_object(nlohmann::json const& object, variable_value const& like) {
     if (object.contains("value_base64")) {
-        auto const bytes = parse_base64(object["value_base64"].get<std::string>());
+        auto const bytes = dev::parse_base64(object["value_base64"].get<std::string>());
         if (!bytes.has_value() || !std::holds_alternative<std::string>(like)) {
             throw failure{exit_code::refused_locally, "\"value_base64\" is no base64 of a string"};
         }

@@ -3,44 +3,15 @@
 
 #include "dev_hub/basic_credentials.hpp"
 
-#include <algorithm>
-#include <array>
+#include "dev_hub/base64_text.hpp"
+
 #include <charconv>
 #include <cstddef>
-#include <cstdint>
 #include <string>
 #include <system_error>
 
 namespace arvenhold::corvel::hub::dev {
 namespace {
-
-constexpr std::string_view base64_alphabet =
-    "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789+/";
-
-std::optional<std::string> decode_base64(std::string_view text) {
-    if (text.size() % 4 != 0) {
-        return {};
-    }
-    // At most two signs of padding; a third one is no character of the alphabet.
-    auto const padding = std::min<std::size_t>(
-        2, text.size() - std::min(text.size(), text.find_last_not_of('=') + 1));
-    std::string bytes;
-    std::uint32_t bits = 0;
-    std::size_t bit_count = 0;
-    for (auto const character : text.substr(0, text.size() - padding)) {
-        auto const value = base64_alphabet.find(character);
-        if (value == std::string_view::npos) {
-            return {};
-        }
-        bits = (bits << 6U) | static_cast<std::uint32_t>(value);
-        bit_count += 6;
-        if (bit_count >= 8) {
-            bit_count -= 8;
-            bytes.push_back(static_cast<char>((bits >> bit_count) & 0xffU));
-        }
-    }
-    return bytes;
-}
 
 // The byte that two hexadecimal digits stand for.
 std::optional<char> decode_hexadecimal(std::string_view digits) {
@@ -78,7 +49,7 @@ std::optional<client_credentials> decode_basic_credentials(std::string_view head
     if (!header_value.starts_with(scheme)) {
         return {};
     }
-    auto const joined = decode_base64(header_value.substr(scheme.size()));
+    auto const joined = parse_base64(header_value.substr(scheme.size()));
     auto const colon = joined.has_value() ? joined->find(':') : std::string::npos;
     if (colon == std::string::npos) {
         return {};

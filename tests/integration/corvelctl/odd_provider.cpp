@@ -1,7 +1,8 @@
 // SPDX-FileCopyrightText: 2026 Arvenhold
 // SPDX-License-Identifier: Apache-2.0
 
-// A provider with values that are hard to show, and variables that take writes in their own way. Runs
+// A provider with values that are hard to show, and variables that take writes in their own way. A
+// fifth argument is its identifier in place of "odd", a sixth the number of further variables. Runs
 // until standard input ends.
 
 #include <hub/session/provider_session.hpp>
@@ -63,16 +64,25 @@ void declare(hub::provider_session& odd) {
     }
 }
 
+void declare_further(hub::provider_session& odd, int count) {
+    for (int index = 0; index < count; ++index) {
+        odd.declare<std::int64_t>("further/" + std::to_string(index), index);
+    }
+}
+
 } // namespace
 
 int main(int count, char** access) {
-    std::vector<std::string> const given(access, access + count);
-    if (count != 5) {
+    std::vector<std::string> given(access, access + count);
+    if (count < 5) {
         return 2;
     }
     try {
-        hub::provider_session odd{"odd", {given[1], given[2], given[3], given[4], {}}};
+        given.resize(7);
+        hub::provider_session odd{
+            given[5].empty() ? "odd" : given[5], {given[1], given[2], given[3], given[4], {}}};
         declare(odd);
+        declare_further(odd, given[6].empty() ? 0 : std::stoi(given[6]));
         odd.start();
         if (odd.wait_until_ready(std::chrono::minutes{1})) {
             std::cout << "ready" << std::endl;

@@ -3,7 +3,10 @@
 
 """Connecting, and the words for every way in which it fails."""
 
+import json
+import signal
 import socket
+import subprocess
 import time
 
 from tool_run import PATIENCE, HubTest
@@ -97,9 +100,58 @@ class Connecting(HubTest):
             self.assertLess(time.monotonic() - began, PATIENCE / 2)
 
     def test_ends_by_a_signal_while_it_waits(self):
-        with socket.create_server(("127.0.0.1", 0)) as silent:
-            url = f"nats://127.0.0.1:{silent.getsockname()[1]}"
-            process = self.start("providers", "--hub", url, "--timeout", "10min")
-            silent.settimeout(PATIENCE)
-            with silent.accept()[0]:
-                self.assertEqual(self.interrupt(process).code, 130)
+        for number, code in ((signal.SIGINT, 130), (signal.SIGTERM, 143)):
+            with socket.create_server(("127.0.0.1", 0)) as silent:
+                url = f"nats://127.0.0.1:{silent.getsockname()[1]}"
+                process = self.start("providers", "--hub", url, "--timeout", "10min")
+                silent.settimeout(PATIENCE)
+                with silent.accept()[0]:
+                    process.send_signal(number)
+                    self.assertEqual(self.finish(process).code, code)
+
+
+class Encryption(HubTest):
+    """A NATS server with TLS, but without a registry."""
+
+    def setUp(self):
+        super().setUp()
+        self.certificate = self.make_certificate("server")
+        configuration = self.write_file(
+            "tls.conf", f'listen: "127.0.0.1:-1"\ntls {{ cert_file: "{self.certificate}", '
+            f'key_file: "{self.folder / "server.key"}" }}\n')
+        ports = self.folder / "ports"
+        ports.mkdir()
+        server = subprocess.Popen(
+            ["nats-server", "-c", configuration, "--ports_file_dir", ports],
+            stdin=subprocess.DEVNULL, stdout=subprocess.DEVNULL, stderr=subprocess.DEVNULL)
+        self.addCleanup(server.wait)
+        self.addCleanup(server.terminate)
+        self.wait_for(lambda: list(ports.glob("*.ports")), "the server")
+        self.wait_for(lambda: list(ports.glob("*.ports"))[0].read_text("utf-8").endswith("}"),
+                      "the server's port")
+        url, = json.loads(list(ports.glob("*.ports"))[0].read_text("utf-8"))["nats"]
+        self.environment["CORVEL_HUB"] = url.replace("nats:", "tls:")
+
+    def make_certificate(self, name):
+        subprocess.run(
+            ["openssl", "req", "-x509", "-newkey", "ec", "-pkeyopt", "ec_paramgen_curve:P-256",
+             "-nodes", "-days", "2", "-subj", f"/CN={name}", "-addext",
+             "subjectAltName=IP:127.0.0.1", "-keyout", self.folder / f"{name}.key", "-out",
+             self.folder / f"{name}.pem"], check=True, stderr=subprocess.DEVNULL)
+        return self.folder / f"{name}.pem"
+
+    def test_connects_if_the_authority_is_known(self):
+        self.assertIn("no registry runs on the hub",
+                      self.expect(5, "providers", "--ca-file", self.certificate).errors)
+
+    def test_names_the_flag_if_it_is_unknown(self):
+        other = self.make_certificate("other")
+        for arguments in ((), ("--ca-file", other)):
+            result = self.expect(5, "providers", *arguments)
+            self.assertIn("corvelctl: no TLS connection to tls://127.0.0.1:", result.errors)
+            self.assertIn("check --ca-file", result.errors)
+
+    def test_sends_no_token_without_encryption(self):
+        result = self.expect(5, "providers", "--ca-file", self.certificate, "--hub",
+                             self.hub.access["nats_url"])
+        self.assertIn("corvelctl: no TLS connection to nats://127.0.0.1:", result.errors)

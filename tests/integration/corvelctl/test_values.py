@@ -5,23 +5,15 @@
 
 import base64
 import json
-import subprocess
+import signal
 
-from tool_run import CLIENT, ODD_PROVIDER, SECRET, TOOL, HubTest, OddProviderTest
+from tool_run import PATIENCE, HubTest, OddProviderTest
 
 PATHS = ["answers/limits", "answers/never", "answers/refuses", "flags/on", "numbers/infinity",
          "numbers/large", "numbers/nan", "texts/bytes", "texts/plain", "times/span", "times/when"]
 
 
 class Watching(HubTest):
-    def start_provider(self):
-        access = self.hub.access
-        provider = subprocess.Popen(
-            [ODD_PROVIDER, access["nats_url"], access["token_url"], CLIENT, SECRET],
-            stdin=subprocess.PIPE, stdout=subprocess.DEVNULL, stderr=subprocess.DEVNULL)
-        self.addCleanup(provider.communicate)
-        return provider
-
     def test_shows_who_comes_and_goes_also_after_an_outage(self):
         process = self.start("providers", "--watch", "-j")
         provider = self.start_provider()
@@ -128,15 +120,32 @@ class Reading(OddProviderTest):
         self.assertNotIn("\x1b", self.expect(0, "read", "odd").output)
         self.assertIn("\x1b[33muncertain", self.expect(0, "read", "odd", "--color", "always").output)
 
+
+class Replaced(HubTest):
+    def test_says_that_the_definition_has_changed(self):
+        """The registry has the definition of the second provider, and the first one answers."""
+        self.start_provider("twin")
+        second = self.start_provider("twin")
+        self.addCleanup(second.send_signal, signal.SIGCONT)
+        second.send_signal(signal.SIGSTOP)
+        self.assertEqual(
+            self.expect(8, "read", "twin").errors,
+            'corvelctl: the definition of provider "twin" has changed meanwhile\n'
+            "  run the command again; look at it first: corvelctl browse twin\n")
+
+
+class ClosedPipe(HubTest):
+    """The provider is so large that its text does not fit into a pipe."""
+
     def test_ends_quietly_when_nobody_reads(self):
-        done = subprocess.run(
-            f"{TOOL} read odd -j; echo $? >&2", shell=True, env=self.environment, check=False,
-            stdout=subprocess.PIPE, stderr=subprocess.PIPE, text=True)
-        self.assertEqual(done.stderr, "0\n")
-        closed = subprocess.run(
-            f"{{ {TOOL} read odd -j; echo $? >&2; }} | true", shell=True, check=False,
-            env=self.environment, stderr=subprocess.PIPE, text=True)
-        self.assertEqual(closed.stderr, "0\n")
+        self.start_provider("large", 5000)
+        for command in (("read", "-j"), ("read",), ("browse", "-j"), ("browse",),
+                        ("browse", "--tree")):
+            process = self.start(command[0], "large", *command[1:])
+            self.assertTrue(process.stdout.read(1))
+            process.stdout.close()
+            self.assertEqual(process.stderr.read(), "", command)
+            self.assertEqual(process.wait(PATIENCE), 0, command)
 
 
 class Writing(OddProviderTest):
@@ -251,8 +260,10 @@ class Waiting(OddProviderTest):
         self.expect(6, "wait", "odd", "answers/never", "==", "1.5", "--timeout", "3s")
 
     def test_waits_for_a_provider_that_is_not_there(self):
-        self.assertIn('provider "old" is not there',
-                      self.expect(6, "wait", "old", "x", "==", "1", "--timeout", "1s").errors)
+        self.assertEqual(
+            self.expect(6, "wait", "old", "x", "==", "1", "--timeout", "3s").errors,
+            'corvelctl: timeout: no provider "old"; did you mean "odd"?\n'
+            "  see all providers: corvelctl providers\n")
 
     def test_names_a_path_that_was_meant(self):
         self.assertIn('did you mean "flags/on"?', self.expect(

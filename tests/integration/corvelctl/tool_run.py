@@ -64,6 +64,12 @@ class Hub:
         subprocess.run([HUB, "fault", *arguments, "--nats-port", self.port], check=True,
                        stdout=subprocess.DEVNULL)
 
+    def start_provider(self, *arguments):
+        return subprocess.Popen(
+            [ODD_PROVIDER, self.access["nats_url"], self.access["token_url"], CLIENT, SECRET,
+             *map(str, arguments)],
+            stdin=subprocess.PIPE, stdout=subprocess.PIPE, stderr=subprocess.DEVNULL, text=True)
+
     def stop(self):
         self.process.terminate()
         self.process.wait(PATIENCE)
@@ -158,6 +164,13 @@ class HubTest(ToolTest):
         super().setUp()
         self.use_hub(self.hub)
 
+    def start_provider(self, identifier="odd", further=0):
+        """Starts one and returns it when the registry has accepted its definition."""
+        provider = self.hub.start_provider(identifier, further)
+        self.addCleanup(provider.communicate)
+        self.assertEqual(provider.stdout.readline(), "ready\n")
+        return provider
+
 
 class OddProviderTest(HubTest):
     """A test with the provider "odd" on the hub."""
@@ -165,10 +178,7 @@ class OddProviderTest(HubTest):
     @classmethod
     def setUpClass(cls):
         super().setUpClass()
-        access = cls.hub.access
-        cls.provider = subprocess.Popen(
-            [ODD_PROVIDER, access["nats_url"], access["token_url"], CLIENT, SECRET],
-            stdin=subprocess.PIPE, stdout=subprocess.PIPE, stderr=subprocess.DEVNULL, text=True)
+        cls.provider = cls.hub.start_provider()
         cls.addClassCleanup(cls.end_provider)
         if cls.provider.stdout.readline() != "ready\n":
             raise RuntimeError("the provider did not start")

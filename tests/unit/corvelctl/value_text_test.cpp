@@ -3,7 +3,7 @@
 
 #include "corvelctl/value_text.hpp"
 
-#include "corvelctl/base64_text.hpp"
+#include "dev_hub/base64_text.hpp"
 #include "support/case_name.hpp"
 
 #include <gmock/gmock.h>
@@ -269,14 +269,14 @@ TEST(object_of_another_type, is_refused) {
 }
 
 TEST(base64, has_padding) {
-    EXPECT_EQ(make_base64(""), "");
-    EXPECT_EQ(make_base64("f"), "Zg==");
-    EXPECT_EQ(make_base64("fo"), "Zm8=");
-    EXPECT_EQ(make_base64("foo"), "Zm9v");
-    EXPECT_EQ(parse_base64("Zm8="), "fo");
-    EXPECT_EQ(parse_base64("Zm8"), std::nullopt);
-    EXPECT_EQ(parse_base64("Z==="), std::nullopt);
-    EXPECT_EQ(parse_base64("Zm8?"), std::nullopt);
+    EXPECT_EQ(dev::make_base64(""), "");
+    EXPECT_EQ(dev::make_base64("f"), "Zg==");
+    EXPECT_EQ(dev::make_base64("fo"), "Zm8=");
+    EXPECT_EQ(dev::make_base64("foo"), "Zm9v");
+    EXPECT_EQ(dev::parse_base64("Zm8="), "fo");
+    EXPECT_EQ(dev::parse_base64("Zm8"), std::nullopt);
+    EXPECT_EQ(dev::parse_base64("Z==="), std::nullopt);
+    EXPECT_EQ(dev::parse_base64("Zm8?"), std::nullopt);
 }
 
 } // namespace

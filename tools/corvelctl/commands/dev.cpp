@@ -22,7 +22,8 @@ namespace {
 
 constexpr std::chrono::milliseconds poll_interval{20};
 
-struct dev_options : dev_hub_wishes {
+struct dev_options {
+    dev_hub_wishes wishes;
     bool detach = false;
     bool print_env = false;
     bool follow = false;
@@ -31,8 +32,8 @@ struct dev_options : dev_hub_wishes {
 };
 
 std::filesystem::path get_directory(dev_options const& given) {
-    return given.directory.empty() ? get_dev_directory()
-                                   : std::filesystem::absolute(given.directory);
+    return given.wishes.directory.empty() ? get_dev_directory()
+                                          : std::filesystem::absolute(given.wishes.directory);
 }
 
 failure make_absence(dev_options const& given) {
@@ -83,7 +84,7 @@ void show_hub(output& out, dev_options const& given, dev_hub_state const& hub) {
 }
 
 exit_code up(tool& with, dev_options const& given) {
-    auto wishes = static_cast<dev_hub_wishes>(given);
+    auto wishes = given.wishes;
     wishes.directory = get_directory(given).string();
     if (auto const running = find_dev_hub(wishes.directory)) {
         with.out.note("the development hub is already running; end it: corvelctl dev down");
@@ -95,7 +96,8 @@ exit_code up(tool& with, dev_options const& given) {
         with.out.note(
             given.detach ? "it runs until: corvelctl dev down"
                          : "Ctrl-C ends it; its events follow");
-        with.out.note(given.demo ? "now try: corvelctl read boiler" : "providers can connect now");
+        with.out.note(
+            given.wishes.demo ? "now try: corvelctl read boiler" : "providers can connect now");
     };
     try {
         return given.detach ? run_detached(with, wishes, announce)
@@ -130,31 +132,35 @@ exit_code status(tool& with, dev_options const& given) {
     return exit_code::done;
 }
 
+// Shows what the file has from where it was read last, to its end.
+void show_rest(output& out, std::ifstream& file) {
+    for (std::string line; std::getline(file, line);) {
+        if (out.is_json()) {
+            out.print_object("event", {{"text", line}});
+        } else {
+            out.print(printable(line));
+        }
+    }
+    file.clear(); // the end of the file is not the end of the log
+}
+
 exit_code logs(tool& with, dev_options const& given) {
     auto const path = get_dev_log_path(get_directory(given));
     std::ifstream file{path};
     if (!file) {
         throw make_absence(given);
     }
-    if (given.follow) {
-        with.guard.last_until_signal();
+    show_rest(with.out, file);
+    if (!given.follow) {
+        return exit_code::done;
     }
+    with.guard.last_until_signal();
     for (;;) {
-        for (std::string line; std::getline(file, line);) {
-            if (with.out.is_json()) {
-                with.out.print_object("event", {{"text", line}});
-            } else {
-                with.out.print(printable(line));
-            }
-        }
-        if (!given.follow) {
-            return exit_code::done;
-        }
-        file.clear(); // the end of the file is not the end of the log
         auto const next = supervisor::clock::now() + poll_interval * 5;
         if (auto const signal = with.guard.wait_for_signal(next)) {
             return *signal;
         }
+        show_rest(with.out, file);
     }
 }
 
@@ -177,7 +183,7 @@ void add_directory(CLI::App& command, dev_options& options) {
     command
         .add_option(
             "--state",
-            options.directory,
+            options.wishes.directory,
             "Folder for state, secret and log; several hubs need several folders")
         ->type_name("DIR");
 }
@@ -185,14 +191,16 @@ void add_directory(CLI::App& command, dev_options& options) {
 void add_up(command_line& line, CLI::App& group, std::shared_ptr<dev_options> const& options) {
     auto& command = line.add_below(group, "up", "Start a development hub", options, &up);
     add_directory(command, *options);
-    command.add_flag("--demo", options->demo, "Also provide a boiler with eight variables");
+    command.add_flag("--demo", options->wishes.demo, "Also provide a boiler with eight variables");
     command.add_flag("--detach", options->detach, "Return when it is ready, and leave it running");
     command.add_flag("--print-env", options->print_env, "Print variables for a shell's eval");
-    command.add_option("--port", options->port, "Port of the NATS server; 0 for a free one")
+    command.add_option("--port", options->wishes.port, "Port of the NATS server; 0 for a free one")
         ->capture_default_str();
     command
         .add_option(
-            "--token-port", options->token_port, "Port of the token endpoint; 0 for a free one")
+            "--token-port",
+            options->wishes.token_port,
+            "Port of the token endpoint; 0 for a free one")
         ->capture_default_str();
     command.footer("While it runs, commands without any connection settings use it.\n\n"
                    "Examples:\n"

@@ -98,33 +98,54 @@ std::optional<exit_code> watch_connected(tool& with, hub_client& client, watched
     return std::nullopt;
 }
 
+// Says once for each outage that it begins, and that it ends.
+class outage_notes {
+public:
+    explicit outage_notes(output& out)
+        : m_output{out} {}
+
+    void begin() {
+        if (!std::exchange(m_lasts, true)) {
+            m_output.note("the hub is lost; trying again every second");
+        }
+    }
+
+    void end() {
+        if (std::exchange(m_lasts, false)) {
+            m_output.note("the hub is back");
+        }
+    }
+
+private:
+    output& m_output;
+    bool m_lasts = false;
+};
+
 // A hub that cannot be reached at the beginning is a failure, later it is an outage.
 exit_code watch_providers(tool& with) {
     constexpr std::chrono::seconds pause{1};
     with.guard.last_until_signal();
     watched_list shown{with.out};
+    outage_notes outage{with.out};
     auto was_connected = false;
-    auto is_lost = false;
     for (;;) {
+        std::optional<exit_code> signal;
         try {
             with.guard.set_time(with.options.timeout.value_or(default_timeout));
             hub_client client{with};
-            if (std::exchange(is_lost, false)) {
-                with.out.note("the hub is back");
-            }
+            outage.end();
             was_connected = true;
-            if (auto const signal = watch_connected(with, client, shown)) {
-                return *signal;
-            }
+            signal = watch_connected(with, client, shown);
         } catch (failure const&) {
             if (!was_connected) {
                 throw;
             }
         }
-        if (!std::exchange(is_lost, true)) {
-            with.out.note("the hub is lost; trying again every second");
+        if (!signal.has_value()) {
+            outage.begin();
+            signal = with.guard.wait_for_signal(supervisor::clock::now() + pause);
         }
-        if (auto const signal = with.guard.wait_for_signal(supervisor::clock::now() + pause)) {
+        if (signal.has_value()) {
             return *signal;
         }
     }

@@ -147,7 +147,10 @@ void show(tool& with, any_reading const& met) {
 }
 
 failure make_timeout(
-    consumer_session const& session, condition const& wanted, wait_options const& given) {
+    consumer_session const& session,
+    condition const& wanted,
+    wait_options const& given,
+    std::string const& absence) {
     auto const what = given.path + ' ' + given.comparison + ' ' + given.value;
     auto const latest = wanted.get_latest();
     if (latest.has_value() && latest->freshness == freshness::live) {
@@ -165,10 +168,11 @@ failure make_timeout(
             "see what is wrong: corvelctl providers"};
     }
     auto const text = session.get_provider_status(given.provider).text;
+    auto const otherwise =
+        "provider \"" + given.provider + "\" is not there" + (text.empty() ? "" : ": " + text);
     return {
         exit_code::timed_out,
-        "timeout: provider \"" + given.provider + "\" is not there"
-            + (text.empty() ? "" : ": " + text),
+        "timeout: " + (absence.empty() ? otherwise : absence),
         "see all providers: corvelctl providers"};
 }
 
@@ -185,25 +189,31 @@ void follow(consumer_session& session, condition& wanted, wait_options const& gi
     session.start();
 }
 
-// The session waits for a path that is not there as it does for a provider, and knows no other paths,
-// one of which may have been meant. So look, unless something else is wrong.
-void require_path(tool& with, wait_options const& given) {
+// The session waits for a path that is not there as it does for a provider, and knows no other names,
+// one of which may have been meant. So look.
+//
+// Returns what is missing if the provider is; it may still come. Empty if something else is wrong: the
+// session is trying the same, and says why if the time is up.
+std::string find_absence(tool& with, wait_options const& given) {
     current_variables all;
     try {
         hub_client client{with};
         all = client.attach(given.provider)->get_current_variables();
-    } catch (failure const&) {
-        return; // the session is trying the same, and says why if the time is up
+    } catch (failure const& refused) {
+        return refused.get_code() == exit_code::not_found ? refused.what() : "";
     }
     static_cast<void>(require_variable(all, given.path, given.provider));
+    return {};
 }
 
 // Returns the exit code that a signal asks for, or nothing when the condition holds or the time is up.
+// Leaves in `absence` what was missing at the latest look.
 std::optional<exit_code> wait_until_met(
     tool& with,
     condition const& wanted,
     wait_options const& given,
-    supervisor::clock::time_point deadline) {
+    supervisor::clock::time_point deadline,
+    std::string& absence) {
     constexpr std::chrono::milliseconds until_first_look{500};
     constexpr std::chrono::seconds between_looks{5};
     auto next_look = supervisor::clock::now() + until_first_look;
@@ -216,7 +226,7 @@ std::optional<exit_code> wait_until_met(
         }
         next_look = supervisor::clock::now() + between_looks;
         if (!wanted.get_latest().has_value()) {
-            require_path(with, given);
+            absence = find_absence(with, given);
         }
     }
     return std::nullopt;
@@ -231,14 +241,15 @@ exit_code wait(tool& with, wait_options const& given) {
     consumer_session session{
         "corvelctl", make_session_access(with), {}, variable_permissions::read_only};
     follow(session, wanted, given);
-    if (auto const signal = wait_until_met(with, wanted, given, deadline)) {
+    std::string absence;
+    if (auto const signal = wait_until_met(with, wanted, given, deadline, absence)) {
         return *signal;
     }
     if (auto const met = wanted.get_met()) {
         show(with, *met);
         return exit_code::done;
     }
-    throw make_timeout(session, wanted, given);
+    throw make_timeout(session, wanted, given, absence);
 }
 
 std::string check_comparison(std::string const& given) {

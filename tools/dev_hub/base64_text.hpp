@@ -1,7 +1,7 @@
 // SPDX-FileCopyrightText: 2026 Arvenhold
 // SPDX-License-Identifier: Apache-2.0
 
-// Base64 with padding, for bytes that JSON cannot carry. Pure functions.
+// Base64 with padding (RFC 4648, section 4). Pure functions.
 
 #pragma once
 
@@ -9,11 +9,11 @@
 #include <string>
 #include <string_view>
 
-namespace arvenhold::corvel::hub::ctl {
+namespace arvenhold::corvel::hub::dev {
 
 [[nodiscard]] std::string make_base64(std::string_view bytes);
 
 /// @return nothing if the text is no base64.
 [[nodiscard]] std::optional<std::string> parse_base64(std::string_view text);
 
-} // namespace arvenhold::corvel::hub::ctl
+} // namespace arvenhold::corvel::hub::dev

@@ -1,12 +1,12 @@
 // SPDX-FileCopyrightText: 2026 Arvenhold
 // SPDX-License-Identifier: Apache-2.0
 
-#include "corvelctl/base64_text.hpp"
+#include "dev_hub/base64_text.hpp"
 
 #include <array>
 #include <cstdint>
 
-namespace arvenhold::corvel::hub::ctl {
+namespace arvenhold::corvel::hub::dev {
 
 namespace {
 
@@ -60,4 +60,4 @@ std::optional<std::string> parse_base64(std::string_view text) {
     return bytes;
 }
 
-} // namespace arvenhold::corvel::hub::ctl
+} // namespace arvenhold::corvel::hub::dev
