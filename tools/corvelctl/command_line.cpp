@@ -26,6 +26,8 @@ constexpr std::array add_commands{
     &add_read,
     &add_write,
     &add_wait,
+    &add_def,
+    &add_doctor,
     &add_context,
     &add_dev,
     &add_version,

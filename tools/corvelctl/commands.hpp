@@ -5,18 +5,25 @@
 
 #pragma once
 
+#include <string>
+
 namespace arvenhold::corvel::hub::ctl {
 
 class command_line;
 
 void add_browse(command_line& line);
 void add_context(command_line& line);
+void add_def(command_line& line);
 void add_dev(command_line& line);
+void add_doctor(command_line& line);
 void add_help(command_line& line);
 void add_providers(command_line& line);
 void add_read(command_line& line);
 void add_version(command_line& line);
 void add_wait(command_line& line);
 void add_write(command_line& line);
+
+/// The version of the program, which is that of the library: "0.2.0".
+[[nodiscard]] std::string make_version_text();
 
 } // namespace arvenhold::corvel::hub::ctl

@@ -14,8 +14,8 @@ std::string describe_exit_codes() {
     4  token or authorization refused
     5  hub not reachable or lost
     6  timeout
-    7  refused before sending: read-only, wrong type, out of range
-    8  the definition has changed meanwhile
+    7  refused before sending: read-only, wrong type, out of range, broken rule
+    8  the definition has changed meanwhile, or differs
     9  write not confirmed
    10  a quality is not good
    11  the registry rejected the definition or gave no verdict

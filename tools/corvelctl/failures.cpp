@@ -129,7 +129,7 @@ failure explain_connecting(
     std::optional<token_failure> const& refused,
     connection_settings const& settings) {
     auto const servers = join(settings.server_urls);
-    if (mentions(error, "request the initial providers list")) {
+    if (is_from_registry(error)) {
         return explain_registry(error);
     }
     if (refused.has_value()) {
@@ -164,6 +164,10 @@ failure explain_connecting(
     }
 }
 
+bool is_from_registry(connection_failed const& error) {
+    return mentions(error, "request the initial providers list");
+}
+
 failure explain_reading(std::exception const& error, std::string const& provider) {
     if (auto const* const failed = dynamic_cast<connection_failed const*>(&error)) {
         return explain_request(*failed, provider);
@@ -173,6 +177,14 @@ failure explain_reading(std::exception const& error, std::string const& provider
             exit_code::definition_changed,
             "the definition of provider \"" + provider + "\" has changed meanwhile",
             "run the command again; look at it first: corvelctl browse " + provider};
+    }
+    if (dynamic_cast<variable_index_invalid const*>(&error) != nullptr
+        || dynamic_cast<incompatible_data_type const*>(&error) != nullptr) {
+        return {
+            exit_code::definition_changed,
+            "provider \"" + provider
+                + "\" sends other variables than its definition has, with an equal fingerprint",
+            "give each set of variables a fingerprint of its own, and start the provider again"};
     }
     if (mentions(error, "(provider_definition_reply) nullptr")) {
         return {

@@ -26,6 +26,9 @@ namespace arvenhold::corvel::hub::ctl {
     std::optional<token_failure> const& refused,
     connection_settings const& settings);
 
+/// Whether connecting has failed because the registry does not answer; the server accepts the client.
+[[nodiscard]] bool is_from_registry(connection_failed const& error);
+
 /// Explains why a provider's definition or values could not be read.
 ///
 /// @param error  What the operation has thrown.

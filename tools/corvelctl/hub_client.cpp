@@ -31,9 +31,9 @@ connection_settings prepare_connection(tool& with) {
 }
 
 connect_options make_one_shot_options(
-    connection_settings const& settings, supervisor const& guard) {
+    connection_settings const& settings, std::chrono::milliseconds limit) {
     // A bit less, so that the operation that fails explains itself.
-    auto const left = std::max(guard.get_time_left() * 9 / 10, std::chrono::milliseconds{1});
+    auto const left = std::max(limit * 9 / 10, std::chrono::milliseconds{1});
     connect_options options;
     options.set_reconnect_attempts(0)
         .set_fail_requests_while_disconnected(true)
@@ -49,11 +49,12 @@ connect_options make_one_shot_options(
     return options;
 }
 
-hub_client::hub_client(tool& with, variable_permissions permissions)
+hub_client::hub_client(
+    tool& with, variable_permissions permissions, std::optional<std::chrono::milliseconds> limit)
     : m_tool{with}
     , m_consumer{client_name, permissions == variable_permissions::read_only, nullptr, nullptr} {
     auto const settings = prepare_connection(with);
-    auto options = make_one_shot_options(settings, with.guard);
+    auto options = make_one_shot_options(settings, limit.value_or(with.guard.get_time_left()));
     options.set_link_callback(&hub_client::note_link, this);
     try {
         m_consumer.connect(
@@ -63,7 +64,12 @@ hub_client::hub_client(tool& with, variable_permissions permissions)
             settings.client_secret,
             options);
     } catch (connection_failed const& error) {
-        throw explain_connecting(error, with.reports.get_token_failure(), settings);
+        auto const explained =
+            explain_connecting(error, with.reports.get_token_failure(), settings);
+        if (is_from_registry(error)) {
+            throw registry_failure{explained};
+        }
+        throw failure{explained};
     }
 }
 

@@ -11,8 +11,10 @@
 #include <hub/hub.hpp>
 
 #include <atomic>
+#include <chrono>
 #include <cstdint>
 #include <memory>
+#include <optional>
 #include <set>
 #include <string>
 #include <vector>
@@ -25,9 +27,15 @@ namespace arvenhold::corvel::hub::ctl {
 [[nodiscard]] connection_settings prepare_connection(tool& with);
 
 /// Returns the options for a connection that does not repair itself, and whose operations end in the
-/// time that the command has left.
+/// given time.
 [[nodiscard]] connect_options make_one_shot_options(
-    connection_settings const& settings, supervisor const& guard);
+    connection_settings const& settings, std::chrono::milliseconds limit);
+
+/// The server accepts the client and its token, but the registry does not answer.
+struct registry_failure : failure {
+    explicit registry_failure(failure const& explained)
+        : failure{explained} {}
+};
 
 /// A consumer that is connected.
 class hub_client {
@@ -35,10 +43,14 @@ public:
     /// Connects.
     ///
     /// @param permissions  `read_only` to ask for permission only to read.
+    /// @param limit        Of each step; nothing for the time that the command has left.
     ///
-    /// @throws failure  The hub cannot be reached or refuses.
+    /// @throws registry_failure  The registry does not answer.
+    /// @throws failure           The hub cannot be reached or refuses.
     explicit hub_client(
-        tool& with, variable_permissions permissions = variable_permissions::read_only);
+        tool& with,
+        variable_permissions permissions = variable_permissions::read_only,
+        std::optional<std::chrono::milliseconds> limit = {});
 
     hub_client(hub_client const&) = delete;
     hub_client& operator=(hub_client const&) = delete;

@@ -90,14 +90,14 @@ std::vector<variable_pointer> select_variables(
         return sorted;
     }
     std::vector<variable_pointer> selected;
-    std::set<variable_id> known;
     for (auto const& one : wanted) {
-        for (auto const& variable : find_variables(all, sorted, one, provider)) {
-            if (known.insert(variable->get_id()).second) {
-                selected.push_back(variable);
-            }
-        }
+        auto const found = find_variables(all, sorted, one, provider);
+        selected.insert(selected.end(), found.begin(), found.end());
     }
+    std::set<variable_id> known;
+    std::erase_if(selected, [&known](auto const& variable) {
+        return !known.insert(variable->get_id()).second;
+    });
     return selected;
 }
 

@@ -38,14 +38,18 @@ colour colour_of(variable_quality quality) {
     return colour::yellow;
 }
 
-json_object make_value_object(std::string const& provider, consumer_variable& variable) {
-    auto const [value, when] = variable.get_value_with_timestamp();
-    json_object object{
+json_object make_variable_object(std::string const& provider, consumer_variable& variable) {
+    return {
         {"provider", provider},
         {"path", variable.get_path()},
         {"id", variable.get_id()},
-        {"data_type", type_name_of(value)},
+        {"data_type", type_name_of(std::get<0>(variable.get_value_with_timestamp()))},
         {"access", make_text(variable.get_permissions())}};
+}
+
+json_object make_value_object(std::string const& provider, consumer_variable& variable) {
+    auto const [value, when] = variable.get_value_with_timestamp();
+    auto object = make_variable_object(provider, variable);
     add_value(object, value);
     object["quality"] = name_of(variable.get_quality());
     object["time"] = make_rfc3339(when);

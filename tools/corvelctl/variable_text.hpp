@@ -21,6 +21,11 @@ namespace arvenhold::corvel::hub::ctl {
 /// The colour of a quality: green, yellow or red.
 [[nodiscard]] colour colour_of(variable_quality quality);
 
+/// The keys of the JSON object of one variable of a definition: provider, path, id, data_type and
+/// access.
+[[nodiscard]] json_object make_variable_object(
+    std::string const& provider, consumer_variable& variable);
+
 /// The keys of the JSON object of one value: provider, path, id, data_type, access, value, quality
 /// and time.
 [[nodiscard]] json_object make_value_object(

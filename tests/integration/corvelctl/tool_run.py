@@ -20,6 +20,7 @@ BUILD = pathlib.Path(os.environ["CORVEL_HUB_BUILD"])
 TOOL = BUILD / "tools/corvelctl/corvelctl"
 HUB = BUILD / "tools/dev_hub/corvel-dev-hub"
 ODD_PROVIDER = BUILD / "tests/integration/corvelctl/corvelctl_odd_provider"
+FIXED_PROVIDER = BUILD / "tests/integration/corvelctl/corvelctl_fixed_provider"
 SCHEMA = json.loads((pathlib.Path(__file__).resolve().parents[3]
                      / "docs/corvelctl.schema.json").read_text(encoding="utf-8"))
 CLIENT = "developer"
@@ -64,9 +65,9 @@ class Hub:
         subprocess.run([HUB, "fault", *arguments, "--nats-port", self.port], check=True,
                        stdout=subprocess.DEVNULL)
 
-    def start_provider(self, *arguments):
+    def start_provider(self, *arguments, program=ODD_PROVIDER):
         return subprocess.Popen(
-            [ODD_PROVIDER, self.access["nats_url"], self.access["token_url"], CLIENT, SECRET,
+            [program, self.access["nats_url"], self.access["token_url"], CLIENT, SECRET,
              *map(str, arguments)],
             stdin=subprocess.PIPE, stdout=subprocess.PIPE, stderr=subprocess.DEVNULL, text=True)
 
@@ -166,7 +167,14 @@ class HubTest(ToolTest):
 
     def start_provider(self, identifier="odd", further=0):
         """Starts one and returns it when the registry has accepted its definition."""
-        provider = self.hub.start_provider(identifier, further)
+        return self.accepted(self.hub.start_provider(identifier, further))
+
+    def start_fixed_provider(self, identifier, fingerprint, *variables, age=0):
+        """The same with variables as "path=double" or "path=bool" and values of an age in seconds."""
+        return self.accepted(self.hub.start_provider(
+            identifier, fingerprint, *variables, age, program=FIXED_PROVIDER))
+
+    def accepted(self, provider):
         self.addCleanup(provider.communicate)
         self.assertEqual(provider.stdout.readline(), "ready\n")
         return provider

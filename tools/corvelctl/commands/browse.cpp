@@ -30,13 +30,7 @@ std::string_view type_of(consumer_variable& variable) {
 
 void print_objects(output& out, browse_options const& given, variables const& shown) {
     for (auto const& variable : shown) {
-        out.print_object(
-            "variable",
-            {{"provider", given.provider},
-             {"path", variable->get_path()},
-             {"id", variable->get_id()},
-             {"data_type", type_of(*variable)},
-             {"access", make_text(variable->get_permissions())}});
+        out.print_object("variable", make_variable_object(given.provider, *variable));
     }
 }
 

@@ -121,7 +121,24 @@ private:
     bool m_lasts = false;
 };
 
-// A hub that cannot be reached at the beginning is a failure, later it is an outage.
+// Watches over one connection. A hub that cannot be reached at the beginning is a failure, later it is
+// an outage.
+std::optional<exit_code> watch_once(
+    tool& with, watched_list& shown, outage_notes& outage, bool& was_connected) {
+    try {
+        with.guard.set_time(with.options.timeout.value_or(default_timeout));
+        hub_client client{with};
+        outage.end();
+        was_connected = true;
+        return watch_connected(with, client, shown);
+    } catch (failure const&) {
+        if (!was_connected) {
+            throw;
+        }
+        return std::nullopt;
+    }
+}
+
 exit_code watch_providers(tool& with) {
     constexpr std::chrono::seconds pause{1};
     with.guard.last_until_signal();
@@ -129,23 +146,11 @@ exit_code watch_providers(tool& with) {
     outage_notes outage{with.out};
     auto was_connected = false;
     for (;;) {
-        std::optional<exit_code> signal;
-        try {
-            with.guard.set_time(with.options.timeout.value_or(default_timeout));
-            hub_client client{with};
-            outage.end();
-            was_connected = true;
-            signal = watch_connected(with, client, shown);
-        } catch (failure const&) {
-            if (!was_connected) {
-                throw;
-            }
+        if (auto const signal = watch_once(with, shown, outage, was_connected)) {
+            return *signal;
         }
-        if (!signal.has_value()) {
-            outage.begin();
-            signal = with.guard.wait_for_signal(supervisor::clock::now() + pause);
-        }
-        if (signal.has_value()) {
+        outage.begin();
+        if (auto const signal = with.guard.wait_for_signal(supervisor::clock::now() + pause)) {
             return *signal;
         }
     }

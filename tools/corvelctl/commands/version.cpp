@@ -11,17 +11,21 @@ namespace {
 
 struct version_options {};
 
-std::string make_version() {
+} // namespace
+
+std::string make_version_text() {
     return std::to_string(CORVEL_HUB_CLIENT_VERSION_MAJOR) + '.'
          + std::to_string(CORVEL_HUB_CLIENT_VERSION_MINOR) + '.'
          + std::to_string(CORVEL_HUB_CLIENT_VERSION_PATCH);
 }
 
+namespace {
+
 exit_code show_version(tool& with, version_options const& /*none*/) {
     if (with.out.is_json()) {
-        with.out.print_object("version", {{"version", make_version()}});
+        with.out.print_object("version", {{"version", make_version_text()}});
     } else {
-        with.out.print("corvelctl " + make_version());
+        with.out.print("corvelctl " + make_version_text());
     }
     return exit_code::done;
 }
@@ -30,7 +34,7 @@ exit_code show_version(tool& with, version_options const& /*none*/) {
 
 void add_version(command_line& line) {
     line.add("version", "Show the version", std::make_shared<version_options>(), &show_version);
-    line.get_application().set_version_flag("--version", "corvelctl " + make_version());
+    line.get_application().set_version_flag("--version", "corvelctl " + make_version_text());
 }
 
 } // namespace arvenhold::corvel::hub::ctl
