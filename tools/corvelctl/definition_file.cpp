@@ -122,7 +122,7 @@ private:
         } catch (failure const& refused) {
             throw make_failure(refused.what());
         } catch (nlohmann::json::exception const&) {
-            throw make_failure("\"value\", \"value_text\" or \"value_base64\" is of a wrong type");
+            throw make_failure(R"("value", "value_text" or "value_base64" is of a wrong type)");
         }
     }
 

@@ -107,7 +107,7 @@ void parse_token_reply(token_reply& reply, std::string_view body, std::string_vi
         reply.refusal = describe_token_reply(body, secret);
         return;
     }
-    reply.is_readable_by_library = body.starts_with("{\"access_token\":\"");
+    reply.is_readable_by_library = body.starts_with(R"({"access_token":")");
     auto const claims = read_claims(reply.token);
     reply.lifetime = find_seconds(object, "expires_in");
     reply.scope = find_text(object, "scope");
