@@ -39,7 +39,8 @@ constexpr char const* introduction =
     "Without a hub:  corvelctl dev up --demo       starts one on this machine, with a boiler\n"
     "First steps:    corvelctl providers           who offers variables\n"
     "                corvelctl browse boiler       which ones\n"
-    "                corvelctl read boiler         their values\n";
+    "                corvelctl read boiler         their values\n"
+    "When it fails:  corvelctl doctor              what is wrong, and what to do\n";
 
 constexpr char const* rules =
     R"(Where the hub is: for each setting a flag counts before the environment (CORVEL_HUB, CORVEL_TOKEN_URL,
@@ -137,6 +138,24 @@ std::string find_unknown_command(
     return {};
 }
 
+// A group without one of its commands; "did you mean" if another word stands in its place.
+failure explain_group(CLI::App const& group, std::vector<std::string> const& words) {
+    auto const names = get_command_names(group);
+    auto const place = std::find(words.begin(), words.end(), group.get_name());
+    auto const given = place == words.end() ? place : std::next(place);
+    auto text = '"' + group.get_name() + "\" needs a command:";
+    if (given != words.end() && !given->starts_with('-')) {
+        auto const near = ask_did_you_mean(*given, names);
+        text = "no command \"" + group.get_name() + ' ' + *given + '"' + (near.empty() ? ";" : near)
+             + " there are:";
+    }
+    for (auto const& name : names) {
+        text += ' ' + name;
+    }
+    return {
+        exit_code::usage, text, "see how it is used: corvelctl " + group.get_name() + " --help"};
+}
+
 failure explain_usage(
     CLI::App const& application,
     std::vector<std::string> const& words,
@@ -165,6 +184,9 @@ failure explain_usage(
     while (!inner->get_subcommands().empty()) {
         inner = inner->get_subcommands().front();
         chosen += ' ' + inner->get_name();
+    }
+    if (inner != &application && !get_command_names(*inner).empty()) {
+        return explain_group(*inner, words);
     }
     return failure{
         exit_code::usage, error.what(), "see how it is used: corvelctl" + chosen + " --help"};

@@ -63,6 +63,7 @@ public:
     CLI::App& add_group(std::string const& name, std::string const& description) {
         auto& group = *m_application.add_subcommand(name, description);
         group.require_subcommand(1);
+        group.footer("See how one is used: corvelctl " + name + " COMMAND --help");
         return group;
     }
 

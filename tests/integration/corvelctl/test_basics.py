@@ -29,6 +29,15 @@ class Usage(ToolTest):
             'corvelctl: no command "provider"; did you mean "providers"?\n'
             "  see all commands: corvelctl --help\n")
 
+    def test_names_the_commands_of_a_group(self):
+        self.assertEqual(
+            self.expect(2, "def").errors,
+            'corvelctl: "def" needs a command: check fingerprint diff\n'
+            "  see how it is used: corvelctl def --help\n")
+        self.assertIn('no command "def dif"; did you mean "diff"? there are: check fingerprint diff',
+                      self.expect(2, "def", "dif", "a", "b").errors)
+        self.assertNotIn("Exit codes", self.expect(0, "def", "--help").output)
+
     def test_names_an_unknown_flag_and_the_help(self):
         result = self.expect(2, "providers", "--colour")
         self.assertIn("--colour", result.errors)
