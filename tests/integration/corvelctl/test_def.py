@@ -104,6 +104,10 @@ class Providers(HubTest):
                       self.expect(8, "def", "check", needed, "odd").output)
         needed = self.write_file("needed.jsonl", "\n".join(lines[:2]).replace("read-write", "read-only"))
         self.expect(0, "def", "check", needed, "odd")
+        needed = self.write_file("needed.json", json.dumps({"variables": [
+            {"path": "texts/bytes", "data_type": "string", "access": "read-write"}]}))
+        self.assertEqual(self.expect(8, "def", "check", needed, "odd").output,
+                         "~ texts/bytes  string read-write -> string read-only\n")
 
     def test_warns_of_an_equal_fingerprint(self):
         self.start_fixed_provider("left", 7, "a=double")
