@@ -46,10 +46,15 @@ struct calendar_time {
 };
 
 calendar_time split(timestamp when, bool utc) {
-    auto const whole = std::chrono::floor<std::chrono::seconds>(when);
-    auto const seconds = std::time_t{whole.time_since_epoch().count()};
+    // Not std::chrono::floor(), which leaves the range of nanoseconds for the first of them.
+    auto const count = when.time_since_epoch().count();
+    auto seconds = std::time_t{count / second.count()};
     calendar_time result;
-    result.nanoseconds = (when - whole).count();
+    result.nanoseconds = count % second.count();
+    if (result.nanoseconds < 0) {
+        --seconds;
+        result.nanoseconds += second.count();
+    }
     if (utc) {
         ::gmtime_r(&seconds, &result.fields);
     } else {
