@@ -114,6 +114,10 @@ followed_variables consumer_session::follow_all(
         {path_pattern{providers}, path_pattern{paths}, std::nullopt}, queue.get_limit())};
 }
 
+known_definition consumer_session::get_definition(std::string const& provider) const {
+    return m_impl->get_definition(provider);
+}
+
 void consumer_session::set_definition_handler(definition_handler called) {
     m_impl->set_definition_handler(std::move(called));
 }

@@ -96,6 +96,11 @@ void consumer_session::impl::call(Handler const& handler, Argument const& argume
 
 // -- definitions ----------------------------------------------------------------------------------
 
+known_definition consumer_session::impl::get_definition(std::string const& provider) const {
+    auto const known = m_directory->find(provider);
+    return known ? known->get_definition() : known_definition{};
+}
+
 void consumer_session::impl::set_definition_handler(definition_handler called) {
     std::scoped_lock const lock{m_handlers_mutex};
     m_definition_handler.swap(called); // the old one goes after the lock

@@ -91,6 +91,8 @@ public:
         variable_value value,
         std::chrono::milliseconds limit);
 
+    known_definition get_definition(std::string const& provider) const;
+
     session_status get_status() const CORVEL_HUB_EXCLUDES(m_status_mutex);
     session_status get_provider_status(std::string const& provider) const
         CORVEL_HUB_EXCLUDES(m_status_mutex);

@@ -196,6 +196,24 @@ definition_fingerprint followed_provider::get_fingerprint() const {
     return m_variables.fingerprint;
 }
 
+known_definition followed_provider::get_definition() const {
+    auto const adopted = [this] {
+        std::scoped_lock const lock{m_mutex};
+        return m_variables;
+    }();
+    known_definition known;
+    known.fingerprint = adopted.fingerprint;
+    known.variables.reserve(adopted.size());
+    for (auto const& [id, variable] : adopted) {
+        if (variable) {
+            auto const value = std::get<variable_value>(variable->get_value_with_timestamp());
+            known.variables.push_back(
+                {id, variable->get_path(), value.index(), variable->get_permissions()});
+        }
+    }
+    return known;
+}
+
 std::uint64_t followed_provider::get_activity() const {
     std::scoped_lock const lock{m_mutex};
     return m_activity;

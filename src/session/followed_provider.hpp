@@ -101,6 +101,9 @@ public:
     /// Returns the fingerprint of the adopted definition.
     [[nodiscard]] definition_fingerprint get_fingerprint() const CORVEL_HUB_EXCLUDES(m_mutex);
 
+    /// Returns the adopted definition.
+    [[nodiscard]] known_definition get_definition() const CORVEL_HUB_EXCLUDES(m_mutex);
+
     /// Returns how many events and reads have brought values.
     [[nodiscard]] std::uint64_t get_activity() const CORVEL_HUB_EXCLUDES(m_mutex);
 

@@ -157,6 +157,21 @@ private:
     }
 };
 
+/// A variable as its provider defines it.
+struct defined_variable {
+    variable_id id = 0;   ///< Valid only with the fingerprint of the same definition.
+    std::string path;     ///< The variable's path.
+    std::size_t type = 0; ///< The type of its values; an index into variable_value.
+    variable_permissions permissions =
+        variable_permissions::read_only; ///< Whether it takes writes.
+};
+
+/// All variables of a provider, followed or not.
+struct known_definition {
+    definition_fingerprint fingerprint = 0;  ///< 0 if there is no definition yet.
+    std::vector<defined_variable> variables; ///< Ordered by id.
+};
+
 /// A followed variable whose type is not the one that is wanted, or was before.
 struct changed_type {
     std::string path; ///< The variable's path.
@@ -292,6 +307,12 @@ public:
         std::string const& providers,
         std::string const& paths,
         change_queue queue = change_queue::latest());
+
+    /// Returns the definition that the readings of a provider belong to, the latest one during an
+    /// outage. Copies all of it and never waits for the network.
+    ///
+    /// @param provider  The provider's identifier.
+    known_definition get_definition(std::string const& provider) const;
 
     /// Sets the function that is called when a definition lacks followed variables, or has them with
     /// another type. Called like the other handlers, see followed_variables.

@@ -90,6 +90,20 @@ protected:
     read_variables const first{77, {{4, "temperature", 20.0}, {5, "set_point", 60.0}}};
 };
 
+TEST_F(oven, knows_the_definition_that_its_readings_belong_to) {
+    EXPECT_EQ(provider.get_definition().fingerprint, 0U);
+    EXPECT_THAT(provider.get_definition().variables, IsEmpty());
+    adopt(first);
+    provider.lose(after(seconds{1}));
+    auto const known = provider.get_definition();
+    EXPECT_EQ(known.fingerprint, 77U);
+    ASSERT_THAT(known.variables, SizeIs(2));
+    EXPECT_EQ(known.variables[0].id, 4U);
+    EXPECT_EQ(known.variables[0].path, "temperature");
+    EXPECT_EQ(known.variables[0].type, variable_value{0.0}.index());
+    EXPECT_EQ(known.variables[0].permissions, variable_permissions::read_write);
+}
+
 TEST_F(oven, has_received_nothing_at_first) {
     auto const slot = provider.add(follow_path("temperature"));
 
