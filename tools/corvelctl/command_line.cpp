@@ -26,6 +26,8 @@ constexpr std::array add_commands{
     &add_read,
     &add_write,
     &add_wait,
+    &add_watch,
+    &add_record,
     &add_def,
     &add_doctor,
     &add_context,
@@ -40,6 +42,7 @@ constexpr char const* introduction =
     "First steps:    corvelctl providers           who offers variables\n"
     "                corvelctl browse boiler       which ones\n"
     "                corvelctl read boiler         their values\n"
+    "                corvelctl watch boiler        and how they change\n"
     "When it fails:  corvelctl doctor              what is wrong, and what to do\n";
 
 constexpr char const* rules =

@@ -19,8 +19,10 @@ void add_doctor(command_line& line);
 void add_help(command_line& line);
 void add_providers(command_line& line);
 void add_read(command_line& line);
+void add_record(command_line& line);
 void add_version(command_line& line);
 void add_wait(command_line& line);
+void add_watch(command_line& line);
 void add_write(command_line& line);
 
 /// The version of the program, which is that of the library: "0.2.0".

@@ -9,10 +9,13 @@
 #include <cerrno>
 #include <cstdlib>
 #include <system_error>
+#include <utility>
 
 namespace arvenhold::corvel::hub::ctl {
 
 namespace {
+
+constexpr std::string_view start_of_line = "\r\033[K"; // of a terminal, which is empty then
 
 bool wants_colours(colour_choice choice) {
     if (choice != colour_choice::automatic) {
@@ -129,8 +132,7 @@ void output::report(failure const& ended) {
             text += "  " + printable(ended.get_cure()) + '\n';
         }
     }
-    std::scoped_lock const lock{m_mutex};
-    write_all(STDERR_FILENO, text);
+    write_to_standard_error(text);
 }
 
 std::string output::paint(std::string_view text, colour wanted) const {
@@ -145,8 +147,24 @@ void output::explain(std::string_view type, std::string_view label, std::string_
     auto line = is_json() ? make_json_line(type, {{"text", text}})
                           : "corvelctl: " + std::string{label} + printable(text);
     line += '\n';
+    write_to_standard_error(line);
+}
+
+void output::show_progress(std::string_view text) {
+    if (m_settings.quiet || is_json() || ::isatty(STDERR_FILENO) != 1) {
+        return;
+    }
     std::scoped_lock const lock{m_mutex};
-    write_all(STDERR_FILENO, line);
+    m_has_progress = true;
+    write_all(STDERR_FILENO, std::string{start_of_line} + printable(text));
+}
+
+void output::write_to_standard_error(std::string_view text) {
+    std::scoped_lock const lock{m_mutex};
+    if (std::exchange(m_has_progress, false)) {
+        write_all(STDERR_FILENO, start_of_line);
+    }
+    write_all(STDERR_FILENO, text);
 }
 
 std::string make_json_line(std::string_view type, json_object const& body) {

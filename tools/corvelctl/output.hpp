@@ -92,6 +92,10 @@ public:
     /// @param text  Contains no secret.
     void trace(std::string_view text);
 
+    /// Shows on a terminal how far the command is, in a line that is replaced the next time, unless
+    /// --quiet or --json. Does nothing if standard error is no terminal.
+    void show_progress(std::string_view text);
+
     /// Writes why the program ends.
     void report(failure const& ended);
 
@@ -104,6 +108,9 @@ private:
     output_settings const m_settings;
     bool const m_coloured;
     std::mutex m_mutex; // held while a call writes
+    bool m_has_progress = false;
+
+    void write_to_standard_error(std::string_view text);
 };
 
 /// Makes an object that begins with the version of the format and the type, as one line without its

@@ -4,6 +4,7 @@
 #include "corvelctl/supervisor.hpp"
 
 #include "corvelctl/output.hpp"
+#include "corvelctl/terminal_screen.hpp"
 #include "corvelctl/time_text.hpp"
 
 #include <poll.h>
@@ -58,6 +59,18 @@ std::optional<int> read_signal(pollfd const& watched) {
     return static_cast<int>(received.ssi_signo);
 }
 
+// Makes an event descriptor readable.
+void raise(int descriptor) {
+    std::uint64_t const one = 1;
+    static_cast<void>(
+        ::write(descriptor, &one, sizeof one) == 0); // cannot fail: the count is small
+}
+
+[[noreturn]] void end_at_once(exit_code code) {
+    restore_terminal();
+    std::_Exit(static_cast<int>(code));
+}
+
 } // namespace
 
 void supervisor::block_signals() {
@@ -69,7 +82,8 @@ void supervisor::block_signals() {
 supervisor::supervisor(output& shown)
     : m_output{shown}
     , m_signals{open_signals()}
-    , m_changes{require_descriptor(::eventfd(0, EFD_CLOEXEC))} {
+    , m_changes{require_descriptor(::eventfd(0, EFD_CLOEXEC))}
+    , m_asked{require_descriptor(::eventfd(0, EFD_CLOEXEC))} {
     m_thread = std::thread{[this] {
         run();
     }};
@@ -84,6 +98,7 @@ supervisor::~supervisor() {
     m_thread.join();
     ::close(m_signals);
     ::close(m_changes);
+    ::close(m_asked);
 }
 
 void supervisor::set_time(milliseconds limit) {
@@ -114,6 +129,23 @@ void supervisor::last_until_signal() {
     m_lasts = true;
 }
 
+void supervisor::end_soon(exit_code code) {
+    constexpr std::chrono::seconds enough{2};
+    {
+        std::scoped_lock const lock{m_mutex};
+        if (m_late.has_value()) {
+            return;
+        }
+        m_late = code;
+        m_deadline = clock::now() + enough;
+    }
+    raise(m_changes);
+}
+
+int supervisor::get_signal_descriptor() const {
+    return m_asked;
+}
+
 std::optional<exit_code> supervisor::wait_for_signal(clock::time_point limit) {
     std::unique_lock lock{m_mutex};
     m_changed.wait_until(lock, limit, [this] { return m_woken || m_signal.has_value(); });
@@ -127,8 +159,7 @@ void supervisor::wake() {
         m_woken = true;
     }
     m_changed.notify_all();
-    std::uint64_t const one = 1;
-    static_cast<void>(::write(m_changes, &one, sizeof one) == 0); // cannot fail: the count is small
+    raise(m_changes);
 }
 
 void supervisor::run() {
@@ -146,10 +177,22 @@ void supervisor::run() {
         if (m_ended) {
             return;
         }
-        if (!m_lasts && m_deadline.has_value() && clock::now() >= *m_deadline) {
-            lock.unlock();
-            end_for_time();
-        }
+        lock.unlock();
+        end_if_late();
+    }
+}
+
+void supervisor::end_if_late() {
+    std::unique_lock lock{m_mutex};
+    if (!m_deadline.has_value() || clock::now() < *m_deadline) {
+        return;
+    }
+    if (m_late.has_value()) {
+        end_at_once(*m_late);
+    }
+    if (!m_lasts) {
+        lock.unlock();
+        end_for_time();
     }
 }
 
@@ -158,11 +201,13 @@ void supervisor::handle_signal(int number) {
     {
         std::scoped_lock const lock{m_mutex};
         if (!m_lasts || m_signal.has_value()) {
-            std::_Exit(static_cast<int>(get_code(number)));
+            end_at_once(get_code(number));
         }
         m_signal = get_code(number);
     }
     m_changed.notify_all();
+    raise(m_asked);
+    end_soon(get_code(number));
 }
 
 void supervisor::end_for_time() {
@@ -177,14 +222,14 @@ void supervisor::end_for_time() {
         exit_code::timed_out,
         "timeout after " + make_readable(limit) + " while " + step,
         "give it more time with --timeout 30s, or see what happens with --verbose"});
-    std::_Exit(static_cast<int>(exit_code::timed_out));
+    end_at_once(exit_code::timed_out);
 }
 
 // In milliseconds; -1 for no limit.
 int supervisor::get_poll_time() const {
     {
         std::scoped_lock const lock{m_mutex};
-        if (!m_deadline.has_value() || m_lasts) {
+        if (!m_deadline.has_value() || (m_lasts && !m_late.has_value())) {
             return -1;
         }
     }

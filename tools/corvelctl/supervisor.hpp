@@ -51,8 +51,15 @@ public:
     void set_step(std::string doing);
 
     /// From now on signals and time no longer end the program; wait_for_signal() returns instead. A
-    /// second signal ends it.
+    /// second signal ends it, and so does the time that a command has to end by itself.
     void last_until_signal();
+
+    /// Ends the program with this code unless it has ended by itself in 2 s: a session may wait for
+    /// the network much longer, and a reader of the output forever. The first call counts.
+    void end_soon(exit_code code);
+
+    /// Returns a descriptor that is readable once a signal asks the program to end. For polling.
+    [[nodiscard]] int get_signal_descriptor() const;
 
     /// Waits until a signal asks the program to end.
     ///
@@ -65,12 +72,14 @@ public:
 private:
     void run();
     void handle_signal(int number);
+    void end_if_late();
     [[noreturn]] void end_for_time();
     [[nodiscard]] int get_poll_time() const;
 
     output& m_output;
     int const m_signals; // descriptor that is readable when a signal is pending
     int const m_changes; // descriptor that is readable when the thread should look again
+    int const m_asked;   // descriptor that is readable after the first signal
 
     mutable std::mutex m_mutex; // guards everything below
     std::condition_variable m_changed;
@@ -81,6 +90,7 @@ private:
     bool m_ended = false;
     bool m_woken = false;
     std::optional<exit_code> m_signal;
+    std::optional<exit_code> m_late; // how the program ends when the deadline has passed
 
     std::thread m_thread;
 };

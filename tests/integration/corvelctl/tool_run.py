@@ -21,6 +21,7 @@ TOOL = BUILD / "tools/corvelctl/corvelctl"
 HUB = BUILD / "tools/dev_hub/corvel-dev-hub"
 ODD_PROVIDER = BUILD / "tests/integration/corvelctl/corvelctl_odd_provider"
 FIXED_PROVIDER = BUILD / "tests/integration/corvelctl/corvelctl_fixed_provider"
+FLOOD_PROVIDER = BUILD / "tests/integration/corvelctl/corvelctl_flood_provider"
 SCHEMA = json.loads((pathlib.Path(__file__).resolve().parents[3]
                      / "docs/corvelctl.schema.json").read_text(encoding="utf-8"))
 CLIENT = "developer"
@@ -28,16 +29,20 @@ SECRET = "s3cret-of-the-test"
 PATIENCE = 60  # seconds, for what happens at once on an idle machine
 
 
+def parse_objects(text):
+    """The objects of JSON Lines, each checked against the documented schema."""
+    found = [json.loads(line) for line in text.splitlines()]
+    for one in found:
+        jsonschema.validate(one, SCHEMA)
+    return found
+
+
 class Result:
     def __init__(self, code, output, errors):
         self.code, self.output, self.errors = code, output, errors
 
     def objects(self):
-        """The objects of JSON Lines, each checked against the documented schema."""
-        found = [json.loads(line) for line in self.output.splitlines()]
-        for one in found:
-            jsonschema.validate(one, SCHEMA)
-        return found
+        return parse_objects(self.output)
 
 
 class Hub:
@@ -178,6 +183,33 @@ class HubTest(ToolTest):
         self.addCleanup(provider.communicate)
         self.assertEqual(provider.stdout.readline(), "ready\n")
         return provider
+
+
+class FollowingTest(HubTest):
+    """A test that starts, kills and restarts the provider of its own."""
+
+    def start_provider(self, program=ODD_PROVIDER, *arguments):
+        access = self.hub.access
+        provider = subprocess.Popen(
+            [program, access["nats_url"], access["token_url"], CLIENT, SECRET, *arguments],
+            stdin=subprocess.PIPE, stdout=subprocess.PIPE, stderr=subprocess.DEVNULL, text=True)
+        self.addCleanup(self.end, provider)
+        self.addCleanup(provider.stdin.close)
+        self.assertEqual(provider.stdout.readline(), "ready\n")
+        return provider
+
+    def kill(self, provider):
+        provider.kill()
+        provider.wait()
+
+    def read_json_until(self, process, **wanted):
+        """The objects of a running tool up to the first one with these keys."""
+        shown = []
+        while not shown or any(shown[-1].get(key) != value for key, value in wanted.items()):
+            line = process.stdout.readline()
+            self.assertTrue(line, f"ended without {wanted}: {shown[-5:]}")
+            shown += parse_objects(line)
+        return shown
 
 
 class OddProviderTest(HubTest):

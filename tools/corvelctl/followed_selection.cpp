@@ -1,0 +1,98 @@
+// SPDX-FileCopyrightText: 2026 Arvenhold
+// SPDX-License-Identifier: Apache-2.0
+
+#include "corvelctl/followed_selection.hpp"
+
+#include "corvelctl/hub_client.hpp"
+#include "corvelctl/near_names.hpp"
+#include "corvelctl/path_selection.hpp"
+
+#include <algorithm>
+
+namespace arvenhold::corvel::hub::ctl {
+
+namespace {
+
+using names = std::vector<std::string>;
+
+bool is_pattern(std::string const& word) {
+    return word.find('*') != std::string::npos;
+}
+
+bool contains(names const& all, std::string const& one) {
+    return std::find(all.begin(), all.end(), one) != all.end();
+}
+
+// The last word is the pattern if it is one, or is called one by `otherwise`.
+template <class Predicate>
+followed_selection split(names words, Predicate otherwise) {
+    followed_selection selected;
+    if (!words.empty() && (is_pattern(words.back()) || otherwise(words.back()))) {
+        selected.paths = words.back();
+        words.pop_back();
+    }
+    selected.providers = std::move(words);
+    return selected;
+}
+
+failure make_unknown_word(std::string const& word, names const& known) {
+    return {
+        exit_code::not_found,
+        "no provider and no path \"" + word + '"' + ask_did_you_mean(word, known),
+        "see all providers: corvelctl providers; their paths: corvelctl browse PROVIDER"};
+}
+
+// One of the providers must have a path that is meant.
+void require_path(hub_client& client, followed_selection const& selected, names const& listed) {
+    auto known = selected.providers.empty() ? listed : names{};
+    for (auto const& provider : selected.providers.empty() ? listed : selected.providers) {
+        for (auto const& [id, variable] : client.attach(provider)->get_current_variables()) {
+            if (matches(selected.paths, variable->get_path())) {
+                return;
+            }
+            known.push_back(variable->get_path());
+        }
+    }
+    if (selected.providers.empty()) {
+        throw make_unknown_word(selected.paths, known);
+    }
+    throw make_unknown_path(selected.paths, known, selected.providers.front());
+}
+
+} // namespace
+
+void add_selection(CLI::App& command, selection_options& options) {
+    command.add_option(
+        "PROVIDER",
+        options.words,
+        "Providers, all if none is named; behind them a path, or a pattern with * and **");
+    command.add_flag(
+        "--wait",
+        options.waits,
+        "Do not fail if the hub or a provider is not there yet; only a word with * is a pattern "
+        "then");
+}
+
+followed_selection find_selection(tool& with, selection_options const& given) {
+    if (given.waits) {
+        return split(given.words, [](auto const& /*word*/) { return false; });
+    }
+    hub_client client{with};
+    auto const listed = client.get_providers();
+    auto const selected =
+        split(given.words, [&](auto const& word) { return !contains(listed, word); });
+    for (auto const& provider : selected.providers) {
+        if (!contains(listed, provider)) {
+            throw make_unknown_provider(provider, listed);
+        }
+    }
+    // A pattern for all providers may be meant for one that comes later.
+    if (!is_pattern(selected.paths) || !selected.providers.empty()) {
+        if (selected.paths != followed_selection{}.paths) {
+            require_path(client, selected, listed);
+        }
+    }
+    return selected;
+}
+
+} // namespace arvenhold::corvel::hub::ctl
