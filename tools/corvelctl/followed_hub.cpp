@@ -245,13 +245,16 @@ void followed_hub::handle_status(std::string const& provider, session_status con
     }
 }
 
-// The same event twice has another reason, which adds nothing.
+// The same event twice has another reason, which adds nothing, and what is lost is stale anyway.
 void followed_hub::tell(
     std::string const& provider,
     followed_provider& known,
     provider_event event,
     std::string const& text) {
-    if (std::exchange(known.told, event) != event) {
+    auto const is_known = known.told == event
+                       || (known.told == provider_event::lost && event == provider_event::stale);
+    if (!is_known) {
+        known.told = event;
         m_receiver.receive_notice({provider, event, text, std::chrono::system_clock::now()});
     }
 }

@@ -80,11 +80,14 @@ terminal_screen::size terminal_screen::get_size() {
 }
 
 void terminal_screen::draw(std::vector<std::string> const& lines) {
+    // Each line is cleared before it is written: behind a full line, clearing would take its end.
     std::string frame = "\033[H";
     for (std::size_t index = 0; index < lines.size(); ++index) {
-        frame += (index == 0 ? "" : "\r\n") + lines[index] + "\033[K";
+        frame += (index == 0 ? "\033[K" : "\r\n\033[K") + lines[index];
     }
-    frame += "\033[J";
+    if (lines.size() < get_size().lines) {
+        frame += "\r\n\033[J";
+    }
     if (!write_all(frame)) {
         throw output_closed{};
     }

@@ -1,8 +1,8 @@
 // SPDX-FileCopyrightText: 2026 Arvenhold
 // SPDX-License-Identifier: Apache-2.0
 
-// A provider of 1,000 numbers that change together, so many times a second. Runs until standard input
-// ends.
+// A provider of numbers, 1,000 unless said otherwise, that change together, so many times a second.
+// Runs until standard input ends.
 
 #include <hub/hub.hpp>
 
@@ -22,9 +22,7 @@ namespace {
 
 namespace hub = arvenhold::corvel::hub;
 
-constexpr std::size_t variables = 1000;
-
-std::shared_ptr<hub::variable_list> register_numbers(hub::provider& flood) {
+std::shared_ptr<hub::variable_list> register_numbers(hub::provider& flood, std::size_t variables) {
     hub::provider_definition definition{hub::make_fingerprint(1)};
     for (std::size_t position = 0; position < variables; ++position) {
         definition.add_variable_definition(
@@ -36,7 +34,7 @@ std::shared_ptr<hub::variable_list> register_numbers(hub::provider& flood) {
 
 void publish(hub::variable_list& list, double value) {
     std::vector<std::tuple<hub::variable_id, hub::variable_value>> changes;
-    changes.reserve(variables);
+    changes.reserve(list.get_variables().size());
     for (auto const& [id, variable] : list.get_variables()) {
         changes.emplace_back(id, value);
     }
@@ -47,11 +45,11 @@ void publish(hub::variable_list& list, double value) {
 
 int main(int count, char** access) try {
     std::vector<std::string> const given(access, access + count);
-    if (count != 6) {
+    if (given.size() < 6) {
         return 2;
     }
     hub::provider flood{"flood"};
-    auto const list = register_numbers(flood);
+    auto const list = register_numbers(flood, given.size() > 6 ? std::stoul(given[6]) : 1000);
     flood.connect(given[1], given[2], given[3], given[4]);
     std::cout << "ready" << std::endl;
     std::atomic<bool> ended{false};

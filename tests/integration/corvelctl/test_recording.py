@@ -177,7 +177,7 @@ class Recording(FollowingTest):
         with open(self.file, encoding="utf-8") as rows:
             counts = {}
             for row in rows:
-                kind = row[14:row.index('"', 14)]
+                kind = row[15:row.index('"', 15)]
                 counts[kind] = counts.get(kind, 0) + 1
         self.assertGreater(counts["value"], 900_000)
         self.assertIn(f"recorded {counts['value']} values", result.errors)

@@ -107,13 +107,18 @@ class Watching(FollowingTest):
         self.assertIn("the hub is back", errors)
 
     def test_shows_a_changed_definition(self):
-        provider = self.start_provider()
-        process = self.start("watch", "odd", "-j")
+        provider = self.start_provider(FLOOD_PROVIDER, "1", "10")
+        process = self.start("watch", "flood", "-j")
         self.read_json_until(process, event="here")
         self.kill(provider)
-        self.start_provider()  # the same variables with other ids are no change to show
+        provider = self.start_provider(FLOOD_PROVIDER, "1", "10")
         shown = self.read_json_until(process, event="back")
         self.assertNotIn("definition_changed", [one.get("event") for one in shown])
+        self.kill(provider)
+        self.start_provider(FLOOD_PROVIDER, "1", "30")
+        changed = self.read_json_until(process, event="definition_changed")[-1]
+        self.assertEqual(changed["text"], "30 variables, 20 new")
+        self.read_json_until(process, path="numbers/29", freshness="live")
         self.interrupt(process)
 
     def test_fails_at_a_loss_if_wanted(self):
@@ -204,8 +209,8 @@ class Pipes(FollowingTest):
     @staticmethod
     def memory(process):
         """The resident memory in kB."""
-        status = open(f"/proc/{process.pid}/status", encoding="ascii").read()
-        return int(re.search(r"VmRSS:\s+(\d+)", status)[1])
+        with open(f"/proc/{process.pid}/status", encoding="ascii") as status:
+            return int(re.search(r"VmRSS:\s+(\d+)", status.read())[1])
 
 
 class Screen:
@@ -230,10 +235,8 @@ class Screen:
 
     def lines(self):
         """What the latest complete frame shows, without colours."""
-        frames = self.written.split("\x1b[H")
-        latest = frames[-1] if "\x1b[J" in frames[-1] else frames[-2]
-        shown = latest[:latest.index("\x1b[J")]
-        return [re.sub("\x1b\\[[0-9]*[mK]", "", line) for line in shown.split("\r\n")]
+        shown = self.written.split("\x1b[H")[-2].split("\r\n\x1b[J")[0]
+        return [re.sub("\x1b\\[[0-9]*[mK]", "", line).rstrip("\r") for line in shown.split("\n")]
 
     def read(self):
         ready, _, _ = select.select([self.terminal], [], [], 0.1)
@@ -247,7 +250,7 @@ class Screen:
     def wait_for(self, condition, what):
         def holds():
             self.read()
-            return self.written.count("\x1b[J") > 0 and condition(self.lines())
+            return self.written.count("\x1b[H") > 1 and condition(self.lines())
         self.test.wait_for(holds, what)
 
     def end(self, number):
@@ -257,7 +260,8 @@ class Screen:
         self.test.assertNotIn(SECRET, self.written)
         _, status = os.waitpid(self.pid, 0)
         self.pid = None
-        return os.waitstatus_to_exitcode(status)
+        self.code = os.waitstatus_to_exitcode(status)
+        return self.code
 
     def close(self):
         if self.pid is not None:
@@ -301,14 +305,14 @@ class Table(FollowingTest):
         provider = self.start_provider()
         for end in (signal.SIGINT, signal.SIGTERM, None):
             screen = Screen(self, "watch", "odd", "--table", "--exit-on-loss")
-            before = termios.tcgetattr(screen.terminal)
             screen.wait_for(lambda lines: "11 values" in lines[0], "values")
             self.assertEqual(termios.tcgetattr(screen.terminal)[3] & termios.ECHO, 0)
             if end is None:
                 self.kill(provider)
             screen.end(end or signal.SIGCONT)
-            self.assertTrue("\x1b[?25h\x1b[?1049l" in screen.written, screen.written[-200:])
-            self.assertNotEqual(before[3] & termios.ECHO, None)
+            self.assertIn("\x1b[?25h\x1b[?1049l", screen.written[-400:])
+            self.assertEqual(screen.code, {None: 5}.get(end, 128 + (end or 0)))
+            self.assertNotEqual(termios.tcgetattr(screen.terminal)[3] & termios.ECHO, 0)
 
     def test_needs_a_terminal(self):
         self.assertIn("--table needs a terminal", self.expect(2, "watch", "--table").errors)
