@@ -11,9 +11,8 @@
 #include <algorithm>
 #include <array>
 #include <chrono>
+#include <cstddef>
 #include <iterator>
-#include <set>
-#include <tuple>
 #include <utility>
 
 namespace arvenhold::corvel::hub::ctl {
@@ -43,45 +42,35 @@ std::string count_text(std::size_t count, char const* what) {
     return count == 0 ? "" : ", " + std::to_string(count) + ' ' + what;
 }
 
+using distinction = std::pair<std::size_t, variable_permissions>; // of two variables of one path
+
+std::map<std::string, distinction> collect(known_definition const& definition) {
+    std::map<std::string, distinction> all;
+    for (auto const& one : definition.variables) {
+        all.emplace(one.path, distinction{one.type, one.permissions});
+    }
+    return all;
+}
+
 // What distinguishes two definitions for a reader; empty if only ids do.
 std::string compare(known_definition const& before, known_definition const& now) {
-    using variable = std::tuple<std::string, std::size_t, variable_permissions>;
-    auto const collect = [](known_definition const& one) {
-        std::set<variable> all;
-        for (auto const& defined : one.variables) {
-            all.emplace(defined.path, defined.type, defined.permissions);
+    auto gone = collect(before);
+    auto const all = collect(now);
+    std::size_t added = 0;
+    std::size_t altered = 0;
+    for (auto const& [path, variable] : all) {
+        auto const earlier = gone.extract(path);
+        if (earlier.empty()) {
+            ++added;
+        } else if (earlier.mapped() != variable) {
+            ++altered;
         }
-        return all;
-    };
-    auto const count_paths = [](std::set<variable> const& all, std::set<std::string> const& known) {
-        return static_cast<std::size_t>(std::count_if(all.begin(), all.end(), [&](auto const& one) {
-            return known.count(std::get<0>(one)) == 0;
-        }));
-    };
-    auto const paths_of = [](std::set<variable> const& all) {
-        std::set<std::string> paths;
-        for (auto const& one : all) {
-            paths.insert(std::get<0>(one));
-        }
-        return paths;
-    };
-    auto const old_set = collect(before);
-    auto const new_set = collect(now);
-    if (old_set == new_set) {
+    }
+    if (added + altered + gone.size() == 0) {
         return "";
     }
-    std::set<variable> kept;
-    std::set_intersection(
-        old_set.begin(),
-        old_set.end(),
-        new_set.begin(),
-        new_set.end(),
-        std::inserter(kept, kept.end()));
-    auto const added = count_paths(new_set, paths_of(old_set));
-    auto const gone = count_paths(old_set, paths_of(new_set));
-    auto const altered = new_set.size() - kept.size() - added;
-    return std::to_string(new_set.size()) + " variables" + count_text(added, "new")
-         + count_text(gone, "gone") + count_text(altered, "of another type or access");
+    return std::to_string(all.size()) + " variables" + count_text(added, "new")
+         + count_text(gone.size(), "gone") + count_text(altered, "of another type or access");
 }
 
 } // namespace
@@ -112,20 +101,29 @@ followed_hub::followed_hub(
           make_session_access(with),
           session_settings{}.set_handlers_wait_for_dispatch(true),
           variable_permissions::read_only} {
+    set_handlers();
+    auto const providers =
+        selected.providers.empty() ? std::vector<std::string>{"**"} : selected.providers;
+    auto const share = make_share(queue, providers.size());
+    for (auto const& provider : providers) {
+        follow(provider, selected.paths, share);
+    }
+}
+
+void followed_hub::set_handlers() {
     m_session.set_status_handler([this](auto const& provider, auto const& status) {
         guard([&] { handle_status(provider, status); });
     });
     m_session.set_definition_handler([this](definition_change const& change) {
         guard([&] { m_providers[change.provider].has_new_definition = true; });
     });
-    auto const providers =
-        selected.providers.empty() ? std::vector<std::string>{"**"} : selected.providers;
-    auto const share = make_share(queue, providers.size());
-    for (auto const& provider : providers) {
-        auto followed = m_session.follow_all(provider, selected.paths, share);
-        followed.on_batch([this](auto const& now) { guard([&] { handle_batch(now); }); });
-        m_followed.push_back(std::move(followed));
-    }
+}
+
+void followed_hub::follow(
+    std::string const& provider, std::string const& paths, change_queue queue) {
+    auto followed = m_session.follow_all(provider, paths, queue);
+    followed.on_batch([this](auto const& now) { guard([&] { handle_batch(now); }); });
+    m_followed.push_back(std::move(followed));
 }
 
 std::vector<any_reading> followed_hub::get_readings() const {

@@ -100,6 +100,8 @@ private:
         known_definition definition;
     };
 
+    void set_handlers();
+    void follow(std::string const& provider, std::string const& paths, change_queue queue);
     void guard(std::function<void()> const& handler);
     void handle_batch(std::vector<any_reading> const& now);
     void handle_status(std::string const& provider, session_status const& status);

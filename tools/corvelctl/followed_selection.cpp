@@ -42,16 +42,27 @@ failure make_unknown_word(std::string const& word, names const& known) {
         "see all providers: corvelctl providers; their paths: corvelctl browse PROVIDER"};
 }
 
+// Whether a provider has a path that is meant; adds all its paths to `known`.
+bool has_path(
+    hub_client& client, std::string const& provider, std::string const& wanted, names& known) {
+    auto const all = client.attach(provider)->get_current_variables();
+    auto has_any = false;
+    for (auto const& [id, variable] : all) {
+        has_any = has_any || matches(wanted, variable->get_path());
+        known.push_back(variable->get_path());
+    }
+    return has_any;
+}
+
 // One of the providers must have a path that is meant.
 void require_path(hub_client& client, followed_selection const& selected, names const& listed) {
+    auto const& providers = selected.providers.empty() ? listed : selected.providers;
     auto known = selected.providers.empty() ? listed : names{};
-    for (auto const& provider : selected.providers.empty() ? listed : selected.providers) {
-        for (auto const& [id, variable] : client.attach(provider)->get_current_variables()) {
-            if (matches(selected.paths, variable->get_path())) {
-                return;
-            }
-            known.push_back(variable->get_path());
-        }
+    auto const has_any = std::any_of(providers.begin(), providers.end(), [&](auto const& provider) {
+        return has_path(client, provider, selected.paths, known);
+    });
+    if (has_any) {
+        return;
     }
     if (selected.providers.empty()) {
         throw make_unknown_word(selected.paths, known);
@@ -79,18 +90,16 @@ followed_selection find_selection(tool& with, selection_options const& given) {
     }
     hub_client client{with};
     auto const listed = client.get_providers();
-    auto const selected =
-        split(given.words, [&](auto const& word) { return !contains(listed, word); });
+    auto selected = split(given.words, [&](auto const& word) { return !contains(listed, word); });
     for (auto const& provider : selected.providers) {
         if (!contains(listed, provider)) {
             throw make_unknown_provider(provider, listed);
         }
     }
     // A pattern for all providers may be meant for one that comes later.
-    if (!is_pattern(selected.paths) || !selected.providers.empty()) {
-        if (selected.paths != followed_selection{}.paths) {
-            require_path(client, selected, listed);
-        }
+    auto const may_come_later = selected.providers.empty() && is_pattern(selected.paths);
+    if (!may_come_later && selected.paths != followed_selection{}.paths) {
+        require_path(client, selected, listed);
     }
     return selected;
 }

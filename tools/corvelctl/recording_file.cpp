@@ -4,6 +4,7 @@
 #include "corvelctl/recording_file.hpp"
 
 #include "corvelctl/exit_code.hpp"
+#include "corvelctl/user_files.hpp"
 
 #include <fcntl.h>
 #include <sys/file.h>
@@ -35,10 +36,10 @@ std::uint64_t find_last_number(std::filesystem::path const& path) {
     std::error_code error;
     for (auto const& entry : std::filesystem::directory_iterator{folder, error}) {
         auto const name = entry.path().filename().string();
+        auto const digits = name.starts_with(beginning) ? name.substr(beginning.size()) : "";
+        auto const* const end = digits.data() + digits.size();
         std::uint64_t number = 0;
-        auto const* const end = name.data() + name.size();
-        if (name.starts_with(beginning)
-            && std::from_chars(name.data() + beginning.size(), end, number).ptr == end) {
+        if (std::from_chars(digits.data(), end, number).ptr == end) {
             last = std::max(last, number);
         }
     }
@@ -70,8 +71,7 @@ recording_file::~recording_file() {
 }
 
 void recording_file::open() {
-    constexpr mode_t mode = 0666; // as far as the user's mask allows
-    m_descriptor = ::open(m_path.c_str(), O_RDWR | O_CREAT | O_APPEND | O_CLOEXEC, mode);
+    m_descriptor = open_private_file(m_path, O_RDWR | O_CREAT | O_APPEND);
     struct stat about {};
     if (m_descriptor < 0 || ::fstat(m_descriptor, &about) != 0) {
         throw failure{

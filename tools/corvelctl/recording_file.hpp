@@ -20,7 +20,7 @@ namespace arvenhold::corvel::hub::ctl {
 /// 2. Nobody else records into the file meanwhile.
 class recording_file {
 public:
-    /// Opens a file for appending, or creates it. A last row that an earlier program has not finished
+    /// Opens a file for appending, or creates it so that only its owner may read it. A last row that an earlier program has not finished
     /// is removed.
     ///
     /// @param is_beginning  Whether the first line of a file is that of a recording in this format.
@@ -47,7 +47,7 @@ public:
     /// The size that the file will have.
     [[nodiscard]] std::uint64_t get_size() const;
 
-    /// Renames the file to the next name with a number, and creates it anew.
+    /// Renames the file to the next name with a number, and begins an empty one.
     ///
     /// @return the name of the full file.
     std::filesystem::path rotate();

@@ -73,6 +73,7 @@ terminal_screen::~terminal_screen() {
 
 terminal_screen::size terminal_screen::get_size() {
     winsize given{};
+    // NOLINTNEXTLINE(cppcoreguidelines-pro-type-vararg): there is no other way to ask
     if (::ioctl(STDOUT_FILENO, TIOCGWINSZ, &given) != 0 || given.ws_col == 0 || given.ws_row == 0) {
         return {80, 24};
     }

@@ -10,25 +10,28 @@ namespace arvenhold::corvel::hub::ctl {
 std::vector<any_reading> value_pace::pass(std::vector<any_reading> const& arrived) {
     std::vector<any_reading> passed;
     for (auto const& one : arrived) {
-        auto& of_provider = m_places[one.provider];
-        auto const [found, is_first] = of_provider.try_emplace(one.path);
+        auto const [found, is_first] = m_places[one.provider].try_emplace(one.path);
         auto& place = found->second;
-        if (is_first) {
-            passed.push_back(one);
-        } else if (one.freshness != freshness::live) {
-            if (place.has_value()) {
-                passed.push_back(*std::exchange(m_held[*place], std::nullopt));
-                place.reset();
-            }
-            passed.push_back(one);
-        } else if (place.has_value()) {
-            m_held[*place] = one;
-        } else {
-            place = m_held.size();
-            m_held.emplace_back(one);
+        if (!is_first && one.freshness == freshness::live) {
+            hold(place, one);
+            continue;
         }
+        if (place.has_value()) {
+            passed.push_back(*std::exchange(m_held[*place], std::nullopt));
+            place.reset();
+        }
+        passed.push_back(one);
     }
     return passed;
+}
+
+void value_pace::hold(std::optional<std::size_t>& place, any_reading const& one) {
+    if (place.has_value()) {
+        m_held[*place] = one;
+    } else {
+        place = m_held.size();
+        m_held.emplace_back(one);
+    }
 }
 
 std::vector<any_reading> value_pace::take_due(clock::time_point now) {

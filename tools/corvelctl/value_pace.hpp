@@ -41,6 +41,8 @@ private:
     // Where the value of a variable is in m_held; nothing if none is.
     using places = std::unordered_map<std::string, std::optional<std::size_t>>;
 
+    void hold(std::optional<std::size_t>& place, any_reading const& one);
+
     clock::duration const m_interval;
     clock::time_point m_next{};
     std::unordered_map<std::string, places> m_places; // by provider and path

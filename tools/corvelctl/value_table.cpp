@@ -63,7 +63,8 @@ std::size_t find_character(std::string const& text, std::size_t count) {
 }
 
 std::string fill(std::size_t used, std::size_t width) {
-    return std::string(width - std::min(used, width), ' ');
+    std::string spaces(width - std::min(used, width), ' ');
+    return spaces;
 }
 
 std::optional<double> find_number(variable_value const& value) {
@@ -188,9 +189,12 @@ std::vector<std::string> value_table::make_screen(
         lines.push_back(paints.paint(shorten_end(heading.text, size.columns), heading.paint));
     }
     auto const columns = measure(size.columns);
-    auto titles = std::string{name_heading} + fill(name_heading.size(), columns.name + gap)
-                + fill(value_heading.size(), columns.value) + std::string{value_heading}
-                + "  QUALITY      AGE" + (columns.trend > 0 ? "  TREND" : "");
+    std::string titles{name_heading};
+    titles.append(fill(name_heading.size(), columns.name + gap))
+        .append(fill(value_heading.size(), columns.value))
+        .append(value_heading)
+        .append("  QUALITY      AGE")
+        .append(columns.trend > 0 ? "  TREND" : "");
     lines.push_back(paints.paint(shorten_end(titles, size.columns), colour::bold));
     std::size_t left = m_rows.size();
     for (auto const& [of, shown] : m_rows) {

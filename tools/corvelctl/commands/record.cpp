@@ -61,14 +61,13 @@ std::string make_size(std::uint64_t bytes) {
         ++unit;
     }
     std::array<char, 32> digits{};
-    auto const end = std::to_chars(
-                         digits.data(),
-                         digits.data() + digits.size(),
-                         size,
-                         std::chars_format::fixed,
-                         unit == 0 ? 0 : 1)
-                         .ptr;
-    return std::string{digits.data(), end} + units.at(unit);
+    auto const written = std::to_chars(
+        digits.data(),
+        digits.data() + digits.size(),
+        size,
+        std::chars_format::fixed,
+        unit == 0 ? 0 : 1);
+    return std::string{digits.data(), written.ptr} + units.at(unit);
 }
 
 // Writes a row for each value, and for everything because of which values may be missing.
@@ -244,10 +243,10 @@ exit_code record(tool& with, record_options const& given) {
 
 // "100M": bytes, with k, M or G for thousands of them.
 std::uint64_t parse_size(std::string const& text) {
+    auto const digits = text.substr(0, text.find_first_not_of("0123456789"));
+    auto const unit = text.substr(digits.size());
     std::uint64_t number = 0;
-    auto const* const end = text.data() + text.size();
-    auto const [stopped, error] = std::from_chars(text.data(), end, number);
-    std::string_view const unit{stopped, static_cast<std::size_t>(end - stopped)};
+    auto const error = std::from_chars(digits.data(), digits.data() + digits.size(), number).ec;
     std::uint64_t factor = 0;
     if (unit.empty()) {
         factor = 1;

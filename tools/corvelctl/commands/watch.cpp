@@ -312,9 +312,11 @@ exit_code watch(tool& with, watch_options const& given) {
 // The time between two values of "5/s", "30/min" or "0.5/s"; without a unit a second is meant.
 clock::duration parse_rate(std::string const& text) {
     auto const slash = std::min(text.find('/'), text.size());
+    auto const digits = text.substr(0, slash);
     auto const unit = text.substr(slash);
+    auto const* const end = digits.data() + digits.size();
     double number = 0;
-    auto const [stopped, error] = std::from_chars(text.data(), text.data() + slash, number);
+    auto const [stopped, error] = std::from_chars(digits.data(), end, number);
     auto seconds = 1.0;
     if (unit == "/min" || unit == "/m") {
         seconds = 60.0;
@@ -326,7 +328,7 @@ clock::duration parse_rate(std::string const& text) {
     auto const interval = seconds / number;
     constexpr double longest = 86'400.0;
     constexpr double shortest = 0.001;
-    if (error != std::errc{} || stopped != text.data() + slash || !(interval <= longest)
+    if (error != std::errc{} || stopped != end || !(interval <= longest)
         || !(interval >= shortest)) {
         throw CLI::ValidationError{
             '"' + text + "\" is no rate; write 5/s, 30/min or 12/h, at most 1000/s"};
