@@ -15,6 +15,7 @@
 #include <cerrno>
 #include <charconv>
 #include <chrono>
+#include <string_view>
 #include <system_error>
 #include <utility>
 
@@ -36,7 +37,8 @@ std::uint64_t find_last_number(std::filesystem::path const& path) {
     std::error_code error;
     for (auto const& entry : std::filesystem::directory_iterator{folder, error}) {
         auto const name = entry.path().filename().string();
-        auto const digits = name.starts_with(beginning) ? name.substr(beginning.size()) : "";
+        auto const digits = std::string_view{name}.substr(
+            name.starts_with(beginning) ? beginning.size() : name.size());
         auto const* const end = digits.data() + digits.size();
         std::uint64_t number = 0;
         if (std::from_chars(digits.data(), end, number).ptr == end) {

@@ -231,7 +231,9 @@ std::vector<cell> value_table::make_headings(std::size_t columns, timestamp now)
         return headings;
     }
     for (auto const& [provider, text] : m_notices) {
-        headings.push_back({printable(provider + ' ' + text), colour::red});
+        auto line = provider;
+        line.append(" ").append(text);
+        headings.push_back({printable(line), colour::red});
         if (headings.size() > 3) {
             break;
         }

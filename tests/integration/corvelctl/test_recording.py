@@ -137,23 +137,23 @@ class Recording(FollowingTest):
         self.assertEqual(values, sorted(values))
 
     def test_begins_another_file_when_one_is_full(self):
-        self.start_provider(FLOOD_PROVIDER, "20")
-        process = self.record("flood", "--max-size", "1M")
+        self.start_provider(FLOOD_PROVIDER, "20", "100")
+        process = self.record("flood", "--max-size", "100k")
         third = self.folder / "odd.jsonl.3"
         self.wait_for(third.exists, "three full files")
         process.send_signal(signal.SIGINT)
         self.finish(process)
         for number in (1, 2, 3):
             path = self.folder / f"odd.jsonl.{number}"
-            self.assertLessEqual(path.stat().st_size, 1_000_000)
+            self.assertLessEqual(path.stat().st_size, 100_000)
             rows = self.objects(path)
             self.assertEqual([one["type"] for one in rows[:3]], ["recording", "definition", "value"])
             paths = {one["path"] for one in rows if one["type"] == "value"}
-            self.assertEqual(len(paths), 1000)
+            self.assertEqual(len(paths), 100)
 
     def test_keeps_whole_rows_when_the_disk_is_full(self):
         self.start_provider(FLOOD_PROVIDER, "50")
-        limit = 2_000_000
+        limit = 500_000
 
         def limit_files():
             resource.setrlimit(resource.RLIMIT_FSIZE, (limit, limit))

@@ -243,7 +243,7 @@ exit_code record(tool& with, record_options const& given) {
 
 // "100M": bytes, with k, M or G for thousands of them.
 std::uint64_t parse_size(std::string const& text) {
-    auto const digits = text.substr(0, text.find_first_not_of("0123456789"));
+    auto const digits = std::string_view{text}.substr(0, text.find_first_not_of("0123456789"));
     auto const unit = text.substr(digits.size());
     std::uint64_t number = 0;
     auto const error = std::from_chars(digits.data(), digits.data() + digits.size(), number).ec;

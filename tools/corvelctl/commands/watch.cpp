@@ -312,7 +312,7 @@ exit_code watch(tool& with, watch_options const& given) {
 // The time between two values of "5/s", "30/min" or "0.5/s"; without a unit a second is meant.
 clock::duration parse_rate(std::string const& text) {
     auto const slash = std::min(text.find('/'), text.size());
-    auto const digits = text.substr(0, slash);
+    auto const digits = std::string_view{text}.substr(0, slash);
     auto const unit = text.substr(slash);
     auto const* const end = digits.data() + digits.size();
     double number = 0;
