@@ -184,8 +184,8 @@ class Token(DoctorTest):
         self.fails(4, "authorization", "accepts no token from")
 
 
-class Faults(DoctorTest):
-    """Each on a hub of its own, because a fault lasts."""
+class OwnHubTest(DoctorTest):
+    """Each test on a hub of its own, because faults last and the registry lists ended providers for a while."""
 
     def setUp(self):
         ToolTest.setUp(self)
@@ -193,6 +193,8 @@ class Faults(DoctorTest):
         self.addCleanup(self.hub.stop)
         self.use_hub(self.hub)
 
+
+class Faults(OwnHubTest):
     def test_finds_a_slow_token_endpoint(self):
         self.hub.fault("token-slow", "10m", "--delay", "2500ms")
         self.fails(6, "token endpoint", "a NATS server waits 2s for it")
@@ -215,7 +217,7 @@ class Faults(DoctorTest):
         self.assertEqual(checks["authorization"][0]["outcome"], "ok")
 
 
-class Providers(DoctorTest):
+class Providers(OwnHubTest):
     def test_are_missing(self):
         self.assertEqual(self.examine(0)["registry"][0]["text"], "it lists no providers")
 
@@ -250,7 +252,7 @@ class Providers(DoctorTest):
         self.assertIn("its newest value is from the future", checks["provider"][0]["text"])
 
 
-class Bundle(DoctorTest):
+class Bundle(OwnHubTest):
     def test_has_everything_but_secrets(self):
         self.start_provider()
         file = self.folder / "bundle.jsonl"
