@@ -61,11 +61,16 @@ void consumer_session::impl::drain_changes(
             auto const taken = std::span{m_readings}.first(std::min(event.get_remaining(), most));
             event.provider->take_readings(event, wanted, &clock::now, taken);
             taken.front().skipped += std::exchange(m_draining.dropped, 0);
-            for (auto& now : taken) {
-                event.provider->update_freshness(now, event, &clock::now);
-                call(called, now);
-            }
+            show_readings(event, taken, called);
         }
+    }
+}
+
+void consumer_session::impl::show_readings(
+    pending_event const& event, std::span<any_reading> taken, following::handler const& called) {
+    for (auto& now : taken) {
+        event.provider->update_freshness(now, event, &clock::now);
+        call(called, now);
     }
 }
 

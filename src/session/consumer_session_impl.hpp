@@ -35,6 +35,7 @@
 #include <mutex>
 #include <optional>
 #include <set>
+#include <span>
 #include <string>
 #include <utility>
 #include <vector>
@@ -263,6 +264,8 @@ private:
     void drain();
     void drain(following& wanted);
     void drain_changes(following const& wanted, following::handler const& called);
+    void show_readings(
+        pending_event const& event, std::span<any_reading> taken, following::handler const& called);
     void drain_batches(following const& wanted, following::batch_handler const& called);
     template <class Handler, class Argument>
     void call(Handler const& handler, Argument const& argument) const;

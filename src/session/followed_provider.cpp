@@ -105,13 +105,19 @@ std::optional<bool> followed_provider::apply(
         if (!note_published(id)) {
             continue;
         }
-        for (bound = find_bindings(id, bound); is_of(bound, id); ++bound) {
-            if (copy_value(*bound)) {
-                add_changes(groups, bound->slot, changed.size());
-            }
+        bound = find_bindings(id, bound);
+        for (; is_of(bound, id); ++bound) {
+            copy_change(groups, *bound, changed.size());
         }
     }
     return deliver(groups);
+}
+
+void followed_provider::copy_change(
+    std::vector<change_group>& groups, binding const& bound, std::size_t most) {
+    if (copy_value(bound)) {
+        add_changes(groups, bound.slot, most);
+    }
 }
 
 // The expected ones are those after the bindings of the variable before: mostly all change.

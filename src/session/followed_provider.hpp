@@ -250,6 +250,8 @@ private:
     [[nodiscard]] std::vector<slot_position> find_newly_live(
         std::vector<rebound_slot> const& slots) const CORVEL_HUB_REQUIRES(m_mutex);
     bool copy_value(binding const& bound) CORVEL_HUB_REQUIRES(m_mutex);
+    void copy_change(std::vector<change_group>& groups, binding const& bound, std::size_t most)
+        CORVEL_HUB_REQUIRES(m_mutex);
     void copy_all_values() CORVEL_HUB_REQUIRES(m_mutex);
     bindings::const_iterator find_bindings(
         variable_id changed, bindings::const_iterator expected) const CORVEL_HUB_REQUIRES(m_mutex);

@@ -67,7 +67,7 @@ void append_value_keys(std::string& text, variable_value const& value) {
 std::string make_beginning(json_object const& keys) {
     auto line = make_json_line("value", keys);
     line.pop_back();
-    return line + ",\"data_type\":\"";
+    return line + R"(,"data_type":")";
 }
 
 json_object make_variables(known_definition const& defined) {
@@ -144,11 +144,11 @@ void json_rows::append_value(std::string& text, any_reading const& shown) {
     text += get_type_name(shown.value.index());
     text += "\",";
     append_value_keys(text, shown.value);
-    text += ",\"quality\":\"";
+    text += R"(,"quality":")";
     text += name_of(shown.quality);
-    text += "\",\"time\":\"";
+    text += R"(","time":")";
     m_times.append(text, shown.when);
-    text += "\",\"freshness\":\"";
+    text += R"(","freshness":")";
     text += name_of(shown.freshness);
     text += "\"}\n";
 }
