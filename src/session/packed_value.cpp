@@ -38,11 +38,11 @@ std::uint64_t bits_of(std::string& value) {
 }
 
 std::uint64_t bits_of(timestamp value) {
-    return bits_of(value.time_since_epoch().count());
+    return bits_of(std::int64_t{value.time_since_epoch().count()});
 }
 
 std::uint64_t bits_of(std::chrono::nanoseconds value) {
-    return bits_of(value.count());
+    return bits_of(std::int64_t{value.count()});
 }
 
 } // namespace
