@@ -85,7 +85,8 @@ void consumer_session::impl::stop() {
 
 // They may hold what follow() has returned, which may hold them.
 void consumer_session::impl::drop_handlers() {
-    for (auto const& wanted : *m_directory->get_followed()) {
+    auto const followed = m_directory->get_followed(); // another thread may replace it
+    for (auto const& wanted : *followed) {
         wanted->close();
     }
     set_definition_handler(nullptr);

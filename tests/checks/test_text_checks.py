@@ -332,6 +332,11 @@ class Loops(PlantedTree):
         self.assert_dangling("*oven->get_identifiers()")
         self.assert_dangling("*oven->get_current_variables().variables")
 
+    def test_knows_the_owners_of_internal_headers(self):
+        self.plant("src/session/b.hpp",
+                   "    [[nodiscard]] std::shared_ptr<list const> get_followed() const;\n")
+        self.assert_dangling("*m_directory->get_followed()")
+
     def test_finds_what_a_temporary_returns_a_reference_to(self):
         self.assert_dangling("create(name(1))->get_map()")
 

@@ -11,15 +11,15 @@ import re
 import tree
 
 OWNER = r"(?:std::(?:shared|unique)_ptr<.+>|current_variables)"
-DECLARED = re.compile(rf"^\s*(?:static )?{OWNER}\s+(\w+)\(", re.MULTILINE)
+DECLARED = re.compile(rf"^\s*(?:\[\[nodiscard\]\] )?(?:static )?{OWNER}\s+(\w+)\(", re.MULTILINE)
 AMBIGUOUS = "find"  # other classes have it too, and nobody loops over the result of ours
 LOOP = re.compile(r"\bfor (?=\()")
 COLON = re.compile(r"(?<!:):(?!:)")
 
 
 def names_of_owners():
-    """The functions of the interface that return an owner by value."""
-    return {name for path in tree.files("include/hub/*.hpp")
+    """The functions that return an owner by value."""
+    return {name for path in tree.files("*.hpp")
             for name in DECLARED.findall(path.read_text(encoding="utf-8"))} - {AMBIGUOUS}
 
 
