@@ -12,6 +12,13 @@
 
 namespace arvenhold::corvel::hub {
 
+namespace {
+
+// How long changes of a burst may wait. A wake-up takes about as long.
+constexpr std::chrono::microseconds burst_interval{100};
+
+} // namespace
+
 // -- readings -------------------------------------------------------------------------------------
 
 void consumer_session::impl::lose(followed_provider& provider) {
@@ -31,17 +38,62 @@ void consumer_session::impl::add_drain() {
 }
 
 void consumer_session::impl::drain() {
-    m_is_drain_posted = false; // first, so that a change from here on causes another one
-    auto const followed = m_directory->get_followed();
-    for (auto const& wanted : *followed) {
-        drain(*wanted);
+    if (m_handlers.get_descriptor() < 0) {
+        drain_repeatedly();
+    } else {
+        m_is_drain_posted = false; // first, so that a change from here on causes another one
+        drain_all();
     }
 }
 
-void consumer_session::impl::drain(following& wanted) {
-    if (!wanted.has_waiting()) {
-        return;
+// After it has called handlers, the session's thread looks again soon, and only waits to be woken
+// once there was nothing: a change that finds the drain posted costs its thread no system call.
+void consumer_session::impl::drain_repeatedly() {
+    try {
+        if (drain_all()) {
+            m_thread.post_at(
+                clock::now() + burst_interval, [self = shared_from_this()] { self->add_drain(); });
+            return;
+        }
+    } catch (...) {
+        m_is_drain_posted = false;
+        throw;
     }
+    m_is_drain_posted = false;
+    if (has_waiting()) {
+        post_drain(); // for what came in between
+    }
+}
+
+// Adds a handler behind those for the changes that came before.
+void consumer_session::impl::add_handler(handler_queue::handler called) {
+    if (m_handlers.get_descriptor() < 0) {
+        m_handlers.run([this] { drain_all(); });
+    }
+    m_handlers.add(std::move(called));
+}
+
+// Returns whether anything was there.
+bool consumer_session::impl::drain_all() {
+    auto const followed = m_directory->get_followed();
+    auto was_waiting = false;
+    for (auto const& wanted : *followed) {
+        if (wanted->has_waiting()) {
+            was_waiting = true;
+            drain(*wanted);
+        }
+    }
+    return was_waiting;
+}
+
+bool consumer_session::impl::has_waiting() const {
+    auto const followed = m_directory->get_followed();
+    return std::any_of(followed->begin(), followed->end(), [](auto const& wanted) {
+        return wanted->has_waiting();
+    });
+}
+
+void consumer_session::impl::drain(following& wanted) {
     wanted.take(m_draining);
     auto const handlers = wanted.get_handlers();
     if (handlers->batch) {
@@ -56,21 +108,17 @@ void consumer_session::impl::drain(following& wanted) {
 void consumer_session::impl::drain_changes(
     following const& wanted, following::handler const& called) {
     auto const most = wanted.keeps_every_change() ? m_readings.size() : 1;
-    for (auto& event : m_draining.events) {
-        while (event.get_remaining() > 0 && !m_stopping) {
-            auto const taken = std::span{m_readings}.first(std::min(event.get_remaining(), most));
-            event.provider->take_readings(event, wanted, &clock::now, taken);
-            taken.front().skipped += std::exchange(m_draining.dropped, 0);
-            show_readings(event, taken, called);
+    while (!m_stopping) {
+        auto const taken = m_draining.changes.take(most);
+        if (taken.changes.empty()) {
+            return;
         }
-    }
-}
-
-void consumer_session::impl::show_readings(
-    pending_event const& event, std::span<any_reading> taken, following::handler const& called) {
-    for (auto& now : taken) {
-        event.provider->update_freshness(now, event, &clock::now);
-        call(called, now);
+        auto const readings = std::span{m_readings}.first(taken.changes.size());
+        make_readings(taken, wanted, readings);
+        for (auto& now : readings) {
+            taken.provider->update_freshness(now, taken.losses, &clock::now);
+            call(called, now);
+        }
     }
 }
 
@@ -78,20 +126,24 @@ void consumer_session::impl::show_readings(
 void consumer_session::impl::drain_batches(
     following const& wanted, following::batch_handler const& called) {
     std::vector<any_reading> batch;
-    for (auto& event : m_draining.events) {
+    while (!m_stopping && m_draining.changes.size() > 0) {
+        auto const taken = m_draining.changes.take_event();
         auto const earlier = batch.size();
-        batch.resize(earlier + event.get_remaining());
-        event.provider->take_readings(
-            event, wanted, &clock::now, std::span{batch}.subspan(earlier));
-        batch[earlier].skipped += std::exchange(m_draining.dropped, 0);
-        if (!wanted.keeps_every_change() && &event != &m_draining.events.back()) {
-            continue;
-        }
-        if (!m_stopping) {
+        batch.resize(earlier + taken.changes.size());
+        make_readings(taken, wanted, std::span{batch}.subspan(earlier));
+        if (wanted.keeps_every_change() || m_draining.changes.size() == 0) {
             call(called, batch);
+            batch.clear();
         }
-        batch.clear();
     }
+}
+
+void consumer_session::impl::make_readings(
+    waiting_changes::stretch const& taken,
+    following const& wanted,
+    std::span<any_reading> readings) {
+    taken.provider->make_readings(taken, wanted, &clock::now, readings);
+    readings.front().skipped += std::exchange(m_draining.dropped, 0);
 }
 
 template <class Handler, class Argument>
@@ -119,7 +171,7 @@ void consumer_session::impl::tell_definition_change(definition_change const& cha
 }
 
 void consumer_session::impl::add_definition_change(definition_change const& change) {
-    m_handlers.add([self = shared_from_this(), change] {
+    add_handler([self = shared_from_this(), change] {
         if (auto const called = self->get_definition_handler()) {
             called(change);
         }
@@ -206,7 +258,7 @@ void consumer_session::impl::tell_status(
         }
         m_status_changed.notify_all();
     }
-    m_handlers.add([self = shared_from_this(), provider, status] {
+    add_handler([self = shared_from_this(), provider, status] {
         if (auto const called = self->get_status_handler()) {
             called(provider, status);
         }

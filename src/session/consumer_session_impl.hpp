@@ -262,11 +262,17 @@ private:
     void drop_handlers();
     void add_drain();
     void drain();
+    void drain_repeatedly();
+    void add_handler(handler_queue::handler called);
+    bool drain_all();
+    bool has_waiting() const;
     void drain(following& wanted);
     void drain_changes(following const& wanted, following::handler const& called);
-    void show_readings(
-        pending_event const& event, std::span<any_reading> taken, following::handler const& called);
     void drain_batches(following const& wanted, following::batch_handler const& called);
+    void make_readings(
+        waiting_changes::stretch const& taken,
+        following const& wanted,
+        std::span<any_reading> readings);
     template <class Handler, class Argument>
     void call(Handler const& handler, Argument const& argument) const;
     void tell_definition_change(definition_change const& change);

@@ -384,7 +384,7 @@ bool followed_provider::notify(std::vector<slot_position> const& changed) {
 
 bool followed_provider::deliver(std::vector<change_group>& groups) {
     for (auto& [wanted, changes] : groups) {
-        m_followed[wanted]->add({this, m_freshness.begin_reading(), std::move(changes)});
+        m_followed[wanted]->add(*this, m_freshness.begin_reading(), changes);
     }
     return !groups.empty();
 }
@@ -461,8 +461,7 @@ followed_provider::clock::time_point followed_provider::get_stale_since(slot con
 
 // All but the age of a stale reading.
 void followed_provider::fill_reading(slot const& shown, any_reading& result) const {
-    result.provider = m_identifier;
-    result.path = *shown.path;
+    name_reading(shown, result);
     shown.value.copy_to(result.value);
     result.quality =
         shown.is_received ? static_cast<variable_quality>(shown.quality) : variable_quality::bad;
@@ -470,6 +469,11 @@ void followed_provider::fill_reading(slot const& shown, any_reading& result) con
     result.freshness = is_live(shown)    ? freshness::live
                      : shown.is_received ? freshness::stale
                                          : freshness::never_received;
+}
+
+void followed_provider::name_reading(slot const& shown, any_reading& result) const {
+    result.provider = m_identifier;
+    result.path = *shown.path;
     result.stale_for = {};
     result.skipped = 0;
 }
@@ -500,29 +504,32 @@ std::vector<any_reading> followed_provider::get_readings(
     return result;
 }
 
-void followed_provider::take_readings(
-    pending_event& event,
+void followed_provider::make_readings(
+    waiting_changes::stretch const& taken,
     following const& wanted,
     clock::time_point (*now)(),
     std::span<any_reading> results) {
     std::scoped_lock const lock{m_mutex};
-    auto const is_still_live = m_freshness.is_live_since(event.losses);
-    for (auto& result : results) {
-        auto& change = event.changes[event.taken++];
+    auto const is_still_live = m_freshness.is_live_since(taken.losses);
+    auto result = results.begin();
+    for (auto const& change : taken.changes) {
         auto const& shown = m_slots[change.slot];
-        fill_reading(shown, result);
         if (wanted.keeps_every_change()) {
-            change.value.copy_to(result.value);
-            result.quality = static_cast<variable_quality>(change.quality);
-            result.when = change.when;
-            result.freshness =
-                change.is_live && is_still_live ? result.freshness : freshness::stale;
+            name_reading(shown, *result);
+            change.value.copy_to(result->value);
+            result->quality = static_cast<variable_quality>(change.quality);
+            result->when = change.when;
+            result->freshness = change.is_live && is_still_live && is_live(shown)
+                                  ? freshness::live
+                                  : freshness::stale;
         } else {
-            result.skipped = end_waiting(shown, wanted);
+            fill_reading(shown, *result);
+            result->skipped = end_waiting(shown, wanted);
         }
-        if (result.freshness == freshness::stale) {
-            result.stale_for = now() - get_stale_since(shown);
+        if (result->freshness == freshness::stale) {
+            result->stale_for = now() - get_stale_since(shown);
         }
+        ++result;
     }
 }
 
@@ -533,8 +540,8 @@ std::uint64_t followed_provider::end_waiting(slot const& shown, following const&
 }
 
 void followed_provider::update_freshness(
-    any_reading& shown, pending_event const& event, clock::time_point (*now)()) const {
-    if (shown.freshness != freshness::live || event.losses == m_losses) {
+    any_reading& shown, loss_count losses, clock::time_point (*now)()) const {
+    if (shown.freshness != freshness::live || losses == m_losses) {
         return;
     }
     std::scoped_lock const lock{m_mutex};

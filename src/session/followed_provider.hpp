@@ -120,21 +120,22 @@ public:
     [[nodiscard]] std::vector<any_reading> get_readings(
         following const& wanted, clock::time_point now) const CORVEL_HUB_EXCLUDES(m_mutex);
 
-    /// Makes the readings for changes that have waited, which no longer wait.
+    /// Makes the readings for changes that have waited.
     ///
-    /// @param event    The changes; the oldest ones are removed, as many as there are results.
+    /// @param taken    The changes.
     /// @param now      Called if a reading is stale, which few are.
-    /// @param results  Replaced; keep the memory of their texts.
-    void take_readings(
-        pending_event& event,
+    /// @param results  As many as there are changes. Replaced; keep the memory of their texts.
+    void make_readings(
+        waiting_changes::stretch const& taken,
         following const& wanted,
         clock::time_point (*now)(),
         std::span<any_reading> results) CORVEL_HUB_EXCLUDES(m_mutex);
 
-    /// Makes a live reading stale if something was lost after the event that has brought it. Costs
+    /// Makes a live reading stale if something was lost after the change that has brought it. Costs
     /// next to nothing otherwise.
-    void update_freshness(
-        any_reading& shown, pending_event const& event, clock::time_point (*now)()) const
+    ///
+    /// @param losses  Those before the change.
+    void update_freshness(any_reading& shown, loss_count losses, clock::time_point (*now)()) const
         CORVEL_HUB_EXCLUDES(m_mutex);
 
     // -- writing ----------------------------------------------------------------------------------
@@ -210,7 +211,7 @@ private:
     // The changes of one event for one following.
     struct change_group {
         followed_position wanted = 0;
-        std::vector<pending_change> changes{};
+        std::vector<waiting_change> changes{};
     };
 
     using slots_by_path = std::unordered_multimap<std::string_view, slot_position>;
@@ -278,6 +279,7 @@ private:
     [[nodiscard]] clock::time_point get_stale_since(slot const& shown) const
         CORVEL_HUB_REQUIRES(m_mutex);
     void fill_reading(slot const& shown, any_reading& result) const CORVEL_HUB_REQUIRES(m_mutex);
+    void name_reading(slot const& shown, any_reading& result) const CORVEL_HUB_REQUIRES(m_mutex);
     [[nodiscard]] any_reading make_reading(slot const& shown, clock::time_point now) const
         CORVEL_HUB_REQUIRES(m_mutex);
 };

@@ -43,23 +43,16 @@ std::shared_ptr<following::handlers const> following::get_handlers() const {
     return m_handlers;
 }
 
-void following::add(pending_event event) {
+void following::add(
+    followed_provider& provider,
+    waiting_changes::loss_count losses,
+    std::span<waiting_change> event) {
     std::scoped_lock const lock{m_mutex};
     m_has_waiting = true;
-    m_waiting_changes += event.changes.size();
-    m_waiting.events.push_back(std::move(event));
-    while (m_limit != 0 && m_waiting_changes > m_limit) {
-        drop_oldest();
-    }
-}
-
-void following::drop_oldest() {
-    auto& oldest = m_waiting.events.front();
-    ++oldest.taken;
-    --m_waiting_changes;
-    ++m_waiting.dropped;
-    if (oldest.get_remaining() == 0) {
-        m_waiting.events.pop_front();
+    m_waiting.changes.add(provider, losses, event);
+    while (m_limit != 0 && m_waiting.changes.size() > m_limit) {
+        m_waiting.changes.drop_oldest();
+        ++m_waiting.dropped;
     }
 }
 
@@ -72,11 +65,10 @@ bool following::has_waiting() const {
 }
 
 void following::take(waiting& taken) {
-    taken.events.clear();
+    taken.changes.clear();
     taken.dropped = 0;
     std::scoped_lock const lock{m_mutex};
     m_has_waiting = false;
-    m_waiting_changes = 0;
     std::swap(m_waiting, taken);
 }
 

@@ -5,48 +5,23 @@
 
 #pragma once
 
-#include "session/freshness_record.hpp"
-#include "session/packed_value.hpp"
 #include "session/path_pattern.hpp"
+#include "session/waiting_changes.hpp"
 #include <hub/detail/thread_annotations.hpp>
 #include <hub/session/reading.hpp>
 
 #include <atomic>
 #include <cstddef>
 #include <cstdint>
-#include <deque>
 #include <functional>
 #include <memory>
 #include <mutex>
 #include <optional>
+#include <span>
 #include <string>
 #include <vector>
 
 namespace arvenhold::corvel::hub {
-
-class followed_provider;
-
-/// A variable whose reading has changed.
-struct pending_change {
-    std::uint32_t slot = 0;
-    // Only if every change is kept; the reading is otherwise the one at the time of the call.
-    std::uint16_t quality = 0; // every variable_quality is below 65,536
-    bool is_live = false;      // false for the report of a loss
-    timestamp when{};
-    packed_value value{};
-};
-
-/// Changes of one provider that have happened together.
-struct pending_event {
-    followed_provider* provider = nullptr;
-    freshness_record::loss_count losses = 0; // those of the provider before the event
-    std::vector<pending_change> changes{};
-    std::size_t taken = 0; // how many of the first changes no longer wait
-
-    [[nodiscard]] std::size_t get_remaining() const {
-        return changes.size() - taken;
-    }
-};
 
 /// Called by the threads that receive values, and by the one that runs handlers.
 class following {
@@ -71,9 +46,9 @@ public:
         batch_handler batch;
     };
 
-    /// The events that have waited, in their order.
+    /// What has waited.
     struct waiting {
-        std::deque<pending_event> events;
+        waiting_changes changes;
         std::uint64_t dropped = 0; // before the first of them
     };
 
@@ -94,8 +69,11 @@ public:
     /// Never null.
     [[nodiscard]] std::shared_ptr<handlers const> get_handlers() const CORVEL_HUB_EXCLUDES(m_mutex);
 
-    /// Adds an event, which has at least one change.
-    void add(pending_event event) CORVEL_HUB_EXCLUDES(m_mutex);
+    /// Adds changes, see waiting_changes::add().
+    void add(
+        followed_provider& provider,
+        waiting_changes::loss_count losses,
+        std::span<waiting_change> event) CORVEL_HUB_EXCLUDES(m_mutex);
 
     /// Whether changes are wanted at all.
     [[nodiscard]] bool has_handler() const;
@@ -123,10 +101,7 @@ private:
     mutable std::mutex m_mutex;
     std::shared_ptr<handlers const> m_handlers CORVEL_HUB_GUARDED_BY(m_mutex);
     waiting m_waiting CORVEL_HUB_GUARDED_BY(m_mutex);
-    std::size_t m_waiting_changes CORVEL_HUB_GUARDED_BY(m_mutex) = 0;
     bool m_is_closed CORVEL_HUB_GUARDED_BY(m_mutex) = false;
-
-    void drop_oldest() CORVEL_HUB_REQUIRES(m_mutex);
 };
 
 } // namespace arvenhold::corvel::hub

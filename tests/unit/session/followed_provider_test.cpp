@@ -77,11 +77,12 @@ protected:
         following::waiting waiting;
         wanted.take(waiting);
         std::vector<any_reading> readings;
-        for (auto& event : waiting.events) {
-            std::vector<any_reading> taken(event.get_remaining());
-            provider.take_readings(
-                event, wanted, [] { return after(seconds{10}); }, taken);
-            readings.insert(readings.end(), taken.begin(), taken.end());
+        while (waiting.changes.size() > 0) {
+            auto const taken = waiting.changes.take_event();
+            std::vector<any_reading> made(taken.changes.size());
+            provider.make_readings(
+                taken, wanted, [] { return after(seconds{10}); }, made);
+            readings.insert(readings.end(), made.begin(), made.end());
         }
         return readings;
     }
@@ -160,18 +161,18 @@ TEST_F(oven, makes_a_reading_stale_that_was_taken_before_a_loss) {
     adopt(first);
     following::waiting waiting;
     wanted->take(waiting);
-    auto& event = waiting.events.front();
+    auto const taken = waiting.changes.take_event();
     auto const time = [] {
         return after(seconds{10});
     };
     std::vector<any_reading> readings(1);
-    provider.take_readings(event, *wanted, time, readings);
+    provider.make_readings(taken, *wanted, time, readings);
 
-    provider.update_freshness(readings[0], event, time);
+    provider.update_freshness(readings[0], taken.losses, time);
     EXPECT_EQ(readings[0].freshness, freshness::live);
 
     provider.lose(after(seconds{7}));
-    provider.update_freshness(readings[0], event, time);
+    provider.update_freshness(readings[0], taken.losses, time);
     EXPECT_EQ(readings[0].freshness, freshness::stale);
     EXPECT_EQ(readings[0].stale_for, seconds{3});
 }

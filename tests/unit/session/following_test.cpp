@@ -3,6 +3,8 @@
 
 #include "session/following.hpp"
 
+#include "session/followed_provider.hpp"
+
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
@@ -15,12 +17,13 @@ using testing::IsEmpty;
 
 following::interest const everything{path_pattern{"**"}, path_pattern{"**"}, std::nullopt};
 
-pending_event event_of(std::vector<std::uint32_t> const& slots) {
-    pending_event event;
-    for (auto const slot : slots) {
-        event.changes.emplace_back().slot = slot;
+void add(following& wanted, std::vector<std::uint32_t> const& slots) {
+    static followed_provider oven{"oven"};
+    std::vector<waiting_change> event(slots.size());
+    for (std::size_t position = 0; position < slots.size(); ++position) {
+        event[position].slot = slots[position];
     }
-    return event;
+    wanted.add(oven, 0, event);
 }
 
 following::waiting take(following& wanted) {
@@ -30,12 +33,12 @@ following::waiting take(following& wanted) {
 }
 
 // What waits of each event.
-std::vector<std::vector<std::size_t>> slots_of(following::waiting const& waiting) {
+std::vector<std::vector<std::size_t>> slots_of(following::waiting waiting) {
     std::vector<std::vector<std::size_t>> slots;
-    for (auto const& event : waiting.events) {
-        auto& remaining = slots.emplace_back();
-        for (auto next = event.taken; next < event.changes.size(); ++next) {
-            remaining.push_back(event.changes[next].slot);
+    while (waiting.changes.size() > 0) {
+        auto& event = slots.emplace_back();
+        for (auto const& change : waiting.changes.take_event().changes) {
+            event.push_back(change.slot);
         }
     }
     return slots;
@@ -43,8 +46,8 @@ std::vector<std::vector<std::size_t>> slots_of(following::waiting const& waiting
 
 TEST(following, keeps_events_in_their_order) {
     following wanted{everything, 10};
-    wanted.add(event_of({3, 1}));
-    wanted.add(event_of({2}));
+    add(wanted, {3, 1});
+    add(wanted, {2});
 
     auto const waiting = take(wanted);
 
@@ -55,9 +58,9 @@ TEST(following, keeps_events_in_their_order) {
 
 TEST(following, drops_the_oldest_changes_beyond_its_limit_and_counts_them) {
     following wanted{everything, 3};
-    wanted.add(event_of({0}));
-    wanted.add(event_of({1, 2}));
-    wanted.add(event_of({3, 4}));
+    add(wanted, {0});
+    add(wanted, {1, 2});
+    add(wanted, {3, 4});
 
     auto const waiting = take(wanted);
 
@@ -68,9 +71,9 @@ TEST(following, drops_the_oldest_changes_beyond_its_limit_and_counts_them) {
 
 TEST(following, counts_again_from_nothing_once_it_was_taken) {
     following wanted{everything, 2};
-    wanted.add(event_of({0, 1}));
+    add(wanted, {0, 1});
     take(wanted);
-    wanted.add(event_of({2, 3}));
+    add(wanted, {2, 3});
 
     EXPECT_THAT(slots_of(take(wanted)), ElementsAre(ElementsAre(2, 3)));
 }
