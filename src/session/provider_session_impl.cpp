@@ -12,6 +12,7 @@
 #include <hub/names.hpp>
 
 #include <algorithm>
+#include <deque>
 #include <random>
 #include <span>
 #include <stdexcept>
@@ -355,17 +356,19 @@ void provider_session_impl::send() {
         return;
     }
     m_sending = false;
-    std::vector<variable_change> batch;
-    std::size_t sent = 0;
+    std::deque<change_block> blocks; // what is left of them
+    std::size_t sent = 0;            // of the first one
     try {
-        batch = m_slots.take();
-        while (sent < batch.size()) {
-            auto const event = first_event_of(std::span{batch}.subspan(sent));
-            m_provider->publish(event);
-            sent += event.size();
+        for (blocks = m_slots.take(); !blocks.empty(); blocks.pop_front(), sent = 0) {
+            std::span<variable_change const> const block{blocks.front()};
+            while (sent < block.size()) {
+                auto const event = first_event_of(block.subspan(sent));
+                m_provider->publish(event);
+                sent += event.size();
+            }
         }
     } catch (std::exception const& error) {
-        m_slots.put_back(batch, sent);
+        m_slots.put_back(blocks, sent);
         replace({session_reason::sending_failed, plain_text(error.what(), m_access.client_secret)});
     }
 }

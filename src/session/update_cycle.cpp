@@ -14,11 +14,13 @@ namespace arvenhold::corvel::hub {
 struct update_cycle::changes {
     std::shared_ptr<provider_session_impl> session;
     timestamp when;
-    std::vector<variable_change> list;
+    change_block list;
 };
 
 update_cycle::update_cycle(std::shared_ptr<provider_session_impl> session, timestamp when)
-    : m_changes{std::make_unique<changes>(changes{std::move(session), when, {}})} {}
+    : m_changes{std::make_unique<changes>(changes{std::move(session), when, {}})} {
+    m_changes->list = m_changes->session->slots().make_block();
+}
 
 update_cycle::~update_cycle() = default;
 
@@ -29,7 +31,7 @@ void update_cycle::set(
     }
     packed_value given{std::move(value)};
     m_changes->session->slots().require_type(variable.m_position, given);
-    m_changes->list.push_back({variable.m_position, std::move(given), quality, m_changes->when});
+    m_changes->list.push_back({variable.m_position, quality, m_changes->when, std::move(given)});
 }
 
 void update_cycle::record() {

@@ -13,7 +13,7 @@
 namespace arvenhold::corvel::hub {
 
 variable_change variable_slots::recorded::as_change(position variable) const {
-    return {variable, value, static_cast<variable_quality>(quality), when};
+    return {variable, static_cast<variable_quality>(quality), when, value};
 }
 
 variable_slots::position variable_slots::add(
@@ -52,8 +52,7 @@ void variable_slots::freeze() {
 
 void variable_slots::keep_changes(position variable, std::size_t limit) {
     std::scoped_lock const lock{m_mutex};
-    m_queues.resize(std::max(m_queues.size(), variable + std::size_t{1}));
-    m_queues[variable].limit = limit;
+    m_backlog.keep(variable, limit);
     m_slots[variable].has_queue = true;
 }
 
@@ -61,21 +60,42 @@ void variable_slots::set(variable_change change) {
     require_type(change.position, change.value);
     std::scoped_lock const lock{m_mutex};
     record(std::move(change));
+    mark_changed(change.position);
 }
 
-void variable_slots::set(std::vector<variable_change> changes) {
+void variable_slots::set(change_block changes) {
+    m_update_size.store(changes.size(), std::memory_order_relaxed);
     std::scoped_lock const lock{m_mutex};
+    auto kept = changes.begin(); // before it those with a queue
     for (auto& change : changes) {
-        record(std::move(change));
+        auto const variable = change.position;
+        if (!m_slots[variable].has_queue) {
+            record(std::move(change));
+            mark_changed(variable);
+            continue;
+        }
+        record(change);
+        if (&*kept != &change) {
+            *kept = std::move(change);
+        }
+        ++kept;
     }
+    changes.erase(kept, changes.end());
+    m_backlog.add(std::move(changes));
 }
 
-void variable_slots::record(variable_change change) {
+change_block variable_slots::make_block() const {
+    change_block empty;
+    empty.reserve(m_update_size.load(std::memory_order_relaxed));
+    return empty;
+}
+
+template <class Change>
+void variable_slots::record(Change&& change) {
     auto& slot = m_slots[change.position];
-    slot.value = std::move(change.value);
+    slot.value = std::forward<Change>(change).value;
     slot.quality = static_cast<std::uint8_t>(change.quality);
     slot.when = change.when;
-    mark_changed(change.position);
 }
 
 void variable_slots::set_quality(position variable, variable_quality quality, timestamp when) {
@@ -93,101 +113,38 @@ void variable_slots::send_again(position variable) {
 void variable_slots::mark_changed(position variable) {
     auto& slot = m_slots[variable];
     if (slot.has_queue) {
-        enqueue(variable);
+        m_backlog.add(slot.as_change(variable));
     } else if (!slot.is_changed) {
         slot.is_changed = true;
         m_changed.push_back(variable);
     }
 }
 
-void variable_slots::enqueue(position variable) {
-    auto& queue = queue_of(variable);
-    auto& added = m_queued.emplace_back(m_slots[variable].as_change(variable));
-    added.begins_event = m_queued.size() == 1 || queue.last_event == m_events
-                      || added.when != std::prev(m_queued.end(), 2)->when;
-    if (added.begins_event) {
-        ++m_events;
-    }
-    queue.last_event = m_events;
-    if (queue.waiting < queue.limit) {
-        ++queue.waiting;
-        return;
-    }
-    ++queue.dropped;
-    ++queue.outdated;
-    ++m_outdated;
-    if (m_outdated > m_queued.size() / 2) {
-        remove_outdated();
-    }
-}
-
-// A take() leaves the queues as they are, so that it holds the lock for a moment only.
-variable_slots::change_queue& variable_slots::queue_of(position variable) {
-    auto& queue = m_queues[variable];
-    if (std::exchange(queue.takes, m_takes) != m_takes) {
-        queue.waiting = 0;
-    }
-    return queue;
-}
-
-// What begins an event hands that on to the next change.
-void variable_slots::remove_outdated() {
-    if (m_outdated == 0) {
-        return;
-    }
-    auto kept = m_queued.begin();
-    auto begins_event = false;
-    for (auto& change : m_queued) {
-        begins_event = begins_event || change.begins_event;
-        auto& outdated = m_queues[change.position].outdated;
-        if (outdated > 0) {
-            --outdated;
-            continue;
-        }
-        change.begins_event = std::exchange(begins_event, false);
-        *kept++ = std::move(change);
-    }
-    m_queued.erase(kept, m_queued.end());
-    m_outdated = 0;
-}
-
-std::vector<variable_change> variable_slots::take() {
+std::deque<change_block> variable_slots::take() {
     std::scoped_lock const lock{m_mutex};
-    remove_outdated();
-    ++m_takes;
-    auto batch = std::exchange(m_queued, {});
-    batch.reserve(batch.size() + m_changed.size());
+    auto blocks = m_backlog.take();
+    if (m_changed.empty()) {
+        return blocks;
+    }
+    if (blocks.empty()) {
+        blocks.emplace_back();
+    }
+    auto& last = blocks.back();
+    last.reserve(last.size() + m_changed.size());
     for (auto const variable : m_changed) {
         auto& slot = m_slots[variable];
         slot.is_changed = false;
         auto change = slot.as_change(variable);
-        change.begins_event = batch.empty() || change.when != batch.back().when;
-        batch.push_back(std::move(change));
+        change.begins_event = last.empty() || change.when != last.back().when;
+        last.push_back(std::move(change));
     }
     m_changed.clear();
-    return batch;
+    return blocks;
 }
 
-void variable_slots::put_back(std::vector<variable_change> const& batch, std::size_t first) {
+void variable_slots::put_back(std::deque<change_block> const& blocks, std::size_t first) {
     std::scoped_lock const lock{m_mutex};
-    std::vector<variable_change> returned; // the newest one first
-    for (auto next = batch.size(); next > first; --next) {
-        auto const& change = batch[next - 1];
-        if (!m_slots[change.position].has_queue) {
-            continue;
-        }
-        auto& queue = queue_of(change.position);
-        if (queue.waiting < queue.limit) {
-            ++queue.waiting;
-            returned.push_back(change);
-            continue;
-        }
-        ++queue.dropped; // the newer ones stay
-        if (!returned.empty() && change.begins_event) {
-            returned.back().begins_event = true;
-        }
-    }
-    m_queued.insert(m_queued.begin(), returned.rbegin(), returned.rend());
+    m_backlog.put_back(blocks, first);
 }
 
 std::vector<variable_state> variable_slots::get_states() {
@@ -203,8 +160,7 @@ std::vector<variable_state> variable_slots::get_states() {
              latest.quality,
              latest.when});
     }
-    remove_outdated();
-    std::for_each(m_queued.rbegin(), m_queued.rend(), [&states](auto const& waiting) {
+    m_backlog.for_each_backwards([&states](auto const& waiting) {
         auto& state = states[waiting.position]; // the oldest comes last
         state.value = waiting.value.get();
         state.quality = waiting.quality;
@@ -247,7 +203,7 @@ variable_value variable_slots::get(position variable) {
 
 std::uint64_t variable_slots::get_dropped_changes(position variable) {
     std::scoped_lock const lock{m_mutex};
-    return variable < m_queues.size() ? m_queues[variable].dropped : 0;
+    return m_backlog.get_dropped(variable);
 }
 
 std::uint32_t variable_slots::get_content_hash() const {

@@ -3,13 +3,16 @@
 
 #pragma once
 
+#include "session/change_backlog.hpp"
 #include "session/content_hash.hpp"
 #include "session/packed_value.hpp"
 #include <hub/common.hpp>
 #include <hub/detail/thread_annotations.hpp>
 
+#include <atomic>
 #include <cstddef>
 #include <cstdint>
+#include <deque>
 #include <mutex>
 #include <optional>
 #include <string>
@@ -18,15 +21,6 @@
 #include <vector>
 
 namespace arvenhold::corvel::hub {
-
-/// A change of a variable; `position` is its place in the order of declaration.
-struct variable_change {
-    std::uint32_t position = 0;
-    packed_value value;
-    variable_quality quality = variable_quality::good;
-    timestamp when;
-    bool begins_event = false; ///< Set by variable_slots::take().
-};
 
 /// What a variable is registered with.
 struct variable_state {
@@ -43,11 +37,8 @@ struct variable_state {
 /// Variables are added on one thread, before any other operation is called on another one. All
 /// other operations may be called from any thread.
 ///
-/// 1. `m_changed` lists the variables without a queue that have changed since the last take(), in the
-///    order of their first change.
-/// 2. `m_queued` has the changes of variables with a queue, in their order, and where an event
-///    begins. Of each variable, the oldest ones may be outdated, because there are more than its
-///    limit; they are at most half of all.
+/// `m_changed` lists the variables without a queue that have changed since the last take(), in the
+/// order of their first change; `m_backlog` has the changes of the others.
 class variable_slots {
 public:
     using position = std::uint32_t;
@@ -73,8 +64,13 @@ public:
     ///                                recorded.
     void set(variable_change change) CORVEL_HUB_EXCLUDES(m_mutex);
 
-    /// Records changes, each of its variable's type, so that take() returns all or none of them.
-    void set(std::vector<variable_change> changes) CORVEL_HUB_EXCLUDES(m_mutex);
+    /// Records changes of one time, each of its variable's type, so that take() returns all or none
+    /// of them.
+    void set(change_block changes) CORVEL_HUB_EXCLUDES(m_mutex);
+
+    /// Returns an empty block with room for as many changes as the latest update had: the next one
+    /// mostly has as many.
+    [[nodiscard]] change_block make_block() const;
 
     /// Records a quality for the latest value.
     void set_quality(position variable, variable_quality quality, timestamp when)
@@ -83,14 +79,13 @@ public:
     /// Lists the variable as changed although it is not.
     void send_again(position variable) CORVEL_HUB_EXCLUDES(m_mutex);
 
-    /// Removes and returns all changes, in the order in which they are to be sent, and marks where an
-    /// event begins: an event has changes of one time and of different variables. Those of variables
+    /// Removes and returns all changes, in the order in which they are to be sent. Those of variables
     /// with a queue come first.
-    std::vector<variable_change> take() CORVEL_HUB_EXCLUDES(m_mutex);
+    std::deque<change_block> take() CORVEL_HUB_EXCLUDES(m_mutex);
 
-    /// Takes back what could not be sent, from `first` on: into the queues of variables that have
-    /// one. Of the others a registration restores the latest value.
-    void put_back(std::vector<variable_change> const& batch, std::size_t first)
+    /// Takes back what could not be sent, see change_backlog::put_back(). Of variables without a
+    /// queue, a registration restores the latest value.
+    void put_back(std::deque<change_block> const& blocks, std::size_t first)
         CORVEL_HUB_EXCLUDES(m_mutex);
 
     /// Returns the latest state of all variables in the order of declaration; of a variable with a
@@ -128,34 +123,19 @@ private:
         [[nodiscard]] variable_change as_change(position variable) const;
     };
 
-    struct change_queue {
-        std::size_t limit = 0;
-        std::size_t waiting = 0; // since the take() with number `takes`
-        std::uint64_t takes = 0;
-        std::uint64_t last_event = 0; // the one that got a change of it last
-        std::size_t outdated = 0;     // that m_queued still has
-        std::uint64_t dropped = 0;
-    };
-
     std::unordered_set<std::string> m_paths; // empty once frozen
+    std::atomic<std::size_t> m_update_size{0};
 
     mutable std::mutex m_mutex;
     std::vector<recorded> m_slots;                          // see recorded
     std::string m_path_text CORVEL_HUB_GUARDED_BY(m_mutex); // all paths, one after the other
     std::vector<position> m_changed CORVEL_HUB_GUARDED_BY(m_mutex); // has room for all
-    std::vector<variable_change> m_queued CORVEL_HUB_GUARDED_BY(m_mutex);
-    std::size_t m_outdated CORVEL_HUB_GUARDED_BY(m_mutex) = 0; // in m_queued
-    std::vector<change_queue> m_queues
-        CORVEL_HUB_GUARDED_BY(m_mutex);                        // by position, up to the last
-    std::uint64_t m_events CORVEL_HUB_GUARDED_BY(m_mutex) = 0; // how many m_queued has begun
-    std::uint64_t m_takes CORVEL_HUB_GUARDED_BY(m_mutex) = 0;
+    change_backlog m_backlog CORVEL_HUB_GUARDED_BY(m_mutex);
 
     std::string_view path_of(position variable) const CORVEL_HUB_REQUIRES(m_mutex);
-    void record(variable_change change) CORVEL_HUB_REQUIRES(m_mutex);
+    template <class Change>
+    void record(Change&& change) CORVEL_HUB_REQUIRES(m_mutex);
     void mark_changed(position variable) CORVEL_HUB_REQUIRES(m_mutex);
-    void enqueue(position variable) CORVEL_HUB_REQUIRES(m_mutex);
-    change_queue& queue_of(position variable) CORVEL_HUB_REQUIRES(m_mutex);
-    void remove_outdated() CORVEL_HUB_REQUIRES(m_mutex);
 };
 
 } // namespace arvenhold::corvel::hub

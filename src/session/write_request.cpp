@@ -49,9 +49,9 @@ void any_write_request::accept_as(variable_value value) {
     auto& session = *m_pending->session;
     session.slots().set(
         {m_pending->variable,
-         packed_value{std::move(value)},
          variable_quality::good,
-         m_pending->when});
+         m_pending->when,
+         packed_value{std::move(value)}});
     m_pending->is_answered = true;
     session.send_changes();
 }

@@ -176,6 +176,29 @@ TEST_F(session_during_outages, repairs_two_sessions_of_one_process) {
     EXPECT_TRUE(becomes_live(temperature, 20.0));
 }
 
+TEST_F(session_during_outages, tells_that_a_provider_is_lost_after_its_stale_values) {
+    start_oven(77, 20.0);
+    recorded<std::string> told;
+    temperature.on_change([&](auto const& now) {
+        told.add(now.freshness == freshness::live ? "live" : "stale");
+        if (now.value == 21.0 && now.freshness == freshness::live) {
+            oven.reset(); // while the session's thread is busy
+            EXPECT_TRUE(await([&] { return temperature.now().freshness == freshness::stale; }));
+        }
+    });
+    watcher.set_status_handler([&](auto const& provider, auto const& status) {
+        if (provider == "oven" && status.state == session_state::degraded) {
+            told.add("lost");
+        }
+    });
+    start();
+
+    publish_temperature(21.0);
+
+    ASSERT_TRUE(told.wait_for("lost"));
+    EXPECT_THAT(told.get(), testing::ElementsAre("live", "live", "stale", "lost"));
+}
+
 TEST_F(session_during_outages, tells_loss_and_return_in_order_with_the_values) {
     start_oven(77, 20.0);
     recorded<shown> told;

@@ -22,6 +22,14 @@ constexpr auto read_only = variable_permissions::read_only;
 constexpr timestamp at_noon{std::chrono::hours{12}};
 constexpr timestamp at_one{std::chrono::hours{13}};
 
+change_block all_of(std::deque<change_block> const& blocks) {
+    change_block all;
+    for (auto const& block : blocks) {
+        all.insert(all.end(), block.begin(), block.end());
+    }
+    return all;
+}
+
 class two_slots : public testing::Test {
 protected:
     variable_slots slots;
@@ -30,12 +38,12 @@ protected:
         slots.add("mode", std::string{"idle"}, variable_permissions::read_write, at_noon);
 
     void set_speed(double value) {
-        slots.set({speed, packed_value{value}, good, at_one});
+        slots.set({speed, good, at_one, packed_value{value}});
     }
 
     std::vector<variable_value> take_values() {
         std::vector<variable_value> values;
-        for (auto const& change : slots.take()) {
+        for (auto const& change : all_of(slots.take())) {
             values.push_back(change.value.get());
         }
         return values;
@@ -71,7 +79,7 @@ TEST_F(two_slots, give_the_latest_change_once) {
     set_speed(2.0);
     set_speed(3.0);
 
-    auto const batch = slots.take();
+    auto const batch = all_of(slots.take());
 
     ASSERT_THAT(batch, SizeIs(1));
     EXPECT_EQ(batch[0].position, speed);
@@ -83,9 +91,9 @@ TEST_F(two_slots, give_the_latest_change_once) {
 }
 
 TEST_F(two_slots, give_changes_in_the_order_of_the_first) {
-    slots.set({mode, packed_value{std::string{"run"}}, good, at_one});
+    slots.set({mode, good, at_one, packed_value{std::string{"run"}}});
     set_speed(2.0);
-    slots.set({mode, packed_value{std::string{"stop"}}, good, at_one});
+    slots.set({mode, good, at_one, packed_value{std::string{"stop"}}});
 
     EXPECT_THAT(
         take_values(), ElementsAre(variable_value{std::string{"stop"}}, variable_value{2.0}));
@@ -93,15 +101,15 @@ TEST_F(two_slots, give_changes_in_the_order_of_the_first) {
 
 TEST_F(two_slots, record_several_changes_at_once) {
     slots.set(
-        {{speed, packed_value{2.0}, good, at_one},
-         {mode, packed_value{std::string{"run"}}, good, at_one}});
+        {{speed, good, at_one, packed_value{2.0}},
+         {mode, good, at_one, packed_value{std::string{"run"}}}});
 
-    EXPECT_THAT(slots.take(), SizeIs(2));
+    EXPECT_THAT(all_of(slots.take()), SizeIs(2));
 }
 
 TEST_F(two_slots, refuse_another_type_in_words) {
     try {
-        slots.set({mode, packed_value{2.0}, good, at_one});
+        slots.set({mode, good, at_one, packed_value{2.0}});
         FAIL() << "nothing was thrown";
     } catch (std::invalid_argument const& refused) {
         EXPECT_STREQ(refused.what(), "the variable \"mode\" cannot have a value of type double");
@@ -112,7 +120,7 @@ TEST_F(two_slots, refuse_another_type_in_words) {
 TEST_F(two_slots, give_a_quality_with_the_latest_value) {
     slots.set_quality(speed, variable_quality::bad, at_one);
 
-    auto const batch = slots.take();
+    auto const batch = all_of(slots.take());
 
     ASSERT_THAT(batch, SizeIs(1));
     EXPECT_EQ(batch[0].value.get(), variable_value{1.5});
@@ -123,7 +131,7 @@ TEST_F(two_slots, give_a_quality_with_the_latest_value) {
 TEST_F(two_slots, give_what_is_sent_again_as_it_is) {
     slots.send_again(speed);
 
-    auto const batch = slots.take();
+    auto const batch = all_of(slots.take());
 
     ASSERT_THAT(batch, SizeIs(1));
     EXPECT_EQ(batch[0].value.get(), variable_value{1.5});
@@ -213,9 +221,9 @@ TEST_F(queued_slot, takes_back_no_more_than_fits) {
 }
 
 // The values of each event, separated by spaces; events by semicolons.
-std::string events_of(std::vector<variable_change> const& batch) {
+std::string events_of(std::deque<change_block> const& blocks) {
     std::string text;
-    for (auto const& change : batch) {
+    for (auto const& change : all_of(blocks)) {
         text += change.begins_event && !text.empty() ? "; " : text.empty() ? "" : " ";
         text += std::to_string(std::get<std::int64_t>(change.value.get()));
     }
@@ -231,7 +239,7 @@ protected:
 
     void set_both(std::int64_t value, timestamp when) {
         slots.set(
-            {{left, packed_value{value}, good, when}, {right, packed_value{value}, good, when}});
+            {{left, good, when, packed_value{value}}, {right, good, when, packed_value{value}}});
     }
 
     variable_slots slots;
@@ -267,7 +275,7 @@ TEST_F(two_queued_slots, begin_an_event_with_what_is_left_of_it) {
     set_both(1, at_noon);
     set_both(2, at_one);
     for (std::int64_t value = 3; value < 5; ++value) {
-        slots.set({left, packed_value{value}, good, at_one});
+        slots.set({left, good, at_one, packed_value{value}});
     }
 
     EXPECT_EQ(events_of(slots.take()), "1; 2 2; 3; 4");
@@ -287,9 +295,30 @@ TEST_F(two_queued_slots, give_events_together_also_after_they_were_put_back) {
 TEST_F(two_queued_slots, share_an_event_with_a_variable_without_a_queue) {
     auto const plain = slots.add("plain", std::int64_t{0}, read_only, at_noon);
     set_both(1, at_noon);
-    slots.set({plain, packed_value{std::int64_t{2}}, good, at_noon});
+    slots.set({plain, good, at_noon, packed_value{std::int64_t{2}}});
 
     EXPECT_EQ(events_of(slots.take()), "1 1 2");
+}
+
+TEST_F(two_queued_slots, share_the_event_of_an_update_with_a_variable_without_a_queue) {
+    auto const plain = slots.add("plain", std::int64_t{0}, read_only, at_noon);
+    set_both(1, at_noon);
+    slots.set(
+        {{left, good, at_one, packed_value{std::int64_t{2}}},
+         {plain, good, at_one, packed_value{std::int64_t{4}}},
+         {right, good, at_one, packed_value{std::int64_t{3}}}});
+
+    EXPECT_EQ(events_of(slots.take()), "1 1; 2 3 4");
+    EXPECT_EQ(slots.get(right), variable_value{std::int64_t{3}});
+}
+
+TEST_F(two_queued_slots, give_no_event_with_two_changes_of_a_variable_in_one_update) {
+    slots.set(
+        {{left, good, at_one, packed_value{std::int64_t{1}}},
+         {left, good, at_one, packed_value{std::int64_t{2}}},
+         {right, good, at_one, packed_value{std::int64_t{3}}}});
+
+    EXPECT_EQ(events_of(slots.take()), "1; 2 3");
 }
 
 TEST_F(two_slots, keep_paths_and_changes_when_they_are_frozen) {

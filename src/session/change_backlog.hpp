@@ -1,0 +1,101 @@
+// SPDX-FileCopyrightText: 2026 Arvenhold
+// SPDX-License-Identifier: Apache-2.0
+
+#pragma once
+
+#include "session/packed_value.hpp"
+#include <hub/common.hpp>
+
+#include <cstddef>
+#include <cstdint>
+#include <deque>
+#include <vector>
+
+namespace arvenhold::corvel::hub {
+
+/// A change of a variable; `position` is its place in the order of declaration.
+struct variable_change {
+    std::uint32_t position = 0;
+    variable_quality quality = variable_quality::good;
+    timestamp when;
+    [[no_unique_address]] packed_value value; // what follows lies in its padding
+    bool begins_event = false; ///< Set by change_backlog and variable_slots::take().
+};
+
+static_assert(sizeof(variable_change) == 32);
+
+/// Successive changes. The first one begins an event, which has changes of one time and of different
+/// variables.
+using change_block = std::vector<variable_change>;
+
+/// All changes of the variables with a queue, from being recorded until they are sent. Guarded by its
+/// owner's lock.
+///
+/// They are in blocks, and the changes of an update stay in the block in which they were collected:
+/// what was written last is then still in the processor's caches when it is sent, and its memory is
+/// used again soon.
+///
+/// Of each variable, the oldest changes may be outdated, because there are more than its limit; they
+/// are at most half of all.
+class change_backlog {
+public:
+    using position = std::uint32_t;
+
+    /// Keeps up to `limit` changes of a variable.
+    void keep(position variable, std::size_t limit);
+
+    /// Appends a change of a variable with a queue.
+    void add(variable_change change);
+
+    /// Appends changes of variables with a queue, which begin an event.
+    void add(change_block changes);
+
+    /// Removes and returns all.
+    std::deque<change_block> take();
+
+    /// Takes back what could not be sent, from the change at `first` of the first block on, and
+    /// only of variables with a queue.
+    void put_back(std::deque<change_block> const& blocks, std::size_t first);
+
+    /// Calls a function with each change that is not outdated, the latest one first.
+    template <class Function>
+    void for_each_backwards(Function&& called);
+
+    [[nodiscard]] std::uint64_t get_dropped(position variable) const;
+
+private:
+    struct change_queue {
+        std::size_t limit = 0;   // 0 for a variable without a queue
+        std::size_t waiting = 0; // since the take() with number `takes`
+        std::uint64_t takes = 0;
+        std::uint64_t last_event = 0; // the one that got a change of it last
+        std::size_t outdated = 0;     // of those in m_blocks
+        std::uint64_t dropped = 0;
+    };
+
+    std::deque<change_block> m_blocks;  // none is empty
+    std::size_t m_size = 0;             // of all blocks together
+    std::size_t m_outdated = 0;         // of them
+    std::vector<change_queue> m_queues; // by position, up to the last
+    std::uint64_t m_events = 0;         // how many have begun
+    std::uint64_t m_takes = 0;
+
+    change_queue& queue_of(position variable);
+    void note(variable_change& added, bool begins_event);
+    void remove_outdated();
+    void remove_outdated(change_block& block);
+    void limit_outdated();
+    void put_back(variable_change const& change, change_block& returned);
+};
+
+template <class Function>
+void change_backlog::for_each_backwards(Function&& called) {
+    remove_outdated();
+    for (auto block = m_blocks.rbegin(); block != m_blocks.rend(); ++block) {
+        for (auto change = block->rbegin(); change != block->rend(); ++change) {
+            called(*change);
+        }
+    }
+}
+
+} // namespace arvenhold::corvel::hub
