@@ -19,7 +19,7 @@ struct variable_change {
     variable_quality quality = variable_quality::good;
     timestamp when;
     [[no_unique_address]] packed_value value; // what follows lies in its padding
-    bool begins_event = false; ///< Set by change_backlog and variable_slots::take().
+    bool begins_event = false;                ///< Set by change_backlog and variable_slots::take().
 };
 
 static_assert(sizeof(variable_change) == 32);

@@ -36,13 +36,6 @@ hub_access with_link_options(hub_access access, session_settings const& settings
     return access;
 }
 
-// Returns what is sent in the first event of several.
-std::span<variable_change const> first_event_of(std::span<variable_change const> changes) {
-    auto const next = std::find_if(
-        changes.begin() + 1, changes.end(), [](auto const& change) { return change.begins_event; });
-    return {changes.begin(), next};
-}
-
 // Runs a step on the session's thread, unless the session is gone by then.
 template <class Step>
 void post_if_alive(
@@ -362,9 +355,7 @@ void provider_session_impl::send() {
         for (blocks = m_slots.take(); !blocks.empty(); blocks.pop_front(), sent = 0) {
             std::span<variable_change const> const block{blocks.front()};
             while (sent < block.size()) {
-                auto const event = first_event_of(block.subspan(sent));
-                m_provider->publish(event);
-                sent += event.size();
+                sent += m_provider->publish_event(block.subspan(sent));
             }
         }
     } catch (std::exception const& error) {

@@ -78,20 +78,25 @@ std::optional<failure> registered_provider::find_failure() {
         session_reason::registry_silent, "the registry has restarted and gave no verdict in time"};
 }
 
-void registered_provider::publish(std::span<variable_change const> changes) {
-    record(changes);
+std::size_t registered_provider::publish_event(std::span<variable_change const> changes) {
+    auto const count = record_event(changes);
     m_provider.publish(changes.front().when);
+    return count;
 }
 
-void registered_provider::record(std::span<variable_change const> changes) {
+std::size_t registered_provider::record_event(std::span<variable_change const> changes) {
     std::scoped_lock const lock{*m_list};
-    for (auto const& change : changes) {
+    std::size_t count = 0;
+    do {
+        auto const& change = changes[count];
         auto& variable = *m_variables[change.position];
         variable.set_value(change.value.get(), change.when);
         if (std::exchange(m_qualities[change.position], change.quality) != change.quality) {
             variable.set_quality(change.quality, change.when);
         }
-    }
+        ++count;
+    } while (count < changes.size() && !changes[count].begins_event);
+    return count;
 }
 
 void registered_provider::receive_command(

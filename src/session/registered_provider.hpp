@@ -12,6 +12,7 @@
 #include <hub/variable_list.hpp>
 #include <hub/variable_write_command.hpp>
 
+#include <cstddef>
 #include <cstdint>
 #include <functional>
 #include <memory>
@@ -68,12 +69,12 @@ public:
     /// Returns why the provider is of no use any more; nothing while it is.
     std::optional<failure> find_failure();
 
-    /// Sends changes of different variables in one event.
+    /// Sends the first event of some changes, which begin one.
     ///
-    /// @param changes  All with the same time.
+    /// @return how many of the changes that were.
     ///
-    /// @throws std::exception  They were not sent. The object is of no use any more.
-    void publish(std::span<variable_change const> changes);
+    /// @throws std::exception  It was not sent. The object is of no use any more.
+    std::size_t publish_event(std::span<variable_change const> changes);
 
 private:
     std::string const m_identifier;
@@ -86,7 +87,7 @@ private:
     provider m_provider; // destroyed first: afterwards no callback runs
 
     void register_variables(std::vector<variable_state> states, std::uint32_t version);
-    void record(std::span<variable_change const> changes);
+    std::size_t record_event(std::span<variable_change const> changes);
     void receive(variable_write_command const& command);
 
     static void receive_command(

@@ -217,14 +217,7 @@ std::uint32_t variable_slots::get_content_hash() const {
     return content_hash(std::move(signatures));
 }
 
-bool variable_slots::has_type_of(position variable, std::size_t type) const {
-    return type == m_slots[variable].type;
-}
-
-void variable_slots::require_type(position variable, packed_value const& value) const {
-    if (has_type_of(variable, value.index())) {
-        return;
-    }
+void variable_slots::throw_type_error(position variable, packed_value const& value) const {
     throw std::invalid_argument{
         "the variable \"" + get_path(variable) + "\" cannot have a value of type "
         + std::string{type_name_of(value.get())}};

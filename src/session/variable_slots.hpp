@@ -102,10 +102,16 @@ public:
     std::uint32_t get_content_hash() const CORVEL_HUB_EXCLUDES(m_mutex);
 
     /// @param type  The index of the alternative of variable_value.
-    bool has_type_of(position variable, std::size_t type) const;
+    bool has_type_of(position variable, std::size_t type) const {
+        return type == m_slots[variable].type;
+    }
 
     /// @throws std::invalid_argument  The value has another type than the variable.
-    void require_type(position variable, packed_value const& value) const;
+    void require_type(position variable, packed_value const& value) const {
+        if (!has_type_of(variable, value.index())) {
+            throw_type_error(variable, value);
+        }
+    }
 
 private:
     // As small as possible: there may be a hundred thousand. The type and the permissions are fixed
@@ -133,6 +139,7 @@ private:
     change_backlog m_backlog CORVEL_HUB_GUARDED_BY(m_mutex);
 
     std::string_view path_of(position variable) const CORVEL_HUB_REQUIRES(m_mutex);
+    [[noreturn]] void throw_type_error(position variable, packed_value const& value) const;
     template <class Change>
     void record(Change&& change) CORVEL_HUB_REQUIRES(m_mutex);
     void mark_changed(position variable) CORVEL_HUB_REQUIRES(m_mutex);
