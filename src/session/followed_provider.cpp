@@ -139,7 +139,7 @@ bool followed_provider::is_of(bindings::const_iterator bound, variable_id id) co
 // Returns whether what the connection holds was published.
 bool followed_provider::note_published(variable_id changed) {
     if (m_write && m_write->id == changed) {
-        m_write->is_published = true; // the connection may hold what was written
+        ++m_write->events; // the connection may hold what was written
         return false;
     }
     show_to_watches(changed, true);
@@ -559,12 +559,17 @@ void followed_provider::begin_write(variable_id written, std::shared_ptr<write_w
     }
 }
 
+std::size_t followed_provider::count_write_events() const {
+    std::scoped_lock const lock{m_mutex};
+    return m_write ? m_write->events : 0;
+}
+
 bool followed_provider::end_write(provider_connection const* source, variable_id written) {
     std::scoped_lock const lock{m_mutex};
     if (source != m_attachment.connection.get() || !m_write) {
         return false; // adopting the next connection ends the write
     }
-    auto const is_published = m_write->is_published;
+    auto const is_published = m_write->events > 0;
     m_write.reset();
     show_to_watches(written, is_published);
     std::vector<slot_position> changed;

@@ -147,6 +147,9 @@ public:
     void begin_write(variable_id written, std::shared_ptr<write_watch> watch)
         CORVEL_HUB_EXCLUDES(m_mutex);
 
+    /// Returns how many events have published the variable since it was written.
+    [[nodiscard]] std::size_t count_write_events() const CORVEL_HUB_EXCLUDES(m_mutex);
+
     /// The variable was read again after it was written.
     bool end_write(provider_connection const* source, variable_id written)
         CORVEL_HUB_EXCLUDES(m_mutex);
@@ -197,7 +200,7 @@ private:
     // A write that was sent, until the variable has been read again.
     struct active_write {
         variable_id id;
-        bool is_published = false; // by an event since it began
+        std::size_t events = 0; // that have published it since
     };
 
     // What a slot was before a definition was adopted, and the type of its variable in that.

@@ -121,6 +121,49 @@ TEST_F(played_providers, become_stale_alone_by_a_malformed_message) {
     watcher.stop();
 }
 
+// The answer was made before the value was written, and its time is later than that of the event.
+TEST_F(played_providers, confirm_a_write_whose_event_overtakes_an_older_answer) {
+    auto const reply_at = [](double temperature, std::string const& note, std::int64_t second) {
+        return wire::read_reply(
+            fingerprint,
+            {wire::at({second, 0}, wire::item(1, temperature)),
+             wire::at({second, 0}, wire::item(2, note))});
+    };
+    consumer_session watcher{"watcher", access(), settings(), variable_permissions::read_write};
+    auto const temperature = watcher.follow<double>("healthy", "temperature");
+    auto const note = watcher.follow<std::string>("healthy", "note");
+    std::atomic<bool> is_writing{false};
+    std::atomic<int> answers_to_write{0};
+    hub.peer.on_message(
+        "v1.loc.healthy.vars.cmd.write", [&](auto const& /*command*/) { is_writing = true; });
+    answer_reads("healthy", [&] {
+        if (!is_writing) {
+            return reply_at(60.0, "none", 2);
+        }
+        if (++answers_to_write > 1) {
+            return reply_at(70.0, "written", 1);
+        }
+        hub.peer.publish(
+            "v1.loc.healthy.vars.evt.changed",
+            wire::change_event(
+                fingerprint,
+                {wire::at({1, 0}, wire::item(1, 70.0)),
+                 wire::at({1, 0}, wire::item(2, std::string{"written"}))}));
+        EXPECT_TRUE(await([&] { return note.now().value == "written"; }));
+        return reply_at(60.0, "none", 2);
+    });
+    watcher.start();
+    ASSERT_TRUE(becomes(temperature, {60.0, freshness::live}));
+
+    is_writing = true;
+    EXPECT_EQ(
+        watcher.write_and_confirm("healthy", "temperature", 70.0, std::chrono::seconds{30}),
+        write_outcome::confirmed);
+
+    EXPECT_TRUE(becomes(temperature, {70.0, freshness::live}));
+    watcher.stop();
+}
+
 TEST_F(played_providers, return_while_another_one_that_has_failed_does_not_answer) {
     std::atomic<int> odd_reads{0};
     recorded<std::string> unanswered;
