@@ -1,7 +1,7 @@
 // SPDX-FileCopyrightText: 2026 Arvenhold
 // SPDX-License-Identifier: Apache-2.0
 
-#include "reliability/cutting_proxy.hpp"
+#include "dev_hub/cutting_proxy.hpp"
 #include "reliability/load.hpp"
 #include "reliability/row.hpp"
 #include "reliability/world.hpp"
@@ -49,7 +49,7 @@ class mute_world {
 public:
     // Both applications reach the server through the proxy.
     mute_world()
-        : m_proxy{m_hub.get_nats_server().get_url()}
+        : m_proxy{m_hub.get_nats_server().get_port()}
         , m_providing{m_hub, "boiler", variable_count, {m_proxy.get_url()}}
         , m_consuming{m_hub, "monitor", "boiler", {m_proxy.get_url()}} {}
 
@@ -77,7 +77,7 @@ public:
 
 private:
     dev::dev_hub m_hub;
-    cutting_proxy m_proxy;
+    dev::cutting_proxy m_proxy;
     providing_application m_providing;
     consuming_application m_consuming;
     milliseconds m_longest_recovery{};

@@ -68,7 +68,7 @@ void freeze_server(session_world& world, milliseconds outage) {
     server.thaw();
 }
 
-void cut(cutting_proxy& proxy, milliseconds outage) {
+void cut(dev::cutting_proxy& proxy, milliseconds outage) {
     proxy.cut();
     wait(outage);
     proxy.repair();

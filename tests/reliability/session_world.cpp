@@ -72,9 +72,9 @@ session_world::session_world(world_limits const& limits, world_size const& size,
     rotate_secret(first_secret);
     tell_secret(first_secret);
     if (size.has_proxies) {
-        auto const url = m_hub.get_nats_server().get_url();
-        m_watchers_proxy = std::make_unique<cutting_proxy>(url);
-        m_providers_proxy = std::make_unique<cutting_proxy>(url);
+        auto const port = m_hub.get_nats_server().get_port();
+        m_watchers_proxy = std::make_unique<dev::cutting_proxy>(port);
+        m_providers_proxy = std::make_unique<dev::cutting_proxy>(port);
     }
     for (unsigned number = 0; number < size.providers; ++number) {
         m_providers.push_back(std::make_unique<providing>(number));
@@ -165,11 +165,11 @@ dev::dev_hub& session_world::get_hub() {
     return m_hub;
 }
 
-cutting_proxy& session_world::get_watchers_proxy() {
+dev::cutting_proxy& session_world::get_watchers_proxy() {
     return *m_watchers_proxy;
 }
 
-cutting_proxy& session_world::get_providers_proxy() {
+dev::cutting_proxy& session_world::get_providers_proxy() {
     return *m_providers_proxy;
 }
 
@@ -257,7 +257,7 @@ bool session_world::is_recovered() {
     });
 }
 
-std::string session_world::url_through(cutting_proxy const* proxy) {
+std::string session_world::url_through(dev::cutting_proxy const* proxy) {
     return proxy != nullptr ? proxy->get_url() : m_hub.get_nats_server().get_url();
 }
 

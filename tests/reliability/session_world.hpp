@@ -7,8 +7,8 @@
 #pragma once
 
 #include "dev_hub/child_process.hpp"
+#include "dev_hub/cutting_proxy.hpp"
 #include "dev_hub/dev_hub.hpp"
-#include "reliability/cutting_proxy.hpp"
 #include "reliability/reading_witness.hpp"
 #include <hub/session/consumer_session.hpp>
 
@@ -53,8 +53,8 @@ public:
     void stop_clients();
 
     [[nodiscard]] dev::dev_hub& get_hub();
-    [[nodiscard]] cutting_proxy& get_watchers_proxy();
-    [[nodiscard]] cutting_proxy& get_providers_proxy();
+    [[nodiscard]] dev::cutting_proxy& get_watchers_proxy();
+    [[nodiscard]] dev::cutting_proxy& get_providers_proxy();
     [[nodiscard]] world_limits const& get_limits() const;
 
     // Providers are numbered from 0 on.
@@ -100,8 +100,8 @@ private:
     std::string m_secret_path = m_secret.get_path();
     reading_witness m_witness;
     dev::dev_hub m_hub;
-    std::unique_ptr<cutting_proxy> m_watchers_proxy;
-    std::unique_ptr<cutting_proxy> m_providers_proxy;
+    std::unique_ptr<dev::cutting_proxy> m_watchers_proxy;
+    std::unique_ptr<dev::cutting_proxy> m_providers_proxy;
     std::vector<std::unique_ptr<providing>> m_providers;
     std::chrono::milliseconds m_longest_recovery{};
 
@@ -112,7 +112,7 @@ private:
 
     void look_again_and_again();
     bool is_recovered();
-    [[nodiscard]] std::string url_through(cutting_proxy const* proxy);
+    [[nodiscard]] std::string url_through(dev::cutting_proxy const* proxy);
     std::string describe_watchers();
 };
 

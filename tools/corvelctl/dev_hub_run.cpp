@@ -187,6 +187,7 @@ exit_code run_in_foreground(
     std::ostream lines{&buffer};
     dev::dev_hub_options options;
     options.nats_server.port = wanted.port;
+    options.nats_server.behind_proxy = true;
     options.token_endpoint.port = wanted.token_port;
     options.token_endpoint.accepted_clients = {{client_id, secret}};
     options.lines = &lines;

@@ -11,7 +11,7 @@ dev_hub::dev_hub(dev_hub_options options)
     : m_log{options.lines}
     , m_nats_server{std::move(options.nats_server), m_log}
     , m_token_endpoint{std::move(options.token_endpoint), m_nats_server.get_token(), m_log}
-    , m_registry{m_nats_server.get_url(), m_nats_server.get_token(), options.registry, m_log}
+    , m_registry{m_nats_server.get_direct_url(), m_nats_server.get_token(), options.registry, m_log}
     , m_faults{m_nats_server, m_token_endpoint, m_registry, m_log} {}
 
 nats_server& dev_hub::get_nats_server() {

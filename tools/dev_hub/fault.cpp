@@ -25,7 +25,7 @@ struct fault_description {
 };
 
 // In the order of the enumeration, which is that of the help text.
-constexpr std::array<fault_description, 8> descriptions{{
+constexpr std::array<fault_description, 9> descriptions{{
     {fault_kind::nats_down,
      hub_service::nats_server,
      "nats-down",
@@ -36,6 +36,11 @@ constexpr std::array<fault_description, 8> descriptions{{
      "freeze",
      "nats-server is frozen",
      "nats-server answers again"},
+    {fault_kind::half_open,
+     hub_service::nats_server,
+     "half-open",
+     "connections to nats-server look open and carry nothing",
+     "connections to nats-server are closed, and new ones carry data"},
     {fault_kind::server_restart,
      hub_service::nats_server,
      "server-restart",

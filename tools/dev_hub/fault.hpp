@@ -17,6 +17,7 @@ namespace arvenhold::corvel::hub::dev {
 enum class fault_kind {
     nats_down,       ///< nats-server is killed, and started again on its port at the end.
     freeze,          ///< nats-server is stopped, and continued at the end.
+    half_open,       ///< Clients' connections carry nothing, and are closed at the end.
     server_restart,  ///< nats-server is killed and started again at once; has no duration.
     token_down,      ///< The token endpoint's port is closed.
     token_slow,      ///< The token endpoint answers late.

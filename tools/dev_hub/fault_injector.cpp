@@ -127,6 +127,9 @@ void fault_injector::inject(fault const& wanted) {
     case fault_kind::freeze:
         m_server.freeze();
         break;
+    case fault_kind::half_open:
+        m_server.cut();
+        break;
     case fault_kind::token_down:
         m_endpoint.stop_listening();
         break;
@@ -153,6 +156,9 @@ void fault_injector::heal(fault_kind kind) {
         break;
     case fault_kind::freeze:
         m_server.thaw();
+        break;
+    case fault_kind::half_open:
+        m_server.repair();
         break;
     case fault_kind::token_down:
         m_endpoint.listen_again();

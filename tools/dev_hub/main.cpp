@@ -47,6 +47,7 @@ constexpr char const* fault_footer =
     R"(Faults:
   nats-down        nats-server is killed, and started again on the same port at the end
   freeze           nats-server is frozen: connections stay open, and nothing is answered
+  half-open        connections to nats-server look open and carry nothing; closed at the end
   server-restart   nats-server is killed and started again at once; without a duration
   token-down       the token endpoint refuses connections
   token-slow       the token endpoint answers late; see --delay
@@ -256,6 +257,7 @@ int main(int argc, char** argv) {
             return inject(fault);
         }
         given.hub.token_endpoint.accepted_clients = {given.client};
+        given.hub.nats_server.behind_proxy = true;
         given.hub.lines = &std::cerr;
         return run(given);
     } catch (std::exception const& error) {

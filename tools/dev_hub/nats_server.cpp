@@ -4,6 +4,7 @@
 #include "dev_hub/nats_server.hpp"
 
 #include "dev_hub/child_process.hpp"
+#include "dev_hub/cutting_proxy.hpp"
 #include "dev_hub/dev_hub_failure.hpp"
 #include "dev_hub/event_log.hpp"
 #include "dev_hub/port_candidate.hpp"
@@ -61,25 +62,41 @@ std::string get_installed(std::string const& executable) {
         + "apt-get install nats-server"};
 }
 
+std::string make_url(std::uint16_t port) {
+    return "nats://127.0.0.1:" + std::to_string(port);
+}
+
+// Tries the port; if it is 0, tries others until one can be used, which becomes the port.
+template <class Try>
+void find_port(std::uint16_t& port, Try try_port) {
+    if (port != 0) {
+        if (!try_port(port)) {
+            throw dev_hub_failure{
+                "nats-server cannot use port " + std::to_string(port)
+                + ": another program listens there"};
+        }
+        return;
+    }
+    for (int attempt = 0; attempt < port_attempts; ++attempt) {
+        auto const candidate = make_port_candidate();
+        if (try_port(candidate)) {
+            port = candidate;
+            return;
+        }
+    }
+    throw dev_hub_failure{"nats-server found no free port"};
+}
+
 } // namespace
 
 nats_server::nats_server(nats_server_options options, event_log& log)
     : m_options{with_token(std::move(options))}
     , m_executable{get_installed(m_options.executable)}
     , m_log{log}
-    , m_port{m_options.port} {
+    , m_port{m_options.port}
+    , m_direct_port{m_options.behind_proxy ? std::uint16_t{0} : m_options.port} {
     std::scoped_lock const lock{m_mutex};
-    if (m_port != 0) {
-        start_locked();
-        return;
-    }
-    for (int attempt = 0; attempt < port_attempts; ++attempt) {
-        m_port = make_port_candidate();
-        if (try_start_locked()) {
-            return;
-        }
-    }
-    throw dev_hub_failure{"nats-server found no free port"};
+    start_locked();
 }
 
 nats_server::~nats_server() {
@@ -87,7 +104,11 @@ nats_server::~nats_server() {
 }
 
 std::string nats_server::get_url() const {
-    return "nats://127.0.0.1:" + std::to_string(m_port);
+    return make_url(m_port);
+}
+
+std::string nats_server::get_direct_url() const {
+    return make_url(m_direct_port);
 }
 
 std::uint16_t nats_server::get_port() const {
@@ -150,7 +171,25 @@ void nats_server::thaw() {
     }
 }
 
+void nats_server::cut() {
+    std::scoped_lock const lock{m_mutex};
+    if (!m_options.behind_proxy) {
+        throw dev_hub_failure{"connections can only be cut off if nats-server is behind a proxy"};
+    }
+    if (m_proxy != nullptr) {
+        m_proxy->cut();
+    }
+}
+
+void nats_server::repair() {
+    std::scoped_lock const lock{m_mutex};
+    if (m_proxy != nullptr) {
+        m_proxy->repair();
+    }
+}
+
 void nats_server::end_locked(int signal_number) {
+    m_proxy.reset();
     if (m_process == nullptr) {
         return;
     }
@@ -162,18 +201,33 @@ void nats_server::end_locked(int signal_number) {
 }
 
 void nats_server::start_locked() {
-    if (m_process != nullptr && m_process->is_running()) {
+    auto const runs = m_process != nullptr && m_process->is_running();
+    auto const needs_proxy = m_options.behind_proxy && m_proxy == nullptr;
+    if (runs && !needs_proxy) {
         return;
     }
-    if (!try_start_locked()) {
-        throw dev_hub_failure{
-            "nats-server cannot use port " + std::to_string(m_port)
-            + ": another program listens there"};
+    if (!runs) {
+        find_port(m_direct_port, [this](auto port) { return try_port_locked(port); });
     }
+    if (needs_proxy) {
+        find_port(m_port, [this](auto port) { return try_proxy_locked(port); });
+    } else if (!m_options.behind_proxy) {
+        m_port = m_direct_port;
+    }
+    m_log.record(event_kind::nats_server_started, get_url(), {});
 }
 
-bool nats_server::try_start_locked() {
-    auto const address = "127.0.0.1:" + std::to_string(m_port);
+bool nats_server::try_proxy_locked(std::uint16_t port) {
+    try {
+        m_proxy = std::make_unique<cutting_proxy>(m_direct_port, port);
+    } catch (dev_hub_failure const&) {
+        return false;
+    }
+    return true;
+}
+
+bool nats_server::try_port_locked(std::uint16_t port) {
+    auto const address = "127.0.0.1:" + std::to_string(port);
     // Over standard input, so that the token shows in no list of processes and no file is left.
     auto const configuration =
         "listen: \"" + address + "\"\n" + "max_payload: " + std::to_string(m_options.max_payload)
@@ -184,7 +238,6 @@ bool nats_server::try_start_locked() {
         m_executable, std::vector<std::string>{"-c", "/dev/stdin"}, configuration);
     if (m_process->wait_until_output_contains(
             "Listening for client connections on " + address, start_limit)) {
-        m_log.record(event_kind::nats_server_started, get_url(), {});
         return true;
     }
     auto const output = m_process->get_output();

@@ -18,6 +18,7 @@
 namespace arvenhold::corvel::hub::dev {
 
 class child_process;
+class cutting_proxy;
 class event_log;
 
 struct nats_server_options {
@@ -43,6 +44,9 @@ struct nats_server_options {
 
     /// Further lines of the server's configuration, for example for TLS.
     std::string more_configuration{};
+
+    /// Whether clients reach the server through a proxy on its port, which cut() needs.
+    bool behind_proxy = false;
 };
 
 /// A nats-server that admits the holders of one token.
@@ -70,8 +74,11 @@ public:
     /// Stops the server.
     ~nats_server();
 
-    /// "nats://127.0.0.1:" and the port.
+    /// What clients connect to: "nats://127.0.0.1:" and the port.
     [[nodiscard]] std::string get_url() const;
+
+    /// The same without the proxy, for who must not be cut off.
+    [[nodiscard]] std::string get_direct_url() const;
 
     [[nodiscard]] std::uint16_t get_port() const;
 
@@ -108,18 +115,33 @@ public:
     /// Lets a frozen server continue.
     void thaw();
 
+    /// Lets the connections of all clients look open, but carry nothing. Clients can connect, and
+    /// get no answer. Does nothing when the server does not run.
+    ///
+    /// @throws dev_hub_failure  The server is not behind a proxy.
+    void cut();
+
+    /// Closes the connections of all clients after cut(), and lets new ones through.
+    void repair();
+
 private:
     void end_locked(int signal_number);
     void start_locked();
-    [[nodiscard]] bool try_start_locked();
+    [[nodiscard]] bool try_port_locked(std::uint16_t port);
+    [[nodiscard]] bool try_proxy_locked(std::uint16_t port);
 
     nats_server_options const m_options;
     std::string const m_executable;
     event_log& m_log;
-    std::uint16_t m_port = 0; // fixed when the constructor returns
 
-    mutable std::mutex m_mutex; // guards the process
+    // Fixed when the constructor returns; different behind a proxy.
+    std::uint16_t m_port = 0;        // for clients
+    std::uint16_t m_direct_port = 0; // of the process
+
+    mutable std::mutex m_mutex; // guards the process and its proxy
     std::unique_ptr<child_process> m_process;
+    std::unique_ptr<cutting_proxy>
+        m_proxy; // null without behind_proxy, or while the server is down
 };
 
 } // namespace arvenhold::corvel::hub::dev

@@ -114,6 +114,18 @@ class DevHub(ToolTest):
         self.expect(0, "dev", "fault", "freeze", "10min")
         self.assertIn(self.run_tool("providers", "--timeout", "1s").code, (5, 6))
 
+    def test_cuts_connections_off(self):
+        self.up("--demo")
+        watching = self.start("watch", "boiler", "mode", "-j")
+        self.read_until(watching, '"here"')
+        self.expect(0, "dev", "fault", "half-open", "10min")
+        self.assertIn(self.run_tool("providers", "--timeout", "1s").code, (5, 6))
+        self.read_until(watching, '"freshness":"stale"')
+        self.expect(0, "dev", "fault", "half-open", "1ms")
+        self.read_until(watching, '"back"')
+        self.assertEqual(self.interrupt(watching).code, 130)
+        self.expect(0, "providers")
+
     def test_ends_in_the_foreground_by_a_signal(self):
         process = self.start("dev", "up", *FREE)
         self.read_until(process, "secret file")

@@ -55,6 +55,12 @@ INSTANTIATE_TEST_SUITE_P(
             "nats-server is frozen for 3 min",
             "nats-server answers again"},
         fault_case{
+            {fault_kind::half_open, 1min},
+            "half-open",
+            hub_service::nats_server,
+            "connections to nats-server look open and carry nothing for 1 min",
+            "connections to nats-server are closed, and new ones carry data"},
+        fault_case{
             {fault_kind::server_restart},
             "server-restart",
             hub_service::nats_server,
@@ -106,6 +112,7 @@ TEST(fault_test, has_no_other_names) {
         ElementsAre(
             "nats-down",
             "freeze",
+            "half-open",
             "server-restart",
             "token-down",
             "token-slow",

@@ -17,8 +17,10 @@
 
 #include <chrono>
 #include <csignal>
+#include <cstdint>
 #include <filesystem>
 #include <fstream>
+#include <memory>
 #include <string>
 #include <vector>
 
@@ -48,6 +50,17 @@ std::vector<pid_t> get_children(pid_t parent) {
 
 bool is_gone(pid_t pid) {
     return ::kill(pid, 0) != 0;
+}
+
+std::uint64_t count_reconnects(connect_attempt const& client) {
+    natsStatistics* created = nullptr;
+    natsStatistics_Create(&created);
+    std::unique_ptr<natsStatistics, decltype(&natsStatistics_Destroy)> const counts{
+        created, &natsStatistics_Destroy};
+    natsConnection_GetStats(client.connection.get(), created);
+    std::uint64_t reconnects = 0;
+    natsStatistics_GetCounts(created, nullptr, nullptr, nullptr, nullptr, &reconnects);
+    return reconnects;
 }
 
 class running_program : public testing::Test {
@@ -214,6 +227,21 @@ TEST_F(fault_command, freezes_and_thaws_the_server) {
     EXPECT_EQ(connect(), NATS_OK);
 }
 
+TEST_F(fault_command, leaves_connections_open_that_carry_nothing) {
+    auto const client = try_to_connect(access["nats_url"], token);
+    EXPECT_EQ(
+        inject("half-open", {"10m"}),
+        "connections to nats-server look open and carry nothing for 10 min\n");
+    EXPECT_EQ(natsConnection_FlushTimeout(client.connection.get(), 100), NATS_TIMEOUT);
+    EXPECT_EQ(natsConnection_Status(client.connection.get()), NATS_CONN_STATUS_CONNECTED);
+    EXPECT_EQ(connect(), NATS_TIMEOUT);
+
+    end("half-open");
+
+    EXPECT_EQ(connect(), NATS_OK);
+    EXPECT_TRUE(await([&client] { return count_reconnects(client) == 1; }));
+}
+
 TEST_F(fault_command, restarts_the_server) {
     EXPECT_EQ(inject("server-restart", {}), "nats-server is killed and started again\n");
 
@@ -323,7 +351,7 @@ INSTANTIATE_TEST_SUITE_P(
         wrong_usage{
             "unknown_name",
             {"fault", "flood"},
-            "NAME: flood not in {nats-down,freeze,server-restart,token-down,token-slow,"
+            "NAME: flood not in {nats-down,freeze,half-open,server-restart,token-down,token-slow,"
             "token-refuse,registry-silent,registry-reject}\n"},
         wrong_usage{
             "no_duration",
