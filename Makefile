@@ -38,7 +38,7 @@ corvelctl: deps-build ## Build the command line tool, and print where it is
 	@echo 'Try it:'
 	@echo '  build/tool/tools/corvelctl/corvelctl dev up --demo'
 
-install: deps-build ## Install library and command line tool (PREFIX=/usr/local)
+install: deps-build ## Install libraries and tools (PREFIX=/usr/local)
 	@cmake --preset tool >/dev/null
 	@cmake --build --preset tool
 	@cmake --install build/tool --prefix $(or $(PREFIX),/usr/local)

@@ -29,11 +29,12 @@ ALLOWED = {
     "src/session": [STANDARD, r"<hub/", r'"session/', r"<sys/eventfd\.h>|<unistd\.h>"],
     "examples": [STANDARD, r"<hub/", r'"[^/]+"$', r"<nlohmann/json\.hpp>|<poll\.h>"],
     # The hub speaks the wire format, so it shares the internal code for it.
-    "tools/dev_hub": [FOREIGN, r'"protocol/', r'"runtime/', r'"dev_hub/'],
+    "tools/dev_hub": [FOREIGN, r'"protocol/', r'"runtime/', r'"dev_hub/', r'"man_page/'],
+    "tools/man_page": [STANDARD, r'"man_page/', r"<CLI/"],
     # The tool of users stands on what users have, and runs the development hub. Its patterns are those
     # of sessions, which have no operation that only compares.
     "tools/corvelctl": [
-        FOREIGN, r"<hub/", r'"corvelctl/', r'"dev_hub/', r'"plant\.hpp"$',
+        FOREIGN, r"<hub/", r'"corvelctl/', r'"dev_hub/', r'"man_page/', r'"plant\.hpp"$',
         r'"session/path_pattern\.hpp"$'],
     "tools": [FOREIGN, r"<hub/", r'"[^/]+"$'],
 }

@@ -7,6 +7,7 @@
 #include "corvelctl/failures.hpp"
 #include "corvelctl/near_names.hpp"
 #include "corvelctl/time_text.hpp"
+#include "man_page/man_page.hpp"
 
 #include <algorithm>
 #include <array>
@@ -43,7 +44,7 @@ constexpr char const* introduction =
     "                corvelctl browse boiler       which ones\n"
     "                corvelctl read boiler         their values\n"
     "                corvelctl watch boiler        and how they change\n"
-    "When it fails:  corvelctl doctor              what is wrong, and what to do\n";
+    "When it fails:  corvelctl doctor              what is wrong, and what to do";
 
 constexpr char const* rules =
     R"(Where the hub is: for each setting a flag counts before the environment (CORVEL_HUB, CORVEL_TOKEN_URL,
@@ -248,6 +249,7 @@ int run_program(int count, char** arguments) {
     global_options options;
     application.fallthrough();
     application.require_subcommand(1);
+    application.formatter(std::make_shared<help_formatter>());
     application.footer(make_footer());
     application.set_help_flag("-h,--help", "Show this help");
     add_global_options(application, options);

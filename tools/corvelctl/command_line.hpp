@@ -50,7 +50,7 @@ public:
         std::string const& description,
         std::shared_ptr<Options> options,
         exit_code (*run)(tool&, Options const&)) {
-        auto& command = *group.add_subcommand(name, description);
+        auto& command = *group.add_subcommand(name, description)->group("Commands");
         command.final_callback([this, options = std::move(options), run] {
             m_chosen = [options, run](tool& with) {
                 return run(with, *options);
@@ -61,7 +61,7 @@ public:
 
     /// Adds a group of commands, one of which must be chosen.
     CLI::App& add_group(std::string const& name, std::string const& description) {
-        auto& group = *m_application.add_subcommand(name, description);
+        auto& group = *m_application.add_subcommand(name, description)->group("Commands");
         group.require_subcommand(1);
         group.footer("See how one is used: corvelctl " + name + " COMMAND --help");
         return group;

@@ -20,6 +20,7 @@ struct fault_description {
     fault_kind kind;
     hub_service service;
     std::string_view name;
+    std::string_view help;
     std::string_view begin; // before the duration
     std::string_view end;
 };
@@ -29,46 +30,55 @@ constexpr std::array<fault_description, 9> descriptions{{
     {fault_kind::nats_down,
      hub_service::nats_server,
      "nats-down",
+     "nats-server is killed, and started again on the same port at the end",
      "nats-server is away",
      "nats-server is back"},
     {fault_kind::freeze,
      hub_service::nats_server,
      "freeze",
+     "nats-server is frozen: connections stay open, and nothing is answered",
      "nats-server is frozen",
      "nats-server answers again"},
     {fault_kind::half_open,
      hub_service::nats_server,
      "half-open",
+     "connections to nats-server look open and carry nothing; closed at the end",
      "connections to nats-server look open and carry nothing",
      "connections to nats-server are closed, and new ones carry data"},
     {fault_kind::server_restart,
      hub_service::nats_server,
      "server-restart",
+     "nats-server is killed and started again at once; without a duration",
      "nats-server is killed and started again",
      "nats-server is back"},
     {fault_kind::token_down,
      hub_service::token_endpoint,
      "token-down",
      "the token endpoint refuses connections",
+     "the token endpoint refuses connections",
      "the token endpoint accepts connections again"},
     {fault_kind::token_slow,
      hub_service::token_endpoint,
      "token-slow",
+     "the token endpoint answers late; see --delay",
      "the token endpoint answers after ",
      "the token endpoint answers at once again"},
     {fault_kind::token_refuse,
      hub_service::token_endpoint,
      "token-refuse",
+     "the token endpoint answers every request with status 401",
      "the token endpoint refuses tokens",
      "the token endpoint grants tokens again"},
     {fault_kind::registry_silent,
      hub_service::registry,
      "registry-silent",
+     "the registry drops everything that it receives",
      "the registry does not answer",
      "the registry answers again"},
     {fault_kind::registry_reject,
      hub_service::registry,
      "registry-reject",
+     "the registry finds every definition that arrives invalid",
      "the registry rejects definitions",
      "the registry judges definitions again"},
 }};
@@ -127,6 +137,17 @@ std::vector<std::string> get_fault_names() {
         names.emplace_back(description.name);
     }
     return names;
+}
+
+std::string list_faults() {
+    constexpr std::size_t name_width = 17;
+    std::string lines;
+    for (auto const& description : descriptions) {
+        std::string name{description.name};
+        name.resize(name_width, ' ');
+        lines.append("  ").append(name).append(description.help).append("\n");
+    }
+    return lines;
 }
 
 std::string describe_begin(fault const& begun) {

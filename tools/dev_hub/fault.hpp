@@ -54,6 +54,9 @@ enum class hub_service {
 /// All names, in the order of the enumeration.
 [[nodiscard]] std::vector<std::string> get_fault_names();
 
+/// A line of a help text for each fault: its name, and what happens.
+[[nodiscard]] std::string list_faults();
+
 /// The sentence that announces the fault, as "nats-server is away for 10 s".
 [[nodiscard]] std::string describe_begin(fault const& begun);
 

@@ -7,6 +7,7 @@
 #include "dev_hub/control.hpp"
 #include "dev_hub/dev_hub.hpp"
 #include "dev_hub/dev_hub_failure.hpp"
+#include "man_page/man_page.hpp"
 
 #include <CLI/CLI.hpp>
 #include <nlohmann/json.hpp>
@@ -17,6 +18,7 @@
 #include <ctime>
 #include <exception>
 #include <iostream>
+#include <memory>
 #include <string>
 
 namespace {
@@ -44,18 +46,7 @@ Signals:
 Exit code: 0 ended by a signal, 1 something could not be started or nats-server ended, 2 wrong usage)";
 
 constexpr char const* fault_footer =
-    R"(Faults:
-  nats-down        nats-server is killed, and started again on the same port at the end
-  freeze           nats-server is frozen: connections stay open, and nothing is answered
-  half-open        connections to nats-server look open and carry nothing; closed at the end
-  server-restart   nats-server is killed and started again at once; without a duration
-  token-down       the token endpoint refuses connections
-  token-slow       the token endpoint answers late; see --delay
-  token-refuse     the token endpoint answers every request with status 401
-  registry-silent  the registry drops everything that it receives
-  registry-reject  the registry finds every definition that arrives invalid
-
-A duration is a number of seconds, or a number with the unit ms, s or m. The command returns when the
+    R"(A duration is a number of seconds, or a number with the unit ms, s or m. The command returns when the
 fault has its effect. The fault ends by itself; the hub prints a line when it begins and when it ends.
 Another fault of the same service ends the earlier one, and the same fault again counts from now.
 
@@ -68,6 +59,7 @@ Exit code: 0 the fault has begun, 1 no hub was found or it refused, 2 wrong usag
 struct command_line {
     dev::dev_hub_options hub;
     dev::client_credentials client;
+    bool man = false;
 };
 
 struct fault_command {
@@ -125,6 +117,7 @@ void add_options(CLI::App& app, command_line& given) {
            "Milliseconds between two checks for lost and returned providers")
         ->default_str(std::to_string(registry.probe_interval.count()))
         ->check(CLI::PositiveNumber);
+    app.add_flag("--man", given.man, "Show the man page")->group(""); // for the build
 }
 
 // Adds an option or argument that takes a duration.
@@ -142,7 +135,7 @@ CLI::Option* add_duration(Add add, std::chrono::milliseconds& target) {
 
 void add_fault_command(CLI::App& app, fault_command& given) {
     auto& command = *app.add_subcommand("fault", "Inject a fault into a hub that runs already");
-    command.footer(fault_footer);
+    command.group("Commands")->footer("Faults:\n" + dev::list_faults() + "\n" + fault_footer);
     auto& wanted = given.wanted;
     command
         .add_option_function<std::string>(
@@ -245,6 +238,7 @@ int main(int argc, char** argv) {
             "A complete hub for development: nats-server, token endpoint and registry on loopback "
             "ports.",
             "corvel-dev-hub"};
+        app.formatter(std::make_shared<arvenhold::corvel::hub::help_formatter>());
         app.footer(footer);
         add_options(app, given);
         add_fault_command(app, fault);
@@ -252,6 +246,10 @@ int main(int argc, char** argv) {
             app.parse(argc, argv);
         } catch (CLI::ParseError const& error) {
             return app.exit(error) == exit_success ? exit_success : exit_wrong_usage;
+        }
+        if (given.man) {
+            std::cout << arvenhold::corvel::hub::make_man_page(app, "corvelctl(1)");
+            return exit_success;
         }
         if (app.got_subcommand("fault")) {
             return inject(fault);

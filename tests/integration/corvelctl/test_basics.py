@@ -4,9 +4,11 @@
 """Usage, version and contexts: what needs no hub."""
 
 import os
+import re
 import stat
+import subprocess
 
-from tool_run import SECRET, ToolTest
+from tool_run import HUB, SECRET, TOOL, ToolTest
 
 CONTEXT = ("--hub", "nats://plc:4222", "--token-url", "https://plc/token", "--client-id", "me")
 
@@ -56,6 +58,27 @@ class Usage(ToolTest):
         shown, = self.expect(0, "version", "--json").objects()
         self.assertEqual(text, f"corvelctl {shown['version']}\n")
         self.assertEqual(self.expect(0, "--version").output, text)
+
+
+class ManPages(ToolTest):
+    def show(self, program):
+        shown = subprocess.run(
+            ["man", "--warnings", "--local-file", f"{program}.1"], capture_output=True, text=True,
+            check=True, env={**self.environment, "MANWIDTH": "80"})
+        self.assertEqual(shown.stderr, "")
+        return shown.stdout
+
+    def test_have_everything_that_help_has(self):
+        page = self.show(TOOL)
+        commands = re.findall(r"^  ([a-z]+)  ", self.expect(0, "--help").output.partition("Commands:")[2],
+                              re.MULTILINE)
+        self.assertIn("watch", commands)
+        for command in commands:
+            self.assertIn(f"   corvelctl {command}", page)
+        for text in ("--token-url URL", "corvelctl dev fault [OPTIONS] NAME [DURATION]", "half-open",
+                     "the registry rejected the definition"):
+            self.assertIn(text, page)
+        self.assertIn("corvel-dev-hub fault [OPTIONS] NAME [DURATION]", self.show(HUB))
 
 
 class Connection(ToolTest):

@@ -91,7 +91,8 @@ class DevHub(ToolTest):
         shown, = self.expect(0, "dev", "fault", "nats-down", "10min", "-j").objects()
         self.assertEqual(shown["text"], "nats-server is away for 10 min")
         self.expect(5, "providers")
-        self.expect(2, "dev", "fault", "flood")
+        self.assertIn('no fault "half_open"; did you mean "half-open"?',
+                      self.expect(2, "dev", "fault", "half_open").errors)
 
     def test_rejects_definitions(self):
         self.up()

@@ -5,6 +5,7 @@
 #include "corvelctl/commands.hpp"
 #include "corvelctl/dev_hub_run.hpp"
 #include "corvelctl/dev_state.hpp"
+#include "corvelctl/near_names.hpp"
 #include "corvelctl/table.hpp"
 #include "corvelctl/time_text.hpp"
 #include "corvelctl/user_files.hpp"
@@ -27,7 +28,6 @@ struct dev_options {
     bool detach = false;
     bool print_env = false;
     bool follow = false;
-    std::string fault_name;
     dev::fault fault{};
 };
 
@@ -169,7 +169,8 @@ exit_code fault(tool& with, dev_options const& given) {
     try {
         auto const text = dev::request_fault(hub.server_port, given.fault);
         if (with.out.is_json()) {
-            with.out.print_object("fault", {{"fault", given.fault_name}, {"text", text}});
+            with.out.print_object(
+                "fault", {{"fault", dev::get_name(given.fault.kind)}, {"text", text}});
         } else {
             with.out.print(text);
         }
@@ -208,16 +209,25 @@ void add_up(command_line& line, CLI::App& group, std::shared_ptr<dev_options> co
                    "  eval \"$(corvelctl dev up --detach --print-env)\"");
 }
 
+dev::fault_kind parse_fault(std::string const& name) {
+    auto const kind = dev::find_fault_kind(name);
+    if (!kind.has_value()) {
+        throw CLI::ValidationError{
+            "no fault \"" + name + '"' + ask_did_you_mean(name, dev::get_fault_names())};
+    }
+    return *kind;
+}
+
 void add_fault(command_line& line, CLI::App& group, std::shared_ptr<dev_options> const& options) {
     auto& command =
         line.add_below(group, "fault", "Break the development hub for a time", options, &fault);
     add_directory(command, *options);
-    command.add_option("NAME", options->fault_name, "The fault")
-        ->required()
-        ->check(CLI::IsMember(dev::get_fault_names()))
-        ->each([options](std::string const& name) {
-            options->fault.kind = dev::find_fault_kind(name).value_or(options->fault.kind);
-        });
+    command
+        .add_option_function<std::string>(
+            "NAME",
+            [options](std::string const& name) { options->fault.kind = parse_fault(name); },
+            "The fault")
+        ->required();
     add_duration(
         command,
         "DURATION",
@@ -228,9 +238,12 @@ void add_fault(command_line& line, CLI::App& group, std::shared_ptr<dev_options>
         "--delay",
         [options](auto limit) { options->fault.token_delay = limit; },
         "How late tokens are with token-slow; 3s");
-    command.footer("Examples:\n"
-                   "  corvelctl dev fault nats-down 3m\n"
-                   "  corvelctl dev fault token-slow 1min --delay 6s");
+    command.footer(
+        "Faults:\n" + dev::list_faults()
+        + "\nThe command returns when the fault has its effect. The fault ends by itself.\n"
+          "\nExamples:\n"
+          "  corvelctl dev fault nats-down 3m\n"
+          "  corvelctl dev fault token-slow 1min --delay 6s");
 }
 
 } // namespace

@@ -4,6 +4,7 @@
 #include "corvelctl/command_line.hpp"
 #include "corvelctl/commands.hpp"
 #include "corvelctl/error_catalogue.hpp"
+#include "man_page/man_page.hpp"
 
 #include <algorithm>
 #include <vector>
@@ -15,6 +16,7 @@ namespace {
 struct help_options {
     CLI::App const* application = nullptr;
     std::vector<std::string> words;
+    bool man = false;
 };
 
 // The help text of a command, as of "dev up"; empty if the words name none.
@@ -56,6 +58,10 @@ void show(output& out, explained_error const& error) {
 }
 
 exit_code help(tool& with, help_options const& given) {
+    if (given.man) {
+        with.out.print(make_man_page(*given.application, "corvel-dev-hub(1)"));
+        return exit_code::done;
+    }
     auto const text = find_command_help(given);
     if (!text.empty()) {
         with.out.print(text);
@@ -83,6 +89,7 @@ void add_help(command_line& line) {
     auto& command =
         line.add("help", "Explain an error text of the library, or a command", options, &help);
     command.add_option("ERROR", options->words, "The text, in quotes; or a command");
+    command.add_flag("--man", options->man, "Show the man page")->group(""); // for the build
     command.footer("Examples:\n"
                    "  corvelctl help \"Consumer x: failed to connect to the NATS server at y, NATS "
                    "returns: 11 = z\"\n"

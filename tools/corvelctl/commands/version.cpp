@@ -34,7 +34,8 @@ exit_code show_version(tool& with, version_options const& /*none*/) {
 
 void add_version(command_line& line) {
     line.add("version", "Show the version", std::make_shared<version_options>(), &show_version);
-    line.get_application().set_version_flag("--version", "corvelctl " + make_version_text());
+    line.get_application().set_version_flag(
+        "--version", "corvelctl " + make_version_text(), "Show the version");
 }
 
 } // namespace arvenhold::corvel::hub::ctl
