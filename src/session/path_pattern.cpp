@@ -3,6 +3,8 @@
 
 #include "session/path_pattern.hpp"
 
+#include <hub/session/path_pattern.hpp>
+
 #include <cstddef>
 #include <utility>
 
@@ -33,10 +35,13 @@ std::string const& path_pattern::get_text() const {
     return m_text;
 }
 
+bool path_pattern::matches(std::string_view path) const {
+    return matches_pattern(path, m_text);
+}
+
 // Only the latest wildcard of each kind can have to take more, so that the time is bounded by a
 // product of lengths and not by an exponential.
-bool path_pattern::matches(std::string_view path) const {
-    std::string_view const pattern{m_text};
+bool matches_pattern(std::string_view path, std::string_view pattern) {
     retry_point any_levels;
     retry_point one_level;
     std::size_t in_pattern = 0;

@@ -10,9 +10,7 @@
 
 namespace arvenhold::corvel::hub {
 
-/// A text in which `*` stands for any characters of one level and `**` for any characters of any
-/// number of levels. Levels are separated by `/`. Both may stand for nothing. There is no way to
-/// name an asterisk itself.
+/// A pattern that matches_pattern() compares with.
 class path_pattern {
 public:
     explicit path_pattern(std::string text);

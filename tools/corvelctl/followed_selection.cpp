@@ -6,6 +6,7 @@
 #include "corvelctl/hub_client.hpp"
 #include "corvelctl/near_names.hpp"
 #include "corvelctl/path_selection.hpp"
+#include <hub/session/path_pattern.hpp>
 
 #include <algorithm>
 
@@ -14,10 +15,6 @@ namespace arvenhold::corvel::hub::ctl {
 namespace {
 
 using names = std::vector<std::string>;
-
-bool is_pattern(std::string const& word) {
-    return word.find('*') != std::string::npos;
-}
 
 bool contains(names const& all, std::string const& one) {
     return std::find(all.begin(), all.end(), one) != all.end();
@@ -48,7 +45,7 @@ bool has_path(
     auto const all = client.attach(provider)->get_current_variables();
     auto has_any = false;
     for (auto const& [id, variable] : all) {
-        has_any = has_any || matches(wanted, variable->get_path());
+        has_any = has_any || matches_pattern(variable->get_path(), wanted);
         known.push_back(variable->get_path());
     }
     return has_any;

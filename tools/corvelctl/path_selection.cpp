@@ -4,7 +4,7 @@
 #include "corvelctl/path_selection.hpp"
 
 #include "corvelctl/near_names.hpp"
-#include "session/path_pattern.hpp"
+#include <hub/session/path_pattern.hpp>
 
 #include <algorithm>
 #include <charconv>
@@ -60,14 +60,13 @@ std::vector<variable_pointer> find_variables(
     std::vector<variable_pointer> const& sorted,
     std::string const& wanted,
     std::string const& provider) {
-    path_pattern const pattern{wanted};
-    if (pattern.is_literal()) {
+    if (!is_pattern(wanted)) {
         return {require_variable(all, wanted, provider)};
     }
     std::vector<variable_pointer> found;
     std::copy_if(
         sorted.begin(), sorted.end(), std::back_inserter(found), [&](auto const& variable) {
-            return pattern.matches(variable->get_path());
+            return matches_pattern(variable->get_path(), wanted);
         });
     if (found.empty()) {
         throw make_unknown(all, wanted, provider);
@@ -77,8 +76,8 @@ std::vector<variable_pointer> find_variables(
 
 } // namespace
 
-bool matches(std::string_view pattern, std::string_view path) {
-    return path_pattern{std::string{pattern}}.matches(path);
+bool is_pattern(std::string_view word) {
+    return word.find('*') != std::string_view::npos;
 }
 
 std::vector<variable_pointer> select_variables(
@@ -116,12 +115,12 @@ variable_pointer require_variable(
 
 failure make_unknown_path(
     std::string const& path, std::vector<std::string> const& paths, std::string const& provider) {
-    auto const is_pattern = path.find('*') != std::string::npos;
+    auto const names_several = is_pattern(path);
     return {
         exit_code::not_found,
         "provider \"" + provider
-            + (is_pattern ? "\" has no path that fits \"" : "\" has no path \"") + path + '"'
-            + (is_pattern ? "" : ask_did_you_mean(path, paths)),
+            + (names_several ? "\" has no path that fits \"" : "\" has no path \"") + path + '"'
+            + (names_several ? "" : ask_did_you_mean(path, paths)),
         "see all variables: corvelctl browse " + provider};
 }
 

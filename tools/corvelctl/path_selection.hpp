@@ -15,9 +15,8 @@
 
 namespace arvenhold::corvel::hub::ctl {
 
-/// Whether a path fits a pattern: `*` stands for any characters but `/`, and `**` for any characters,
-/// as in consumer_session::follow_all().
-[[nodiscard]] bool matches(std::string_view pattern, std::string_view path);
+/// Whether a word stands for several paths, as matches_pattern() compares them.
+[[nodiscard]] bool is_pattern(std::string_view word);
 
 /// Returns the variables that are named, each once: those of the first argument first, the variables
 /// of one pattern in the order of their paths.

@@ -3,6 +3,7 @@
 
 #include "session/path_pattern.hpp"
 #include "support/case_name.hpp"
+#include <hub/session/path_pattern.hpp>
 
 #include <gtest/gtest.h>
 
@@ -20,9 +21,7 @@ struct pattern_case {
 class matching : public testing::TestWithParam<pattern_case> {};
 
 TEST_P(matching, follows_the_wildcards) {
-    path_pattern const pattern{GetParam().pattern};
-
-    EXPECT_EQ(pattern.matches(GetParam().path), GetParam().matches);
+    EXPECT_EQ(matches_pattern(GetParam().path, GetParam().pattern), GetParam().matches);
 }
 
 INSTANTIATE_TEST_SUITE_P(
@@ -58,9 +57,8 @@ TEST(path_pattern, takes_no_exponential_time) {
     for (int i = 0; i < 50; ++i) {
         pattern += "*a";
     }
-    path_pattern const many_wildcards{pattern + "b"};
 
-    EXPECT_FALSE(many_wildcards.matches(std::string(2'000, 'a')));
+    EXPECT_FALSE(matches_pattern(std::string(2'000, 'a'), pattern + "b"));
 }
 
 TEST(path_pattern, is_literal_without_a_wildcard) {
