@@ -120,15 +120,7 @@ std::vector<CLI::App const*> get_commands(CLI::App const& group) {
         [](CLI::App const* command) { return !command->get_group().empty(); });
 }
 
-// A section for a command, or one for each command of a group.
 std::string make_command(CLI::App const& command, std::string const& path) {
-    std::string made;
-    for (auto const* const inner : get_commands(command)) {
-        made += make_command(*inner, path + ' ' + inner->get_name());
-    }
-    if (!made.empty()) {
-        return made;
-    }
     auto const usage =
         help_formatter{}.make_usage(&command, path); // "Usage: corvelctl read [OPTIONS] ..."
     auto const begin = usage.find(path);
@@ -137,10 +129,18 @@ std::string make_command(CLI::App const& command, std::string const& path) {
          + make_options(command, "Options") + make_text(command.get_footer());
 }
 
+// A section for each command, also for those of a group.
 std::string make_commands(CLI::App const& application) {
     std::string made;
     for (auto const* const command : get_commands(application)) {
-        made += make_command(*command, application.get_name() + ' ' + command->get_name());
+        auto const path = application.get_name() + ' ' + command->get_name();
+        auto const group = get_commands(*command);
+        for (auto const* const inner : group) {
+            made += make_command(*inner, path + ' ' + inner->get_name());
+        }
+        if (group.empty()) {
+            made += make_command(*command, path);
+        }
     }
     return made.empty() ? made : ".SH COMMANDS\n" + made;
 }
