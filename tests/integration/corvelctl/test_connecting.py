@@ -10,7 +10,7 @@ import subprocess
 import time
 import unittest
 
-from tool_run import BUILD, PATIENCE, HubTest
+from tool_run import BUILD, CLIENT, PATIENCE, SECRET, FollowingTest, HubTest
 
 
 def address_of(url):
@@ -109,6 +109,42 @@ class Connecting(HubTest):
                 with silent.accept()[0]:
                     process.send_signal(number)
                     self.assertEqual(self.finish(process).code, code)
+
+
+class Cluster(FollowingTest):
+    """A hub of two servers, one of which is killed."""
+
+    def setUp(self):
+        super().setUp()
+        self.cluster = subprocess.Popen(
+            [BUILD / "tests/integration/corvelctl/corvelctl_cluster_hub", CLIENT, SECRET],
+            stdin=subprocess.PIPE, stdout=subprocess.PIPE, text=True)
+        self.addCleanup(self.cluster.stdout.close)
+        self.addCleanup(self.cluster.wait)
+        self.addCleanup(self.cluster.stdin.close)
+        self.access = json.loads(self.cluster.stdout.readline())
+        self.provider = self.start_provider(nats_url=self.access["first"],
+                                            token_url=self.access["token_url"])
+        self.environment["CORVEL_TOKEN_URL"] = self.access["token_url"]
+        self.environment["CORVEL_HUB"] = self.access["second"] + "," + self.access["first"]
+
+    def kill_the_second(self):
+        self.cluster.stdin.write("\n")
+        self.cluster.stdin.flush()
+        self.assertEqual(self.cluster.stdout.readline(), "killed\n")
+
+    def test_goes_on_when_one_server_is_killed(self):
+        only_second = ("--hub", self.access["second"])
+        watching = self.start("watch", "odd", "-j")
+        self.read_json_until(watching, event="here")
+        self.expect(0, "write", "odd", "flags/on=off", *only_second)
+        self.kill_the_second()
+        self.expect(5, "read", "odd", *only_second)
+        self.expect(0, "read", "odd", "--strict", "flags/on")
+        self.read_json_until(watching, event="back")
+        self.expect(0, "write", "odd", "flags/on=on")
+        self.read_json_until(watching, path="flags/on", value=True, freshness="live")
+        self.assertEqual(self.interrupt(watching).code, 130)
 
 
 class Encryption(HubTest):

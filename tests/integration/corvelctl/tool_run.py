@@ -188,8 +188,8 @@ class HubTest(ToolTest):
 class FollowingTest(HubTest):
     """A test that starts, kills and restarts the provider of its own."""
 
-    def start_provider(self, program=ODD_PROVIDER, *arguments):
-        access = self.hub.access
+    def start_provider(self, program=ODD_PROVIDER, *arguments, **elsewhere):
+        access = {**self.hub.access, **elsewhere}
         provider = subprocess.Popen(
             [program, access["nats_url"], access["token_url"], CLIENT, SECRET, *arguments],
             stdin=subprocess.PIPE, stdout=subprocess.PIPE, stderr=subprocess.DEVNULL, text=True)
