@@ -165,6 +165,8 @@ class Help(ToolTest):
 
     def test_explains_a_command(self):
         self.assertIn("PATH=VALUE", self.expect(0, "help", "write").output)
+        shown, = self.expect(0, "help", "write", "-j").objects()
+        self.assertIn("PATH=VALUE", shown["text"])
         self.assertIn("--token-port", self.expect(0, "help", "dev", "up").output)
         self.assertIn("Exit codes:", self.expect(0, "help").output)
 

@@ -57,14 +57,19 @@ void show(output& out, explained_error const& error) {
         + (error.cure.empty() ? "" : "\n  do:    " + error.cure));
 }
 
-exit_code help(tool& with, help_options const& given) {
-    if (given.man) {
-        with.out.print(make_man_page(*given.application, "corvel-dev-hub(1)"));
-        return exit_code::done;
+void show_text(output& out, std::string const& text) {
+    if (out.is_json()) {
+        out.print_object("help", {{"text", text}});
+    } else {
+        out.print(text);
     }
-    auto const text = find_command_help(given);
+}
+
+exit_code help(tool& with, help_options const& given) {
+    auto const text = given.man ? make_man_page(*given.application, "corvel-dev-hub(1)")
+                                : find_command_help(given);
     if (!text.empty()) {
-        with.out.print(text);
+        show_text(with.out, text);
         return exit_code::done;
     }
     auto const errors = explain_error(join(given.words));
