@@ -7,6 +7,7 @@
 
 #include <chrono>
 #include <mutex>
+#include <string>
 
 namespace arvenhold::corvel::hub {
 
@@ -28,7 +29,8 @@ private:
     time_point m_next CORVEL_HUB_GUARDED_BY(m_mutex) = time_point::min();
 };
 
-/// The pace of all sessions of the process: one connect in a second.
-token_pace& process_token_pace();
+/// The pace of all sessions of the process that get their tokens from this URL: one connect in a
+/// second. Thread-safe; the pace exists until the process ends.
+token_pace& token_pace_of(std::string const& endpoint);
 
 } // namespace arvenhold::corvel::hub
