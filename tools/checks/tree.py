@@ -12,7 +12,7 @@ import sys
 
 # Where our own code finds its headers; the schema compiler writes to the last one.
 PUBLIC_INCLUDES = ["-Iinclude"]
-ALL_INCLUDES = ["-Iinclude", "-Isrc", "-isystem", "build/clang/generated"]
+ALL_INCLUDES = ["-Iinclude", "-Isrc", "-Itools", "-isystem", "build/clang/generated"]
 
 
 def files(*patterns):

@@ -78,19 +78,25 @@ void write_time(std::ostream& os, std::chrono::system_clock::time_point when) {
 
 } // namespace
 
+std::string describe(hub_event const& event) {
+    std::string line{get_label(event.kind)};
+    line += (event.subject.empty() ? "" : ": ") + event.subject;
+    line += (event.detail.empty() ? "" : "  ") + event.detail;
+    return line;
+}
+
 event_log::event_log(std::ostream* lines)
     : m_lines{lines} {}
 
 void event_log::record(event_kind kind, std::string subject, std::string detail) {
+    hub_event event{kind, std::move(subject), std::move(detail)};
     {
         std::scoped_lock const lock{m_mutex};
         if (m_lines != nullptr) {
             write_time(*m_lines, std::chrono::system_clock::now());
-            *m_lines << ' ' << get_label(kind);
-            *m_lines << (subject.empty() ? "" : ": ") << subject;
-            *m_lines << (detail.empty() ? "" : "  ") << detail << std::endl;
+            *m_lines << ' ' << describe(event) << std::endl;
         }
-        m_events.push_back({kind, std::move(subject), std::move(detail)});
+        m_events.push_back(std::move(event));
         if (m_events.size() > kept_events) {
             m_events.pop_front();
         }

@@ -53,6 +53,9 @@ struct hub_event {
     std::string detail;  ///< Everything else, for people.
 };
 
+/// One line for people, without a line end, as "token granted: developer".
+[[nodiscard]] std::string describe(hub_event const& event);
+
 /// Keeps the latest ten thousand events.
 ///
 /// @par Thread safety

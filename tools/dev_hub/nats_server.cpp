@@ -9,6 +9,8 @@
 #include "dev_hub/event_log.hpp"
 #include "dev_hub/port_candidate.hpp"
 
+#include <unistd.h>
+
 #include <chrono>
 #include <csignal>
 #include <random>
@@ -54,12 +56,10 @@ std::string make_cluster_configuration(std::vector<std::uint16_t> const& ports) 
 }
 
 std::string get_installed(std::string const& executable) {
-    if (auto const found = find_executable(executable)) {
-        return *found;
+    if (auto const missing = explain_missing_server(executable)) {
+        throw dev_hub_failure{*missing};
     }
-    throw dev_hub_failure{
-        executable + " was not found; the Debian package nats-server has it: "
-        + "apt-get install nats-server"};
+    return *find_executable(executable);
 }
 
 std::string make_url(std::uint16_t port) {
@@ -88,6 +88,15 @@ void find_port(std::uint16_t& port, Try try_port) {
 }
 
 } // namespace
+
+std::optional<std::string> explain_missing_server(std::string const& executable) {
+    auto const found = find_executable(executable);
+    if (found && ::access(found->c_str(), X_OK) == 0) {
+        return {};
+    }
+    return executable + " was not found; the Debian package nats-server has it: "
+         + "apt-get install nats-server";
+}
 
 nats_server::nats_server(nats_server_options options, event_log& log)
     : m_options{with_token(std::move(options))}

@@ -12,6 +12,7 @@
 #include <cstdint>
 #include <memory>
 #include <mutex>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -48,6 +49,11 @@ struct nats_server_options {
     /// Whether clients reach the server through a proxy on its port, which cut() needs.
     bool behind_proxy = false;
 };
+
+/// Why the program cannot be run, with the cure; nothing if it can.
+///
+/// @param executable  As in nats_server_options.
+[[nodiscard]] std::optional<std::string> explain_missing_server(std::string const& executable);
 
 /// A nats-server that admits the holders of one token.
 ///
