@@ -30,6 +30,8 @@ ALLOWED = {
     # Sessions, and for tests of applications the development hub. Its headers stay inside.
     "src/testkit": [STANDARD, r"<hub/", r'"testkit/', r'"dev_hub/'],
     "examples": [STANDARD, r"<hub/", r'"[^/]+"$', r"<nlohmann/json\.hpp>|<poll\.h>"],
+    "examples/tested_oven": [
+        STANDARD, r"<hub/", r'"[^/]+"$', r"<gtest/gtest\.h>|<catch2/catch\.hpp>"],
     # The hub speaks the wire format, so it shares the internal code for it.
     "tools/dev_hub": [FOREIGN, r'"protocol/', r'"runtime/', r'"dev_hub/', r'"man_page/'],
     "tools/man_page": [STANDARD, r'"man_page/', r"<CLI/"],

@@ -11,6 +11,7 @@
 #include <hub/session/update_cycle.hpp>
 #include <hub/session/variable_handle.hpp>
 #include <hub/session/variable_type.hpp>
+#include <hub/session/write_refused.hpp> // before read_only: GCC warns of its enumerator otherwise
 #include <hub/session/write_request.hpp>
 
 #include <chrono>
