@@ -98,7 +98,7 @@ int main(int argc, char** argv) {
     testing::InitGoogleTest(&argc, argv);
     if (auto const why = testkit::why_unavailable(); !why.empty()) {
         std::cerr << "skipped: " << why << '\n';
-        return 77; // which CMakeLists.txt tells ctest
+        return 77; // CMakeLists.txt declares it as the code of a skipped test
     }
     return RUN_ALL_TESTS();
 }

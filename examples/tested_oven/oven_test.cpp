@@ -62,7 +62,7 @@ TEST_CASE("An oven") {
 int main(int argc, char** argv) {
     if (auto const why = testkit::why_unavailable(); !why.empty()) {
         std::cerr << "skipped: " << why << '\n';
-        return 77; // which CMakeLists.txt tells ctest
+        return 77; // CMakeLists.txt declares it as the code of a skipped test
     }
     return Catch::Session().run(argc, argv);
 }

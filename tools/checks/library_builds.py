@@ -12,7 +12,7 @@ import tree
 for preset in ("clang", "gcc"):
     for step in (["cmake", "--preset", preset],
                  ["cmake", "--build", "--preset", preset, "--target",
-                  "corvel-hub-client", "corvel-hub-session"]):
+                  "corvel-hub-client", "corvel-hub-session", "corvel-hub-testkit"]):
         failure = tree.finding_of(step)
         if failure:
             tree.conclude([failure])

@@ -15,7 +15,7 @@ import tree
 HTML = pathlib.Path("build/docs/html")
 FRONT_PAGE = pathlib.Path("README.md")
 # The first pages of the manual's table of contents; all other pages follow.
-FIRST_PAGES = ["docs/getting-started.md", "docs/errors.md", "docs/threading.md",
+FIRST_PAGES = ["docs/getting-started.md", "docs/test-your-program.md", "docs/errors.md", "docs/threading.md",
                "docs/performance.md", "docs/operations.md", "docs/compatibility.md",
                "tools/dev_hub/README.md",
                "docs/messages.md", "docs/architecture.md"]
