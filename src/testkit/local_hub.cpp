@@ -84,9 +84,8 @@ void local_hub::impl::add_peer(std::weak_ptr<returning_peer> const& peer) {
 
 void local_hub::impl::begin_fault(fault begun) {
     std::scoped_lock const lock{m_mutex};
-    if (m_faults.insert(begun).second) {
-        inject(begun);
-    }
+    m_faults.insert(begun);
+    inject(begun);
 }
 
 void local_hub::impl::end_fault(fault ended) {

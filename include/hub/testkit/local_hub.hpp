@@ -124,8 +124,7 @@ public:
 
     // -- faults -----------------------------------------------------------------------------------
 
-    /// Breaks something until end_fault(). Has its effect when this returns; does nothing if this
-    /// fault has begun already. Different faults may be in force at the same time, except that a
+    /// Breaks something until end_fault(). Has its effect when this returns. Different faults may be in force at the same time, except that a
     /// server cannot be frozen while it is away.
     ///
     /// @param begun  The fault.

@@ -5,8 +5,8 @@
 
 #include <hub/session/provider_session.hpp>
 
+#include <future>
 #include <stdexcept>
-#include <thread>
 
 namespace arvenhold::corvel::hub::testkit {
 namespace {
@@ -23,12 +23,9 @@ protected:
 };
 
 TEST_F(oven_test, is_waited_for_by_a_consumer_that_attaches) {
-    std::thread late{[this] {
-        oven.start();
-    }};
+    auto const starting = std::async(std::launch::async, [this] { oven.start(); });
 
     EXPECT_NO_THROW(panel.attach("oven", patience));
-    late.join();
 }
 
 TEST_F(oven_test, that_is_missing_is_explained_to_a_consumer) {
@@ -81,13 +78,14 @@ TEST_F(scripted_consumer_on_hub, names_the_variables_when_another_one_is_meant) 
     EXPECT_THAT(panel.get_readings("humidity"), IsEmpty());
 }
 
-TEST_F(scripted_consumer_on_hub, waits_for_a_value) {
-    std::thread late{[this] {
-        oven.holds("temperature", 90.0);
-    }};
+TEST_F(scripted_consumer_on_hub, waits_for_each_value) {
+    for (double value = 90.0; value < 95.0; ++value) {
+        auto const sending =
+            std::async(std::launch::async, [&] { oven.holds("temperature", value); });
 
-    EXPECT_EQ(panel.wait_for_value("temperature", 90.0, patience).value, variable_value{90.0});
-    late.join();
+        EXPECT_EQ(
+            panel.wait_for_value("temperature", value, patience).value, variable_value{value});
+    }
 }
 
 TEST_F(scripted_consumer_on_hub, names_the_latest_reading_when_the_awaited_value_is_missing) {
