@@ -14,6 +14,7 @@
 namespace arvenhold::corvel::hub::testkit {
 namespace {
 
+// NOLINTNEXTLINE(*-avoid-non-const-global-variables): the process has one callback
 std::atomic<bool> is_capturing{false};
 
 } // namespace

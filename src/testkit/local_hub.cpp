@@ -96,7 +96,7 @@ void local_hub::impl::end_fault(fault ended) {
 
 bool local_hub::impl::end_if_begun(fault ended) {
     std::scoped_lock const lock{m_mutex};
-    if (m_faults.count(ended) == 0) {
+    if (!m_faults.contains(ended)) {
         return false;
     }
     heal(ended);
@@ -200,7 +200,7 @@ void local_hub::impl::heal(fault ended) {
 }
 
 void local_hub::impl::admit_clients() {
-    bool const refuses_programs = m_faults.count(fault::tokens_refused) != 0;
+    bool const refuses_programs = m_faults.contains(fault::tokens_refused);
     std::vector<dev::client_credentials> admitted;
     for (auto const& known : m_clients) {
         if (known.is_peer || !refuses_programs) {

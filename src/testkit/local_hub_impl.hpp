@@ -61,7 +61,7 @@ public:
 private:
     struct client {
         dev::client_credentials credentials;
-        bool is_peer;
+        bool is_peer = false;
     };
 
     mutable dev::dev_hub m_hub; // its getters are not const
