@@ -22,11 +22,10 @@ void consumer_session::impl::connect_when_due() {
         return;
     }
     m_is_connecting = true;
-    m_thread.post_at(
-        token_pace_of(m_access.token_endpoint).reserve(now), [self = shared_from_this()] {
-            auto& owner = *self;
-            owner.m_connecting_thread.post([&owner] { owner.open_link(); });
-        });
+    m_thread.post_at(process_token_pace().reserve(now), [self = shared_from_this()] {
+        auto& owner = *self;
+        owner.m_connecting_thread.post([&owner] { owner.open_link(); });
+    });
 }
 
 void consumer_session::impl::open_link() {

@@ -240,8 +240,7 @@ void provider_session_impl::post_at(clock::time_point when, Step step) {
 // The turn is reserved when the wait is over, because no other session gets one before it.
 void provider_session_impl::connect_after(milliseconds wait) {
     post_at(clock::now() + wait, [this] {
-        auto& pace = token_pace_of(m_access.token_endpoint);
-        post_at(pace.reserve(clock::now()), [this] { connect(); });
+        post_at(process_token_pace().reserve(clock::now()), [this] { connect(); });
     });
 }
 

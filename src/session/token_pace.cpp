@@ -4,8 +4,6 @@
 #include "session/token_pace.hpp"
 
 #include <algorithm>
-#include <map>
-#include <memory>
 
 namespace arvenhold::corvel::hub {
 
@@ -19,20 +17,9 @@ token_pace::time_point token_pace::reserve(time_point wanted) {
     return reserved;
 }
 
-namespace {
-
-struct endpoint_paces {
-    std::mutex mutex;
-    std::map<std::string, token_pace> paces CORVEL_HUB_GUARDED_BY(mutex);
-};
-
-} // namespace
-
-token_pace& token_pace_of(std::string const& endpoint) {
-    // Never destroyed: sessions may be static objects and repair themselves until the process ends.
-    static auto* const known = std::make_unique<endpoint_paces>().release();
-    std::scoped_lock const lock{known->mutex};
-    return known->paces.try_emplace(endpoint, std::chrono::seconds{1}).first->second;
+token_pace& process_token_pace() {
+    static token_pace instance{std::chrono::seconds{1}};
+    return instance;
 }
 
 } // namespace arvenhold::corvel::hub

@@ -7,7 +7,6 @@
 
 #include <chrono>
 #include <mutex>
-#include <string>
 
 namespace arvenhold::corvel::hub {
 
@@ -29,8 +28,7 @@ private:
     time_point m_next CORVEL_HUB_GUARDED_BY(m_mutex) = time_point::min();
 };
 
-/// The pace of all sessions of the process that get their tokens from this URL: one connect in a
-/// second. Thread-safe; the pace exists until the process ends.
-token_pace& token_pace_of(std::string const& endpoint);
+/// The pace of all sessions of the process: one connect in a second.
+token_pace& process_token_pace();
 
 } // namespace arvenhold::corvel::hub

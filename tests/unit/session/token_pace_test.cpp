@@ -35,16 +35,10 @@ TEST(token_pace, delays_nobody_who_comes_late_enough) {
     EXPECT_EQ(pace.reserve(start + seconds{5}), start + seconds{5});
 }
 
-TEST(token_pace, is_one_connect_in_a_second_for_an_endpoint) {
-    auto const first = token_pace_of("http://one/token").reserve(start);
+TEST(token_pace, is_one_connect_in_a_second_for_the_process) {
+    auto const first = process_token_pace().reserve(start);
 
-    EXPECT_EQ(token_pace_of("http://one/token").reserve(start), first + seconds{1});
-}
-
-TEST(token_pace, of_one_endpoint_delays_nobody_at_another_one) {
-    token_pace_of("http://busy/token").reserve(start);
-
-    EXPECT_EQ(token_pace_of("http://idle/token").reserve(start), start);
+    EXPECT_EQ(process_token_pace().reserve(start), first + seconds{1});
 }
 
 } // namespace
