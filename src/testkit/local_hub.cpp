@@ -62,7 +62,7 @@ hub_access local_hub::impl::make_access(std::string const& client_id, bool is_pe
     }
     return {
         m_hub.get_nats_server().get_url(),
-        m_hub.get_token_endpoint().get_url() + "?client=" + client_id,
+        m_hub.get_token_endpoint().get_url(),
         credentials.client_id,
         credentials.client_secret,
         {}};
