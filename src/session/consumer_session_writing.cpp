@@ -119,7 +119,7 @@ void consumer_session::impl::request_write(
 namespace {
 
 // An event may overtake an answer that was made before it, and that has a later time if the sources
-// of both have different clocks. Then the next answer tells which value came last.
+// of both have different clocks. Then the next answer has the value that came last.
 void read_written(
     followed_provider const& provider,
     provider_connection& connection,
