@@ -11,6 +11,9 @@
 
 #include <algorithm>
 #include <array>
+#include <charconv>
+#include <chrono>
+#include <cmath>
 #include <exception>
 #include <iterator>
 #include <string_view>
@@ -29,6 +32,7 @@ constexpr std::array add_commands{
     &add_wait,
     &add_watch,
     &add_record,
+    &add_provide,
     &add_def,
     &add_doctor,
     &add_context,
@@ -196,6 +200,33 @@ failure explain_usage(
         exit_code::usage, error.what(), "see how it is used: corvelctl" + chosen + " --help"};
 }
 
+supervisor::clock::duration parse_rate(std::string const& text) {
+    auto const slash = std::min(text.find('/'), text.size());
+    auto const digits = std::string_view{text}.substr(0, slash);
+    auto const unit = text.substr(slash);
+    auto const* const end = digits.data() + digits.size();
+    double number = 0;
+    auto const [stopped, error] = std::from_chars(digits.data(), end, number);
+    auto seconds = 1.0;
+    if (unit == "/min" || unit == "/m") {
+        seconds = 60.0;
+    } else if (unit == "/h") {
+        seconds = 3600.0;
+    } else if (!unit.empty() && unit != "/s") {
+        seconds = std::nan("");
+    }
+    auto const interval = seconds / number;
+    constexpr double longest = 86'400.0;
+    constexpr double shortest = 0.001;
+    if (error != std::errc{} || stopped != end || !(interval <= longest)
+        || !(interval >= shortest)) {
+        throw CLI::ValidationError{
+            '"' + text + "\" is no rate; write 5/s, 30/min or 12/h, at most 1000/s"};
+    }
+    return std::chrono::duration_cast<supervisor::clock::duration>(
+        std::chrono::duration<double>{interval});
+}
+
 exit_code run_chosen(command_line const& line, global_options const& options, output& out) {
     library_reports reports{out};
     supervisor guard{out};
@@ -240,6 +271,17 @@ CLI::Option* add_duration(
     };
     return command.add_option_function<std::string>(name, parse, description)
         ->type_name("DURATION");
+}
+
+CLI::Option* add_rate(
+    CLI::App& command,
+    std::function<void(supervisor::clock::duration)> set,
+    std::string const& description) {
+    auto const parse = [set = std::move(set)](std::string const& text) {
+        set(parse_rate(text));
+    };
+    return command.add_option_function<std::string>("--rate", parse, description)
+        ->type_name("RATE");
 }
 
 int run_program(int count, char** arguments) {

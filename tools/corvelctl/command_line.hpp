@@ -91,6 +91,14 @@ CLI::Option* add_duration(
     std::function<void(std::chrono::milliseconds)> set,
     std::string const& description);
 
+/// Adds the option --rate, as "5/s", "30/min" or "0.5/s"; without a unit a second is meant.
+///
+/// @param set  Called with the time between two values, 1 ms to 24 h.
+CLI::Option* add_rate(
+    CLI::App& command,
+    std::function<void(supervisor::clock::duration)> set,
+    std::string const& description);
+
 /// Runs the program.
 ///
 /// @return the exit code.

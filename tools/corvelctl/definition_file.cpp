@@ -27,6 +27,7 @@ public:
         : m_source{source} {}
 
     void read_document(nlohmann::json const& document) {
+        read_provider(document);
         auto const& variables = document.at("variables");
         if (!variables.is_array()) {
             throw make_failure("\"variables\" is no array");
@@ -49,14 +50,16 @@ public:
             }
             auto const type = object.value("type", "");
             if (type == "variable" || type == "value") {
+                read_provider(object);
                 add(object);
             }
             text.remove_prefix(std::min(end + 1, text.size()));
         }
     }
 
-    [[nodiscard]] std::vector<defined_variable> finish() && {
-        return std::move(m_read);
+    void finish(defined_variables& definition) && {
+        definition.variables = std::move(m_read);
+        definition.provider = std::move(m_provider);
     }
 
 private:
@@ -85,8 +88,7 @@ private:
     }
 
     variable_value read_type(nlohmann::json const& object) const {
-        std::array<variable_value, 6> const zeros{
-            false, 0.0, std::int64_t{0}, std::string{}, timestamp{}, std::chrono::nanoseconds{}};
+        auto const& zeros = get_zeros();
         std::vector<std::string> names;
         names.reserve(zeros.size());
         for (auto const& zero : zeros) {
@@ -96,6 +98,13 @@ private:
         return *std::find_if(zeros.begin(), zeros.end(), [&name](variable_value const& zero) {
             return type_name_of(zero) == name;
         });
+    }
+
+    void read_provider(nlohmann::json const& object) {
+        auto const found = object.find("provider");
+        if (found != object.end() && found->is_string()) {
+            m_provider = found->get<std::string>();
+        }
     }
 
     void add(nlohmann::json const& object) {
@@ -128,6 +137,7 @@ private:
 
     std::string const& m_source;
     std::string m_place;
+    std::string m_provider;
     std::vector<defined_variable> m_read;
 };
 
@@ -191,7 +201,7 @@ defined_variables parse_definition(std::string_view text, std::string const& sou
     } else {
         reader.read_lines(text);
     }
-    definition.variables = std::move(reader).finish();
+    std::move(reader).finish(definition);
     if (definition.variables.empty()) {
         throw failure{
             exit_code::usage,
@@ -212,7 +222,7 @@ defined_variables load_definition(std::string const& file) {
 }
 
 defined_variables get_definition(current_variables const& all, std::string const& provider) {
-    defined_variables definition{provider, all.fingerprint, {}};
+    defined_variables definition{provider, all.fingerprint, {}, provider};
     for (auto const& [id, variable] : all) {
         definition.variables.push_back(
             {variable->get_path(),

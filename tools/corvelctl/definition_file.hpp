@@ -26,6 +26,7 @@ struct defined_variables {
     std::string source; ///< For error texts: the file or the provider.
     std::optional<definition_fingerprint> fingerprint; ///< Only of a live provider.
     std::vector<defined_variable> variables;           ///< In the order of the file or of the ids.
+    std::string provider = {}; ///< Who has them; empty if the file does not say it.
 };
 
 /// Reads a definition file: an object with the array "variables", or JSON Lines as `browse --json` and

@@ -3,13 +3,10 @@
 
 #include "corvelctl/followed_hub.hpp"
 
+#include "corvelctl/event_wait.hpp"
 #include "corvelctl/session_access.hpp"
 
-#include <poll.h>
-#include <unistd.h>
-
 #include <algorithm>
-#include <array>
 #include <chrono>
 #include <cstddef>
 #include <iterator>
@@ -155,23 +152,11 @@ exit_code followed_hub::run(std::optional<clock::time_point> deadline) {
 }
 
 void followed_hub::wait(std::optional<clock::time_point> deadline) const {
-    using std::chrono::milliseconds;
     auto const next = m_receiver.get_next_time();
-    auto until = deadline.value_or(clock::now() + std::chrono::minutes{1});
-    until = std::min(until, next.value_or(until));
-    auto const left = std::chrono::ceil<milliseconds>(until - clock::now());
-    // Without events to wait for, poll() reports that nobody reads standard output any more.
-    std::array<pollfd, 3> watched{
-        {{m_session.get_dispatch_descriptor(), POLLIN, 0},
-         {m_tool.guard.get_signal_descriptor(), POLLIN, 0},
-         {STDOUT_FILENO, 0, 0}}};
-    ::poll(
-        watched.data(),
-        watched.size(),
-        static_cast<int>(std::clamp(left, milliseconds{0}, milliseconds{60'000}).count()));
-    if ((watched[2].revents & POLLERR) != 0) {
-        throw output_closed{};
-    }
+    auto const until = deadline.value_or(clock::time_point::max());
+    wait_for_events(
+        {m_session.get_dispatch_descriptor(), m_tool.guard.get_signal_descriptor()},
+        std::min(until, next.value_or(until)));
 }
 
 // The session reports what leaves a handler as a diagnostic, and goes on.

@@ -85,9 +85,7 @@ json_object make_variables(known_definition const& defined) {
 } // namespace
 
 std::string_view get_type_name(std::size_t index) {
-    static std::array<variable_value, std::variant_size_v<variable_value>> const values{
-        {false, 0.0, std::int64_t{0}, std::string{}, timestamp{}, std::chrono::nanoseconds{}}};
-    return type_name_of(values.at(index));
+    return type_name_of(get_zeros().at(index));
 }
 
 void json_rows::append_header(

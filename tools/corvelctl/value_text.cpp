@@ -193,6 +193,12 @@ parsed_value parse_plain(nlohmann::json const& value, variable_value const& like
 
 } // namespace
 
+std::array<variable_value, std::variant_size_v<variable_value>> const& get_zeros() {
+    static std::array<variable_value, std::variant_size_v<variable_value>> const zeros{
+        {false, 0.0, std::int64_t{0}, std::string{}, timestamp{}, std::chrono::nanoseconds{}}};
+    return zeros;
+}
+
 std::string make_text(variable_value const& value, bool utc) {
     struct {
         bool utc;

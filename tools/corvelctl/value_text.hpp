@@ -8,11 +8,16 @@
 #include "corvelctl/output.hpp"
 #include <hub/common.hpp>
 
+#include <array>
 #include <cstddef>
 #include <string>
 #include <string_view>
+#include <variant>
 
 namespace arvenhold::corvel::hub::ctl {
+
+/// Returns false, zero or empty of each type, in the order of variable_value.
+[[nodiscard]] std::array<variable_value, std::variant_size_v<variable_value>> const& get_zeros();
 
 /// The value for people, in one line.
 ///

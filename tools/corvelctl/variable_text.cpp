@@ -24,6 +24,20 @@ std::string make_text(variable_permissions permissions) {
     return permissions == variable_permissions::read_write ? "read-write" : "read-only";
 }
 
+std::optional<variable_quality> parse_quality(std::string_view name) {
+    for (auto const quality :
+         {variable_quality::good,
+          variable_quality::bad,
+          variable_quality::uncertain,
+          variable_quality::uncertain_last_usable_value,
+          variable_quality::uncertain_initial_value}) {
+        if (name_of(quality) == name) {
+            return quality;
+        }
+    }
+    return std::nullopt;
+}
+
 colour colour_of(variable_quality quality) {
     switch (quality) {
     case variable_quality::good:

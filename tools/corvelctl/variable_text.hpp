@@ -8,7 +8,9 @@
 #include "corvelctl/output.hpp"
 #include <hub/hub.hpp>
 
+#include <optional>
 #include <string>
+#include <string_view>
 
 namespace arvenhold::corvel::hub::ctl {
 
@@ -17,6 +19,11 @@ namespace arvenhold::corvel::hub::ctl {
 
 /// "read-write" or "read-only".
 [[nodiscard]] std::string make_text(variable_permissions permissions);
+
+/// Returns the quality with a name, as "good".
+///
+/// @return nothing if no quality has this name.
+[[nodiscard]] std::optional<variable_quality> parse_quality(std::string_view name);
 
 /// The colour of a quality: green, yellow or red.
 [[nodiscard]] colour colour_of(variable_quality quality);

@@ -48,10 +48,11 @@ class Result:
 class Hub:
     """A development hub on free ports."""
 
-    def __init__(self):
+    def __init__(self, *arguments):
         self.log = tempfile.TemporaryFile("w+", encoding="utf-8")
         self.process = subprocess.Popen(
-            [HUB, "--client-id", CLIENT, "--client-secret", SECRET, "--probe-interval", "100"],
+            [HUB, "--client-id", CLIENT, "--client-secret", SECRET, "--probe-interval", "100",
+             *arguments],
             stdin=subprocess.DEVNULL, stdout=subprocess.PIPE, stderr=self.log, text=True)
         line = ""
         while not line.startswith("{"):
@@ -108,9 +109,9 @@ class ToolTest(unittest.TestCase):
 
     def start(self, *arguments, **options):
         process = subprocess.Popen(
-            [TOOL, *map(str, arguments)], env=self.environment, stdin=subprocess.DEVNULL,
-            stdout=options.pop("stdout", subprocess.PIPE), stderr=subprocess.PIPE, text=True,
-            encoding="utf-8", errors="surrogateescape", **options)
+            [TOOL, *map(str, arguments)], env=self.environment,
+            stdin=options.pop("stdin", subprocess.DEVNULL), stdout=options.pop("stdout", subprocess.PIPE),
+            stderr=subprocess.PIPE, text=True, encoding="utf-8", errors="surrogateescape", **options)
         self.addCleanup(self.end, process)
         return process
 
@@ -119,7 +120,7 @@ class ToolTest(unittest.TestCase):
         if process.poll() is None:
             process.kill()
         process.wait()
-        for stream in (process.stdout, process.stderr):
+        for stream in (process.stdin, process.stdout, process.stderr):
             if stream is not None and not stream.closed:
                 stream.close()
 
@@ -152,6 +153,12 @@ class ToolTest(unittest.TestCase):
             self.assertTrue(line, f"ended without '{text}': {lines}")
             lines.append(line)
         return lines
+
+    def tell(self, process, *lines):
+        """Writes JSON Lines, or lines as they are, to a running tool."""
+        for line in lines:
+            process.stdin.write((line if isinstance(line, str) else json.dumps(line)) + "\n")
+        process.stdin.flush()
 
     def interrupt(self, process):
         process.send_signal(signal.SIGINT)

@@ -11,12 +11,9 @@
 #include "corvelctl/value_table.hpp"
 
 #include <algorithm>
-#include <charconv>
 #include <chrono>
-#include <cmath>
 #include <memory>
 #include <optional>
-#include <string_view>
 #include <utility>
 #include <vector>
 
@@ -309,33 +306,6 @@ exit_code watch(tool& with, watch_options const& given) {
     return given.table ? watch_table(with, given, selected) : watch_lines(with, given, selected);
 }
 
-// The time between two values of "5/s", "30/min" or "0.5/s"; without a unit a second is meant.
-clock::duration parse_rate(std::string const& text) {
-    auto const slash = std::min(text.find('/'), text.size());
-    auto const digits = std::string_view{text}.substr(0, slash);
-    auto const unit = text.substr(slash);
-    auto const* const end = digits.data() + digits.size();
-    double number = 0;
-    auto const [stopped, error] = std::from_chars(digits.data(), end, number);
-    auto seconds = 1.0;
-    if (unit == "/min" || unit == "/m") {
-        seconds = 60.0;
-    } else if (unit == "/h") {
-        seconds = 3600.0;
-    } else if (!unit.empty() && unit != "/s") {
-        seconds = std::nan("");
-    }
-    auto const interval = seconds / number;
-    constexpr double longest = 86'400.0;
-    constexpr double shortest = 0.001;
-    if (error != std::errc{} || stopped != end || !(interval <= longest)
-        || !(interval >= shortest)) {
-        throw CLI::ValidationError{
-            '"' + text + "\" is no rate; write 5/s, 30/min or 12/h, at most 1000/s"};
-    }
-    return std::chrono::duration_cast<clock::duration>(std::chrono::duration<double>{interval});
-}
-
 } // namespace
 
 void add_watch(command_line& line) {
@@ -350,15 +320,11 @@ void add_watch(command_line& line) {
         "--for",
         [options = options.get()](auto span) { options->span = span; },
         "End after this time");
-    command
-        .add_option_function<std::string>(
-            "--rate",
-            [options = options.get()](std::string const& text) {
-                options->interval = parse_rate(text);
-            },
-            "At most so many values of each variable, the latest ones: 5/s, 30/min; with --table "
-            "how often the screen is drawn, 2/s by default")
-        ->type_name("RATE");
+    add_rate(
+        command,
+        [options = options.get()](auto interval) { options->interval = interval; },
+        "At most so many values of each variable, the latest ones: 5/s, 30/min; with --table "
+        "how often the screen is drawn, 2/s by default");
     command.add_flag("--table", options->table, "A table on the whole screen, until Ctrl-C");
     command.add_flag(
         "--exit-on-loss", options->exit_on_loss, "Fail with 5 when a value or the hub is lost");
