@@ -33,6 +33,7 @@ constexpr std::array add_commands{
     &add_watch,
     &add_record,
     &add_provide,
+    &add_pipe,
     &add_def,
     &add_doctor,
     &add_context,

@@ -17,6 +17,7 @@ void add_def(command_line& line);
 void add_dev(command_line& line);
 void add_doctor(command_line& line);
 void add_help(command_line& line);
+void add_pipe(command_line& line);
 void add_provide(command_line& line);
 void add_providers(command_line& line);
 void add_read(command_line& line);

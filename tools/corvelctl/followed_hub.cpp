@@ -88,17 +88,20 @@ std::string_view name_of(provider_event event) {
     return "definition_changed";
 }
 
-followed_hub::followed_hub(
-    tool& with, followed_selection const& selected, change_queue queue, hub_receiver& to)
+followed_hub::followed_hub(tool& with, variable_permissions permissions, hub_receiver& to)
     : m_tool{with}
     , m_receiver{to}
-    , m_keeps_all{queue.get_limit() != 0}
     , m_session{
           "corvelctl",
           make_session_access(with),
           session_settings{}.set_handlers_wait_for_dispatch(true),
-          variable_permissions::read_only} {
+          permissions} {
     set_handlers();
+}
+
+followed_hub::followed_hub(
+    tool& with, followed_selection const& selected, change_queue queue, hub_receiver& to)
+    : followed_hub{with, variable_permissions::read_only, to} {
     auto const providers =
         selected.providers.empty() ? std::vector<std::string>{"**"} : selected.providers;
     auto const share = make_share(queue, providers.size());
@@ -119,8 +122,13 @@ void followed_hub::set_handlers() {
 void followed_hub::follow(
     std::string const& provider, std::string const& paths, change_queue queue) {
     auto followed = m_session.follow_all(provider, paths, queue);
+    m_keeps_all = queue.get_limit() != 0;
     followed.on_batch([this](auto const& now) { guard([&] { handle_batch(now); }); });
     m_followed.push_back(std::move(followed));
+}
+
+consumer_session& followed_hub::get_session() {
+    return m_session;
 }
 
 std::vector<any_reading> followed_hub::get_readings() const {
@@ -154,9 +162,10 @@ exit_code followed_hub::run(std::optional<clock::time_point> deadline) {
 void followed_hub::wait(std::optional<clock::time_point> deadline) const {
     auto const next = m_receiver.get_next_time();
     auto const until = deadline.value_or(clock::time_point::max());
-    wait_for_events(
-        {m_session.get_dispatch_descriptor(), m_tool.guard.get_signal_descriptor()},
-        std::min(until, next.value_or(until)));
+    auto descriptors = m_receiver.get_descriptors();
+    descriptors.push_back(m_session.get_dispatch_descriptor());
+    descriptors.push_back(m_tool.guard.get_signal_descriptor());
+    wait_for_events(descriptors, std::min(until, next.value_or(until)));
 }
 
 // The session reports what leaves a handler as a diagnostic, and goes on.

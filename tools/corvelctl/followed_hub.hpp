@@ -67,6 +67,11 @@ public:
     [[nodiscard]] virtual std::optional<supervisor::clock::time_point> get_next_time() const = 0;
 
     [[nodiscard]] virtual bool is_done() const = 0;
+
+    /// Returns what else ends the waiting when it is readable; finish_round() is called then.
+    [[nodiscard]] virtual std::vector<int> get_descriptors() const {
+        return {};
+    }
 };
 
 class followed_hub {
@@ -79,9 +84,19 @@ public:
     followed_hub(
         tool& with, followed_selection const& selected, change_queue queue, hub_receiver& to);
 
+    /// The same, and follows nothing before follow().
+    ///
+    /// @param permissions  What the session asks for.
+    followed_hub(tool& with, variable_permissions permissions, hub_receiver& to);
+
     followed_hub(followed_hub const&) = delete;
     followed_hub& operator=(followed_hub const&) = delete;
     ~followed_hub() = default;
+
+    /// Follows more, with patterns as consumer_session::follow_all().
+    void follow(std::string const& provider, std::string const& paths, change_queue queue);
+
+    [[nodiscard]] consumer_session& get_session();
 
     /// Returns the latest readings of everything that is followed.
     [[nodiscard]] std::vector<any_reading> get_readings() const;
@@ -101,7 +116,6 @@ private:
     };
 
     void set_handlers();
-    void follow(std::string const& provider, std::string const& paths, change_queue queue);
     void guard(std::function<void()> const& handler);
     void handle_batch(std::vector<any_reading> const& now);
     void handle_status(std::string const& provider, session_status const& status);
@@ -116,7 +130,7 @@ private:
 
     tool& m_tool;
     hub_receiver& m_receiver;
-    bool const m_keeps_all;
+    bool m_keeps_all = false;
     bool m_is_hub_lost = false;
     std::map<std::string, followed_provider> m_providers;
     std::exception_ptr m_failed; // what a handler has thrown

@@ -8,14 +8,12 @@
 #include "corvelctl/time_text.hpp"
 
 #include <poll.h>
-#include <sys/eventfd.h>
 #include <sys/signalfd.h>
 #include <unistd.h>
 
 #include <algorithm>
 #include <array>
 #include <csignal>
-#include <cstdint>
 #include <cstdlib>
 #include <system_error>
 
@@ -37,16 +35,13 @@ exit_code get_code(int signal_number) {
     return signal_number == SIGINT ? exit_code::interrupted : exit_code::terminated;
 }
 
-int require_descriptor(int descriptor) {
+int open_signals() {
+    auto const signals = get_signals();
+    auto const descriptor = ::signalfd(-1, &signals, SFD_CLOEXEC);
     if (descriptor < 0) {
         throw std::system_error{errno, std::generic_category(), "cannot watch for signals"};
     }
     return descriptor;
-}
-
-int open_signals() {
-    auto const signals = get_signals();
-    return require_descriptor(::signalfd(-1, &signals, SFD_CLOEXEC));
 }
 
 // The next pending signal; nothing if there is none.
@@ -57,13 +52,6 @@ std::optional<int> read_signal(pollfd const& watched) {
         return std::nullopt;
     }
     return static_cast<int>(received.ssi_signo);
-}
-
-// Makes an event descriptor readable.
-void raise(int descriptor) {
-    std::uint64_t const one = 1;
-    static_cast<void>(
-        ::write(descriptor, &one, sizeof one) == 0); // cannot fail: the count is small
 }
 
 [[noreturn]] void end_at_once(exit_code code) {
@@ -81,9 +69,7 @@ void supervisor::block_signals() {
 
 supervisor::supervisor(output& shown)
     : m_output{shown}
-    , m_signals{open_signals()}
-    , m_changes{require_descriptor(::eventfd(0, EFD_CLOEXEC))}
-    , m_asked{require_descriptor(::eventfd(0, EFD_CLOEXEC))} {
+    , m_signals{open_signals()} {
     m_thread = std::thread{[this] {
         run();
     }};
@@ -97,8 +83,6 @@ supervisor::~supervisor() {
     wake();
     m_thread.join();
     ::close(m_signals);
-    ::close(m_changes);
-    ::close(m_asked);
 }
 
 void supervisor::set_time(milliseconds limit) {
@@ -139,11 +123,11 @@ void supervisor::end_soon(exit_code code) {
         m_late = code;
         m_deadline = clock::now() + enough;
     }
-    raise(m_changes);
+    m_changes.raise();
 }
 
 int supervisor::get_signal_descriptor() const {
-    return m_asked;
+    return m_asked.get_descriptor();
 }
 
 std::optional<exit_code> supervisor::wait_for_signal(clock::time_point limit) {
@@ -159,16 +143,16 @@ void supervisor::wake() {
         m_woken = true;
     }
     m_changed.notify_all();
-    raise(m_changes);
+    m_changes.raise();
 }
 
 void supervisor::run() {
-    std::array<pollfd, 2> watched{{{m_signals, POLLIN, 0}, {m_changes, POLLIN, 0}}};
+    std::array<pollfd, 2> watched{
+        {{m_signals, POLLIN, 0}, {m_changes.get_descriptor(), POLLIN, 0}}};
     for (;;) {
         ::poll(watched.data(), watched.size(), get_poll_time());
         if ((watched[1].revents & POLLIN) != 0) {
-            std::uint64_t count = 0;
-            static_cast<void>(::read(m_changes, &count, sizeof count) == 0);
+            m_changes.lower();
         }
         if (auto const number = read_signal(watched[0])) {
             handle_signal(*number);
@@ -206,7 +190,7 @@ void supervisor::handle_signal(int number) {
         m_signal = get_code(number);
     }
     m_changed.notify_all();
-    raise(m_asked);
+    m_asked.raise();
     end_soon(get_code(number));
 }
 

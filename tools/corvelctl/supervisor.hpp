@@ -5,6 +5,7 @@
 
 #pragma once
 
+#include "corvelctl/event_flag.hpp"
 #include "corvelctl/exit_code.hpp"
 
 #include <chrono>
@@ -77,9 +78,9 @@ private:
     [[nodiscard]] int get_poll_time() const;
 
     output& m_output;
-    int const m_signals; // descriptor that is readable when a signal is pending
-    int const m_changes; // descriptor that is readable when the thread should look again
-    int const m_asked;   // descriptor that is readable after the first signal
+    int const m_signals;  // descriptor that is readable when a signal is pending
+    event_flag m_changes; // raised when the thread should look again
+    event_flag m_asked;   // raised by the first signal
 
     mutable std::mutex m_mutex; // guards everything below
     std::condition_variable m_changed;

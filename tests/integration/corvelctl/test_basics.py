@@ -28,7 +28,7 @@ class Usage(ToolTest):
     def test_asks_whether_another_command_was_meant(self):
         self.assertEqual(
             self.expect(2, "provider").errors,
-            'corvelctl: no command "provider"; did you mean "providers"?\n'
+            'corvelctl: no command "provider"; did you mean "provide" or "providers"?\n'
             "  see all commands: corvelctl --help\n")
 
     def test_names_the_commands_of_a_group(self):
