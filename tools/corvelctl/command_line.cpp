@@ -34,6 +34,7 @@ constexpr std::array add_commands{
     &add_record,
     &add_provide,
     &add_pipe,
+    &add_replay,
     &add_def,
     &add_doctor,
     &add_context,

@@ -145,6 +145,17 @@ any_variable_handle const& kept_provider::require(std::string const& path) const
     throw make_unknown_path(path, paths, m_name);
 }
 
+any_variable_handle kept_provider::find(std::string const& path) const {
+    auto const found = m_variables.find(path);
+    return found == m_variables.end() ? any_variable_handle{} : found->second;
+}
+
+void kept_provider::set_all_qualities(variable_quality quality, timestamp when) const {
+    for (auto const& [path, variable] : m_variables) {
+        variable.set_quality(quality, when);
+    }
+}
+
 provider_session& kept_provider::get_session() {
     return m_session;
 }

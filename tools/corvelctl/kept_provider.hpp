@@ -61,6 +61,11 @@ public:
     /// @throws failure  There is none; the text names near ones.
     [[nodiscard]] any_variable_handle const& require(std::string const& path) const;
 
+    /// Returns the variable with this path, or a handle of no variable.
+    [[nodiscard]] any_variable_handle find(std::string const& path) const;
+
+    void set_all_qualities(variable_quality quality, timestamp when) const;
+
     [[nodiscard]] provider_session& get_session();
     [[nodiscard]] std::string const& get_name() const;
 

@@ -15,6 +15,7 @@
 #include <cerrno>
 #include <charconv>
 #include <chrono>
+#include <map>
 #include <string_view>
 #include <system_error>
 #include <utility>
@@ -29,11 +30,11 @@ std::string text_of(int error) {
     return std::generic_category().message(error);
 }
 
-// The highest number of the full files; 0 if there are none. Numbers of removed ones stay unused.
-std::uint64_t find_last_number(std::filesystem::path const& path) {
+// The full files by their numbers. Those of removed ones stay unused.
+std::map<std::uint64_t, std::filesystem::path> find_numbers(std::filesystem::path const& path) {
     auto const folder = path.has_parent_path() ? path.parent_path() : std::filesystem::path{"."};
     auto const beginning = path.filename().string() + '.';
-    std::uint64_t last = 0;
+    std::map<std::uint64_t, std::filesystem::path> found;
     std::error_code error;
     for (auto const& entry : std::filesystem::directory_iterator{folder, error}) {
         auto const name = entry.path().filename().string();
@@ -41,14 +42,22 @@ std::uint64_t find_last_number(std::filesystem::path const& path) {
             name.starts_with(beginning) ? beginning.size() : name.size());
         auto const* const end = digits.data() + digits.size();
         std::uint64_t number = 0;
-        if (std::from_chars(digits.data(), end, number).ptr == end) {
-            last = std::max(last, number);
+        if (std::from_chars(digits.data(), end, number).ptr == end && number > 0) {
+            found.emplace(number, entry.path());
         }
     }
-    return last;
+    return found;
 }
 
 } // namespace
+
+std::vector<std::filesystem::path> find_full_files(std::filesystem::path const& path) {
+    std::vector<std::filesystem::path> files;
+    for (auto const& [number, file] : find_numbers(path)) {
+        files.push_back(file);
+    }
+    return files;
+}
 
 recording_file::recording_file(
     std::filesystem::path path, bool (*is_beginning)(std::string_view line))
@@ -172,8 +181,9 @@ std::uint64_t recording_file::get_size() const {
 
 std::filesystem::path recording_file::rotate() {
     flush();
+    auto const numbers = find_numbers(m_path);
     auto full = m_path;
-    full += '.' + std::to_string(find_last_number(m_path) + 1);
+    full += '.' + std::to_string(numbers.empty() ? 1 : numbers.rbegin()->first + 1);
     std::error_code error;
     std::filesystem::rename(m_path, full, error);
     if (error) {

@@ -12,8 +12,12 @@
 #include <optional>
 #include <string>
 #include <string_view>
+#include <vector>
 
 namespace arvenhold::corvel::hub::ctl {
+
+/// Returns the full files of a recording, FILE.1, FILE.2 and so on, the oldest first.
+[[nodiscard]] std::vector<std::filesystem::path> find_full_files(std::filesystem::path const& path);
 
 /// Invariants:
 /// 1. The file ends with a whole row after every operation, also after one that has thrown.
