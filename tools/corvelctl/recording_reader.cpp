@@ -48,7 +48,7 @@ row_kind kind_of_event(std::string_view event) {
     if (event == "lost" || event == "stale") {
         return row_kind::loss;
     }
-    return event == "here" || event == "back" ? row_kind::return_ : row_kind::other;
+    return event == "here" || event == "back" ? row_kind::recovery : row_kind::other;
 }
 
 std::vector<ctl::defined_variable> read_variables(nlohmann::json const& rows) {

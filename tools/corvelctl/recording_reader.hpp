@@ -21,7 +21,7 @@ namespace arvenhold::corvel::hub::ctl {
 enum class row_kind {
     value,      ///< A variable has this value.
     loss,       ///< The values of a provider are not known to be current from now on.
-    return_,    ///< All values of a provider were read before this row.
+    recovery,   ///< All values of a provider were read before this row.
     gap,        ///< Nothing was recorded between `from` and `when`.
     definition, ///< Only of JSON Lines.
     other,

@@ -61,7 +61,7 @@ TEST(recording_reader, reads_both_formats_alike) {
          row_kind::loss},
         {"provider_back,p,,,,,",
          R"("type":"provider_event","provider":"p","event":"back")",
-         row_kind::return_},
+         row_kind::recovery},
         {"gap,,,,,,from 1970-01-01T00:00:01Z",
          R"("type":"gap","from":"1970-01-01T00:00:01Z")",
          row_kind::gap},

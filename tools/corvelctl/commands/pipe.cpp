@@ -199,22 +199,24 @@ private:
 
     // Goes on with the requests whose provider is ready, or will not be in time.
     void advance(clock::time_point now) {
-        m_waiting.remove_if([&](waiting_request const& one) {
-            auto const status = m_hub->get_session().get_provider_status(one.provider);
-            if (status.state == session_state::ready) {
-                auto is_answered = true;
-                attempt(one.object, [&] { is_answered = perform(one); });
-                if (is_answered) {
-                    return true;
-                }
+        m_waiting.remove_if([&](waiting_request const& one) { return is_answered(one, now); });
+    }
+
+    [[nodiscard]] bool is_answered(waiting_request const& request, clock::time_point now) {
+        auto const status = m_hub->get_session().get_provider_status(request.provider);
+        if (status.state == session_state::ready) {
+            auto has_ended = true;
+            attempt(request.object, [&] { has_ended = perform(request); });
+            if (has_ended) {
+                return true;
             }
-            auto const is_late =
-                now >= one.deadline || status.reason == session_reason::provider_missing;
-            if (is_late) {
-                answer(one.object, explain_waiting(one.provider, status));
-            }
-            return is_late;
-        });
+        }
+        auto const is_late =
+            now >= request.deadline || status.reason == session_reason::provider_missing;
+        if (is_late) {
+            answer(request.object, explain_waiting(request.provider, status));
+        }
+        return is_late;
     }
 
     // Returns whether the request needs to wait no longer.
@@ -255,17 +257,24 @@ private:
         waiting_request const& request, known_definition const& definition) {
         std::vector<std::string> paths;
         for (auto const& pattern : read_paths(request.object)) {
-            auto const size = paths.size();
-            for (auto const& one : definition.variables) {
-                if (matches(pattern, one.path)) {
-                    paths.push_back(one.path);
-                }
-            }
-            if (paths.size() == size) {
+            if (!add_matching(paths, pattern, definition)) {
                 throw make_unknown(pattern, request.provider, definition);
             }
         }
         return paths;
+    }
+
+    static bool add_matching(
+        std::vector<std::string>& paths,
+        std::string const& pattern,
+        known_definition const& definition) {
+        auto const size = paths.size();
+        for (auto const& one : definition.variables) {
+            if (matches(pattern, one.path)) {
+                paths.push_back(one.path);
+            }
+        }
+        return paths.size() > size;
     }
 
     static failure make_unknown(

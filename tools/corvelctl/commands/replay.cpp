@@ -121,7 +121,7 @@ private:
     }
 
     void release(recorded_row const& row) {
-        if (row.kind != row_kind::return_) {
+        if (row.kind != row_kind::recovery) {
             return;
         }
         auto held = m_held.extract(row.provider);
@@ -250,14 +250,18 @@ private:
         if (row.kind == row_kind::value) {
             set(row, when);
         } else {
-            // The values may have been others from here on.
-            for (auto const& [name, provider] : m_providers) {
-                if (row.provider.empty() || row.provider == name) {
-                    provider->set_all_qualities(variable_quality::bad, when);
-                }
-            }
+            mark_bad(row.provider, when);
         }
         m_rows.pop();
+    }
+
+    // The values of the provider, or of all, may have been others from here on.
+    void mark_bad(std::string const& lost, timestamp when) {
+        for (auto const& [name, provider] : m_providers) {
+            if (lost.empty() || lost == name) {
+                provider->set_all_qualities(variable_quality::bad, when);
+            }
+        }
     }
 
     void set(recorded_row const& row, timestamp when) {
@@ -290,6 +294,7 @@ std::vector<std::string> find_names(
     replay_options const& given,
     std::map<std::string, std::vector<ctl::defined_variable>> const& definitions) {
     std::vector<std::string> names;
+    names.reserve(definitions.size());
     for (auto const& [name, variables] : definitions) {
         names.push_back(name);
     }
@@ -366,12 +371,13 @@ exit_code replay(tool& with, replay_options const& given) {
 
 // "2x", "0.5x" or "10".
 double parse_speed(std::string const& text) {
-    auto const* const begin = text.data();
-    auto const* const end = begin + text.size() - (text.ends_with('x') ? 1 : 0);
+    auto const digits =
+        std::string_view{text}.substr(0, text.size() - (text.ends_with('x') ? 1 : 0));
+    auto const* const end = digits.data() + digits.size();
     constexpr double slowest = 0.001;
     constexpr double fastest = 1000;
     double speed = 0;
-    auto const [stopped, error] = std::from_chars(begin, end, speed);
+    auto const [stopped, error] = std::from_chars(digits.data(), end, speed);
     if (error != std::errc{} || stopped != end || !(speed >= slowest) || !(speed <= fastest)) {
         throw CLI::ValidationError{
             '"' + text + "\" is no speed; write 2x or 0.5x, from 0.001x to 1000x"};
