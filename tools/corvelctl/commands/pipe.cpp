@@ -11,6 +11,7 @@
 #include "corvelctl/value_text.hpp"
 #include "corvelctl/write_queue.hpp"
 #include <hub/session/names.hpp>
+#include <hub/session/path_pattern.hpp>
 
 #include <algorithm>
 #include <chrono>
@@ -193,7 +194,7 @@ private:
 
     [[nodiscard]] bool is_followed(std::string const& provider) const {
         return std::any_of(m_followed.begin(), m_followed.end(), [&](auto const& pattern) {
-            return matches(pattern, provider);
+            return matches_pattern(provider, pattern);
         });
     }
 
@@ -270,7 +271,7 @@ private:
         known_definition const& definition) {
         auto const size = paths.size();
         for (auto const& one : definition.variables) {
-            if (matches(pattern, one.path)) {
+            if (matches_pattern(one.path, pattern)) {
                 paths.push_back(one.path);
             }
         }
