@@ -37,6 +37,7 @@ constexpr std::array add_commands{
     &add_replay,
     &add_def,
     &add_doctor,
+    &add_check,
     &add_context,
     &add_dev,
     &add_version,
@@ -231,7 +232,9 @@ supervisor::clock::duration parse_rate(std::string const& text) {
 
 exit_code run_chosen(command_line const& line, global_options const& options, output& out) {
     library_reports reports{out};
-    supervisor guard{out};
+    supervisor guard{[&](failure const& ended) {
+        return line.report(out, ended);
+    }};
     guard.set_time(options.timeout.value_or(default_timeout));
     tool with{options, out, reports, guard};
     return line.get_chosen()(with);
@@ -244,17 +247,22 @@ exit_code run_to_end(command_line const& line, global_options const& options) {
         return run_chosen(line, options, out);
     } catch (output_closed const&) {
         return exit_code::done;
-    } catch (failure const& ended) {
-        out.report(ended);
-        return ended.get_code();
     } catch (std::exception const& error) {
-        auto const ended = explain_exception(error);
-        out.report(ended);
-        return ended.get_code();
+        return line.report(out, explain_exception(error));
     }
 }
 
 } // namespace
+
+exit_code command_line::report(output& out, failure const& ended) const {
+    for (auto const* const chosen : m_application.get_subcommands()) {
+        if (auto const found = m_reports.find(chosen); found != m_reports.end()) {
+            return found->second(out, ended);
+        }
+    }
+    out.report(ended);
+    return ended.get_code();
+}
 
 CLI::Option* add_duration(
     CLI::App& command,
@@ -307,8 +315,7 @@ int run_program(int count, char** arguments) {
     } catch (CLI::ParseError const& error) {
         std::vector<std::string> const words(std::next(arguments), std::next(arguments, count));
         output out{options.output};
-        out.report(explain_usage(application, words, error));
-        return static_cast<int>(exit_code::usage);
+        return static_cast<int>(line.report(out, explain_usage(application, words, error)));
     }
     return static_cast<int>(run_to_end(line, options));
 }

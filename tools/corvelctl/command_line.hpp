@@ -11,6 +11,7 @@
 #include <CLI/CLI.hpp>
 
 #include <functional>
+#include <map>
 #include <memory>
 #include <string>
 #include <utility>
@@ -19,6 +20,9 @@ namespace arvenhold::corvel::hub::ctl {
 
 /// Runs a command that was parsed.
 using command_action = std::function<exit_code(tool&)>;
+
+/// Shows why a command ends, and returns how the program ends.
+using failure_report = std::function<exit_code(output&, failure const&)>;
 
 /// The command line while it is parsed. A command adds itself with add(), and the one that the user
 /// has chosen leaves its action here.
@@ -67,6 +71,15 @@ public:
         return group;
     }
 
+    /// Sets how a command shows failures, also those of its arguments and that its time is up, in place
+    /// of output::report(). May be called on another thread while the command runs.
+    void set_failure_report(CLI::App const& command, failure_report report) {
+        m_reports.emplace(&command, std::move(report));
+    }
+
+    /// Shows a failure as the chosen command does.
+    [[nodiscard]] exit_code report(output& out, failure const& ended) const;
+
     /// The whole command line, for commands that explain it.
     [[nodiscard]] CLI::App& get_application() const {
         return m_application;
@@ -80,6 +93,7 @@ public:
 private:
     CLI::App& m_application;
     command_action m_chosen;
+    std::map<CLI::App const*, failure_report> m_reports;
 };
 
 /// Adds an option that takes a duration, as "10s" or "250ms"; a number without a unit counts seconds.

@@ -10,6 +10,7 @@
 #include <nlohmann/json.hpp>
 
 #include <atomic>
+#include <cstddef>
 #include <mutex>
 #include <string>
 #include <string_view>
@@ -120,5 +121,8 @@ private:
 /// Returns the text with control characters as "\n" or "\x07", so that it can do no harm in a
 /// terminal.
 [[nodiscard]] std::string printable(std::string_view text);
+
+/// "1 variable", "2 variables".
+[[nodiscard]] std::string make_count_text(std::size_t count, std::string const& thing);
 
 } // namespace arvenhold::corvel::hub::ctl

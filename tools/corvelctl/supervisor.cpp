@@ -3,7 +3,6 @@
 
 #include "corvelctl/supervisor.hpp"
 
-#include "corvelctl/output.hpp"
 #include "corvelctl/terminal_screen.hpp"
 #include "corvelctl/time_text.hpp"
 
@@ -16,6 +15,7 @@
 #include <csignal>
 #include <cstdlib>
 #include <system_error>
+#include <utility>
 
 namespace arvenhold::corvel::hub::ctl {
 
@@ -67,8 +67,8 @@ void supervisor::block_signals() {
     static_cast<void>(std::signal(SIGPIPE, SIG_IGN)); // writing reports a closed pipe instead
 }
 
-supervisor::supervisor(output& shown)
-    : m_output{shown}
+supervisor::supervisor(std::function<exit_code(failure const&)> report)
+    : m_report{std::move(report)}
     , m_signals{open_signals()} {
     m_thread = std::thread{[this] {
         run();
@@ -202,11 +202,10 @@ void supervisor::end_for_time() {
         step = m_step;
         limit = m_limit;
     }
-    m_output.report(failure{
+    end_at_once(m_report(failure{
         exit_code::timed_out,
         "timeout after " + make_readable(limit) + " while " + step,
-        "give it more time with --timeout 30s, or see what happens with --verbose"});
-    end_at_once(exit_code::timed_out);
+        "give it more time with --timeout 30s, or see what happens with --verbose"}));
 }
 
 // In milliseconds; -1 for no limit.

@@ -10,14 +10,13 @@
 
 #include <chrono>
 #include <condition_variable>
+#include <functional>
 #include <mutex>
 #include <optional>
 #include <string>
 #include <thread>
 
 namespace arvenhold::corvel::hub::ctl {
-
-class output;
 
 /// Watches over a command on a thread of its own, because the library's calls cannot be interrupted.
 ///
@@ -34,8 +33,11 @@ public:
     /// before any other thread starts.
     static void block_signals();
 
-    /// Starts to watch for signals. Must end before the output.
-    explicit supervisor(output& shown);
+    /// Starts to watch for signals.
+    ///
+    /// @param report  Shows that the time is up, on a thread of the supervisor, and returns how the
+    ///                program ends.
+    explicit supervisor(std::function<exit_code(failure const&)> report);
 
     supervisor(supervisor const&) = delete;
     supervisor& operator=(supervisor const&) = delete;
@@ -77,7 +79,7 @@ private:
     [[noreturn]] void end_for_time();
     [[nodiscard]] int get_poll_time() const;
 
-    output& m_output;
+    std::function<exit_code(failure const&)> const m_report;
     int const m_signals;  // descriptor that is readable when a signal is pending
     event_flag m_changes; // raised when the thread should look again
     event_flag m_asked;   // raised by the first signal

@@ -60,6 +60,28 @@ std::string read_whole(std::filesystem::path const& path) {
     return {std::istreambuf_iterator<char>{file}, {}};
 }
 
+// Replaces a file as a whole.
+void replace_file(std::filesystem::path const& path, std::string_view text, mode_t mode) {
+    auto const fresh = path.string() + ".new";
+    auto const descriptor = open_private_file(fresh, O_WRONLY | O_CREAT | O_TRUNC);
+    if (descriptor < 0) {
+        throw cannot("write", path, errno);
+    }
+    ::fchmod(descriptor, mode); // a file of that name may have been there
+    auto const written = ::write(descriptor, text.data(), text.size());
+    auto const reason = errno;
+    ::close(descriptor);
+    if (written != static_cast<ssize_t>(text.size())) {
+        ::unlink(fresh.c_str());
+        throw cannot("write", path, written < 0 ? reason : ENOSPC);
+    }
+    if (::rename(fresh.c_str(), path.c_str()) != 0) {
+        auto const refused = errno;
+        ::unlink(fresh.c_str());
+        throw cannot("write", path, refused);
+    }
+}
+
 } // namespace
 
 std::string get_environment(char const* name) {
@@ -101,22 +123,11 @@ void write_private_file(std::filesystem::path const& path, std::string const& te
     if (std::filesystem::create_directories(folder, ignored)) {
         std::filesystem::permissions(folder, std::filesystem::perms::owner_all, ignored);
     }
-    auto const fresh = path.string() + ".new";
-    auto const descriptor = open_private_file(fresh, O_WRONLY | O_CREAT | O_TRUNC);
-    if (descriptor < 0) {
-        throw cannot("write", path, errno);
-    }
-    ::fchmod(descriptor, only_owner); // a file of that name may have been there
-    auto const written = ::write(descriptor, text.data(), text.size());
-    auto const reason = errno;
-    ::close(descriptor);
-    if (written != static_cast<ssize_t>(text.size())) {
-        ::unlink(fresh.c_str());
-        throw cannot("write", path, written < 0 ? reason : ENOSPC);
-    }
-    if (::rename(fresh.c_str(), path.c_str()) != 0) {
-        throw cannot("write", path, errno);
-    }
+    replace_file(path, text, only_owner);
+}
+
+void write_public_file(std::filesystem::path const& path, std::string_view text) {
+    replace_file(path, text, only_owner | S_IRGRP | S_IROTH);
 }
 
 std::string read_secret(std::string const& path) {

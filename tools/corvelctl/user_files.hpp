@@ -8,6 +8,7 @@
 #include <filesystem>
 #include <optional>
 #include <string>
+#include <string_view>
 
 namespace arvenhold::corvel::hub::ctl {
 
@@ -42,6 +43,11 @@ namespace arvenhold::corvel::hub::ctl {
 ///
 /// @throws failure  It cannot be written. The earlier file is unchanged.
 void write_private_file(std::filesystem::path const& path, std::string const& text);
+
+/// Replaces a file as a whole, with mode 0644. Its folder must be there.
+///
+/// @throws failure  It cannot be written. The earlier file is unchanged.
+void write_public_file(std::filesystem::path const& path, std::string_view text);
 
 /// Reads the client secret: the file's content without line ends at its end.
 ///

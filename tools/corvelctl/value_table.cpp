@@ -67,16 +67,6 @@ std::string fill(std::size_t used, std::size_t width) {
     return spaces;
 }
 
-std::optional<double> find_number(variable_value const& value) {
-    if (auto const* const number = std::get_if<double>(&value)) {
-        return *number;
-    }
-    if (auto const* const integer = std::get_if<std::int64_t>(&value)) {
-        return static_cast<double>(*integer);
-    }
-    return std::nullopt;
-}
-
 std::string count_text(std::size_t count, std::string const& what) {
     return std::to_string(count) + ' ' + what;
 }

@@ -284,4 +284,24 @@ bool is_same(variable_value const& written, variable_value const& held) {
     return written == held;
 }
 
+std::optional<double> find_number(variable_value const& value) {
+    if (auto const* const number = std::get_if<double>(&value)) {
+        return *number;
+    }
+    if (auto const* const integer = std::get_if<std::int64_t>(&value)) {
+        return static_cast<double>(*integer);
+    }
+    return std::nullopt;
+}
+
+std::optional<double> find_measure(variable_value const& value) {
+    if (auto const* const flag = std::get_if<bool>(&value)) {
+        return *flag ? 1.0 : 0.0;
+    }
+    if (auto const* const span = std::get_if<std::chrono::nanoseconds>(&value)) {
+        return std::chrono::duration<double>{*span}.count();
+    }
+    return find_number(value);
+}
+
 } // namespace arvenhold::corvel::hub::ctl

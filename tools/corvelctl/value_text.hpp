@@ -10,6 +10,7 @@
 
 #include <array>
 #include <cstddef>
+#include <optional>
 #include <string>
 #include <string_view>
 #include <variant>
@@ -45,6 +46,12 @@ struct parsed_value {
 ///
 /// @throws failure  As parse_value().
 [[nodiscard]] parsed_value parse_object(nlohmann::json const& object, variable_value const& like);
+
+/// Returns a double or an int64; nothing for other types.
+[[nodiscard]] std::optional<double> find_number(variable_value const& value);
+
+/// The same, and a bool as 0 or 1, and a duration in seconds.
+[[nodiscard]] std::optional<double> find_measure(variable_value const& value);
 
 /// Whether a provider that holds `held` has taken `written`: durations arrive in microseconds, and a
 /// NaN is equal to another.

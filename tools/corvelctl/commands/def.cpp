@@ -98,10 +98,6 @@ void show_all(output& out, std::vector<definition_difference> const& differences
     }
 }
 
-std::string count_variables(std::size_t count) {
-    return std::to_string(count) + (count == 1 ? " variable" : " variables");
-}
-
 // A provider may offer more than the file asks for.
 bool is_missing(definition_difference const& one) {
     return one.change == definition_change::removed || one.change == definition_change::data_type
@@ -139,7 +135,7 @@ exit_code check(tool& with, def_options const& given) {
         return exit_code::done;
     }
     with.out.print(
-        printable(wanted.source) + ": good, " + count_variables(wanted.variables.size())
+        printable(wanted.source) + ": good, " + make_count_text(wanted.variables.size(), "variable")
         + (given.second.empty() ? "" : ", all offered by " + printable(given.second)));
     return exit_code::done;
 }
@@ -184,7 +180,7 @@ exit_code diff(tool& with, def_options const& given) {
     auto const differences = compare_definitions(first, second);
     show_all(with.out, differences);
     if (differences.empty()) {
-        with.out.note("the same " + count_variables(first.variables.size()));
+        with.out.note("the same " + make_count_text(first.variables.size(), "variable"));
         return exit_code::done;
     }
     if (first.fingerprint.has_value() && first.fingerprint == second.fingerprint) {

@@ -40,10 +40,6 @@ struct doctor_options {
     std::string bundle;
 };
 
-std::string make_count_text(std::size_t count, std::string const& thing) {
-    return std::to_string(count) + ' ' + thing + (count == 1 ? "" : "s");
-}
-
 std::string make_seconds_text(std::chrono::duration<double> span) {
     constexpr double tenths = 10;
     auto text = std::to_string(std::round(span.count() * tenths) / tenths);

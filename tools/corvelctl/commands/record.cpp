@@ -205,8 +205,8 @@ private:
     }
 
     [[nodiscard]] std::string describe() const {
-        return std::to_string(m_values) + " values of " + std::to_string(m_definitions.size())
-             + (m_definitions.size() == 1 ? " provider, " : " providers, ")
+        return std::to_string(m_values) + " values of "
+             + make_count_text(m_definitions.size(), "provider") + ", "
              + make_size(m_file.get_size());
     }
 
