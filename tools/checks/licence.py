@@ -3,7 +3,7 @@
 # SPDX-License-Identifier: Apache-2.0
 
 """Every file that can contain a comment begins with the two lines of its licence, in any comment
-style. A line that names an interpreter or a document type may precede them."""
+style. A line that names an interpreter, a completed command or a document type may precede them."""
 
 import re
 
@@ -23,7 +23,7 @@ LICENCE = [
 
 def begins_with_licence(path):
     lines = [line for _, line in tree.lines_of(path)[:4]]
-    if lines and re.match(r"#!|<!--$", lines[0]):
+    if lines and re.match(r"#!|#compdef |<!--$", lines[0]):
         lines = lines[1:]
     return len(lines) >= 2 and all(
         pattern.match(line) for pattern, line in zip(LICENCE, lines))

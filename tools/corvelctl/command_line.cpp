@@ -40,6 +40,7 @@ constexpr std::array add_commands{
     &add_check,
     &add_context,
     &add_dev,
+    &add_completion,
     &add_version,
     &add_help,
 };
@@ -118,7 +119,7 @@ void add_global_options(CLI::App& application, global_options& options) {
             "--color",
             [&shown](std::string const& word) { shown.colours = parse_colours(word); },
             "Colours: auto, always or never")
-        ->type_name("WHEN");
+        ->type_name("{auto,always,never}");
     application.add_flag("-q,--quiet", shown.quiet, "No notes and warnings");
     application.add_flag("-v,--verbose", shown.verbose, "Also what the library reports");
     application.add_flag("--utc", options.utc, "Show times in UTC instead of local time");
@@ -127,7 +128,9 @@ void add_global_options(CLI::App& application, global_options& options) {
 std::vector<std::string> get_command_names(CLI::App const& application) {
     std::vector<std::string> names;
     for (auto const* const command : application.get_subcommands({})) {
-        names.push_back(command->get_name());
+        if (!command->get_group().empty()) { // else it is hidden
+            names.push_back(command->get_name());
+        }
     }
     return names;
 }

@@ -13,6 +13,7 @@ class command_line;
 
 void add_browse(command_line& line);
 void add_check(command_line& line);
+void add_completion(command_line& line);
 void add_context(command_line& line);
 void add_def(command_line& line);
 void add_dev(command_line& line);

@@ -39,6 +39,15 @@ seconds get_age(health const& found, checked_value const& value) {
     return found.when - value.when;
 }
 
+template <class Action>
+void for_each_value(health const& found, Action action) {
+    for (auto const& provider : found.providers) {
+        for (auto const& value : provider.values) {
+            action(provider.identifier, value);
+        }
+    }
+}
+
 struct totals {
     std::size_t values = 0;
     std::size_t not_good = 0;
@@ -52,15 +61,13 @@ bool is_too_old(health const& found, checked_value const& value) {
 
 totals count(health const& found) {
     totals sums;
-    for (auto const& provider : found.providers) {
-        for (auto const& value : provider.values) {
-            auto const age = get_age(found, value);
-            ++sums.values;
-            sums.not_good += static_cast<std::size_t>(value.quality != variable_quality::good);
-            sums.too_old += static_cast<std::size_t>(is_too_old(found, value));
-            sums.oldest = std::max(sums.oldest.value_or(age), age);
-        }
-    }
+    for_each_value(found, [&](auto const& /*provider*/, checked_value const& value) {
+        auto const age = get_age(found, value);
+        ++sums.values;
+        sums.not_good += static_cast<std::size_t>(value.quality != variable_quality::good);
+        sums.too_old += static_cast<std::size_t>(is_too_old(found, value));
+        sums.oldest = std::max(sums.oldest.value_or(age), age);
+    });
     return sums;
 }
 
@@ -111,14 +118,12 @@ std::string make_performance_data(health const& found) {
     if (!found.has_chosen_values) {
         return data;
     }
-    for (auto const& provider : found.providers) {
-        for (auto const& value : provider.values) {
-            auto const number = find_measure(value.value).value_or(std::nan(""));
-            if (std::isfinite(number)) {
-                data += ' ' + make_label(value.path) + '=' + make_decimal(number);
-            }
+    for_each_value(found, [&](auto const& /*provider*/, checked_value const& value) {
+        auto const number = find_measure(value.value).value_or(std::nan(""));
+        if (std::isfinite(number)) {
+            data += ' ' + make_label(value.path) + '=' + make_decimal(number);
         }
-    }
+    });
     return data;
 }
 
@@ -176,16 +181,14 @@ using value_reader = std::function<std::optional<double>(checked_value const&)>;
 std::string make_value_metric(
     health const& found, std::string const& name, std::string_view help, value_reader const& read) {
     metric written{name, help};
-    for (auto const& provider : found.providers) {
-        for (auto const& value : provider.values) {
-            if (auto const number = read(value)) {
-                written.add(
-                    "{provider=" + make_label_value(provider.identifier)
-                        + ",path=" + make_label_value(value.path) + '}',
-                    *number);
-            }
+    for_each_value(found, [&](std::string const& provider, checked_value const& value) {
+        if (auto const number = read(value)) {
+            written.add(
+                "{provider=" + make_label_value(provider) + ",path=" + make_label_value(value.path)
+                    + '}',
+                *number);
         }
-    }
+    });
     return written.get_text();
 }
 
@@ -202,6 +205,19 @@ std::string make_provider_metric(health const& found) {
             "{provider=" + make_label_value(provider.identifier) + '}', provider.answers ? 1 : 0);
     }
     return written.get_text();
+}
+
+json_object make_problem_object(health_problem const& problem) {
+    json_object object{{"state", name_of(problem.state)}, {"text", problem.text}};
+    for (auto const& [key, text] :
+         {std::pair{"provider", problem.provider},
+          std::pair{"path", problem.path},
+          std::pair{"cure", problem.cure}}) {
+        if (!text.empty()) {
+            object[key] = text;
+        }
+    }
+    return object;
 }
 
 } // namespace
@@ -222,31 +238,22 @@ health_state get_state(health const& found) {
 }
 
 void judge_values(health& found) {
-    for (auto const& provider : found.providers) {
-        for (auto const& value : provider.values) {
-            if (value.quality != variable_quality::good) {
-                auto const is_bad = value.quality == variable_quality::bad;
-                found.problems.push_back(
-                    {is_bad ? health_state::critical : health_state::warning,
-                     provider.identifier,
-                     value.path,
-                     "quality " + std::string{hub::name_of(value.quality)},
-                     {}});
-            }
-            if (is_too_old(found, value)) {
-                found.problems.push_back(
-                    {health_state::critical,
-                     provider.identifier,
-                     value.path,
-                     make_age_text(get_age(found, value)) + " old",
-                     {}});
-            }
+    auto& problems = found.problems;
+    for_each_value(found, [&](std::string const& provider, checked_value const& value) {
+        if (value.quality != variable_quality::good) {
+            auto const state = value.quality == variable_quality::bad ? health_state::critical
+                                                                      : health_state::warning;
+            auto const text = "quality " + std::string{hub::name_of(value.quality)};
+            problems.push_back({state, provider, value.path, text, {}});
         }
-    }
-    std::stable_sort(
-        found.problems.begin(), found.problems.end(), [](auto const& left, auto const& right) {
-            return left.state > right.state;
-        });
+        if (is_too_old(found, value)) {
+            auto const text = make_age_text(get_age(found, value)) + " old";
+            problems.push_back({health_state::critical, provider, value.path, text, {}});
+        }
+    });
+    std::stable_sort(problems.begin(), problems.end(), [](auto const& left, auto const& right) {
+        return left.state > right.state;
+    });
 }
 
 std::string make_nagios_text(health const& found) {
@@ -303,16 +310,7 @@ json_object make_health_object(health const& found) {
     auto const state = get_state(found);
     auto problems = json_object::array();
     for (auto const& one : found.problems) {
-        json_object problem{{"state", name_of(one.state)}, {"text", one.text}};
-        for (auto const& [key, text] :
-             {std::pair{"provider", one.provider},
-              std::pair{"path", one.path},
-              std::pair{"cure", one.cure}}) {
-            if (!text.empty()) {
-                problem[key] = text;
-            }
-        }
-        problems.push_back(problem);
+        problems.push_back(make_problem_object(one));
     }
     json_object object{
         {"state", name_of(state)},

@@ -13,6 +13,10 @@ OK, WARNING, CRITICAL, UNKNOWN = range(4)
 
 
 class Check(HubTest):
+    def setUp(self):
+        super().setUp()
+        self.wait_for(lambda: self.expect(0, "providers").output == "", "a hub without providers")
+
     def state(self, code, *arguments):
         """The first line of the output."""
         result = self.expect(code, "check", *arguments)

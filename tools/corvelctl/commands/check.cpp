@@ -79,6 +79,15 @@ void check_provider(
     }
 }
 
+void require_time(tool& with, std::chrono::milliseconds limit, std::string const& provider) {
+    if (with.guard.get_time_left() < limit) {
+        throw failure{
+            exit_code::timed_out,
+            "no time left for provider \"" + provider + '"',
+            "give it more time with --timeout 30s"};
+    }
+}
+
 void check_providers(
     tool& with,
     hub_client& client,
@@ -94,12 +103,7 @@ void check_providers(
     }
     for (auto const& name : names) {
         try {
-            if (with.guard.get_time_left() < limit) {
-                throw failure{
-                    exit_code::timed_out,
-                    "no time left for provider \"" + name + '"',
-                    "give it more time with --timeout 30s"};
-            }
+            require_time(with, limit, name);
             check_provider(client, name, given, found);
         } catch (failure const& failed) {
             found.problems.push_back(make_problem(failed, name));
