@@ -25,6 +25,7 @@ void add_providers(command_line& line);
 void add_read(command_line& line);
 void add_record(command_line& line);
 void add_replay(command_line& line);
+void add_sniff(command_line& line);
 void add_version(command_line& line);
 void add_wait(command_line& line);
 void add_watch(command_line& line);

@@ -40,7 +40,7 @@ std::map<std::string, std::size_t> count_answers(
     std::set<std::string> const& providers,
     std::chrono::milliseconds limit) {
     auto const box = std::make_shared<mailbox>();
-    hub_session session{url, token, box};
+    hub_session session{{{url}, token, client, {}}, box};
     // Another client of this name may count at the same time.
     auto const inbox = "_INBOX." + client + '.' + std::to_string(std::random_device{}()) + '.';
     session.subscribe(inbox + '*');

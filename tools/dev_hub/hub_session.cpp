@@ -7,6 +7,7 @@
 
 #include <chrono>
 #include <utility>
+#include <vector>
 
 namespace arvenhold::corvel::hub::dev {
 namespace {
@@ -35,13 +36,29 @@ void require(natsStatus status, std::string const& action) {
     }
 }
 
-nats_options make_options(std::string const& url, std::string const& token, void* closure) {
+void set_servers(natsOptions* options, hub_session_settings const& settings) {
+    std::vector<char const*> urls;
+    for (auto const& url : settings.urls) {
+        urls.push_back(url.c_str());
+    }
+    require(
+        natsOptions_SetServers(options, urls.data(), static_cast<int>(urls.size())),
+        "set the servers");
+    if (!settings.ca_file.empty()) {
+        require(natsOptions_SetSecure(options, true), "switch TLS on");
+        require(
+            natsOptions_LoadCATrustedCertificates(options, settings.ca_file.c_str()),
+            "load the authorities in " + settings.ca_file);
+    }
+}
+
+nats_options make_options(hub_session_settings const& settings, void* closure) {
     natsOptions* created = nullptr;
     require(natsOptions_Create(&created), "create options");
     nats_options options{created};
-    require(natsOptions_SetURL(created, url.c_str()), "set the URL");
-    require(natsOptions_SetName(created, "registry"), "set the name");
-    require(natsOptions_SetToken(created, token.c_str()), "set the token");
+    set_servers(created, settings);
+    require(natsOptions_SetName(created, settings.client.c_str()), "set the name");
+    require(natsOptions_SetToken(created, settings.token.c_str()), "set the token");
     // A client waits for each of the registry's replies.
     require(natsOptions_SetSendAsap(created, true), "switch immediate sending on");
     require(natsOptions_SetNoEcho(created, true), "switch the echo off");
@@ -57,15 +74,15 @@ nats_options make_options(std::string const& url, std::string const& token, void
 
 } // namespace
 
-hub_session::hub_session(
-    std::string const& url, std::string const& token, std::shared_ptr<mailbox> const& box)
+hub_session::hub_session(hub_session_settings const& settings, std::shared_ptr<mailbox> const& box)
     : m_address{box} {
     natsStatistics* statistics = nullptr;
     require(natsStatistics_Create(&statistics), "create statistics");
     m_statistics.reset(statistics);
-    auto const options = make_options(url, token, m_address.get_closure());
+    auto const options = make_options(settings, m_address.get_closure());
     natsConnection* connection = nullptr;
-    require(natsConnection_Connect(&connection, options.get()), "connect to " + url);
+    require(
+        natsConnection_Connect(&connection, options.get()), "connect to " + settings.urls.front());
     m_connection.reset(connection);
 }
 
@@ -78,7 +95,21 @@ hub_session::~hub_session() {
 }
 
 bool hub_session::is_connected() const {
-    return natsConnection_Status(m_connection.get()) == NATS_CONN_STATUS_CONNECTED;
+    return get_state() == hub_session_state::connected;
+}
+
+hub_session_state hub_session::get_state() const {
+    auto const status = natsConnection_Status(m_connection.get());
+    if (status == NATS_CONN_STATUS_CLOSED) {
+        return hub_session_state::closed;
+    }
+    return status == NATS_CONN_STATUS_CONNECTED ? hub_session_state::connected
+                                                : hub_session_state::disconnected;
+}
+
+bool hub_session::was_forbidden() const {
+    char const* text = nullptr;
+    return natsConnection_GetLastError(m_connection.get(), &text) == NATS_NOT_PERMITTED;
 }
 
 std::uint64_t hub_session::get_reconnect_count() const {

@@ -17,6 +17,19 @@
 
 namespace arvenhold::corvel::hub::dev {
 
+struct hub_session_settings {
+    std::vector<std::string> urls; ///< Of servers of one cluster, at least one.
+    std::string token;
+    std::string client;  ///< How the server names the session.
+    std::string ca_file; ///< Authorities for TLS, which is required then; may be empty.
+};
+
+enum class hub_session_state : std::uint8_t {
+    connected,
+    disconnected, ///< Reconnects by itself.
+    closed        ///< For good: the server does not accept the token any more.
+};
+
 /// One connection, which reconnects by itself for as long as it exists. Does not get its own
 /// publications.
 class hub_session {
@@ -26,8 +39,7 @@ public:
     /// @param box  Gets every message of every subscription, and every reconnect.
     ///
     /// @throws dev_hub_failure  The server does not admit the session.
-    hub_session(
-        std::string const& url, std::string const& token, std::shared_ptr<mailbox> const& box);
+    hub_session(hub_session_settings const& settings, std::shared_ptr<mailbox> const& box);
 
     hub_session(hub_session const&) = delete;
     hub_session(hub_session&&) = delete;
@@ -37,6 +49,11 @@ public:
     ~hub_session();
 
     [[nodiscard]] bool is_connected() const;
+
+    [[nodiscard]] hub_session_state get_state() const;
+
+    /// Whether the server has refused a subscription or a publication since the session connected.
+    [[nodiscard]] bool was_forbidden() const;
 
     /// How often the session has reconnected.
     [[nodiscard]] std::uint64_t get_reconnect_count() const;

@@ -34,9 +34,18 @@ std::uintptr_t enter(std::shared_ptr<mailbox> const& box) {
 void mailbox::post(mail item) {
     {
         std::scoped_lock const lock{m_mutex};
+        if (m_items.size() >= m_most) {
+            ++m_dropped;
+            return;
+        }
         m_items.push_back(std::move(item));
     }
     m_filled.notify_one();
+}
+
+std::uint64_t mailbox::get_dropped() const {
+    std::scoped_lock const lock{m_mutex};
+    return m_dropped;
 }
 
 std::optional<mail> mailbox::wait_for_next(std::chrono::steady_clock::time_point deadline) {

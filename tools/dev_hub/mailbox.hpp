@@ -10,9 +10,11 @@
 
 #include <chrono>
 #include <condition_variable>
+#include <cstddef>
 #include <cstdint>
 #include <deque>
 #include <functional>
+#include <limits>
 #include <memory>
 #include <mutex>
 #include <optional>
@@ -29,7 +31,14 @@ using mail = std::variant<nats_message, reconnected, std::function<void()>>;
 /// All operations may be called from any thread.
 class mailbox {
 public:
+    /// @param most  How many items may wait; one more is dropped.
+    explicit mailbox(std::size_t most = std::numeric_limits<std::size_t>::max())
+        : m_most{most} {}
+
     void post(mail item);
+
+    /// How many items were dropped so far.
+    [[nodiscard]] std::uint64_t get_dropped() const;
 
     /// Waits for the next item and removes it.
     ///
@@ -37,7 +46,9 @@ public:
     [[nodiscard]] std::optional<mail> wait_for_next(std::chrono::steady_clock::time_point deadline);
 
 private:
-    std::mutex m_mutex;
+    std::size_t const m_most;
+    mutable std::mutex m_mutex;
+    std::uint64_t m_dropped = 0;
     std::condition_variable m_filled;
     std::deque<mail> m_items;
 };

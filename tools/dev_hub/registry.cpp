@@ -214,7 +214,8 @@ private:
     }
 
     void open_session() {
-        auto session = std::make_unique<hub_session>(m_url, m_token, m_mailbox);
+        auto session = std::make_unique<hub_session>(
+            hub_session_settings{{m_url}, m_token, "registry", {}}, m_mailbox);
         for (auto const& pattern : make_definition_patterns()) {
             session->subscribe(pattern);
         }
