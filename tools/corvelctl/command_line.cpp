@@ -35,6 +35,7 @@ constexpr std::array add_commands{
     &add_provide,
     &add_pipe,
     &add_replay,
+    &add_plot,
     &add_sniff,
     &add_def,
     &add_doctor,

@@ -21,6 +21,7 @@ void add_doctor(command_line& line);
 void add_help(command_line& line);
 void add_pipe(command_line& line);
 void add_provide(command_line& line);
+void add_plot(command_line& line);
 void add_providers(command_line& line);
 void add_read(command_line& line);
 void add_record(command_line& line);

@@ -124,10 +124,14 @@ private:
 
     void complete_flag() {
         for (auto const* at = m_command; at != nullptr; at = at->get_parent()) {
-            for (auto const* const option : at->get_options()) {
-                if (option->nonpositional() && find_flag(option->get_name()) == option) {
-                    m_request.fixed.push_back({option->get_name(), option->get_description()});
-                }
+            add_flags(*at);
+        }
+    }
+
+    void add_flags(CLI::App const& command) {
+        for (auto const* const option : command.get_options()) {
+            if (option->nonpositional() && find_flag(option->get_name()) == option) {
+                m_request.fixed.push_back({option->get_name(), option->get_description()});
             }
         }
     }
@@ -213,13 +217,14 @@ std::vector<std::string> split_line(std::string_view line) {
     for (std::size_t index = 0; index < line.size(); ++index) {
         auto const character = line[index];
         auto const is_space = white_space.find(character) != std::string_view::npos;
-        if (now == quoting::none && is_space) {
-            if (std::exchange(is_in_word, false)) {
-                words.push_back(std::exchange(word, {}));
-            }
+        auto const ends_word = now == quoting::none && is_space;
+        if (ends_word && is_in_word) {
+            words.push_back(std::exchange(word, {}));
+        }
+        is_in_word = !ends_word;
+        if (ends_word) {
             continue;
         }
-        is_in_word = true;
         if (auto const next = find_quoting(character, now)) {
             now = *next;
         } else if (character == '\\' && now != quoting::single && index + 1 < line.size()) {
