@@ -35,15 +35,11 @@ ALLOWED = {
     # The hub speaks the wire format, so it shares the internal code for it.
     "tools/dev_hub": [FOREIGN, r'"protocol/', r'"runtime/', r'"dev_hub/', r'"man_page/'],
     "tools/man_page": [STANDARD, r'"man_page/', r"<CLI/"],
-    # The tool of users stands on what users have, and runs the development hub.
+    # The tool of users stands on what users have, runs the development hub, and decodes messages of
+    # others.
     "tools/corvelctl": [
-        FOREIGN, r"<hub/", r'"corvelctl/', r'"dev_hub/', r'"man_page/', r'"plant\.hpp"$'],
-    "tools/dev_hub": [FOREIGN, r'"protocol/', r'"runtime/', r'"dev_hub/'],
-    # The tool of users stands on what users have, and runs the development hub. Its patterns are those
-    # of sessions, which have no operation that only compares, and it decodes messages of others.
-    "tools/corvelctl": [
-        FOREIGN, r"<hub/", r'"corvelctl/', r'"dev_hub/', r'"plant\.hpp"$',
-        r'"session/path_pattern\.hpp"$', r'"protocol/(subjects|\w+_codec)\.hpp"$'],
+        FOREIGN, r"<hub/", r'"corvelctl/', r'"dev_hub/', r'"man_page/', r'"plant\.hpp"$',
+        r'"protocol/(subjects|\w+_codec)\.hpp"$'],
     "tools": [FOREIGN, r"<hub/", r'"[^/]+"$'],
 }
 # The runtime gives the roles C++: what they need of the NATS client has a name of ours.

@@ -10,6 +10,7 @@
 #include "corvelctl/time_text.hpp"
 #include "corvelctl/user_files.hpp"
 #include "corvelctl/value_text.hpp"
+#include <hub/session/path_pattern.hpp>
 
 #include <algorithm>
 #include <chrono>
@@ -49,7 +50,7 @@ plot_format find_format(std::string const& file) {
 
 bool is_wanted(words const& wanted, std::string const& path) {
     return wanted.empty() || std::any_of(wanted.begin(), wanted.end(), [&](auto const& one) {
-               return matches(one, path);
+               return matches_pattern(path, one);
            });
 }
 
