@@ -20,7 +20,7 @@ LIMIT = 60  # seconds, for everything; nothing takes so long that is not broken
 class Program:
     """A running program, which ends with the test."""
 
-    def __init__(self, test, *command):
+    def __init__(self, test, *command, **options):
         self._test = test
         self._read = 0  # how many lines earlier waits have used
         self._changed = threading.Condition()
@@ -28,7 +28,7 @@ class Program:
         # If the test is killed, the kernel ends the program.
         self._process = subprocess.Popen(
             ["setpriv", "--pdeathsig", "KILL", "--", *command], stdin=subprocess.PIPE,
-            stdout=subprocess.PIPE, text=True)
+            stdout=subprocess.PIPE, text=True, **options)
         self._reader = threading.Thread(target=self._read_output, daemon=True)
         self._reader.start()
         test.addCleanup(self._clean_up)
