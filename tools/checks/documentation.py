@@ -7,6 +7,7 @@ name that belongs to no group of the manual are errors."""
 
 import pathlib
 import re
+import shutil
 import subprocess
 import sys
 import xml.etree.ElementTree
@@ -47,10 +48,22 @@ def ungrouped():
             if name.split("::")[-1] not in grouped]
 
 
+def copy_linked_files():
+    """So that the manual can be read without the tree."""
+    for path in manual.linked_files():
+        copy = OUTPUT / "html" / manual.FILES / path
+        if path.is_dir():
+            shutil.copytree(path, copy, dirs_exist_ok=True)
+        elif path.exists():  # the check of links reports it otherwise
+            copy.parent.mkdir(parents=True, exist_ok=True)
+            shutil.copy(path, copy)
+
+
 def findings():
     OUTPUT.mkdir(parents=True, exist_ok=True)
     done = subprocess.run(
         ["doxygen", "-"], input=settings(), text=True, capture_output=True, check=True)
+    copy_linked_files()
     # A sentence states what a function returns ("Returns the ..."); Doxygen looks for its own tag.
     found = [line for line in done.stderr.splitlines()
              if not re.search(r"return type of member .* is not documented$", line)]

@@ -12,7 +12,7 @@ import sys
 import links
 import tree
 
-HTML = pathlib.Path("build/docs/html")
+FILES = pathlib.Path("files")  # beside the pages: copies of the source files that they link to
 FRONT_PAGE = pathlib.Path("README.md")
 # The first pages of the manual's table of contents; all other pages follow.
 FIRST_PAGES = ["docs/getting-started.md", "docs/test-your-program.md", "docs/errors.md", "docs/threading.md",
@@ -50,14 +50,29 @@ def heading_id(path, text):
     return f"{page_id(path)}--{links.anchor(text)}"
 
 
+def linked_path(path, target):
+    """What a link of a page leads to in the tree; None if it leads elsewhere."""
+    name = target.partition("#")[0]
+    if re.match(r"[a-z]+:", target):
+        return None
+    return pathlib.Path(os.path.normpath(path.parent / name)) if name else path
+
+
+def linked_files():
+    """The source files and folders that pages link to."""
+    linked = {linked_path(page, target)
+              for page in pages() for _, line in links.prose(page) for target in links.LINK.findall(line)}
+    return sorted(path for path in linked if path and path.suffix != ".md")
+
+
 def target_of(path, target):
     """Where a link of a page leads to in the manual."""
-    if re.match(r"[a-z]+:", target):
+    linked = linked_path(path, target)
+    if linked is None:
         return target
-    name, _, anchor = target.partition("#")
-    linked = pathlib.Path(os.path.normpath(path.parent / name)) if name else path
     if linked.suffix != ".md":
-        return os.path.relpath(linked, HTML)  # a source file or a folder of the tree
+        return str(FILES / linked)
+    anchor = target.partition("#")[2]
     if anchor:
         return f"@ref {heading_id(linked, anchor)}"
     return "@ref index" if linked == FRONT_PAGE else f"@ref {page_id(linked)}"
