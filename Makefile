@@ -11,7 +11,7 @@ export CMAKE_CXX_COMPILER_LAUNCHER := ccache
 endif
 
 .PHONY: help demo hub corvelctl install test test-asan test-tsan coverage reliability check bench bench-peers docs
-.PHONY: package clean deps deps-build
+.PHONY: package test-packages clean deps deps-build
 
 help: ## Show the targets
 	@awk -F ':.*## ' '/^[a-z-]+:.*## / { printf "make %-11s  %s\n", $$1, $$2 }' $(MAKEFILE_LIST)
@@ -90,9 +90,12 @@ docs: deps ## Write the manual as HTML, and print where it is
 	@tools/checks/documentation.py
 	@echo 'The manual is $(CURDIR)/build/docs/html/index.html'
 
-package: deps-build ## Build the Debian packages of both libraries in build/package
-	@cmake --preset package >/dev/null
-	@cmake --build --preset package --target package
+package: ## Build the Debian packages in build/package
+	@packaging/build-packages
+
+test-packages: package ## Use the packages in a minimal Debian of their own (needs root)
+	@packaging/install-packages debian-packages-release test-packages
+	@tests/packages/run
 
 clean: ## Remove everything that was built
 	@rm -rf build

@@ -16,6 +16,10 @@ ALL_INCLUDES = ["-Iinclude", "-Isrc", "-Itools", "-isystem", "build/clang/genera
 
 
 def files(*patterns):
+    if not pathlib.Path(".git").exists():  # an unpacked source package
+        found = [path for path in pathlib.Path(".").rglob("*") if path.parts[0] != "build"]
+        return sorted(path for path in found if path.is_file() and (
+            not patterns or any(path.match(pattern) for pattern in patterns)))
     listed = subprocess.run(
         ["git", "ls-files", "--cached", "--others", "--exclude-standard", "-z", "--", *patterns],
         check=True, capture_output=True, text=True).stdout

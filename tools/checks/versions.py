@@ -19,6 +19,7 @@ def project_version():
 REPEATED = {
     "include/hub/version.hpp":
         r"VERSION_MAJOR (\d+)\n.*VERSION_MINOR (\d+)\n.*VERSION_PATCH (\d+)\n",
+    "debian/changelog": r"\Acorvel-hub-client \((\d+\.\d+\.\d+)\)",
     "CHANGELOG.md": r"^## \[Unreleased\] (\d+\.\d+\.\d+)|^## \[(\d+\.\d+\.\d+)\]",
 }
 
