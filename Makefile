@@ -11,7 +11,7 @@ export CMAKE_CXX_COMPILER_LAUNCHER := ccache
 endif
 
 .PHONY: help demo hub corvelctl install test test-asan test-tsan coverage reliability check bench bench-peers docs
-.PHONY: package test-packages clean deps deps-build
+.PHONY: cross flatbuffers package test-packages clean deps deps-build
 
 help: ## Show the targets
 	@awk -F ':.*## ' '/^[a-z-]+:.*## / { printf "make %-11s  %s\n", $$1, $$2 }' $(MAKEFILE_LIST)
@@ -85,6 +85,19 @@ bench-peers: deps ## Compare the library with other ways to transport values
 	@cmake -S bench/peers -B build/peers -G Ninja -DCMAKE_BUILD_TYPE=Release >/dev/null
 	@cmake --build build/peers
 	@bench/peers/run
+
+ARCH ?= arm64
+
+cross: deps ## Build for ARCH=arm64 or armhf, and run unit and contract tests and the demo emulated (root)
+	@packaging/install-packages debian-packages-release cross-build
+	@packaging/make-sysroot $(ARCH) build/sysroot-$(ARCH)
+	@cmake --preset $(ARCH) >/dev/null
+	@cmake --build --preset $(ARCH)
+	@ctest --test-dir build/$(ARCH) --output-on-failure --parallel $(TEST_JOBS)
+
+flatbuffers: deps ## Build and test the messages with the FlatBuffers of Debian 13 (root)
+	@packaging/install-packages debian-packages-release test-packages
+	@tests/flatbuffers/run
 
 docs: deps ## Write the manual as HTML, and print where it is
 	@tools/checks/documentation.py

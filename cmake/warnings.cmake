@@ -12,6 +12,10 @@ set(corvel_hub_common_warnings
     -Wswitch-enum -Wzero-as-null-pointer-constant)
 set(corvel_hub_gcc_warnings
     -Wduplicated-cond -Wduplicated-branches -Wlogical-op -Wuseless-cast -Wsuggest-override)
+# Where sizes have 32 bits, the casts to 32 bits that other processors need are useless.
+if(CMAKE_SIZEOF_VOID_P EQUAL 4)
+    list(REMOVE_ITEM corvel_hub_gcc_warnings -Wuseless-cast)
+endif()
 set(corvel_hub_clang_warnings
     -Wdocumentation -Wreserved-identifier -Wshadow-all -Wextra-semi-stmt -Wunreachable-code)
 # Test suites register themselves through global objects, so these two are for the library alone.

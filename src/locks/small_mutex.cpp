@@ -25,6 +25,11 @@ void spin(int length) {
     }
 }
 
+static_assert(
+    sizeof(std::atomic<std::uint32_t>) == sizeof(std::uint32_t)
+        && std::atomic<std::uint32_t>::is_always_lock_free,
+    "the kernel waits for the 32 bits of the number");
+
 // Returns when woken, at once if `word` is not 1, and sometimes without a reason.
 void sleep_while_one(std::atomic<std::uint32_t>& word) {
     // NOLINTNEXTLINE(*-vararg): it has no C function

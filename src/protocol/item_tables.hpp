@@ -11,6 +11,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <initializer_list>
+#include <limits>
 
 namespace arvenhold::corvel::hub {
 
@@ -27,6 +28,10 @@ namespace arvenhold::corvel::hub {
 //    aligned too.
 
 static_assert(std::endian::native == std::endian::little, "messages are little-endian");
+static_assert(std::numeric_limits<double>::is_iec559, "messages contain IEEE 754 numbers");
+static_assert(
+    alignof(std::uint64_t) == sizeof(std::uint64_t) && alignof(double) == sizeof(double),
+    "messages align each field to its size");
 
 /// A vtable whose last entry is that of the field with the number `last_field`: its own size, the
 /// size of the table, and for each field the field's offset in the table, 0 for an absent one. The

@@ -5,20 +5,25 @@
 
 #include <bit>
 #include <chrono>
+#include <cstdint>
+#include <limits>
 #include <memory>
 
 namespace arvenhold::corvel::hub {
 
 namespace {
 
+static_assert(sizeof(std::uintptr_t) <= sizeof(std::uint64_t), "a pointer has to fit");
+
 using owned_text = std::unique_ptr<std::string const>;
 
 std::uint64_t bits_of(owned_text text) {
-    return std::bit_cast<std::uint64_t>(text.release());
+    return std::bit_cast<std::uintptr_t>(text.release());
 }
 
 std::string const* text_of(std::uint64_t bits) {
-    return std::bit_cast<std::string const*>(bits);
+    std::uintptr_t const address = bits & std::numeric_limits<std::uintptr_t>::max();
+    return std::bit_cast<std::string const*>(address);
 }
 
 std::uint64_t bits_of(bool value) {

@@ -9,8 +9,11 @@
 #include "support/thrown_message.hpp"
 #include <hub/serialization_fault.hpp>
 
+#include <array>
 #include <bit>
+#include <cstddef>
 #include <cstdint>
+#include <iterator>
 #include <map>
 #include <optional>
 #include <set>
@@ -273,7 +276,8 @@ std::optional<variable_value> expected_value(
     if (tag == 0 || tag >= sizes.size()) {
         return std::nullopt;
     }
-    auto const table = reader.table(at, {{0, sizes.at(tag)}});
+    auto const size = *std::next(sizes.begin(), static_cast<std::ptrdiff_t>(tag));
+    auto const table = reader.table(at, {{0, size}});
     if (!table) {
         return std::nullopt;
     }
@@ -374,7 +378,9 @@ void expect_definition(std::ostream& os, slow_reader const& reader, char const* 
         if (type == 0 || type >= alternatives.size()) {
             throw missing{"variable index [" + std::to_string(id) + "] is out of bounds"};
         }
-        write_definition(os, id, *path, reader.field(*variable, 3, 1) == 2, alternatives.at(type));
+        auto const alternative =
+            *std::next(alternatives.begin(), static_cast<std::ptrdiff_t>(type));
+        write_definition(os, id, *path, reader.field(*variable, 3, 1) == 2, alternative);
     }
 }
 

@@ -18,6 +18,7 @@
 #include <charconv>
 #include <chrono>
 #include <cstddef>
+#include <ctime>
 #include <exception>
 #include <fstream>
 #include <string_view>
@@ -56,7 +57,7 @@ file_descriptor make_socket() {
 }
 
 void limit_waiting(file_descriptor const& socket, std::chrono::seconds limit) {
-    timeval const time{limit.count(), 0};
+    timeval const time{std::chrono::duration<std::time_t>{limit}.count(), 0};
     ::setsockopt(socket.get(), SOL_SOCKET, SO_RCVTIMEO, &time, sizeof time);
 }
 
