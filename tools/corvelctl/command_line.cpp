@@ -25,26 +25,10 @@ namespace {
 
 // One line for each command, in the order of the help text.
 constexpr std::array add_commands{
-    &add_providers,
-    &add_browse,
-    &add_read,
-    &add_write,
-    &add_wait,
-    &add_watch,
-    &add_record,
-    &add_provide,
-    &add_pipe,
-    &add_replay,
-    &add_plot,
-    &add_sniff,
-    &add_def,
-    &add_doctor,
-    &add_check,
-    &add_context,
-    &add_dev,
-    &add_completion,
-    &add_version,
-    &add_help,
+    &add_providers, &add_browse, &add_read,       &add_write,   &add_wait,
+    &add_watch,     &add_record, &add_provide,    &add_pipe,    &add_replay,
+    &add_plot,      &add_sniff,  &add_def,        &add_doctor,  &add_check,
+    &add_context,   &add_dev,    &add_completion, &add_version, &add_help,
 };
 
 constexpr char const* introduction =
