@@ -1,12 +1,11 @@
 // SPDX-FileCopyrightText: 2026 Arvenhold
 // SPDX-License-Identifier: Apache-2.0
 
-// A provider that accepts commands: a valve whose opening consumers can write, between 0 and 100
-// per cent. Try it with write_value.
+// A provider that accepts and refuses commands: a valve whose opening consumers can write, between
+// 0 and 100 per cent. Try it with write_value.
 
 #include <hub/hub.hpp>
 
-#include <algorithm>
 #include <chrono>
 #include <csignal>
 #include <exception>
@@ -15,6 +14,7 @@
 #include <string>
 #include <thread>
 #include <tuple>
+#include <variant>
 #include <vector>
 
 namespace {
@@ -29,20 +29,22 @@ void request_stop(int) {
 }
 
 // Applies one value of a command. The library has checked nothing in it: write_variable() throws for
-// an unknown id, a read-only variable and a value of the wrong type.
+// an unknown id, a read-only variable and a value of the wrong type. The range is the application's
+// to check, before the value is stored. The opening is the only writable variable.
 void apply(hub::variable_list& list, hub::variable_id id, hub::variable_value const& value) {
     auto const now = std::chrono::system_clock::now();
+    auto const* const opening = std::get_if<double>(&value);
+    if (opening != nullptr && !(*opening >= 0 && *opening <= 100)) { // also refuses "not a number"
+        std::cout << "refused: " << *opening << " is not between 0 and 100" << std::endl;
+        return;
+    }
     try {
         list.write_variable(id, value, now);
     } catch (std::exception const& refusal) {
-        std::cerr << "refused: " << refusal.what() << std::endl;
+        std::cout << "refused: " << refusal.what() << std::endl;
         return;
     }
-    // The application checks the range. The opening is the only writable variable.
-    auto const opening = std::clamp(std::get<double>(value), 0.0, 100.0);
-    std::cout << "the opening is now " << opening << std::endl;
-    // The writer gets no answer; this change event shows it the result.
-    list.publish(id, opening, now);
+    std::cout << "the opening is now " << std::get<double>(value) << std::endl;
 }
 
 // Called on a thread of the NATS client, one command after the other.
@@ -55,6 +57,8 @@ void handle_command(
     for (auto const& [id, value] : command.entries) {
         apply(*list, id, value);
     }
+    // The writer gets no answer. This change event shows it the result, also that of a refusal.
+    receiver.force_publish_all(std::chrono::system_clock::now());
 }
 
 void provide(std::vector<std::string> const& arguments) {

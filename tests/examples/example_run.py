@@ -17,6 +17,10 @@ HUB = BUILD / "tools/dev_hub/corvel-dev-hub"
 LIMIT = 60  # seconds, for everything; nothing takes so long that is not broken
 
 
+def program(name, folder=None):
+    return BUILD / "examples" / (folder or name) / name
+
+
 class Program:
     """A running program, which ends with the test."""
 
@@ -53,6 +57,11 @@ class Program:
                 self._test.fail(f"not seen: {pattern}; the last lines: {self.lines[-5:]}")
             return found[0]
 
+    def wait_for_anywhere(self, pattern, first=0):
+        """The same among all lines from number `first` on, for those that come in any order."""
+        self._read = first
+        return self.wait_for(pattern)
+
     def _find(self, pattern):
         for number in range(self._read, len(self.lines)):
             self._read = number + 1
@@ -81,19 +90,21 @@ class ExampleTest(unittest.TestCase):
         self.access = [
             ready[key] for key in ("nats_url", "token_url", "client_id", "client_secret")]
 
-    def start(self, name):
-        return Program(self, BUILD / "examples" / name / name, *self.access)
+    def start(self, name, *more, folder=None, **options):
+        return Program(self, program(name, folder), *self.access, *more, **options)
 
     def restart_server(self):
+        self.fault("server-restart")
+
+    def fault(self, *words):
         subprocess.run(
-            [HUB, "fault", "server-restart", "--nats-port", self.access[0].rsplit(":", 1)[1]],
+            [HUB, "fault", *words, "--nats-port", self.access[0].rsplit(":", 1)[1]],
             check=True, capture_output=True)
 
-    def assert_usage(self, name):
+    def assert_usage(self, name, more="", folder=None):
         done = subprocess.run(
-            [BUILD / "examples" / name / name, "too few"], capture_output=True, text=True,
-            check=False)
+            [program(name, folder), "too few"], capture_output=True, text=True, check=False)
         self.assertEqual(done.returncode, 2)
         self.assertEqual(
-            done.stderr,
-            f"usage: {name} <nats-url> <token-url> <client-id> <client-secret>\n")
+            done.stderr.splitlines()[0],
+            f"usage: {name} <nats-url> <token-url> <client-id> <client-secret>{more}")
