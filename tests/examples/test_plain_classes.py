@@ -124,6 +124,7 @@ class Reconnect(ExampleTest):
 
         consumer.wait_for("^attached to lasting$")
         self.count_of(consumer)
+        self.assertNotIn("trying again", consumer.lines)  # with a new consumer
 
     def count_of(self, consumer):
         return int(consumer.wait_for(r"count .*> int64 +(\d+) ")[1])

@@ -15,8 +15,11 @@ import tree
 FILES = pathlib.Path("files")  # beside the pages: copies of the source files that they link to
 FRONT_PAGE = pathlib.Path("README.md")
 # The first pages of the manual's table of contents; all other pages follow.
-FIRST_PAGES = ["docs/getting-started.md", "docs/test-your-program.md", "docs/errors.md", "docs/threading.md",
-               "docs/performance.md", "docs/operations.md", "docs/compatibility.md",
+FIRST_PAGES = ["docs/getting-started.md", "docs/installing.md", "docs/providers.md", "docs/consumers.md",
+               "docs/sessions.md",
+               "docs/recovery.md", "docs/test-your-program.md", "docs/security.md", "docs/operations.md",
+               "docs/performance.md", "docs/scaling.md", "docs/corvelctl.md", "docs/bindings.md",
+               "docs/errors.md", "docs/threading.md", "docs/compatibility.md",
                "tools/dev_hub/README.md",
                "docs/messages.md", "docs/architecture.md"]
 # Pages that are listed below another one.
