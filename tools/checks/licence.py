@@ -24,7 +24,7 @@ LICENCE = [
 
 def begins_with_licence(path):
     lines = [line for _, line in tree.lines_of(path)[:4]]
-    if lines and re.match(r"#!|#compdef |<!--$", lines[0]):
+    if lines and re.match(r"#!|#compdef |<!--$|<!doctype html>$", lines[0]):
         lines = lines[1:]
     return len(lines) >= 2 and all(
         pattern.match(line) for pattern, line in zip(LICENCE, lines))

@@ -14,9 +14,12 @@
 #include <charconv>
 #include <chrono>
 #include <cmath>
+#include <cstdint>
 #include <exception>
 #include <iterator>
 #include <string_view>
+#include <system_error>
+#include <utility>
 #include <vector>
 
 namespace arvenhold::corvel::hub::ctl {
@@ -25,10 +28,10 @@ namespace {
 
 // One line for each command, in the order of the help text.
 constexpr std::array add_commands{
-    &add_providers, &add_browse, &add_read,       &add_write,   &add_wait,
-    &add_watch,     &add_record, &add_provide,    &add_pipe,    &add_replay,
-    &add_plot,      &add_sniff,  &add_def,        &add_doctor,  &add_check,
-    &add_context,   &add_dev,    &add_completion, &add_version, &add_help,
+    &add_providers,  &add_browse,  &add_read,    &add_write, &add_wait,    &add_watch,
+    &add_record,     &add_view,    &add_provide, &add_pipe,  &add_replay,  &add_plot,
+    &add_sniff,      &add_def,     &add_doctor,  &add_check, &add_context, &add_dev,
+    &add_completion, &add_version, &add_help,
 };
 
 constexpr char const* introduction =
@@ -229,6 +232,32 @@ exit_code run_chosen(command_line const& line, global_options const& options, ou
     return line.get_chosen()(with);
 }
 
+// "100M": bytes, with k, M or G for thousands of them.
+std::uint64_t parse_size(std::string const& text) {
+    constexpr std::uint64_t kilobyte = 1000;
+    auto const digits = std::string_view{text}.substr(0, text.find_first_not_of("0123456789"));
+    auto const unit = text.substr(digits.size());
+    std::uint64_t number = 0;
+    auto const error = std::from_chars(digits.data(), digits.data() + digits.size(), number).ec;
+    std::uint64_t factor = 0;
+    if (unit.empty()) {
+        factor = 1;
+    } else if (unit == "k" || unit == "K") {
+        factor = kilobyte;
+    } else if (unit == "M") {
+        factor = kilobyte * kilobyte;
+    } else if (unit == "G") {
+        factor = kilobyte * kilobyte * kilobyte;
+    }
+    std::uint64_t size = 0;
+    if (error != std::errc{} || factor == 0 || __builtin_mul_overflow(number, factor, &size)
+        || size < kilobyte) {
+        throw CLI::ValidationError{
+            '"' + text + "\" is no size; write 100M, 500k or 2G, at least 1k"};
+    }
+    return size;
+}
+
 // What a command may throw becomes an exit code here and nowhere else.
 exit_code run_to_end(command_line const& line, global_options const& options) {
     output out{options.output};
@@ -251,6 +280,19 @@ exit_code command_line::report(output& out, failure const& ended) const {
     }
     out.report(ended);
     return ended.get_code();
+}
+
+CLI::Option* add_size(
+    CLI::App& command,
+    std::string const& name,
+    std::function<void(std::uint64_t)> set,
+    std::string const& description) {
+    return command
+        .add_option_function<std::string>(
+            name,
+            [set = std::move(set)](std::string const& text) { set(parse_size(text)); },
+            description)
+        ->type_name("SIZE");
 }
 
 CLI::Option* add_duration(

@@ -10,6 +10,7 @@
 
 #include <CLI/CLI.hpp>
 
+#include <cstdint>
 #include <functional>
 #include <map>
 #include <memory>
@@ -111,6 +112,15 @@ CLI::Option* add_duration(
 CLI::Option* add_rate(
     CLI::App& command,
     std::function<void(supervisor::clock::duration)> set,
+    std::string const& description);
+
+/// Adds an option that takes a size, as "64M": bytes, with k, M or G for thousands of them.
+///
+/// @param set  Called with the size in bytes, at least 1000.
+CLI::Option* add_size(
+    CLI::App& command,
+    std::string const& name,
+    std::function<void(std::uint64_t)> set,
     std::string const& description);
 
 /// Runs the program.

@@ -28,6 +28,7 @@ void add_record(command_line& line);
 void add_replay(command_line& line);
 void add_sniff(command_line& line);
 void add_version(command_line& line);
+void add_view(command_line& line);
 void add_wait(command_line& line);
 void add_watch(command_line& line);
 void add_write(command_line& line);

@@ -33,24 +33,29 @@ constexpr char const* client_id = "developer";
 constexpr std::chrono::milliseconds poll_interval{20};
 constexpr std::chrono::seconds start_limit{30};
 
-// Writes the events to a file and to standard error.
+// Writes the events to a file, and to standard error if they are shown.
 class event_lines : public std::streambuf {
 public:
-    explicit event_lines(std::filesystem::path const& path)
-        : m_file{path, std::ios::trunc} {}
+    event_lines(std::filesystem::path const& path, own_dev_hub::events told)
+        : m_file{path, std::ios::trunc}
+        , m_are_shown{told == own_dev_hub::events::shown} {}
 
 protected:
     int_type overflow(int_type character) override {
         if (!traits_type::eq_int_type(character, traits_type::eof())) {
             m_file.put(traits_type::to_char_type(character));
-            std::cerr.put(traits_type::to_char_type(character));
+            if (m_are_shown) {
+                std::cerr.put(traits_type::to_char_type(character));
+            }
         }
         return traits_type::not_eof(character);
     }
 
     std::streamsize xsputn(char const* text, std::streamsize size) override {
         m_file.write(text, size);
-        std::cerr.write(text, size);
+        if (m_are_shown) {
+            std::cerr.write(text, size);
+        }
         return size;
     }
 
@@ -61,6 +66,7 @@ protected:
 
 private:
     std::ofstream m_file;
+    bool const m_are_shown;
 };
 
 std::string make_secret() {
@@ -178,32 +184,78 @@ std::string read_last_error(std::filesystem::path const& path) {
 
 } // namespace
 
+class own_dev_hub::impl {
+public:
+    impl(tool& with, dev_hub_wishes const& wanted, events told)
+        : m_secret{make_secret()}
+        , m_events{prepare(wanted, m_secret), told}
+        , m_lines{&m_events}
+        , m_hub{make_options(wanted)}
+        , m_control{m_hub.get_nats_server().get_port(), m_hub.get_faults()}
+        , m_state{describe(m_hub, wanted)}
+        , m_boiler{wanted.demo ? start_boiler(with, m_state, m_secret) : nullptr}
+        , m_published{wanted.directory, m_state} {}
+
+    [[nodiscard]] dev_hub_state const& get_state() const {
+        return m_state;
+    }
+
+    [[nodiscard]] bool has_crashed() {
+        return m_hub.get_nats_server().has_crashed();
+    }
+
+private:
+    // Returns where the log is.
+    static std::filesystem::path prepare(dev_hub_wishes const& wanted, std::string const& secret) {
+        write_private_file(get_dev_secret_path(wanted.directory), secret + '\n');
+        return get_dev_log_path(wanted.directory);
+    }
+
+    dev::dev_hub_options make_options(dev_hub_wishes const& wanted) {
+        dev::dev_hub_options options;
+        options.nats_server.port = wanted.port;
+        options.nats_server.behind_proxy = true;
+        options.token_endpoint.port = wanted.token_port;
+        options.token_endpoint.accepted_clients = {{client_id, m_secret}};
+        options.lines = &m_lines;
+        return options;
+    }
+
+    std::string const m_secret;
+    event_lines m_events;
+    std::ostream m_lines;
+    dev::dev_hub m_hub;
+    dev::control_endpoint const m_control;
+    dev_hub_state const m_state;
+    std::unique_ptr<demo_boiler> const m_boiler;
+    published_state const m_published;
+};
+
+own_dev_hub::own_dev_hub(tool& with, dev_hub_wishes const& wanted, events told)
+    : m_impl{std::make_unique<impl>(with, wanted, told)} {}
+
+own_dev_hub::~own_dev_hub() = default;
+
+dev_hub_state const& own_dev_hub::get_state() const {
+    return m_impl->get_state();
+}
+
+bool own_dev_hub::has_crashed() {
+    return m_impl->has_crashed();
+}
+
 exit_code run_in_foreground(
     tool& with, dev_hub_wishes const& wanted, hub_announcement const& announce) {
     with.guard.last_until_signal();
-    auto const secret = make_secret();
-    write_private_file(get_dev_secret_path(wanted.directory), secret + '\n');
-    event_lines buffer{get_dev_log_path(wanted.directory)};
-    std::ostream lines{&buffer};
-    dev::dev_hub_options options;
-    options.nats_server.port = wanted.port;
-    options.nats_server.behind_proxy = true;
-    options.token_endpoint.port = wanted.token_port;
-    options.token_endpoint.accepted_clients = {{client_id, secret}};
-    options.lines = &lines;
-    dev::dev_hub hub{options};
-    dev::control_endpoint const control{hub.get_nats_server().get_port(), hub.get_faults()};
-    auto const state = describe(hub, wanted);
-    auto const boiler = wanted.demo ? start_boiler(with, state, secret) : nullptr;
-    published_state const published{wanted.directory, state};
-    announce(state);
+    own_dev_hub hub{with, wanted, own_dev_hub::events::shown};
+    announce(hub.get_state());
     for (;;) {
         constexpr std::chrono::milliseconds check_interval{250};
         auto const signal = with.guard.wait_for_signal(supervisor::clock::now() + check_interval);
         if (signal.has_value()) {
             return exit_code::done; // the way to end a hub is no failure
         }
-        if (hub.get_nats_server().has_crashed()) {
+        if (hub.has_crashed()) {
             throw failure{exit_code::other, "nats-server has ended"};
         }
     }

@@ -10,6 +10,7 @@
 
 #include <cstdint>
 #include <functional>
+#include <memory>
 #include <string>
 
 namespace arvenhold::corvel::hub::ctl {
@@ -22,6 +23,34 @@ struct dev_hub_wishes {
     bool demo = false;
     std::uint16_t port = default_server_port;
     std::uint16_t token_port = default_token_port;
+};
+
+/// A development hub in this process, and the boiler if it is wanted.
+class own_dev_hub {
+public:
+    enum class events {
+        shown,  ///< On standard error, and in the log.
+        logged, ///< Only in the log.
+    };
+
+    /// Starts it, which takes up to seconds.
+    ///
+    /// @throws dev::dev_hub_failure  It cannot be started.
+    own_dev_hub(tool& with, dev_hub_wishes const& wanted, events told);
+
+    own_dev_hub(own_dev_hub const&) = delete;
+    own_dev_hub& operator=(own_dev_hub const&) = delete;
+
+    ~own_dev_hub();
+
+    [[nodiscard]] dev_hub_state const& get_state() const;
+
+    /// Whether the NATS server has ended by itself.
+    [[nodiscard]] bool has_crashed();
+
+private:
+    class impl;
+    std::unique_ptr<impl> m_impl;
 };
 
 /// Called when the hub is ready.

@@ -100,8 +100,12 @@ followed_hub::followed_hub(tool& with, variable_permissions permissions, hub_rec
 }
 
 followed_hub::followed_hub(
-    tool& with, followed_selection const& selected, change_queue queue, hub_receiver& to)
-    : followed_hub{with, variable_permissions::read_only, to} {
+    tool& with,
+    followed_selection const& selected,
+    change_queue queue,
+    hub_receiver& to,
+    variable_permissions permissions)
+    : followed_hub{with, permissions, to} {
     auto const providers =
         selected.providers.empty() ? std::vector<std::string>{"**"} : selected.providers;
     auto const share = make_share(queue, providers.size());

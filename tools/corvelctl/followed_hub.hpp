@@ -78,15 +78,18 @@ class followed_hub {
 public:
     /// Does not connect.
     ///
-    /// @param queue  For the changes that wait while the receiver is busy.
+    /// @param queue        For the changes that wait while the receiver is busy.
+    /// @param permissions  What the session asks for.
     ///
     /// @throws failure  As make_session_access().
     followed_hub(
-        tool& with, followed_selection const& selected, change_queue queue, hub_receiver& to);
+        tool& with,
+        followed_selection const& selected,
+        change_queue queue,
+        hub_receiver& to,
+        variable_permissions permissions = variable_permissions::read_only);
 
     /// The same, and follows nothing before follow().
-    ///
-    /// @param permissions  What the session asks for.
     followed_hub(tool& with, variable_permissions permissions, hub_receiver& to);
 
     followed_hub(followed_hub const&) = delete;

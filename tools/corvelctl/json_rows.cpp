@@ -10,9 +10,6 @@
 #include <hub/session/names.hpp>
 
 #include <array>
-#include <charconv>
-#include <cmath>
-#include <cstdint>
 #include <utility>
 #include <variant>
 
@@ -20,43 +17,19 @@ namespace arvenhold::corvel::hub::ctl {
 
 namespace {
 
-constexpr std::int64_t largest_exact = std::int64_t{1} << 53U; // that a double can count to
-
 void append_line(std::string& text, std::string_view type, json_object const& body) {
     text += make_json_line(type, body);
     text += '\n';
 }
 
-template <class Number>
-void append_digits(std::string& text, Number number) {
-    constexpr std::size_t longest = 32;
-    std::array<char, longest> digits{};
-    auto const end = std::to_chars(digits.data(), digits.data() + digits.size(), number).ptr;
-    text.append(digits.data(), end);
-}
-
 // Appends the keys of a value. Common ones are written directly, others by way of an object.
 void append_value_keys(std::string& text, variable_value const& value) {
-    auto const* const number = std::get_if<double>(&value);
-    auto const* const integer = std::get_if<std::int64_t>(&value);
-    if (number != nullptr && std::isfinite(*number)) {
-        text += "\"value\":";
-        auto const begin = text.size();
-        append_digits(text, *number);
-        if (text.find_first_of(".e", begin) == std::string::npos) {
-            text += ".0";
-        }
+    auto const begin = text.size();
+    text += "\"value\":";
+    if (append_plain_value(text, value)) {
         return;
     }
-    if (integer != nullptr && *integer <= largest_exact && *integer >= -largest_exact) {
-        text += "\"value\":";
-        append_digits(text, *integer);
-        return;
-    }
-    if (auto const* const flag = std::get_if<bool>(&value)) {
-        text += *flag ? "\"value\":true" : "\"value\":false";
-        return;
-    }
+    text.resize(begin);
     json_object object;
     add_value(object, value);
     auto const keys = object.dump(-1, ' ', false, json_object::error_handler_t::replace);

@@ -98,6 +98,10 @@ std::filesystem::path get_dev_directory() {
     return find_base("XDG_STATE_HOME", ".local/state") / "corvelctl" / "dev";
 }
 
+std::filesystem::path get_view_key_path() {
+    return find_base("XDG_STATE_HOME", ".local/state") / "corvelctl" / "view-key";
+}
+
 std::optional<std::string> read_private_file(std::filesystem::path const& path) {
     auto const status = find_status(path);
     if (!status.has_value()) {
@@ -130,7 +134,7 @@ void write_public_file(std::filesystem::path const& path, std::string_view text)
     replace_file(path, text, only_owner | S_IRGRP | S_IROTH);
 }
 
-std::string read_secret(std::string const& path) {
+std::string read_secret(std::string const& path, std::string const& flag) {
     std::string secret;
     try {
         secret = read_whole(path);
@@ -138,7 +142,7 @@ std::string read_secret(std::string const& path) {
         throw failure{
             exit_code::usage,
             "cannot use the secret file: " + std::string{unreadable.what()},
-            "give a file that contains the client secret with --secret-file"};
+            "give a file that contains " + flag};
     }
     secret.erase(secret.find_last_not_of("\r\n") + 1);
     if (secret.empty()) {

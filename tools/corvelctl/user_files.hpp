@@ -25,6 +25,11 @@ namespace arvenhold::corvel::hub::ctl {
 /// @throws failure  Neither XDG_STATE_HOME nor HOME is set.
 [[nodiscard]] std::filesystem::path get_dev_directory();
 
+/// "$XDG_STATE_HOME/corvelctl/view-key", or below "~/.local/state".
+///
+/// @throws failure  Neither XDG_STATE_HOME nor HOME is set.
+[[nodiscard]] std::filesystem::path get_view_key_path();
+
 /// Reads a file that decides where a secret is sent.
 ///
 /// @return nothing if there is no such file.
@@ -50,9 +55,13 @@ void write_private_file(std::filesystem::path const& path, std::string const& te
 void write_public_file(std::filesystem::path const& path, std::string_view text);
 
 /// Reads the client secret: the file's content without line ends at its end.
+/// Reads a secret: the file's content without line ends at its end.
+///
+/// @param flag  The flag that names the file, and what the file contains, for the failure.
 ///
 /// @throws failure  It cannot be read or is empty.
-[[nodiscard]] std::string read_secret(std::string const& path);
+[[nodiscard]] std::string read_secret(
+    std::string const& path, std::string const& flag = "the client secret with --secret-file");
 
 /// Whether others than the owner may read the file.
 [[nodiscard]] bool is_readable_by_others(std::filesystem::path const& path);

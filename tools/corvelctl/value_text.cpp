@@ -56,14 +56,21 @@ std::string_view explain(std::string_view text) {
     return has_decimal_comma(text) ? ": it has a decimal comma where a point is needed" : "";
 }
 
+template <class Number>
+void append_digits(std::string& text, Number number) {
+    constexpr std::size_t longest = 32;
+    std::array<char, longest> digits{};
+    auto const end = std::to_chars(digits.data(), digits.data() + digits.size(), number).ptr;
+    text.append(digits.data(), end);
+}
+
 std::string double_text(double value) {
     if (std::isnan(value)) {
         return "nan";
     }
-    constexpr std::size_t longest = 32;
-    std::array<char, longest> digits{};
-    auto const written = std::to_chars(digits.data(), digits.data() + digits.size(), value);
-    return {digits.data(), written.ptr};
+    std::string text;
+    append_digits(text, value);
+    return text;
 }
 
 bool is_utf8(std::string const& text) {
@@ -245,6 +252,28 @@ void add_value(json_object& object, variable_value const& value) {
     } else if (auto const* const span = std::get_if<std::chrono::nanoseconds>(&value)) {
         shown = make_seconds(*span);
     }
+}
+
+bool append_plain_value(std::string& text, variable_value const& value) {
+    auto const* const number = std::get_if<double>(&value);
+    if (number != nullptr && std::isfinite(*number)) {
+        auto const begin = text.size();
+        append_digits(text, *number);
+        if (text.find_first_of(".e", begin) == std::string::npos) {
+            text += ".0";
+        }
+        return true;
+    }
+    auto const* const integer = std::get_if<std::int64_t>(&value);
+    if (integer != nullptr && *integer <= largest_exact && *integer >= -largest_exact) {
+        append_digits(text, *integer);
+        return true;
+    }
+    if (auto const* const flag = std::get_if<bool>(&value)) {
+        text += *flag ? "true" : "false";
+        return true;
+    }
+    return false;
 }
 
 parsed_value parse_value(std::string_view text, variable_value const& like) {

@@ -29,6 +29,11 @@ namespace arvenhold::corvel::hub::ctl {
 /// value exactly.
 void add_value(json_object& object, variable_value const& value);
 
+/// Appends a value that a JSON number or Boolean carries exactly.
+///
+/// @return false for other values; nothing is appended then.
+[[nodiscard]] bool append_plain_value(std::string& text, variable_value const& value);
+
 struct parsed_value {
     variable_value value;
     std::string warning; ///< What is lost; empty for nothing.

@@ -241,31 +241,6 @@ exit_code record(tool& with, record_options const& given) {
     return code;
 }
 
-// "100M": bytes, with k, M or G for thousands of them.
-std::uint64_t parse_size(std::string const& text) {
-    auto const digits = std::string_view{text}.substr(0, text.find_first_not_of("0123456789"));
-    auto const unit = text.substr(digits.size());
-    std::uint64_t number = 0;
-    auto const error = std::from_chars(digits.data(), digits.data() + digits.size(), number).ec;
-    std::uint64_t factor = 0;
-    if (unit.empty()) {
-        factor = 1;
-    } else if (unit == "k" || unit == "K") {
-        factor = kilobyte;
-    } else if (unit == "M") {
-        factor = kilobyte * kilobyte;
-    } else if (unit == "G") {
-        factor = kilobyte * kilobyte * kilobyte;
-    }
-    std::uint64_t size = 0;
-    if (error != std::errc{} || factor == 0 || __builtin_mul_overflow(number, factor, &size)
-        || size < kilobyte) {
-        throw CLI::ValidationError{
-            '"' + text + "\" is no size; write 100M, 500k or 2G, at least 1k"};
-    }
-    return size;
-}
-
 } // namespace
 
 void add_record(command_line& line) {
@@ -290,15 +265,11 @@ void add_record(command_line& line) {
         "--every",
         [options = options.get()](auto every) { options->interval = every; },
         "At most one row of each variable in this time, the latest value");
-    command
-        .add_option_function<std::string>(
-            "--max-size",
-            [options = options.get()](std::string const& text) {
-                options->most_size = parse_size(text);
-            },
-            "Rename the full file to FILE.1, FILE.2 and so on, and go on with an empty one: 100M, "
-            "2G")
-        ->type_name("SIZE");
+    add_size(
+        command,
+        "--max-size",
+        [options = options.get()](auto size) { options->most_size = size; },
+        "Rename the full file to FILE.1, FILE.2 and so on, and go on with an empty one: 100M, 2G");
     command.footer("Records until Ctrl-C or --for. Rows are written every second. Outages are "
                    "survived, and have\n"
                    "rows of their own; see docs/corvelctl.md for the format.\n\n"
