@@ -1,7 +1,8 @@
 // SPDX-FileCopyrightText: 2026 Arvenhold
 // SPDX-License-Identifier: Apache-2.0
 
-// A provider of numbers, 1,000 unless said otherwise, that change together, so many times a second.
+// A provider of numbers, 1,000 unless said otherwise, that change together, so many times a second; a
+// last argument makes only so many of them change.
 // Runs until standard input ends.
 
 #include <hub/hub.hpp>
@@ -32,11 +33,13 @@ std::shared_ptr<hub::variable_list> register_numbers(hub::provider& flood, std::
     return flood.register_provider_definition(definition);
 }
 
-void publish(hub::variable_list& list, double value) {
+void publish(hub::variable_list& list, std::size_t count, double value) {
     std::vector<std::tuple<hub::variable_id, hub::variable_value>> changes;
-    changes.reserve(list.get_variables().size());
+    changes.reserve(count);
     for (auto const& [id, variable] : list.get_variables()) {
-        changes.emplace_back(id, value);
+        if (changes.size() < count) {
+            changes.emplace_back(id, value);
+        }
     }
     list.bulk_publish(std::move(changes), std::chrono::system_clock::now());
 }
@@ -49,7 +52,9 @@ int main(int count, char** access) try {
         return 2;
     }
     hub::provider flood{"flood"};
-    auto const list = register_numbers(flood, given.size() > 6 ? std::stoul(given[6]) : 1000);
+    auto const variables = given.size() > 6 ? std::stoul(given[6]) : 1000;
+    auto const changing = given.size() > 7 ? std::stoul(given[7]) : variables;
+    auto const list = register_numbers(flood, variables);
     flood.connect(given[1], given[2], given[3], given[4]);
     std::cout << "ready" << std::endl;
     std::atomic<bool> ended{false};
@@ -60,7 +65,7 @@ int main(int count, char** access) try {
     auto const interval = std::chrono::microseconds{1'000'000 / std::stol(given[5])};
     auto next = std::chrono::steady_clock::now();
     for (auto value = 0.5; !ended; value += 1) {
-        publish(*list, value);
+        publish(*list, changing, value);
         next += interval;
         std::this_thread::sleep_until(next);
     }

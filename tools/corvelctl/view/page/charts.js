@@ -153,7 +153,7 @@ export class Charts {
     }
 
     changedRange() {
-        this.history.clear();
+        this.history.reload();
         setText(this.pause, this.fixed ? "Follow" : "Pause");
         setAttribute(this.pause, "aria-pressed", this.fixed !== null);
         this.showChosen();

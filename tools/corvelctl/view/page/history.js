@@ -45,8 +45,14 @@ export class History {
         this.clear();
     }
 
+    /** Forgets everything; the numbers of variables mean others from now on. */
     clear() {
         this.points = new Map();
+        this.reload();
+    }
+
+    /** Loads everything again with the next load(); until then the known points are shown. */
+    reload() {
         this.sequence = null;
         this.from = Infinity;
         this.to = Infinity;
@@ -69,7 +75,7 @@ export class History {
         const answer = isSame ? await requestHistory(numbers, {after: this.sequence})
                               : await requestHistory(numbers, {from, to, most: mostPoints});
         if (turn !== this.turn) {
-            return; // cleared meanwhile
+            return; // something else is wanted meanwhile
         }
         this.sequence = answer.sequence;
         if (isSame) {

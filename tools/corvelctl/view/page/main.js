@@ -211,20 +211,25 @@ function follow() {
     model.addEventListener("change", () => {
         if (shape !== model.shape) {
             shape = model.shape;
-            charts.history.clear();
+            charts.history.reload();
             showProviders();
             const count = model.variables.filter((one) => one && !one.gone).length;
             setText(find("count"), `${count.toLocaleString("en")} variables`);
             charts.request();
         }
         renderBanner(model);
+        showDetail(rows.selectedRow());
         rows.request();
         charts.tick();
     });
+    model.addEventListener("begin", () => charts.history.clear());
     model.addEventListener("link", () => {
         renderBanner(model);
+        showDetail(rows.selectedRow());
         rows.request();
-        charts.history.clear();
+        if (model.link.state === "live") {
+            charts.history.reload(); // what came meanwhile is missing
+        }
         charts.refresh();
     });
     setInterval(everySecond, 1000);

@@ -50,6 +50,7 @@ export class Model extends EventTarget {
     begin(about) {
         this.about = about;
         this.reset();
+        this.dispatchEvent(new Event("begin"));
     }
 
     /** Takes an update of the server. */

@@ -56,12 +56,7 @@ export class Rows {
         const rows = this.tree.rows();
         const first = Math.max(Math.floor(this.box.scrollTop / this.height) - spare, 0);
         const count = Math.min(Math.ceil(this.box.clientHeight / this.height) + 2 * spare, rows.length - first);
-        if (this.total !== rows.length) {
-            this.total = rows.length;
-            this.space.style.height = `${Math.max(rows.length * this.height, 1)}px`;
-            setAttribute(this.box, "aria-rowcount", Math.max(rows.length, 1));
-            find("no-rows").hidden = rows.length > 0;
-        }
+        this.makeSpace(rows.length);
         while (this.pool.length < count) {
             const elements = makeElements(this.pool.length);
             this.pool.push(elements);
@@ -70,6 +65,15 @@ export class Rows {
         this.pool.forEach((elements, index) => this.place(elements, index, first, count, rows));
         const active = this.pool.find((one) => one.shown && one.shown.key === this.selected?.key);
         setAttribute(this.box, "aria-activedescendant", active ? active.row.id : null);
+    }
+
+    makeSpace(total) {
+        if (this.total !== total) {
+            this.total = total;
+            this.space.style.height = `${Math.max(total * this.height, 1)}px`;
+            setAttribute(this.box, "aria-rowcount", Math.max(total, 1));
+            find("no-rows").hidden = total > 0;
+        }
     }
 
     // A row keeps its element while it is in sight, so that scrolling changes few of them.
@@ -300,6 +304,7 @@ export class Rows {
     }
 
     reveal(index) {
+        this.makeSpace(this.tree.rows().length);
         const top = index * this.height;
         if (top < this.box.scrollTop) {
             this.box.scrollTop = top;
