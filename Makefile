@@ -37,6 +37,7 @@ corvelctl: deps-build ## Build the command line tool, and print where it is
 	@echo 'The tool is $(CURDIR)/build/tool/tools/corvelctl/corvelctl'
 	@echo 'Try it:'
 	@echo '  build/tool/tools/corvelctl/corvelctl dev up --demo'
+	@echo '  build/tool/tools/corvelctl/corvelctl view --demo'
 
 install: deps-build ## Install libraries and tools (PREFIX=/usr/local)
 	@cmake --preset tool >/dev/null

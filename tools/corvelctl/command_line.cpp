@@ -41,6 +41,7 @@ constexpr char const* introduction =
     "                corvelctl browse boiler       which ones\n"
     "                corvelctl read boiler         their values\n"
     "                corvelctl watch boiler        and how they change\n"
+    "                corvelctl view                all of it in a browser, with charts\n"
     "When it fails:  corvelctl doctor              what is wrong, and what to do";
 
 constexpr char const* rules =

@@ -6,7 +6,7 @@
 import json
 import time
 
-from tool_run import FLOOD_PROVIDER, PATIENCE, FollowingTest
+from tool_run import FLOOD_PROVIDER, PATIENCE, FollowingTest, parse_objects
 from view_run import View
 
 
@@ -115,6 +115,11 @@ class Entering(FollowingTest):
             self.assertEqual(view.request("/api/write", "POST", headers, body).status, 400)
         self.assertEqual(view.request("/api/write", "POST", headers, "x" * 100_000).status, 413)
         self.assertEqual(view.request("/page/../../etc/passwd").status, 404)
+
+    def test_prints_the_address_as_json(self):
+        process = self.start("view", "--wait", "--port", "0", "-j")
+        shown, = parse_objects(process.stdout.readline())
+        self.assertRegex(shown["url"], r"^http://127\.0\.0\.1:\d+/\?token=")
 
     def test_names_the_port_that_is_taken(self):
         view = View(self, "--wait")

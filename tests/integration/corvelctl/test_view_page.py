@@ -355,12 +355,12 @@ class Looks(PageTest):
         axe = fetch_axe()
         view = self.open("--demo", "--allow-writes")
         browser = self.browser
-        browser.open(view.base + "/#window=30&charts=boiler~temperature_celsius,boiler~set_point_celsius,"
+        browser.open(view.base + "/#window=15&charts=boiler~temperature_celsius,boiler~set_point_celsius,"
                      "boiler~pressure_bar~r,boiler~pump_running,boiler~mode;boiler~level_mm")
         browser.wait_text("#state", "live")
         browser.wait(lambda: re.match(r"\d", browser.text(".legend .reading")), "a value")
         browser.wait_text("#held", "History")
-        browser.wait(lambda: int(re.search(r"([\d,]+) changes", browser.text("#held"))[1].replace(",", "")) > 250, "lines")
+        browser.wait(lambda: int(re.search(r"([\d,]+) changes", browser.text("#held"))[1].replace(",", "")) > 300, "lines")
         browser.element("temperature_celsius").click()
         self.check(axe, "light")
         browser.click("#theme")

@@ -83,13 +83,18 @@ export class Plot {
         return {fixed, changing, shape};
     }
 
-    // Shows where values were lost, stale, uncertain or bad.
+    // Shows where values were lost, stale, uncertain or bad. A place is shaded once, however many values
+    // it concerns.
     shade(context, area, graph) {
-        for (const span of this.spans) {
-            const left = graph.toDomXCoord(span.from / 1000);
-            const right = graph.toDomXCoord(span.to / 1000);
-            context.fillStyle = styleOf(this.box, shades[span.status]);
-            context.fillRect(left, area.y, Math.max(right - left, 1), area.h);
+        for (const status of [1, 2, 3]) {
+            context.beginPath();
+            for (const span of this.spans.filter((one) => one.status === status)) {
+                const left = graph.toDomXCoord(span.from / 1000);
+                const right = graph.toDomXCoord(span.to / 1000);
+                context.rect(left, area.y, Math.max(right - left, 1), area.h);
+            }
+            context.fillStyle = styleOf(this.box, shades[status]);
+            context.fill();
         }
     }
 
