@@ -190,7 +190,7 @@ void hub_model::define(std::uint32_t provider, known_definition const& now, time
         auto const number = require_variable(provider, one.path, one.type);
         defined.insert(number);
         auto& known = m_variables[number];
-        auto const access =
+        std::string_view const access =
             one.permissions == variable_permissions::read_write ? "read-write" : "read-only";
         if (known.access != access || known.gone) {
             known.access = access;
@@ -200,7 +200,7 @@ void hub_model::define(std::uint32_t provider, known_definition const& now, time
     }
     for (auto const& [path, number] : m_variable_numbers[provider]) {
         auto& known = m_variables[number];
-        if (!known.gone && defined.count(number) == 0) {
+        if (!known.gone && !defined.contains(number)) {
             known.gone = true;
             known.shape_version = m_version;
         }
@@ -312,13 +312,13 @@ std::uint64_t hub_model::append_changes(std::string& text, std::uint64_t behind)
 }
 
 void hub_model::append_hub(std::string& text) const {
-    text += ",\"hub\":{\"lost\":";
+    text += R"(,"hub":{"lost":)";
     append_string(text, m_hub_loss);
     text += ",\"since\":" + std::to_string(to_microseconds(m_hub_since)) + '}';
 }
 
 void hub_model::append_held(std::string& text) const {
-    text += ",\"held\":{\"samples\":" + std::to_string(m_history.get_sample_count())
+    text += R"(,"held":{"samples":)" + std::to_string(m_history.get_sample_count())
           + ",\"bytes\":" + std::to_string(m_history.get_size_in_bytes())
           + ",\"limit\":" + std::to_string(m_history.get_limit_in_bytes())
           + ",\"oldest\":" + std::to_string(m_history.get_oldest_time().value_or(0)) + '}';
@@ -349,7 +349,7 @@ void hub_model::append_variables(std::string& text, std::uint64_t behind) const 
             append_string(text, one.path);
             text += ",\"";
             text += get_type_name(one.type);
-            text += "\",\"";
+            text += R"(",")";
             text += one.access;
             text += one.gone ? "\",true]" : "\",false]";
         }

@@ -141,6 +141,22 @@ private:
     std::optional<timestamp> m_first;
 };
 
+// Reads one line; false for a last one that is still being written.
+bool read_line(
+    row_reader& reader, std::string const& line, std::string const& place, bool is_last) {
+    try {
+        reader.read(json::parse(line));
+        return true;
+    } catch (json::exception const&) {
+        if (is_last) {
+            return false;
+        }
+        throw make_wrong_row(place + "this is no row of a recording in JSON Lines");
+    } catch (failure const& wrong) {
+        throw failure{wrong.get_code(), place + wrong.what(), wrong.get_cure()};
+    }
+}
+
 } // namespace
 
 recorded_span load_recording(std::filesystem::path const& path, hub_model& into) {
@@ -153,15 +169,9 @@ recorded_span load_recording(std::filesystem::path const& path, hub_model& into)
     for (std::string line; std::getline(file, line);) {
         ++number;
         auto const place = path.string() + ':' + std::to_string(number) + ": ";
-        try {
-            reader.read(json::parse(line));
-        } catch (json::exception const&) {
-            if (file.peek() == std::ifstream::traits_type::eof() && number > 1) {
-                break; // a row that is still being written
-            }
-            throw make_wrong_row(place + "this is no row of a recording in JSON Lines");
-        } catch (failure const& wrong) {
-            throw failure{wrong.get_code(), place + wrong.what(), wrong.get_cure()};
+        auto const is_last = number > 1 && file.peek() == std::ifstream::traits_type::eof();
+        if (!read_line(reader, line, place, is_last)) {
+            break;
         }
     }
     into.finish_round({});

@@ -120,45 +120,55 @@ history_point value_history::decode(sample const& stored) const {
 }
 
 std::vector<std::vector<history_point>> value_history::find(query const& wanted) const {
-    constexpr auto none = std::numeric_limits<std::size_t>::max();
-    std::vector<std::size_t> places(m_variables.size(), none);
-    for (std::size_t place = 0; place < wanted.variables.size(); ++place) {
-        if (wanted.variables[place] < places.size()) {
-            places[wanted.variables[place]] = place;
-        }
-    }
-    std::vector<positions> found(wanted.variables.size());
-    std::vector<std::size_t> before(wanted.variables.size(), none);
-    auto const begin =
-        wanted.after.has_value() && *wanted.after > m_first ? *wanted.after - m_first : 0;
-    for (auto position = begin; position < m_samples.size(); ++position) {
-        auto const& one = m_samples[position];
-        auto const place = places[one.variable];
-        if (place == none || one.time > wanted.to) {
-            continue;
-        }
-        if (one.time < wanted.from) {
-            before[place] = position;
-        } else {
-            found[place].push_back(position);
-        }
-    }
+    auto const found = collect(wanted);
     std::vector<std::vector<history_point>> result(wanted.variables.size());
     for (std::size_t place = 0; place < result.size(); ++place) {
-        auto const variable = wanted.variables[place];
         auto& points = result[place];
-        if (before[place] != none) {
-            points.push_back(decode(m_samples[before[place]]));
-        } else if (
-            !wanted.after.has_value() && variable < m_variables.size()
-            && m_variables[variable].gone.has_value()) {
-            points.push_back(*m_variables[variable].gone);
+        auto const before = find_before(wanted, wanted.variables[place], found[place]);
+        if (before.has_value()) {
+            points.push_back(*before);
         }
-        for (auto const position : reduce(found[place], wanted.most)) {
+        for (auto const position : reduce(found[place].inside, wanted.most)) {
             points.push_back(decode(m_samples[position]));
         }
     }
     return result;
+}
+
+// The samples of each variable of the query.
+std::vector<value_history::found_samples> value_history::collect(query const& wanted) const {
+    std::vector<found_samples> found(wanted.variables.size());
+    std::vector<found_samples*> places(m_variables.size());
+    for (std::size_t place = 0; place < wanted.variables.size(); ++place) {
+        if (wanted.variables[place] < places.size()) {
+            places[wanted.variables[place]] = &found[place];
+        }
+    }
+    auto const begin =
+        wanted.after.has_value() && *wanted.after > m_first ? *wanted.after - m_first : 0;
+    for (auto position = begin; position < m_samples.size(); ++position) {
+        auto const& one = m_samples[position];
+        auto* const of_variable = places[one.variable];
+        if (of_variable == nullptr || one.time > wanted.to) {
+            continue;
+        }
+        if (one.time < wanted.from) {
+            of_variable->before = position;
+        } else {
+            of_variable->inside.push_back(position);
+        }
+    }
+    return found;
+}
+
+// What a variable held when the span of the query began.
+std::optional<history_point> value_history::find_before(
+    query const& wanted, std::uint32_t variable, found_samples const& found) const {
+    if (found.before.has_value()) {
+        return decode(m_samples[*found.before]);
+    }
+    return wanted.after.has_value() || variable >= m_variables.size() ? std::nullopt
+                                                                      : m_variables[variable].gone;
 }
 
 // Of each group of neighbours with the same status the first, the smallest, the largest and the last

@@ -95,6 +95,14 @@ private:
 
     using positions = std::vector<std::size_t>; // of samples
 
+    struct found_samples {
+        std::optional<std::size_t> before; // the latest one before the span
+        positions inside;
+    };
+
+    [[nodiscard]] std::vector<found_samples> collect(query const& wanted) const;
+    [[nodiscard]] std::optional<history_point> find_before(
+        query const& wanted, std::uint32_t variable, found_samples const& found) const;
     void drop_oldest();
     [[nodiscard]] std::uint64_t encode(variable_value const& value);
     [[nodiscard]] history_point decode(sample const& stored) const;

@@ -196,12 +196,13 @@ private:
         auto const site = request.get_header_value("Sec-Fetch-Site");
         auto const is_own = is_own_origin(m_settings.address, origin, host);
         auto const is_data = request.path.starts_with("/api/");
-        auto const is_post = request.method == "POST";
+        auto const must_name_origin = !origin.empty() || request.method == "POST";
+        auto const is_from_elsewhere =
+            (must_name_origin && !is_own)
+            || (is_data && !site.empty() && site != "same-origin" && site != "none");
         if (!is_own_host(m_settings.address, host)) {
             refuse(response, 421, "the Host header names another server");
-        } else if ((!origin.empty() || is_post) && !is_own) {
-            refuse(response, 403, "another site has sent this request");
-        } else if (is_data && !site.empty() && site != "same-origin" && site != "none") {
+        } else if (is_from_elsewhere) {
             refuse(response, 403, "another site has sent this request");
         } else if (is_data && !m_door->has_key(request.get_header_value("Cookie"))) {
             refuse(response, 401, "open the address that corvelctl view has printed");
@@ -310,7 +311,7 @@ private:
         }
         std::string text;
         m_model.append_history(text, *wanted);
-        response.set_content(std::move(text), json_content);
+        response.set_content(text, json_content);
     }
 
     void write(Request const& request, Response& response) {
