@@ -17,6 +17,11 @@ class Licence(PlantedTree):
         self.plant("d.json", "{}\n")
         self.assert_clean("licence")
 
+    def test_accepts_a_document_type_before_the_licence(self):
+        self.plant("a.html", "<!doctype html>\n<!-- SPDX-FileCopyrightText: 2026 Arvenhold -->\n"
+                   "<!-- SPDX-License-" "Identifier: Apache-2.0 -->\n")
+        self.assert_clean("licence")
+
     def test_finds_a_file_without_licence(self):
         self.plant("a.cpp", "int answer();\n")
         self.assert_found("licence", "a.cpp:1: does not begin with the two lines of the licence")
@@ -194,6 +199,22 @@ class Shell(PlantedTree):
     def test_finds_an_unquoted_variable(self):
         self.plant("a", "#!/usr/bin/env bash\necho $1\n")
         self.assert_fault("shell", "SC2086")
+
+
+class Javascript(PlantedTree):
+    PATH = "tools/corvelctl/view/page/a.js"
+
+    def test_accepts_a_module(self):
+        self.plant(self.PATH, 'import {b} from "./b.js";\nexport function a() {\n    return b;\n}\n')
+        self.assert_clean("javascript")
+
+    def test_finds_an_error_of_syntax(self):
+        self.plant(self.PATH, "const = 1;\n")
+        self.assert_fault("javascript", "SyntaxError")
+
+    def test_finds_a_long_function(self):
+        self.plant(self.PATH, "class A {\n    async a(b) {\n" + "        b();\n" * 51 + "    }\n}\n")
+        self.assert_found("javascript", f"{self.PATH}:2: a function has 52 lines, 50 at most")
 
 
 class Links(PlantedTree):
