@@ -113,6 +113,7 @@ page_door::page_door(
 
 std::string page_door::make_link() const {
     auto const base = make_base_url(m_address) + '/';
+    std::scoped_lock const lock{m_mutex};
     return m_token.empty() ? base : base + "?token=" + m_token;
 }
 

@@ -81,8 +81,8 @@ private:
     std::string const m_key;
     std::string const m_password;
     link_use const m_use;
-    std::mutex m_mutex;  // guards the token
-    std::string m_token; // empty when it is used up
+    mutable std::mutex m_mutex; // guards the token
+    std::string m_token;        // empty when it is used up
 };
 
 } // namespace arvenhold::corvel::hub::ctl
