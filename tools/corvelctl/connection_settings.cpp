@@ -73,8 +73,11 @@ failure make_incomplete(connection_fields const& fields) {
     return failure{
         exit_code::usage,
         "where is the hub? Not given: " + missing,
-        "or start a hub on this machine: corvelctl dev up --demo; or name a connection: corvelctl "
-        "context add --help"};
+        is_empty(fields)
+            ? "start a hub on this machine: corvelctl dev up --demo; or name a connection: "
+              "corvelctl context add --help"
+            : "give everything, or nothing for the hub of `corvelctl dev up --demo`; or name a "
+              "connection: corvelctl context add --help"};
 }
 
 std::vector<std::string> split_urls(std::string_view text) {
@@ -106,6 +109,7 @@ connection_settings make_settings(connection_fields const& fields, std::string o
     made.secret_file = fields.secret_file;
     made.client_secret = read_secret(fields.secret_file);
     made.ca_file = fields.ca_file;
+    check_ca_file(fields.ca_file);
     made.origin = std::move(origin);
     return made;
 }

@@ -77,6 +77,15 @@ failure explain_refusal(token_failure const& refused, connection_settings const&
             + ", and the path of --token-url"};
 }
 
+// The words of the NATS client for its status, as "SSL Error (x.pem)".
+std::string status_words(connection_failed const& error) {
+    constexpr std::string_view mark = "NATS returns: ";
+    auto const line = first_line(error.what());
+    auto const found = line.find(mark);
+    auto const words = found == std::string::npos ? found : line.find(" = ", found);
+    return words == std::string::npos ? line : line.substr(words + 3);
+}
+
 std::string join(std::vector<std::string> const& urls) {
     std::string joined;
     for (auto const& url : urls) {
@@ -150,16 +159,20 @@ failure explain_connecting(
             "check the path of --token-url (a wrong path gives no token: 404), and that the "
             "endpoint belongs to this hub"};
     case tls_missing:
+        return {
+            exit_code::unreachable,
+            "no TLS connection to " + servers + ": the server has no TLS",
+            "let the server use TLS; without it, --hub begins with nats://, and --ca-file is left "
+            "out"};
     case tls_failed:
         return {
             exit_code::unreachable,
-            "no TLS connection to " + servers + ": " + first_line(error.what()),
+            "no TLS connection to " + servers + ": " + status_words(error),
             "check --ca-file, and that the certificate is for this host name"};
     default:
         return {
             exit_code::unreachable,
-            "nothing at " + servers + " answers as a NATS server (status "
-                + std::to_string(error.get_nats_status()) + ')',
+            "nothing at " + servers + " answers as a NATS server: " + status_words(error),
             "check host and port of --hub, and firewalls between here and there"};
     }
 }

@@ -41,12 +41,20 @@ connect_options make_one_shot_options(
         .set_connect_time_limit(left)
         .set_request_time_limit(left)
         .set_write_deadline(left)
-        .set_token_time_limit(std::chrono::ceil<std::chrono::seconds>(left))
-        .set_further_servers({std::next(settings.server_urls.begin()), settings.server_urls.end()});
+        .set_token_time_limit(std::chrono::ceil<std::chrono::seconds>(left));
+    set_servers(options, settings);
+    return options;
+}
+
+void set_servers(connect_options& options, connection_settings const& settings) {
+    auto const& urls = settings.server_urls;
+    options.set_further_servers({std::next(urls.begin()), urls.end()});
+    // The NATS client takes tls:// for a wish, and would show the token to a server without TLS.
+    options.set_tls_required(std::any_of(
+        urls.begin(), urls.end(), [](auto const& url) { return url.starts_with("tls://"); }));
     if (!settings.ca_file.empty()) {
         options.set_tls_ca_file(settings.ca_file);
     }
-    return options;
 }
 
 hub_client::hub_client(

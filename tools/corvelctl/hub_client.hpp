@@ -37,6 +37,9 @@ struct registry_failure : failure {
         : failure{explained} {}
 };
 
+/// Sets the further servers of a cluster, and how the connection is encrypted.
+void set_servers(connect_options& options, connection_settings const& settings);
+
 /// A consumer that is connected.
 class hub_client {
 public:

@@ -5,8 +5,6 @@
 
 #include "corvelctl/hub_client.hpp"
 
-#include <iterator>
-
 namespace arvenhold::corvel::hub::ctl {
 
 hub_access make_session_access(tool& with) {
@@ -17,11 +15,7 @@ hub_access make_session_access(tool& with) {
         settings.client_id,
         settings.client_secret,
         {}};
-    access.options.set_further_servers(
-        {std::next(settings.server_urls.begin()), settings.server_urls.end()});
-    if (!settings.ca_file.empty()) {
-        access.options.set_tls_ca_file(settings.ca_file);
-    }
+    set_servers(access.options, settings);
     return access;
 }
 

@@ -57,6 +57,9 @@ std::string read_whole(std::filesystem::path const& path) {
     if (!file) {
         throw cannot("read", path, errno);
     }
+    if (std::filesystem::is_directory(path)) {
+        throw cannot("read", path, EISDIR);
+    }
     return {std::istreambuf_iterator<char>{file}, {}};
 }
 
@@ -146,9 +149,25 @@ std::string read_secret(std::string const& path, std::string const& flag) {
     }
     secret.erase(secret.find_last_not_of("\r\n") + 1);
     if (secret.empty()) {
-        throw failure{exit_code::usage, "the secret file " + path + " is empty"};
+        throw failure{
+            exit_code::usage,
+            "the secret file " + path + " is empty",
+            "write the client secret into it, or give another file with --secret-file"};
     }
     return secret;
+}
+
+void check_ca_file(std::string const& path) {
+    try {
+        if (!path.empty()) {
+            static_cast<void>(read_whole(path));
+        }
+    } catch (failure const& unreadable) {
+        throw failure{
+            exit_code::usage,
+            "cannot use the file of authorities: " + std::string{unreadable.what()},
+            "give a PEM file with --ca-file (CORVEL_CA_FILE)"};
+    }
 }
 
 bool is_readable_by_others(std::filesystem::path const& path) {

@@ -63,6 +63,11 @@ void write_public_file(std::filesystem::path const& path, std::string_view text)
 [[nodiscard]] std::string read_secret(
     std::string const& path, std::string const& flag = "the client secret with --secret-file");
 
+/// Checks that a file with authorities for TLS can be read; an empty name is none.
+///
+/// @throws failure  It cannot.
+void check_ca_file(std::string const& path);
+
 /// Whether others than the owner may read the file.
 [[nodiscard]] bool is_readable_by_others(std::filesystem::path const& path);
 

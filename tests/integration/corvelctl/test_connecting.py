@@ -10,7 +10,7 @@ import subprocess
 import time
 import unittest
 
-from tool_run import BUILD, CLIENT, PATIENCE, SECRET, FollowingTest, HubTest
+from tool_run import BUILD, CLIENT, END_WITH_PARENT, PATIENCE, SECRET, FollowingTest, HubTest
 
 
 def address_of(url):
@@ -84,7 +84,7 @@ class Connecting(HubTest):
     def test_recognises_a_server_that_is_no_hub(self):
         url = f"nats://{address_of(self.hub.access['token_url'])}"
         result = self.expect(5, "providers", "--hub", url, "--timeout", "2s")
-        self.assertIn(f"nothing at {url} answers as a NATS server", result.errors)
+        self.assertIn(f"nothing at {url} answers as a NATS server: Timeout\n", result.errors)
 
     def test_warns_of_a_secret_that_others_may_read(self):
         self.secret_file.chmod(0o644)
@@ -159,7 +159,7 @@ class Encryption(HubTest):
         ports = self.folder / "ports"
         ports.mkdir()
         server = subprocess.Popen(
-            ["nats-server", "-c", configuration, "--ports_file_dir", ports],
+            [*END_WITH_PARENT, "nats-server", "-c", configuration, "--ports_file_dir", ports],
             stdin=subprocess.DEVNULL, stdout=subprocess.DEVNULL, stderr=subprocess.DEVNULL)
         self.addCleanup(server.wait)
         self.addCleanup(server.terminate)
@@ -195,3 +195,11 @@ class Encryption(HubTest):
         result = self.expect(5, "providers", "--ca-file", self.certificate, "--hub",
                              self.hub.access["nats_url"])
         self.assertIn("corvelctl: no TLS connection to nats://127.0.0.1:", result.errors)
+        self.environment["CORVEL_HUB"] = self.hub.access["nats_url"].replace("nats:", "tls:")
+        for command in ("providers", "watch"):
+            self.assertEqual(
+                self.expect(5, command, "--timeout", "2s").errors,
+                f"corvelctl: no TLS connection to {self.environment['CORVEL_HUB']}: the server has no "
+                "TLS\n  let the server use TLS; without it, --hub begins with nats://, and --ca-file "
+                "is left out\n")
+        self.expect(5, "wait", "odd", "x", "==", "1", "--timeout", "2s")

@@ -62,7 +62,7 @@ class Settings(ToolTest):
     def test_say_what_is_missing(self):
         result = self.expect(2, "doctor")
         self.assertIn("failed   settings        where is the hub? Not given: --hub", result.output)
-        self.assertIn("\n                         or start a hub on this machine", result.output)
+        self.assertIn("\n                         start a hub on this machine", result.output)
 
 
 class Connection(DoctorTest):
@@ -74,6 +74,9 @@ class Connection(DoctorTest):
             "clock", "authorization", "registry", "provider", "unique names", "versions"])
         self.assertIn("odd answers after ", checks["provider"][0]["text"])
         self.assertEqual(checks["clock"][0]["outcome"], "skipped")
+        for check in ("name look-up", "tcp"):
+            self.assertEqual([one["text"].split(": ")[0] for one in checks[check]],
+                             ["NATS server", "token endpoint"])
 
     def test_warns_of_a_secret_that_others_may_read(self):
         self.secret_file.chmod(0o644)

@@ -26,6 +26,8 @@ SCHEMA = json.loads((pathlib.Path(__file__).resolve().parents[3]
                      / "docs/corvelctl.schema.json").read_text(encoding="utf-8"))
 CLIENT = "developer"
 SECRET = "s3cret-of-the-test"
+# In front of a program that nothing else ends when the test program is killed.
+END_WITH_PARENT = ("setpriv", "--pdeathsig", "TERM")
 PATIENCE = 60  # seconds, for what happens at once on an idle machine
 
 
@@ -51,8 +53,8 @@ class Hub:
     def __init__(self, *arguments):
         self.log = tempfile.TemporaryFile("w+", encoding="utf-8")
         self.process = subprocess.Popen(
-            [HUB, "--client-id", CLIENT, "--client-secret", SECRET, "--probe-interval", "100",
-             *arguments],
+            [*END_WITH_PARENT, HUB, "--client-id", CLIENT, "--client-secret", SECRET,
+             "--probe-interval", "100", *arguments],
             stdin=subprocess.DEVNULL, stdout=subprocess.PIPE, stderr=self.log, text=True)
         line = ""
         while not line.startswith("{"):

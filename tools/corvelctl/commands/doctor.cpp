@@ -107,35 +107,36 @@ private:
     void check_servers() {
         for (auto const& url : m_settings.server_urls) {
             auto const server = split_url(url);
-            if (auto const connection = reach(server, "--hub")) {
+            if (auto const connection = reach(server, "NATS server: ", "--hub")) {
                 greet(*connection, server, url);
             }
         }
     }
 
     // Name and TCP; nothing if one of them fails.
-    std::optional<dev::file_descriptor> reach(url_parts const& server, std::string const& flag) {
+    std::optional<dev::file_descriptor> reach(
+        url_parts const& server, std::string const& label, std::string const& flag) {
         m_tool.guard.set_step("looking " + server.host + " up");
         try {
-            m_report.add_good("name look-up", server.host + " is " + look_up(server.host));
+            m_report.add_good("name look-up", label + server.host + " is " + look_up(server.host));
         } catch (probe_failure const& failed) {
             m_report.add_failed(
                 "name look-up",
                 {exit_code::unreachable,
-                 failed.what(),
+                 label + failed.what(),
                  "check the host name in " + flag + ", and the name servers of this machine"});
             return std::nullopt;
         }
         m_tool.guard.set_step("connecting to " + server.get_address());
         try {
             auto connection = open_connection(server, limit(step_limit));
-            m_report.add_good("tcp", server.get_address() + " accepts connections");
+            m_report.add_good("tcp", label + server.get_address() + " accepts connections");
             return connection;
         } catch (probe_failure const& failed) {
             m_report.add_failed(
                 "tcp",
                 {exit_code::unreachable,
-                 failed.what(),
+                 label + failed.what(),
                  "check that the server runs, the port in " + flag
                      + ", and firewalls between here and there"});
             return std::nullopt;
@@ -168,7 +169,8 @@ private:
     // -- token ------------------------------------------------------------------------------------
 
     void check_token() {
-        if (!reach(split_url(m_settings.token_url), "--token-url").has_value()) {
+        if (!reach(split_url(m_settings.token_url), "token endpoint: ", "--token-url")
+                 .has_value()) {
             m_report.add_skipped("token endpoint", "it cannot be reached");
             return;
         }
