@@ -17,6 +17,8 @@
 #include <cstdint>
 #include <exception>
 #include <iterator>
+#include <limits>
+#include <sstream>
 #include <string_view>
 #include <system_error>
 #include <utility>
@@ -125,7 +127,8 @@ std::vector<std::string> get_command_names(CLI::App const& application) {
     return names;
 }
 
-// The first word of the command line that can only be meant as a command; empty if there is none.
+// The first word of the command line that can only be meant as a command; empty if there is none, or an
+// unknown flag is before it, whose value it may be.
 std::string find_unknown_command(
     CLI::App const& application, std::vector<std::string> const& words) {
     for (std::size_t index = 0; index < words.size(); ++index) {
@@ -134,8 +137,12 @@ std::string find_unknown_command(
             auto const names = get_command_names(application);
             return std::find(names.begin(), names.end(), word) == names.end() ? word : "";
         }
-        auto const* const option = application.get_option_no_throw(word);
-        if (option != nullptr && option->get_items_expected_max() > 0) {
+        auto const equals = word.find('=');
+        auto const* const option = application.get_option_no_throw(word.substr(0, equals));
+        if (option == nullptr) {
+            return {};
+        }
+        if (option->get_items_expected_max() > 0 && equals == std::string::npos) {
             ++index; // the option's value
         }
     }
@@ -160,6 +167,31 @@ failure explain_group(CLI::App const& group, std::vector<std::string> const& wor
         exit_code::usage, text, "see how it is used: corvelctl " + group.get_name() + " --help"};
 }
 
+// An argument that nothing expects; near flags if it looks like one.
+failure explain_extra(
+    CLI::App const& application, CLI::App const& command, std::string const& cure) {
+    auto const extra =
+        command.remaining().empty() ? application.remaining(true) : command.remaining();
+    auto const word = extra.empty() ? std::string{} : extra.front();
+    if (word.find("secret") != std::string::npos) {
+        return failure{
+            exit_code::usage,
+            "no flag takes a secret, because others could see it in the list of processes",
+            "write the secret to a file that only you may read, and give --secret-file FILE"};
+    }
+    if (!word.starts_with('-')) {
+        return failure{exit_code::usage, "nothing expects the argument \"" + word + '"', cure};
+    }
+    std::vector<std::string> flags;
+    for (auto const* const source : {&application, &command}) {
+        for (auto const* const option : source->get_options()) {
+            flags.push_back(option->get_name());
+        }
+    }
+    return failure{
+        exit_code::usage, "no flag \"" + word + '"' + ask_did_you_mean(word, flags), cure};
+}
+
 failure explain_usage(
     CLI::App const& application,
     std::vector<std::string> const& words,
@@ -172,16 +204,10 @@ failure explain_usage(
                 + ask_did_you_mean(unknown, get_command_names(application)),
             "see all commands: corvelctl --help"};
     }
-    if (words.empty()) {
+    auto const is_extra = dynamic_cast<CLI::ExtrasError const*>(&error) != nullptr;
+    if (application.get_subcommands().empty() && !is_extra) {
         return failure{
             exit_code::usage, "no command is given", "see all commands: corvelctl --help"};
-    }
-    if (std::string_view{error.what()}.find("secret") != std::string_view::npos
-        && dynamic_cast<CLI::ExtrasError const*>(&error) != nullptr) {
-        return failure{
-            exit_code::usage,
-            "no flag takes a secret, because others could see it in the list of processes",
-            "write the secret to a file that only you may read, and give --secret-file FILE"};
     }
     std::string chosen;
     auto const* inner = &application;
@@ -192,8 +218,22 @@ failure explain_usage(
     if (inner != &application && !get_command_names(*inner).empty()) {
         return explain_group(*inner, words);
     }
-    return failure{
-        exit_code::usage, error.what(), "see how it is used: corvelctl" + chosen + " --help"};
+    auto const cure = "see how it is used: corvelctl" + chosen + " --help";
+    return is_extra ? explain_extra(application, *inner, cure)
+                    : failure{exit_code::usage, error.what(), cure};
+}
+
+// What --help and --version print.
+void show_wanted(CLI::App const& application, CLI::Success const& wanted, output& out) {
+    std::ostringstream text;
+    application.exit(wanted, text, text);
+    if (!out.is_json()) {
+        out.print(text.str());
+    } else if (dynamic_cast<CLI::CallForVersion const*>(&wanted) != nullptr) {
+        out.print_object("version", {{"version", make_version_text()}});
+    } else {
+        out.print_object("help", {{"text", text.str()}});
+    }
 }
 
 supervisor::clock::duration parse_rate(std::string const& text) {
@@ -260,15 +300,31 @@ std::uint64_t parse_size(std::string const& text) {
 }
 
 // What a command may throw becomes an exit code here and nowhere else.
-exit_code run_to_end(command_line const& line, global_options const& options) {
-    output out{options.output};
+exit_code run_to_end(command_line const& line, output& out, std::function<exit_code()> const& run) {
     try {
-        return run_chosen(line, options, out);
+        return run();
     } catch (output_closed const&) {
         return exit_code::done;
     } catch (std::exception const& error) {
         return line.report(out, explain_exception(error));
     }
+}
+
+// The end of a command line that names no command to run.
+exit_code end_parsing(
+    command_line const& line,
+    std::vector<std::string> const& words,
+    CLI::ParseError const& ended,
+    output& out) {
+    auto const& application = line.get_application();
+    auto const* const wanted = dynamic_cast<CLI::Success const*>(&ended);
+    if (wanted == nullptr) {
+        return line.report(out, explain_usage(application, words, ended));
+    }
+    return run_to_end(line, out, [&] {
+        show_wanted(application, *wanted, out);
+        return exit_code::done;
+    });
 }
 
 } // namespace
@@ -326,6 +382,22 @@ CLI::Option* add_rate(
         ->type_name("RATE");
 }
 
+std::function<std::string(std::string const&)> make_number_check(
+    std::uint64_t lowest, std::uint64_t highest) {
+    return [lowest, highest](std::string const& text) -> std::string {
+        std::uint64_t number = 0;
+        auto const* const end = std::next(text.data(), std::ssize(text));
+        auto const [stopped, error] = std::from_chars(text.data(), end, number);
+        if (error == std::errc{} && stopped == end && number >= lowest && number <= highest) {
+            return {};
+        }
+        auto const limit = highest == std::numeric_limits<std::uint64_t>::max()
+                             ? " on"
+                             : " to " + std::to_string(highest);
+        return '"' + text + "\" is no whole number from " + std::to_string(lowest) + limit;
+    };
+}
+
 int run_program(int count, char** arguments) {
     supervisor::block_signals();
     CLI::App application{introduction, "corvelctl"};
@@ -342,14 +414,15 @@ int run_program(int count, char** arguments) {
     }
     try {
         application.parse(count, arguments);
-    } catch (CLI::Success const& wanted) {
-        return application.exit(wanted);
-    } catch (CLI::ParseError const& error) {
+    } catch (CLI::ParseError const& ended) {
+        // What is given behind the error has not been looked at yet.
+        options.output.json = application.count("--json") > 0;
         std::vector<std::string> const words(std::next(arguments), std::next(arguments, count));
         output out{options.output};
-        return static_cast<int>(line.report(out, explain_usage(application, words, error)));
+        return static_cast<int>(end_parsing(line, words, ended, out));
     }
-    return static_cast<int>(run_to_end(line, options));
+    output out{options.output};
+    return static_cast<int>(run_to_end(line, out, [&] { return run_chosen(line, options, out); }));
 }
 
 } // namespace arvenhold::corvel::hub::ctl

@@ -56,6 +56,7 @@ public:
         std::shared_ptr<Options> options,
         exit_code (*run)(tool&, Options const&)) {
         auto& command = *group.add_subcommand(name, description)->group("Commands");
+        command.footer(""); // not that of the group, which a command would show otherwise
         command.final_callback([this, options = std::move(options), run] {
             m_chosen = [options, run](tool& with) {
                 return run(with, *options);
@@ -122,6 +123,12 @@ CLI::Option* add_size(
     std::string const& name,
     std::function<void(std::uint64_t)> set,
     std::string const& description);
+
+/// Returns a check of an option's text: a whole number within limits.
+///
+/// @param highest  The largest number of the type for no limit.
+std::function<std::string(std::string const&)> make_number_check(
+    std::uint64_t lowest, std::uint64_t highest);
 
 /// Runs the program.
 ///

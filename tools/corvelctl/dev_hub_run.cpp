@@ -17,8 +17,8 @@
 #include <chrono>
 #include <csignal>
 #include <fstream>
-#include <iostream>
 #include <memory>
+#include <ostream>
 #include <random>
 #include <streambuf>
 #include <thread>
@@ -33,40 +33,31 @@ constexpr char const* client_id = "developer";
 constexpr std::chrono::milliseconds poll_interval{20};
 constexpr std::chrono::seconds start_limit{30};
 
-// Writes the events to a file, and to standard error if they are shown.
+// Writes the events to a file, line by line, and shows them if there is an output for that.
 class event_lines : public std::streambuf {
 public:
-    event_lines(std::filesystem::path const& path, own_dev_hub::events told)
+    event_lines(std::filesystem::path const& path, output* shown)
         : m_file{path, std::ios::trunc}
-        , m_are_shown{told == own_dev_hub::events::shown} {}
+        , m_shown{shown} {}
 
 protected:
     int_type overflow(int_type character) override {
-        if (!traits_type::eq_int_type(character, traits_type::eof())) {
-            m_file.put(traits_type::to_char_type(character));
-            if (m_are_shown) {
-                std::cerr.put(traits_type::to_char_type(character));
+        if (traits_type::eq_int_type(character, '\n')) {
+            m_file << m_line << std::endl;
+            if (m_shown != nullptr) {
+                m_shown->show_event(m_line);
             }
+            m_line.clear();
+        } else if (!traits_type::eq_int_type(character, traits_type::eof())) {
+            m_line += traits_type::to_char_type(character);
         }
         return traits_type::not_eof(character);
     }
 
-    std::streamsize xsputn(char const* text, std::streamsize size) override {
-        m_file.write(text, size);
-        if (m_are_shown) {
-            std::cerr.write(text, size);
-        }
-        return size;
-    }
-
-    int sync() override {
-        m_file.flush();
-        return 0;
-    }
-
 private:
     std::ofstream m_file;
-    bool const m_are_shown;
+    output* const m_shown;
+    std::string m_line;
 };
 
 std::string make_secret() {
@@ -188,7 +179,7 @@ class own_dev_hub::impl {
 public:
     impl(tool& with, dev_hub_wishes const& wanted, events told)
         : m_secret{make_secret()}
-        , m_events{prepare(wanted, m_secret), told}
+        , m_events{prepare(wanted, m_secret), told == events::shown ? &with.out : nullptr}
         , m_lines{&m_events}
         , m_hub{make_options(wanted)}
         , m_control{m_hub.get_nats_server().get_port(), m_hub.get_faults()}

@@ -117,6 +117,11 @@ void output::trace(std::string_view text) {
     }
 }
 
+void output::show_event(std::string_view text) {
+    auto line = is_json() ? make_json_line("event", {{"text", text}}) : printable(text);
+    write_to_standard_error(line += '\n');
+}
+
 void output::report(failure const& ended) {
     auto const code = static_cast<int>(ended.get_code());
     std::string text;

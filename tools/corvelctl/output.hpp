@@ -93,6 +93,9 @@ public:
     /// @param text  Contains no secret.
     void trace(std::string_view text);
 
+    /// Writes a line about what happens while a command runs.
+    void show_event(std::string_view text);
+
     /// Shows on a terminal how far the command is, in a line that is replaced the next time, unless
     /// --quiet or --json. Does nothing if standard error is no terminal.
     void show_progress(std::string_view text);

@@ -179,7 +179,8 @@ parsed_value parse_as<std::chrono::nanoseconds>(std::string_view text) {
     }
     return {
         parsed->span,
-        std::string{text} + " is finer than 1 microsecond; the receiver gets "
+        std::string{text}
+            + " is finer than 1 microsecond; durations arrive in whole microseconds, as "
             + make_readable(parsed->span - rest)};
 }
 

@@ -8,7 +8,7 @@ import re
 import stat
 import subprocess
 
-from tool_run import HUB, SECRET, TOOL, ToolTest
+from tool_run import HUB, SECRET, TOOL, ToolTest, parse_objects
 
 CONTEXT = ("--hub", "nats://plc:4222", "--token-url", "https://plc/token", "--client-id", "me")
 
@@ -44,10 +44,33 @@ class Usage(ToolTest):
         result = self.expect(2, "providers", "--colour")
         self.assertIn("--colour", result.errors)
         self.assertIn("corvelctl providers --help", result.errors)
+        self.assertIn('no flag "--ra"; did you mean "--raw"?',
+                      self.expect(2, "read", "boiler", "--ra").errors)
+        self.assertIn('no flag "--colour"; did you mean "--color"?',
+                      self.expect(2, "--colour", "never", "providers").errors)
+
+    def test_names_an_argument_too_many(self):
+        self.assertIn('nothing expects the argument "extra"',
+                      self.expect(2, "providers", "extra").errors)
+        self.assertIn('no command "extra"', self.expect(2, "--hub=x", "extra").errors)
 
     def test_takes_no_secret_as_a_flag(self):
-        result = self.expect(2, "providers", "--client-secret", SECRET)
-        self.assertIn("no flag takes a secret", result.errors)
+        for arguments in (("providers", "--client-secret", SECRET), ("--secret", SECRET, "providers")):
+            self.assertIn("no flag takes a secret", self.expect(2, *arguments).errors)
+
+    def test_refuses_numbers_out_of_range(self):
+        for text in ("0", "x", "-1", "1.5"):
+            self.assertEqual(self.expect(2, "watch", "--count", text).errors.splitlines()[0],
+                             f'corvelctl: --count: "{text}" is no whole number from 1 on')
+        self.assertIn('--port: "70000" is no whole number from 0 to 65535',
+                      self.expect(2, "dev", "up", "--port", "70000").errors)
+
+    def test_writes_errors_as_json_wherever_the_flag_stands(self):
+        for arguments in (("version", "--timeout", "soon", "-j"), ("-j",), ("-j", "nope"),
+                          ("read", "boiler", "--bogus", "-j"), ("def", "-j"), ("read", "-j")):
+            error, = parse_objects(self.expect(2, *arguments).errors)
+            self.assertEqual((error["type"], error["exit_code"]), ("error", 2))
+        self.assertIn("no command is given", self.expect(2, "--quiet").errors)
 
     def test_refuses_a_time_limit_that_is_no_duration(self):
         self.assertIn("is no duration", self.expect(2, "version", "--timeout", "soon").errors)
@@ -58,6 +81,17 @@ class Usage(ToolTest):
         shown, = self.expect(0, "version", "--json").objects()
         self.assertEqual(text, f"corvelctl {shown['version']}\n")
         self.assertEqual(self.expect(0, "--version").output, text)
+        self.assertEqual(self.expect(0, "--version", "--json").objects(), [shown])
+
+    def test_explains_itself_as_json(self):
+        for arguments in ((), ("dev", "fault")):
+            shown, = self.expect(0, *arguments, "--help", "--json").objects()
+            self.assertEqual(shown["text"], self.expect(0, *arguments, "--help").output)
+
+    def test_explains_a_command_of_a_group_without_the_group(self):
+        for command in ("version", "dev status", "context list"):
+            self.assertTrue(self.expect(0, *command.split(), "--help").output.rstrip("\n").endswith(
+                "Options of all commands: corvelctl --help"))
 
 
 class ManPages(ToolTest):
@@ -86,7 +120,10 @@ class Connection(ToolTest):
         result = self.expect(2, "providers", "--hub", "nats://plc:4222")
         self.assertIn("--token-url (CORVEL_TOKEN_URL), --client-id (CORVEL_CLIENT_ID), "
                       "--secret-file (CORVEL_SECRET_FILE)\n", result.errors)
-        self.assertIn("corvelctl dev up --demo", result.errors)
+        self.assertIn("give everything, or nothing for the hub of `corvelctl dev up --demo`",
+                      result.errors)
+        self.assertIn("start a hub on this machine: corvelctl dev up --demo",
+                      self.expect(2, "providers").errors)
 
     def test_recognises_swapped_urls(self):
         result = self.expect(2, "providers", "--hub", "http://plc/token", "--token-url",
@@ -104,6 +141,16 @@ class Connection(ToolTest):
     def test_needs_a_secret_file_that_is_there(self):
         result = self.expect(2, "providers", *CONTEXT, "--secret-file", self.folder / "nowhere")
         self.assertIn("No such file", result.errors)
+        result = self.expect(2, "providers", *CONTEXT, "--secret-file", self.folder)
+        self.assertIn(f"cannot use the secret file: cannot read {self.folder}: Is a directory",
+                      result.errors)
+
+    def test_needs_a_file_of_authorities_that_is_there(self):
+        self.assertEqual(
+            self.expect(2, "providers", *CONTEXT, "--secret-file", self.secret_file, "--ca-file",
+                        self.folder / "nowhere").errors,
+            f"corvelctl: cannot use the file of authorities: cannot read {self.folder}/nowhere: No "
+            "such file or directory\n  give a PEM file with --ca-file (CORVEL_CA_FILE)\n")
 
     def test_needs_a_secret_in_the_file(self):
         empty = self.write_file("empty", "\n")

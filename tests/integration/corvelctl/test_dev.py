@@ -4,13 +4,14 @@
 """The development hub of the tool: up, used without any setting, broken, and down again."""
 
 import os
+import re
 import shlex
 import signal
 import socket
 import stat
 import subprocess
 
-from tool_run import ODD_PROVIDER, ToolTest
+from tool_run import ODD_PROVIDER, ToolTest, parse_objects
 
 FREE = ("--port", "0", "--token-port", "0")
 
@@ -132,6 +133,14 @@ class DevHub(ToolTest):
         self.read_until(process, "secret file")
         self.assertEqual(self.interrupt(process).code, 0)
         self.expect(3, "dev", "status")
+
+    def test_shows_its_events_in_the_foreground(self):
+        for flags, begin in (((), ""), (("-j",), '{"v":1,"type":"event","text":"')):
+            process = self.start("dev", "up", *FREE, *flags)
+            self.read_until(process, "secret")
+            errors = self.interrupt(process).errors
+            self.assertRegex(errors, f"(?m)^{re.escape(begin)}[0-9:.]+ nats-server started: nats://")
+            self.assertTrue(not flags or parse_objects(errors))
 
     def test_is_not_taken_for_running_after_a_crash(self):
         shown, = self.up("-j").objects()

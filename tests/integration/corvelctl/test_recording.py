@@ -108,6 +108,10 @@ class Recording(FollowingTest):
         self.expect(1, "record", "odd", "-o", self.folder / "nowhere/file")
         self.expect(2, "record", "odd")
 
+    def test_is_refused_for_standard_output(self):
+        self.assertIn("for the same rows on standard output: corvelctl watch --json",
+                      self.expect(2, "record", "-o", "-").errors)
+
     def test_is_refused_while_another_records(self):
         self.start_provider()
         process = self.record("odd")

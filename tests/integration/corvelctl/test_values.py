@@ -211,7 +211,8 @@ class Writing(OddProviderTest):
 
     def test_warns_of_what_a_duration_loses(self):
         result = self.expect(0, "write", "odd", "times/span=1500ns")
-        self.assertIn("1500ns is finer than 1 microsecond; the receiver gets 1us", result.errors)
+        self.assertIn("1500ns is finer than 1 microsecond; durations arrive in whole microseconds, as "
+                      "1us", result.errors)
 
     def test_restores_what_was_read(self):
         saved = self.write_file("saved", self.expect(
@@ -244,6 +245,10 @@ class Waiting(OddProviderTest):
                 "times/span 250ms\n")
         shown, = self.expect(0, "wait", "odd", "numbers/infinity", "gt", "1e300", "-j").objects()
         self.assertEqual(shown["value"], "inf")
+
+    def test_warns_of_what_no_duration_can_be(self):
+        self.assertIn("1500ns is finer than 1 microsecond",
+                      self.expect(0, "wait", "odd", "times/span", "gt", "1500ns").errors)
 
     def test_waits_for_a_change(self):
         self.expect(0, "write", "odd", "texts/plain=before")

@@ -170,9 +170,9 @@ INSTANTIATE_TEST_SUITE_P(
 TEST(parsing_a_duration, warns_of_what_is_finer_than_a_microsecond) {
     EXPECT_EQ(
         parse_value("1.0000005s", nanoseconds{}).warning,
-        "1.0000005s is finer than 1 microsecond; the receiver gets 1s");
+        "1.0000005s is finer than 1 microsecond; durations arrive in whole microseconds, as 1s");
     EXPECT_THAT(parse_value("0.1ns", nanoseconds{}).warning, HasSubstr("1 microsecond"));
-    EXPECT_THAT(parse_value("1500ns", nanoseconds{}).warning, HasSubstr("gets 1us"));
+    EXPECT_THAT(parse_value("1500ns", nanoseconds{}).warning, HasSubstr("as 1us"));
 }
 
 struct text_case {

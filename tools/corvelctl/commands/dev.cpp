@@ -14,7 +14,9 @@
 #include "dev_hub/fault.hpp"
 
 #include <csignal>
+#include <cstdint>
 #include <fstream>
+#include <limits>
 #include <thread>
 
 namespace arvenhold::corvel::hub::ctl {
@@ -22,6 +24,7 @@ namespace arvenhold::corvel::hub::ctl {
 namespace {
 
 constexpr std::chrono::milliseconds poll_interval{20};
+constexpr auto highest_port = std::numeric_limits<std::uint16_t>::max();
 
 struct dev_options {
     dev_hub_wishes wishes;
@@ -196,12 +199,16 @@ void add_up(command_line& line, CLI::App& group, std::shared_ptr<dev_options> co
     command.add_flag("--detach", options->detach, "Return when it is ready, and leave it running");
     command.add_flag("--print-env", options->print_env, "Print variables for a shell's eval");
     command.add_option("--port", options->wishes.port, "Port of the NATS server; 0 for a free one")
+        ->type_name("PORT")
+        ->check(make_number_check(0, highest_port))
         ->capture_default_str();
     command
         .add_option(
             "--token-port",
             options->wishes.token_port,
             "Port of the token endpoint; 0 for a free one")
+        ->type_name("PORT")
+        ->check(make_number_check(0, highest_port))
         ->capture_default_str();
     command.footer("While it runs, commands without any connection settings use it.\n\n"
                    "Examples:\n"

@@ -227,6 +227,12 @@ private:
 };
 
 exit_code record(tool& with, record_options const& given) {
+    if (given.file == "-") {
+        throw failure{
+            exit_code::usage,
+            "record writes a file, and - is none",
+            "for the same rows on standard output: corvelctl watch --json"};
+    }
     with.guard.set_time(with.options.timeout.value_or(default_timeout));
     auto const selected = find_selection(with, given.selection);
     with.guard.last_until_signal();

@@ -62,9 +62,9 @@ std::partial_ordering compare(variable_value const& left, variable_value const& 
 // Decides with every reading; the session's thread calls it, the main thread waits.
 class condition {
 public:
-    condition(wait_options const& given, supervisor& guard)
+    condition(wait_options const& given, tool& with)
         : m_given{given}
-        , m_guard{guard}
+        , m_tool{with}
         , m_holds{std::find_if(comparisons.begin(), comparisons.end(), [&](auto const& one) {
                       return one.first == given.comparison;
                   })->second} {}
@@ -79,7 +79,7 @@ public:
                 m_refused = refused;
             }
         }
-        m_guard.wake();
+        m_tool.guard.wake();
     }
 
     void fail(failure const& refused) {
@@ -87,7 +87,7 @@ public:
             std::scoped_lock const lock{m_mutex};
             m_refused = refused;
         }
-        m_guard.wake();
+        m_tool.guard.wake();
     }
 
     /// The reading for which the condition holds; nothing yet.
@@ -113,13 +113,17 @@ private:
             return;
         }
         if (!m_wanted.has_value() || m_wanted->index() != m_latest->value.index()) {
-            m_wanted = parse_value(m_given.value, m_latest->value).value;
+            auto parsed = parse_value(m_given.value, m_latest->value);
+            if (!parsed.warning.empty()) {
+                m_tool.out.warn(parsed.warning);
+            }
+            m_wanted = std::move(parsed.value);
         }
         m_met = m_holds(compare(m_latest->value, *m_wanted));
     }
 
     wait_options const& m_given;
-    supervisor& m_guard;
+    tool& m_tool;
     comparison const m_holds;
 
     mutable std::mutex m_mutex; // guards everything below
@@ -165,7 +169,7 @@ failure make_timeout(
         return {
             exit_code::unreachable,
             "the hub cannot be reached: " + status.text,
-            "see what is wrong: corvelctl providers"};
+            "see what is wrong: corvelctl doctor"};
     }
     auto const text = session.get_provider_status(given.provider).text;
     auto const otherwise =
@@ -237,7 +241,7 @@ exit_code wait(tool& with, wait_options const& given) {
     auto const deadline = supervisor::clock::now() + limit;
     with.guard.last_until_signal();
     with.guard.set_time(limit);
-    condition wanted{given, with.guard};
+    condition wanted{given, with};
     consumer_session session{
         "corvelctl", make_session_access(with), {}, variable_permissions::read_only};
     follow(session, wanted, given);

@@ -12,6 +12,8 @@
 
 #include <algorithm>
 #include <chrono>
+#include <cstdint>
+#include <limits>
 #include <memory>
 #include <optional>
 #include <utility>
@@ -314,7 +316,8 @@ void add_watch(command_line& line) {
         line.add("watch", "Show values, and then every change of them", options, &watch);
     add_selection(command, options->selection);
     command.add_option("--count", options->count, "End after so many values")
-        ->check(CLI::PositiveNumber);
+        ->type_name("COUNT")
+        ->check(make_number_check(1, std::numeric_limits<std::uint64_t>::max()));
     add_duration(
         command,
         "--for",
