@@ -8,7 +8,6 @@ import signal
 import socket
 import subprocess
 import time
-import unittest
 
 from tool_run import BUILD, CLIENT, END_WITH_PARENT, PATIENCE, SECRET, FollowingTest, HubTest
 
@@ -177,9 +176,6 @@ class Encryption(HubTest):
              self.folder / f"{name}.pem"], check=True, stderr=subprocess.DEVNULL)
         return self.folder / f"{name}.pem"
 
-    @unittest.skipIf(
-        "CORVEL_HUB_SANITIZE:STRING=thread" in (BUILD / "CMakeCache.txt").read_text("utf-8"),
-        "the sanitizer does not see into libssl, where the NATS client's threads meet")
     def test_connects_if_the_authority_is_known(self):
         self.assertIn("no registry runs on the hub",
                       self.expect(5, "providers", "--ca-file", self.certificate).errors)

@@ -323,5 +323,6 @@ class Table(FollowingTest):
             self.assertNotEqual(termios.tcgetattr(screen.terminal)[3] & termios.ECHO, 0)
 
     def test_needs_a_terminal(self):
-        self.assertIn("--table needs a terminal", self.expect(2, "watch", "--table").errors)
+        self.assertIn("--table needs a terminal",
+                      self.expect(2, "watch", "--table", "--for", "1s").errors)
         self.assertIn("exclude each other", self.expect(2, "watch", "--table", "-j").errors)
