@@ -52,15 +52,24 @@ std::optional<struct stat> find_status(std::filesystem::path const& path) {
     return found;
 }
 
-std::string read_whole(std::filesystem::path const& path) {
+// Nothing if there is no such file.
+std::optional<std::string> find_text(std::filesystem::path const& path) {
     std::ifstream file{path, std::ios::binary};
-    if (!file) {
-        throw cannot("read", path, errno);
+    if (!file && errno == ENOENT) {
+        return std::nullopt;
     }
-    if (std::filesystem::is_directory(path)) {
-        throw cannot("read", path, EISDIR);
+    if (!file || std::filesystem::is_directory(path)) {
+        throw cannot("read", path, file ? EISDIR : errno);
     }
-    return {std::istreambuf_iterator<char>{file}, {}};
+    return std::string{std::istreambuf_iterator<char>{file}, {}};
+}
+
+std::string read_whole(std::filesystem::path const& path) {
+    auto text = find_text(path);
+    if (!text.has_value()) {
+        throw cannot("read", path, ENOENT);
+    }
+    return *std::move(text);
 }
 
 // Replaces a file as a whole.
@@ -116,7 +125,7 @@ std::optional<std::string> read_private_file(std::filesystem::path const& path) 
             "refuse to use " + path.string() + ": others than its owner may read or write it",
             "make it private: chmod 600 " + path.string()};
     }
-    return read_whole(path);
+    return find_text(path); // another program may have removed it meanwhile
 }
 
 int open_private_file(std::filesystem::path const& path, int flags) {

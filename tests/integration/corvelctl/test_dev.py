@@ -94,6 +94,10 @@ class DevHub(ToolTest):
         self.expect(5, "providers")
         self.assertIn('no fault "half_open"; did you mean "half-open"?',
                       self.expect(2, "dev", "fault", "half_open").errors)
+        self.assertIn("server-restart has no duration",
+                      self.expect(2, "dev", "fault", "server-restart", "3s").errors)
+        self.assertIn("--delay belongs to token-slow",
+                      self.expect(2, "dev", "fault", "freeze", "--delay", "3s").errors)
 
     def test_rejects_definitions(self):
         self.up()

@@ -162,6 +162,12 @@ class Token(DoctorTest):
         self.endpoint.fields = {"scope": "openid"}
         self.fails(4, "token fields", 'the scope "openid" instead of hub.variables.readonly')
 
+    def test_hides_secrets_that_the_endpoint_repeats(self):
+        self.endpoint.fields = {"scope": SECRET}
+        self.fails(4, "token fields", 'the scope "***" instead of')
+        self.endpoint.fields = {"access_token": "granted-today", "scope": "granted-today"}
+        self.fails(4, "token fields", 'the scope "***" instead of')
+
     def test_finds_a_reply_that_the_library_does_not_read(self):
         self.endpoint.separators = ", ", ": "
         checks = self.fails(4, "token fields", "the library finds no token in the reply")

@@ -95,6 +95,7 @@ class Recording(FollowingTest):
         self.assertTrue(self.file.read_bytes().startswith(whole))
         rows = self.objects()
         types = [one["type"] for one in rows]
+        self.assertIn("gap", types)
         gap = types.index("gap")
         self.assertEqual(types[gap:gap + 3], ["gap", "definition", "value"])
         self.assertLess(rows[gap]["from"], rows[gap]["time"])

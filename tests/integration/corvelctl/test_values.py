@@ -5,6 +5,8 @@
 
 import base64
 import json
+import os
+import pty
 import signal
 
 from tool_run import PATIENCE, HubTest, OddProviderTest
@@ -82,7 +84,7 @@ class Reading(OddProviderTest):
     def test_writes_what_json_cannot_carry_as_text(self):
         self.assertEqual(self.value("numbers/nan")["value"], "nan")
         self.assertEqual(self.value("numbers/infinity")["value"], "inf")
-        self.assertEqual(self.value("numbers/large")["value_text"], "9007199254740993")
+        self.assertEqual(self.value("numbers/large").get("value_text"), "9007199254740993")
         self.assertEqual(self.value("times/when")["value"], "2023-11-14T22:13:20.123456789Z")
         self.assertEqual(self.value("times/span")["value"], "0.25s")
         self.assertEqual(self.value("texts/plain")["value"], "\u00e4")
@@ -119,6 +121,22 @@ class Reading(OddProviderTest):
     def test_shows_colours_only_if_wanted(self):
         self.assertNotIn("\x1b", self.expect(0, "read", "odd").output)
         self.assertIn("\x1b[33muncertain", self.expect(0, "read", "odd", "--color", "always").output)
+
+    def test_colours_a_terminal_unless_that_is_refused(self):
+        self.assertIn("\x1b[33muncertain", self.read_on_terminal())
+        self.assertNotIn("\x1b", self.read_on_terminal("--color", "never"))
+        self.environment["NO_COLOR"] = "1"
+        self.assertNotIn("\x1b", self.read_on_terminal())
+        self.assertIn("\x1b[33muncertain", self.read_on_terminal("--color", "always"))
+
+    def read_on_terminal(self, *arguments):
+        """What a terminal gets when the tool reads one value."""
+        ours, terminal = pty.openpty()
+        process = self.start("read", "odd", "answers/refuses", *arguments, stdout=terminal)
+        os.close(terminal)
+        self.assertEqual((process.wait(PATIENCE), process.stderr.read()), (0, ""))
+        with open(ours, encoding="utf-8") as shown:
+            return shown.readline() + shown.readline()
 
 
 class Replaced(HubTest):

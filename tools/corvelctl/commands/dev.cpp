@@ -32,6 +32,8 @@ struct dev_options {
     bool print_env = false;
     bool follow = false;
     dev::fault fault{};
+    bool has_duration = false;
+    bool has_delay = false;
 };
 
 std::filesystem::path get_directory(dev_options const& given) {
@@ -167,7 +169,20 @@ exit_code logs(tool& with, dev_options const& given) {
     }
 }
 
+// Refuses what the fault would ignore.
+void check_fault(dev_options const& given) {
+    auto const kind = given.fault.kind;
+    std::string const cure = "see the faults: corvelctl dev fault --help";
+    if (given.has_duration && kind == dev::fault_kind::server_restart) {
+        throw failure{exit_code::usage, "server-restart has no duration", cure};
+    }
+    if (given.has_delay && kind != dev::fault_kind::token_slow) {
+        throw failure{exit_code::usage, "--delay belongs to token-slow", cure};
+    }
+}
+
 exit_code fault(tool& with, dev_options const& given) {
+    check_fault(given);
     auto const hub = require_hub(given);
     try {
         auto const text = dev::request_fault(hub.server_port, given.fault);
@@ -238,12 +253,18 @@ void add_fault(command_line& line, CLI::App& group, std::shared_ptr<dev_options>
     add_duration(
         command,
         "DURATION",
-        [options](auto limit) { options->fault.duration = limit; },
+        [options](auto limit) {
+            options->fault.duration = limit;
+            options->has_duration = true;
+        },
         "How long; 10s");
     add_duration(
         command,
         "--delay",
-        [options](auto limit) { options->fault.token_delay = limit; },
+        [options](auto limit) {
+            options->fault.token_delay = limit;
+            options->has_delay = true;
+        },
         "How late tokens are with token-slow; 3s");
     command.footer(
         "Faults:\n" + dev::list_faults()
