@@ -152,7 +152,8 @@ private:
 
     void configure() {
         m_server.new_task_queue = [] {
-            return new httplib::ThreadPool{most_threads}; // NOLINT(cppcoreguidelines-owning-memory): the library takes it
+            return new httplib::ThreadPool{
+                most_threads}; // NOLINT(cppcoreguidelines-owning-memory): the library takes it
         };
         m_server.set_socket_options([](socket_t socket) {
             int const yes = 1;
