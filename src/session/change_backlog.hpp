@@ -6,6 +6,7 @@
 #include "session/packed_value.hpp"
 #include <hub/common.hpp>
 
+#include <algorithm>
 #include <cstddef>
 #include <cstdint>
 #include <deque>
@@ -91,11 +92,9 @@ private:
 template <class Function>
 void change_backlog::for_each_backwards(Function&& called) {
     remove_outdated();
-    for (auto block = m_blocks.rbegin(); block != m_blocks.rend(); ++block) {
-        for (auto change = block->rbegin(); change != block->rend(); ++change) {
-            called(*change);
-        }
-    }
+    std::for_each(m_blocks.rbegin(), m_blocks.rend(), [&called](change_block& block) {
+        std::for_each(block.rbegin(), block.rend(), called);
+    });
 }
 
 } // namespace arvenhold::corvel::hub

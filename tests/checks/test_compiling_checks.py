@@ -107,6 +107,7 @@ class LibraryBuilds(PlantedTree):
                    "project(some LANGUAGES CXX)\n"
                    "add_library(corvel-hub-client a.cpp)\n"
                    "add_custom_target(corvel-hub-session DEPENDS corvel-hub-client)\n"
+                   "add_custom_target(corvel-hub-testkit DEPENDS corvel-hub-session)\n"
                    "target_compile_options(corvel-hub-client\n"
                    "    PRIVATE -Wall -Wnull-dereference -Werror)\n")
 

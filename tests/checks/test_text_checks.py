@@ -159,6 +159,7 @@ class Versions(PlantedTree):
         super().setUp()
         self.plant("CMakeLists.txt", "project(some VERSION 1.2.3 LANGUAGES CXX)\n")
         self.plant("CHANGELOG.md", "## [1.2.3] 2030-01-01\n")
+        self.plant("debian/changelog", "corvel-hub-client (1.2.3) unstable; urgency=medium\n")
         self.plant_header(3)
 
     def plant_header(self, patch):

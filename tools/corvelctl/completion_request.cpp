@@ -3,6 +3,8 @@
 
 #include "corvelctl/completion_request.hpp"
 
+#include "dev_hub/fault.hpp"
+
 #include <algorithm>
 #include <array>
 #include <cstddef>
@@ -175,6 +177,11 @@ private:
         }
         if (option.get_name() == "ERROR") { // or a command
             add_commands(*m_command->get_parent());
+        }
+        if (option.get_name() == "FAULT") {
+            for (auto const& name : dev::get_fault_names()) {
+                m_request.fixed.push_back({name, {}});
+            }
         }
         auto const is_only_one = option.get_items_expected_max() == 1;
         m_request.kind = find_kind(option.get_name(), is_only_one);

@@ -38,7 +38,7 @@ given_change parse_change(nlohmann::json const& object, variable_value const& li
         || object.contains("value_base64")) {
         change.value = parse_object(object, like).value;
     } else if (!object.contains("quality")) {
-        throw failure{exit_code::usage, "there is neither \"value\" nor \"quality\""};
+        throw failure{exit_code::usage, R"(there is neither "value" nor "quality")"};
     }
     change.quality = read_quality(object);
     if (object.contains("time")) {

@@ -30,7 +30,7 @@ std::vector<input_line> input_lines::read() {
     }
     auto const old_size = m_waiting.size();
     m_waiting.resize(old_size + portion);
-    auto const size = ::read(STDIN_FILENO, m_waiting.data() + old_size, portion);
+    auto const size = ::read(STDIN_FILENO, &m_waiting[old_size], portion);
     auto const is_interrupted = size < 0 && errno == EINTR;
     m_waiting.resize(old_size + (size > 0 ? static_cast<std::size_t>(size) : 0));
     if (size <= 0 && !is_interrupted) {

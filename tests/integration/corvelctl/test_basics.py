@@ -109,7 +109,7 @@ class ManPages(ToolTest):
         self.assertIn("watch", commands)
         for command in commands:
             self.assertIn(f"   corvelctl {command}", page)
-        for text in ("--token-url URL", "corvelctl dev fault [OPTIONS] NAME [DURATION]", "half-open",
+        for text in ("--token-url URL", "corvelctl dev fault [OPTIONS] FAULT [DURATION]", "half-open",
                      "the registry rejected the definition"):
             self.assertIn(text, page)
         self.assertIn("corvel-dev-hub fault [OPTIONS] NAME [DURATION]", self.show(HUB))

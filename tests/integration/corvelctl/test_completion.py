@@ -75,7 +75,7 @@ class Tab(OddProviderTest):
     def check_shell(self, name):
         shell = Shell(self, name)
         for line, words in (
-                ("corvelctl prov\t", ["providers"]),
+                ("corvelctl provider\t", ["providers"]),
                 ("corvelctl read o\t", ["read", "odd"]),
                 ("corvelctl read odd fla\t", ["read", "odd", "flags/on"]),
                 ("corvelctl read odd 'fla\t", ["read", "odd", "flags/on"]),

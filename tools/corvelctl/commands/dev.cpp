@@ -246,7 +246,7 @@ void add_fault(command_line& line, CLI::App& group, std::shared_ptr<dev_options>
     add_directory(command, *options);
     command
         .add_option_function<std::string>(
-            "NAME",
+            "FAULT",
             [options](std::string const& name) { options->fault.kind = parse_fault(name); },
             "The fault")
         ->required();
