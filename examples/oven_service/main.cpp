@@ -58,6 +58,7 @@ void log_status(hub::session_status const& status) {
 
 // systemd names the folder with the credentials of a service.
 std::string read_secret() {
+    // NOLINTNEXTLINE(concurrency-mt-unsafe): nothing here changes the environment
     auto const* const folder = std::getenv("CREDENTIALS_DIRECTORY");
     std::ifstream file{std::string{folder == nullptr ? "." : folder} + "/client-secret"};
     std::string secret;

@@ -3,6 +3,7 @@
 
 // Tests a provider, with Catch2: the test plays the consumer.
 
+// NOLINTNEXTLINE(readability-identifier-naming): the framework asks for this name
 #define CATCH_CONFIG_RUNNER
 
 #include "oven.hpp"

@@ -353,14 +353,18 @@ void provider_session_impl::send() {
     std::size_t sent = 0;            // of the first one
     try {
         for (blocks = m_slots.take(); !blocks.empty(); blocks.pop_front(), sent = 0) {
-            std::span<variable_change const> const block{blocks.front()};
-            while (sent < block.size()) {
-                sent += m_provider->publish_event(block.subspan(sent));
-            }
+            send(blocks.front(), sent);
         }
     } catch (std::exception const& error) {
         m_slots.put_back(blocks, sent);
         replace({session_reason::sending_failed, plain_text(error.what(), m_access.client_secret)});
+    }
+}
+
+// Counts what was sent also if the rest fails.
+void provider_session_impl::send(std::span<variable_change const> block, std::size_t& sent) {
+    while (sent < block.size()) {
+        sent += m_provider->publish_event(block.subspan(sent));
     }
 }
 

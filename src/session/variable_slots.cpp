@@ -58,9 +58,10 @@ void variable_slots::keep_changes(position variable, std::size_t limit) {
 
 void variable_slots::set(variable_change change) {
     require_type(change.position, change.value);
+    auto const variable = change.position;
     std::scoped_lock const lock{m_mutex};
     record(std::move(change));
-    mark_changed(change.position);
+    mark_changed(variable);
 }
 
 void variable_slots::set(change_block changes) {

@@ -348,8 +348,8 @@ std::string make_hex_lines(std::string_view bytes) {
         }
         digits.resize(3 * width, ' ');
         auto const place = std::to_string(begin);
-        lines += std::string(6 - std::min<std::size_t>(place.size(), 6), ' ') + place + ' ' + digits
-               + "  " + characters + '\n';
+        lines.append(6 - std::min<std::size_t>(place.size(), 6), ' ').append(place).append(" ");
+        lines.append(digits).append("  ").append(characters).append("\n");
     }
     return lines;
 }

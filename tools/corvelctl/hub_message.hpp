@@ -36,6 +36,7 @@ enum class message_kind : std::uint8_t {
 /// "change", "read request".
 [[nodiscard]] std::string_view name_of(message_kind kind);
 
+// NOLINTNEXTLINE(bugprone-exception-escape): moving JSON throws nothing
 struct decoded_message {
     message_kind kind = message_kind::other;
     std::string provider; ///< Empty if the message concerns no single one.

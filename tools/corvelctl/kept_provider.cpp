@@ -207,17 +207,16 @@ std::optional<exit_code> register_providers(
         one->start();
     }
     try {
-        while (!are_registered(with, all, deadline)) {
+        std::optional<exit_code> signalled;
+        while (!signalled.has_value() && !are_registered(with, all, deadline)) {
             wait_for_events(get_descriptors(with, all), deadline);
-            if (auto const signalled = with.guard.wait_for_signal(clock::time_point{})) {
-                return signalled;
-            }
+            signalled = with.guard.wait_for_signal(clock::time_point{});
         }
+        return signalled;
     } catch (failure const& failed) {
         with.guard.end_soon(failed.get_code());
         throw;
     }
-    return std::nullopt;
 }
 
 std::vector<int> get_descriptors(tool& with, kept_providers const& all) {

@@ -18,7 +18,7 @@ using seconds = std::chrono::duration<double>;
 
 std::string make_number(double number) {
     std::array<char, 32> digits{};
-    auto const end = std::to_chars(digits.data(), digits.data() + digits.size(), number).ptr;
+    auto* const end = std::to_chars(digits.data(), digits.data() + digits.size(), number).ptr;
     return {digits.data(), end};
 }
 
@@ -27,13 +27,13 @@ std::string make_time(timestamp when, std::chrono::seconds offset) {
     constexpr int digits_of_fraction = 6;
     auto const time = seconds{when.time_since_epoch() + offset}.count();
     std::array<char, 64> digits{};
-    auto const end = std::to_chars(
-                         digits.data(),
-                         digits.data() + digits.size(),
-                         time,
-                         std::chars_format::fixed,
-                         digits_of_fraction)
-                         .ptr;
+    auto* const end = std::to_chars(
+                          digits.data(),
+                          digits.data() + digits.size(),
+                          time,
+                          std::chars_format::fixed,
+                          digits_of_fraction)
+                          .ptr;
     return {digits.data(), end};
 }
 

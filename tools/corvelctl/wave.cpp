@@ -75,8 +75,8 @@ double wave::get_height(double place) {
 
 variable_value move_value(variable_value const& initial, double height, timestamp now) {
     struct {
-        double height;
-        timestamp now;
+        double height = 0;
+        timestamp now{};
         variable_value operator()(bool /*flag*/) const {
             return height >= 0;
         }

@@ -50,7 +50,7 @@ TEST_F(oven_test, is_attached_to_later_than_the_limit) {
 }
 
 TEST_F(oven_test, is_needed_before_a_consumer_does_anything) {
-    auto const text = "the scripted consumer is not attached: call attach() first";
+    std::string const text = "the scripted consumer is not attached: call attach() first";
 
     EXPECT_EQ(thrown_message<std::logic_error>([&] { panel.write("set_point", 1.0); }), text);
     EXPECT_EQ(

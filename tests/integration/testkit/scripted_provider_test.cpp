@@ -10,7 +10,6 @@ namespace arvenhold::corvel::hub::testkit {
 namespace {
 
 using testing::HasSubstr;
-using testing::IsEmpty;
 using testing::SizeIs;
 
 constexpr std::uint8_t double_tag = 3;

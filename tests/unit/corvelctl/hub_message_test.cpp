@@ -21,8 +21,6 @@
 namespace arvenhold::corvel::hub::ctl {
 namespace {
 
-using testing::HasSubstr;
-
 constexpr definition_fingerprint fingerprint = 7;
 
 std::string get_bytes(message_builder const& builder) {
