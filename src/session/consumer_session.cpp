@@ -66,10 +66,21 @@ void followed_variables::impl::set_handlers(following::handlers called) {
     }
 }
 
+void followed_variables::impl::notice_silence(
+    followed_provider& provider, followed_provider::clock::time_point now) const {
+    if (!provider.lose_if_silent(now)) {
+        return;
+    }
+    if (auto const running = session.lock()) {
+        running->post_drain();
+    }
+}
+
 std::vector<any_reading> followed_variables::now() const {
     std::vector<any_reading> all;
     auto const now = followed_provider::clock::now();
     for (auto const& provider : m_impl->directory->get_all()) {
+        m_impl->notice_silence(*provider, now);
         auto readings = provider->get_readings(*m_impl->wanted, now);
         std::move(readings.begin(), readings.end(), std::back_inserter(all));
     }
@@ -77,7 +88,10 @@ std::vector<any_reading> followed_variables::now() const {
 }
 
 any_reading followed_variables::get_first() const {
-    return m_impl->named.provider->get_reading(m_impl->named.slot, followed_provider::clock::now());
+    auto const& [provider, slot] = m_impl->named;
+    auto const now = followed_provider::clock::now();
+    m_impl->notice_silence(*provider, now);
+    return provider->get_reading(slot, now);
 }
 
 // -- consumer_session -----------------------------------------------------------------------------

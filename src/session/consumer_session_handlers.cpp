@@ -28,9 +28,7 @@ void consumer_session::impl::lose(followed_provider& provider) {
 }
 
 void consumer_session::impl::post_drain() {
-    if (!m_is_drain_posted.exchange(true)) {
-        post(&impl::add_drain);
-    }
+    post_once(m_is_drain_posted, &impl::add_drain);
 }
 
 void consumer_session::impl::add_drain() {
@@ -69,8 +67,23 @@ void consumer_session::impl::drain_repeatedly() {
 void consumer_session::impl::add_handler(handler_queue::handler called) {
     if (m_handlers.get_descriptor() < 0) {
         m_handlers.run([this] { drain_all(); });
+    } else {
+        add_waiting();
     }
     m_handlers.add(std::move(called));
+}
+
+// Takes what waits out of later drains, which take everything that is there when they run.
+void consumer_session::impl::add_waiting() {
+    auto const followed = m_directory->get_followed();
+    for (auto const& wanted : *followed) {
+        if (wanted->has_waiting()) {
+            auto const taken = std::make_shared<following::waiting>();
+            wanted->take(*taken);
+            m_handlers.add(
+                [self = shared_from_this(), wanted, taken] { self->deliver(*wanted, *taken); });
+        }
+    }
 }
 
 // Returns whether anything was there.
@@ -80,7 +93,8 @@ bool consumer_session::impl::drain_all() {
     for (auto const& wanted : *followed) {
         if (wanted->has_waiting()) {
             was_waiting = true;
-            drain(*wanted);
+            wanted->take(m_draining);
+            deliver(*wanted, m_draining);
         }
     }
     return was_waiting;
@@ -93,62 +107,75 @@ bool consumer_session::impl::has_waiting() const {
     });
 }
 
-void consumer_session::impl::drain(following& wanted) {
-    wanted.take(m_draining);
-    auto const handlers = wanted.get_handlers();
-    if (handlers->batch) {
-        drain_batches(wanted, handlers->batch);
-    } else if (handlers->single) {
-        drain_changes(wanted, handlers->single);
+// What is left in the end has no handler any more.
+void consumer_session::impl::deliver(following const& wanted, following::waiting& taken) {
+    present_handlers handlers{wanted};
+    try {
+        deliver_batches(wanted, handlers, taken);
+        deliver_changes(wanted, handlers, taken);
+    } catch (...) {
+        drop_changes(wanted, taken);
+        throw;
+    }
+    drop_changes(wanted, taken);
+}
+
+void consumer_session::impl::drop_changes(following const& wanted, following::waiting& taken) {
+    while (taken.changes.size() > 0) {
+        auto const left = taken.changes.take(taken.changes.size());
+        left.provider->drop_changes(left, wanted);
     }
 }
 
 // Several at a time, because threads that receive values use the provider's lock, too; but only
 // changes that stay as they are while they wait.
-void consumer_session::impl::drain_changes(
-    following const& wanted, following::handler const& called) {
+void consumer_session::impl::deliver_changes(
+    following const& wanted, present_handlers& handlers, following::waiting& taken) {
     auto const most = wanted.keeps_every_change() ? m_readings.size() : 1;
-    while (!m_stopping) {
-        auto const taken = m_draining.changes.take(most);
-        if (taken.changes.empty()) {
-            return;
-        }
-        auto const readings = std::span{m_readings}.first(taken.changes.size());
-        make_readings(taken, wanted, readings);
+    while (handlers.get().single && taken.changes.size() > 0) {
+        auto const changes = taken.changes.take(most);
+        auto const readings = std::span{m_readings}.first(changes.changes.size());
+        make_readings(wanted, taken, changes, readings);
         for (auto& now : readings) {
-            taken.provider->update_freshness(now, taken.losses, &clock::now);
-            call(called, now);
+            if (wanted.keeps_every_change()) {
+                changes.provider->update_freshness(now, changes.losses, &clock::now);
+            }
+            call(handlers.get().single, now);
         }
     }
 }
 
 // One call for each event, or for everything if only the latest values are wanted.
-void consumer_session::impl::drain_batches(
-    following const& wanted, following::batch_handler const& called) {
+void consumer_session::impl::deliver_batches(
+    following const& wanted, present_handlers& handlers, following::waiting& taken) {
     std::vector<any_reading> batch;
-    while (!m_stopping && m_draining.changes.size() > 0) {
-        auto const taken = m_draining.changes.take_event();
+    while (handlers.get().batch && taken.changes.size() > 0) {
+        auto const changes = taken.changes.take_event();
         auto const earlier = batch.size();
-        batch.resize(earlier + taken.changes.size());
-        make_readings(taken, wanted, std::span{batch}.subspan(earlier));
-        if (wanted.keeps_every_change() || m_draining.changes.size() == 0) {
-            call(called, batch);
+        batch.resize(earlier + changes.changes.size());
+        make_readings(wanted, taken, changes, std::span{batch}.subspan(earlier));
+        if (wanted.keeps_every_change() || taken.changes.size() == 0) {
+            call(handlers.get().batch, batch);
             batch.clear();
         }
     }
 }
 
 void consumer_session::impl::make_readings(
-    waiting_changes::stretch const& taken,
     following const& wanted,
+    following::waiting& taken,
+    waiting_changes::stretch const& changes,
     std::span<any_reading> readings) {
-    taken.provider->make_readings(taken, wanted, &clock::now, readings);
-    readings.front().skipped += std::exchange(m_draining.dropped, 0);
+    changes.provider->make_readings(changes, wanted, &clock::now, readings);
+    readings.front().skipped += std::exchange(taken.dropped, 0);
 }
 
+// A handler may be gone since the changes were taken.
 template <class Handler, class Argument>
 void consumer_session::impl::call(Handler const& handler, Argument const& argument) const {
-    m_handlers.run([&handler, &argument] { handler(argument); });
+    if (handler) {
+        m_handlers.run([&handler, &argument] { handler(argument); });
+    }
 }
 
 // -- definitions ----------------------------------------------------------------------------------
@@ -171,6 +198,9 @@ void consumer_session::impl::tell_definition_change(definition_change const& cha
 }
 
 void consumer_session::impl::add_definition_change(definition_change const& change) {
+    if (!get_definition_handler()) {
+        return;
+    }
     add_handler([self = shared_from_this(), change] {
         if (auto const called = self->get_definition_handler()) {
             called(change);
@@ -258,6 +288,9 @@ void consumer_session::impl::tell_status(
         }
         m_status_changed.notify_all();
     }
+    if (!get_status_handler()) {
+        return; // nothing waits for a dispatch that never comes
+    }
     add_handler([self = shared_from_this(), provider, status] {
         if (auto const called = self->get_status_handler()) {
             called(provider, status);
@@ -277,6 +310,9 @@ session_status consumer_session::impl::get_status() const {
 
 session_status consumer_session::impl::get_provider_status(std::string const& provider) const {
     std::scoped_lock const lock{m_status_mutex};
+    if (m_status.state == session_state::stopped) {
+        return m_status;
+    }
     auto const found = m_provider_status.find(provider);
     return found != m_provider_status.end() ? found->second : starting_status();
 }

@@ -19,6 +19,12 @@ namespace {
 // time has come, a provider that does not answer.
 constexpr std::chrono::milliseconds tick_interval{250};
 
+// A silent provider is read after the probe interval; two looks are for noticing both ends of it.
+std::chrono::milliseconds silence_limit(
+    connect_options const& options, session_settings const& settings) {
+    return settings.get_probe_interval() + options.get_request_time_limit() + 2 * tick_interval;
+}
+
 } // namespace
 
 consumer_session::impl::impl(
@@ -30,6 +36,7 @@ consumer_session::impl::impl(
     , m_access{std::move(access)}
     , m_settings{std::move(settings)}
     , m_read_only{permissions == variable_permissions::read_only}
+    , m_directory{std::make_shared<provider_directory>(silence_limit(m_access.options, m_settings))}
     , m_handlers{m_name, m_settings.handlers_wait_for_dispatch()}
     , m_connect_waits{
           m_settings.get_first_retry(), m_settings.get_longest_retry(), std::random_device{}()} {}
@@ -110,6 +117,7 @@ void consumer_session::impl::end() {
         lane.join();
     }
     m_thread.join();
+    m_handlers.wait_for_dispatch();
 }
 
 std::shared_ptr<followed_variables::impl> consumer_session::impl::follow(
@@ -140,11 +148,22 @@ void consumer_session::impl::run(void (impl::*task)()) {
     }
 }
 
+// The task takes the mark away.
+void consumer_session::impl::post_once(std::atomic<bool>& is_posted, void (impl::*task)()) {
+    if (is_posted.exchange(true)) {
+        return;
+    }
+    try {
+        post(task);
+    } catch (...) {
+        is_posted = false; // or nothing would be posted any more
+        throw;
+    }
+}
+
 // Called by callbacks of the core; many of them cause one look.
 void consumer_session::impl::wake() {
-    if (!m_is_advance_posted.exchange(true)) {
-        post(&impl::advance);
-    }
+    post_once(m_is_advance_posted, &impl::advance);
 }
 
 void consumer_session::impl::tick() {
@@ -165,10 +184,7 @@ void consumer_session::impl::advance() {
         connect_when_due();
     }
     follow_list();
-    auto const now = clock::now();
-    for (auto const& [identifier, work] : m_work) {
-        advance_provider(*work, now);
-    }
+    advance_providers(clock::now());
     update_status();
 }
 

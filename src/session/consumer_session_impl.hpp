@@ -50,6 +50,10 @@ public:
     provider_directory::place named;
     std::weak_ptr<consumer_session::impl> session;
 
+    /// Looks whether a provider is silent, because the session's thread may be busy in a handler.
+    void notice_silence(
+        followed_provider& provider, followed_provider::clock::time_point now) const;
+
     /// Sets the handlers, and has them called with what is there already.
     void set_handlers(following::handlers called);
 };
@@ -133,9 +137,7 @@ private:
         back_off waits;
         clock::time_point next_attempt{};
         clock::time_point live_since{};
-        clock::time_point active_at{};
-        std::uint64_t activity = 0; // at `active_at`
-        bool is_named = false;      // it is followed by name, not only found by a pattern
+        bool is_named = false; // it is followed by name, not only found by a pattern
         bool is_listed = false;
         bool is_busy = false;      // an operation is running on a lane
         bool is_attaching = false; // it is one that attaches
@@ -154,7 +156,7 @@ private:
     hub_access const m_access;
     session_settings const m_settings;
     bool const m_read_only;
-    std::shared_ptr<provider_directory> const m_directory = std::make_shared<provider_directory>();
+    std::shared_ptr<provider_directory> const m_directory;
 
     // Any thread.
     std::atomic<bool> m_stopping{
@@ -186,6 +188,7 @@ private:
     clock::time_point m_next_connect{};
     session_status m_link_status = starting_status();
     std::map<std::string, std::unique_ptr<provider_work>> m_work;
+    std::string m_latest_served; // the provider that was given a lane last
     std::array<bool, lane_count> m_is_lane_busy{};
 
     // One drain at a time. They keep their memory.
@@ -202,6 +205,7 @@ private:
 
     // Session
     void post(void (impl::*task)());
+    void post_once(std::atomic<bool>& is_posted, void (impl::*task)());
     void run(void (impl::*task)());
     void wake();
     void tick();
@@ -229,7 +233,8 @@ private:
     void notice_state(provider_work& work, clock::time_point now);
     void begin_attaching(provider_work& work);
     void bind_again(provider_work& work);
-    bool is_probe_due(provider_work& work, clock::time_point now) const;
+    bool is_probe_due(provider_work const& work, clock::time_point now) const;
+    void advance_providers(clock::time_point now);
     void run_on_lane(provider_work& work, std::function<void()> operation);
     std::optional<std::size_t> find_lane(provider_work const& work) const;
     void finish_operation(provider_work& work, std::size_t lane, session_status const& outcome);
@@ -264,14 +269,19 @@ private:
     void drain();
     void drain_repeatedly();
     void add_handler(handler_queue::handler called);
+    void add_waiting();
     bool drain_all();
     bool has_waiting() const;
-    void drain(following& wanted);
-    void drain_changes(following const& wanted, following::handler const& called);
-    void drain_batches(following const& wanted, following::batch_handler const& called);
-    void make_readings(
-        waiting_changes::stretch const& taken,
+    void deliver(following const& wanted, following::waiting& taken);
+    static void drop_changes(following const& wanted, following::waiting& taken);
+    void deliver_changes(
+        following const& wanted, present_handlers& handlers, following::waiting& taken);
+    void deliver_batches(
+        following const& wanted, present_handlers& handlers, following::waiting& taken);
+    static void make_readings(
         following const& wanted,
+        following::waiting& taken,
+        waiting_changes::stretch const& changes,
         std::span<any_reading> readings);
     template <class Handler, class Argument>
     void call(Handler const& handler, Argument const& argument) const;

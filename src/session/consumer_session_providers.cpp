@@ -5,6 +5,7 @@
 
 #include "session/consumer_session_impl.hpp"
 #include "session/identifier.hpp"
+#include "session/undisturbed_read.hpp"
 #include <hub/diagnostics.hpp>
 
 #include <algorithm>
@@ -21,6 +22,12 @@ namespace {
 bool is_as_adopted(provider_connection& connection, followed_provider const& provider) {
     return connection.get_state() == provider_connection_state::connected
         && connection.get_current_variables().fingerprint == provider.get_fingerprint();
+}
+
+void read_all(followed_provider const& provider, provider_connection& connection) {
+    read_undisturbed(
+        [&provider] { return provider.count_events(); },
+        [&connection] { connection.update_all_variables(); });
 }
 
 } // namespace
@@ -93,6 +100,17 @@ consumer_session::impl::provider_work& consumer_session::impl::work_for(
 
 // -- what is due ----------------------------------------------------------------------------------
 
+// Begins behind the provider that was served last, so that none waits for a lane for ever.
+void consumer_session::impl::advance_providers(clock::time_point now) {
+    auto const first = m_work.upper_bound(m_latest_served);
+    for (auto entry = first; entry != m_work.end(); ++entry) {
+        advance_provider(*entry->second, now);
+    }
+    for (auto entry = m_work.begin(); entry != first; ++entry) {
+        advance_provider(*entry->second, now);
+    }
+}
+
 void consumer_session::impl::advance_provider(provider_work& work, clock::time_point now) {
     notice_state(work, now);
     if (!work.provider->is_live()) {
@@ -129,17 +147,18 @@ void consumer_session::impl::notice_state(provider_work& work, clock::time_point
         lose(*work.provider);
         return;
     }
+    if (work.provider->lose_if_silent(now)) {
+        work.has_hung = true;
+        post_drain();
+        return;
+    }
     if (now - work.live_since > m_settings.get_longest_retry()) {
         work.waits.reset(); // lasting: the next loss is repaired quickly
     }
-    auto const activity = work.provider->get_activity();
-    if (activity != std::exchange(work.activity, activity)) {
-        work.active_at = now;
-    }
 }
 
-bool consumer_session::impl::is_probe_due(provider_work& work, clock::time_point now) const {
-    return now - work.active_at >= m_settings.get_probe_interval();
+bool consumer_session::impl::is_probe_due(provider_work const& work, clock::time_point now) const {
+    return now - work.provider->get_active_at() >= m_settings.get_probe_interval();
 }
 
 // A loss from here on keeps what is read from becoming live.
@@ -158,9 +177,8 @@ void consumer_session::impl::bind_again(provider_work& work) {
     if (!attached.connection || !work.provider->is_live()) {
         return;
     }
-    auto const adoption =
-        work.provider->adopt(attached, attached.connection->get_current_variables(), begun);
-    tell_definition_change(adoption.change);
+    tell_definition_change(
+        work.provider->adopt(attached, attached.connection->get_current_variables(), begun));
     post_drain();
 }
 
@@ -171,6 +189,7 @@ void consumer_session::impl::run_on_lane(provider_work& work, std::function<void
     if (!lane) {
         return; // tried again when an operation has ended
     }
+    m_latest_served = work.provider->get_identifier();
     m_is_lane_busy[*lane] = true;
     work.is_busy = true;
     m_lanes[*lane].post([this, &work, lane = *lane, operation = std::move(operation)] {
@@ -229,13 +248,13 @@ void consumer_session::impl::attach(
     connection->set_event_callback(&impl::recv_event, &work);
     connection->set_variables_changed_callback(&impl::recv_changes, &work);
     // What has changed after the first read and before the callbacks were set.
-    connection->update_all_variables();
-    auto const adoption =
+    read_all(provider, *connection);
+    auto const change =
         provider.adopt({owner, connection}, connection->get_current_variables(), begun);
     if (owner->is_lost) {
         lose(provider);
     }
-    tell_definition_change(adoption.change);
+    tell_definition_change(change);
     post_drain();
 }
 
@@ -245,7 +264,7 @@ void consumer_session::impl::probe(provider_work& work) {
     if (!connection) {
         return;
     }
-    connection->update_all_variables();
+    read_all(*work.provider, *connection);
     if (work.provider->refresh(connection.get())) {
         post_drain();
     }

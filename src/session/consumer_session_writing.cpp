@@ -5,6 +5,7 @@
 
 #include "session/consumer_session_impl.hpp"
 #include "session/plain_text.hpp"
+#include "session/undisturbed_read.hpp"
 #include <hub/diagnostics.hpp>
 #include <hub/names.hpp>
 
@@ -116,27 +117,6 @@ void consumer_session::impl::request_write(
     });
 }
 
-namespace {
-
-// An event may overtake an answer that was made before it, and that has a later time if the sources
-// of both have different clocks. Then the next answer has the value that came last.
-void read_written(
-    followed_provider const& provider,
-    provider_connection& connection,
-    definition_fingerprint fingerprint,
-    variable_id written) {
-    constexpr int most_answers = 3; // a variable may change all the time
-    for (int answer = 0; answer < most_answers; ++answer) {
-        auto const events = provider.count_write_events();
-        connection.read_variables(fingerprint, {written});
-        if (provider.count_write_events() == events) {
-            return;
-        }
-    }
-}
-
-} // namespace
-
 // Reads the variable afterwards, because the connection holds the written value until the provider
 // sends another one.
 void consumer_session::impl::send_write(provider_work& work, requested_write const& write) {
@@ -156,7 +136,9 @@ void consumer_session::impl::send_write(provider_work& work, requested_write con
         provider.begin_write(id, write.watch);
         variable->set_value(write.value, std::chrono::system_clock::now());
         connection->write_variables(variables.fingerprint, {id});
-        read_written(provider, *connection, variables.fingerprint, id);
+        read_undisturbed(
+            [&] { return provider.count_write_events(); },
+            [&] { connection->read_variables(variables.fingerprint, {id}); });
         if (provider.end_write(connection.get(), id)) {
             post_drain();
         }

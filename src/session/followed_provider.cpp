@@ -3,13 +3,16 @@
 
 #include "session/followed_provider.hpp"
 
+#include "session/same_value.hpp"
+
 #include <algorithm>
 #include <utility>
 
 namespace arvenhold::corvel::hub {
 
-followed_provider::followed_provider(std::string identifier)
-    : m_identifier{std::move(identifier)} {}
+followed_provider::followed_provider(std::string identifier, clock::duration silence_limit)
+    : m_identifier{std::move(identifier)}
+    , m_silence_limit{silence_limit} {}
 
 std::string const& followed_provider::get_identifier() const {
     return m_identifier;
@@ -57,7 +60,7 @@ followed_provider::loss_count followed_provider::begin_reading() const {
     return m_freshness.begin_reading();
 }
 
-followed_provider::adoption followed_provider::adopt(
+definition_change followed_provider::adopt(
     attachment adopted, current_variables const& read, loss_count begun) {
     std::scoped_lock const lock{m_mutex};
     std::swap(m_attachment, adopted); // the old one goes after the lock
@@ -65,13 +68,13 @@ followed_provider::adoption followed_provider::adopt(
     m_write.reset();
     auto slots = unbind_all();
     bind(slots);
-    adoption result;
-    result.change = compare(slots);
-    result.is_live = m_freshness.finish_reading(begun);
+    auto change = compare(slots);
+    m_active_at = clock::now();
+    m_freshness.finish_reading(begun);
     copy_all_values();
     show_all_to_watches();
     notify(find_newly_live(slots));
-    return result;
+    return change;
 }
 
 // Slots that were live before have told their handlers.
@@ -92,13 +95,14 @@ std::optional<bool> followed_provider::apply(
     definition_fingerprint fingerprint,
     std::vector<variable_id> const& changed) {
     std::scoped_lock const lock{m_mutex};
+    ++m_events;
     if (source != m_attachment.connection.get()) {
         return false; // replaced meanwhile, or all values are read before it is adopted
     }
     if (fingerprint != m_variables.fingerprint) {
         return std::nullopt;
     }
-    ++m_activity;
+    m_active_at = clock::now();
     std::vector<change_group> groups;
     auto bound = m_bindings.cbegin();
     for (auto const id : changed) {
@@ -151,14 +155,14 @@ bool followed_provider::refresh(provider_connection const* source) {
     if (source != m_attachment.connection.get()) {
         return false;
     }
-    ++m_activity;
+    m_active_at = clock::now();
     std::vector<slot_position> changed;
     for (auto const& bound : m_bindings) {
         auto const& shown = m_slots[bound.slot];
         auto const [value, when] = bound.variable->get_value_with_timestamp();
         auto const quality = static_cast<std::uint16_t>(bound.variable->get_quality());
         auto const is_shown =
-            value == shown.value.get() && when == shown.when && quality == shown.quality;
+            is_same(value, shown.value.get()) && when == shown.when && quality == shown.quality;
         if (!is_shown && copy_value(bound)) {
             changed.push_back(bound.slot);
         }
@@ -168,7 +172,20 @@ bool followed_provider::refresh(provider_connection const* source) {
 
 bool followed_provider::lose(clock::time_point now) {
     std::scoped_lock const lock{m_mutex};
-    auto const was_live = m_freshness.lose(now);
+    return make_stale(now);
+}
+
+bool followed_provider::lose_if_silent(clock::time_point now) {
+    std::scoped_lock const lock{m_mutex};
+    auto const is_silent = m_freshness.is_live() && now - m_active_at > m_silence_limit;
+    if (is_silent) {
+        make_stale(m_active_at + m_silence_limit);
+    }
+    return is_silent;
+}
+
+bool followed_provider::make_stale(clock::time_point since) {
+    auto const was_live = m_freshness.lose(since);
     m_losses = m_freshness.begin_reading();
     if (!was_live) {
         return false;
@@ -220,9 +237,14 @@ known_definition followed_provider::get_definition() const {
     return known;
 }
 
-std::uint64_t followed_provider::get_activity() const {
+followed_provider::clock::time_point followed_provider::get_active_at() const {
     std::scoped_lock const lock{m_mutex};
-    return m_activity;
+    return m_active_at;
+}
+
+std::uint64_t followed_provider::count_events() const {
+    std::scoped_lock const lock{m_mutex};
+    return m_events;
 }
 
 // -- the definition -------------------------------------------------------------------------------
@@ -365,7 +387,6 @@ bool followed_provider::copy_value(binding const& bound) {
 }
 
 void followed_provider::copy_all_values() {
-    ++m_activity;
     for (auto const& bound : m_bindings) {
         copy_value(bound);
     }
@@ -439,6 +460,20 @@ void followed_provider::add_change(
         added.is_live = is_live(shown);
         added.when = shown.when;
         added.value = shown.value;
+    }
+}
+
+// Counts changes of which no handler hears, besides one that waits.
+void followed_provider::add_skipped(slot_position position, std::uint64_t count) {
+    for (auto next = m_slots[position].subscriptions; next != no_subscription;) {
+        auto& receiver = m_subscriptions[next];
+        auto& wanted = *m_followed[receiver.wanted];
+        if (wanted.keeps_every_change()) {
+            wanted.add_dropped(wanted.has_handler() ? count : 0);
+        } else if (receiver.waiting > 0) {
+            receiver.waiting += count;
+        }
+        next = receiver.next;
     }
 }
 
@@ -523,8 +558,9 @@ void followed_provider::make_readings(
                                   ? freshness::live
                                   : freshness::stale;
         } else {
+            auto const skipped = end_waiting(shown, wanted); // first, also if memory runs out
             fill_reading(shown, *result);
-            result->skipped = end_waiting(shown, wanted);
+            result->skipped = skipped;
         }
         if (result->freshness == freshness::stale) {
             result->stale_for = now() - get_stale_since(shown);
@@ -533,10 +569,19 @@ void followed_provider::make_readings(
     }
 }
 
+void followed_provider::drop_changes(
+    waiting_changes::stretch const& taken, following const& wanted) {
+    std::scoped_lock const lock{m_mutex};
+    for (auto const& change : taken.changes) {
+        end_waiting(m_slots[change.slot], wanted);
+    }
+}
+
 // Returns how many changes were skipped while one waited.
 std::uint64_t followed_provider::end_waiting(slot const& shown, following const& wanted) {
     auto const found = find_subscription(shown, wanted);
-    return std::exchange(m_subscriptions[found].waiting, 0) - 1;
+    auto const waiting = std::exchange(m_subscriptions[found].waiting, 0);
+    return waiting == 0 ? 0 : waiting - 1; // none is counted if every change is kept
 }
 
 void followed_provider::update_freshness(
@@ -569,16 +614,21 @@ bool followed_provider::end_write(provider_connection const* source, variable_id
     if (source != m_attachment.connection.get() || !m_write) {
         return false; // adopting the next connection ends the write
     }
-    auto const is_published = m_write->events > 0;
-    m_write.reset();
-    show_to_watches(written, is_published);
+    auto const events = std::exchange(m_write, std::nullopt)->events;
+    show_to_watches(written, events > 0);
     std::vector<slot_position> changed;
     for (auto const& bound : m_bindings) {
         if (bound.id == written && copy_value(bound)) {
             changed.push_back(bound.slot);
         }
     }
-    return notify(changed);
+    auto const is_waited_for = notify(changed);
+    if (events > 1) { // the last one is shown
+        for (auto const position : changed) {
+            add_skipped(position, events - 1);
+        }
+    }
+    return is_waited_for;
 }
 
 void followed_provider::show_all_to_watches() {

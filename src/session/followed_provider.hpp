@@ -42,6 +42,7 @@ struct attachment {
 ///    since the latest read of all values began. A value that is not live stays as it was when it
 ///    became stale.
 /// 3. Only callbacks of the adopted connection change readings.
+/// 4. After a call of lose_if_silent() nothing is live that was silent for longer than the limit.
 ///
 /// Functions that return `bool` return whether handlers have something to do, unless said otherwise.
 class followed_provider {
@@ -49,13 +50,8 @@ public:
     using clock = freshness_record::clock;
     using loss_count = freshness_record::loss_count;
 
-    /// What adopting a definition has led to.
-    struct adoption {
-        bool is_live = false;
-        definition_change change;
-    };
-
-    explicit followed_provider(std::string identifier);
+    /// @param silence_limit  How long values stay live after the latest event or read.
+    followed_provider(std::string identifier, clock::duration silence_limit);
 
     followed_provider(followed_provider const&) = delete;
     followed_provider& operator=(followed_provider const&) = delete;
@@ -74,7 +70,9 @@ public:
     [[nodiscard]] loss_count begin_reading() const CORVEL_HUB_EXCLUDES(m_mutex);
 
     /// Takes over a connection all of whose values were read.
-    adoption adopt(attachment adopted, current_variables const& read, loss_count begun)
+    ///
+    /// @return what the new definition changes for the followed variables.
+    definition_change adopt(attachment adopted, current_variables const& read, loss_count begun)
         CORVEL_HUB_EXCLUDES(m_mutex);
 
     /// Handles a change event of a connection.
@@ -91,6 +89,11 @@ public:
     /// Makes all readings stale.
     bool lose(clock::time_point now) CORVEL_HUB_EXCLUDES(m_mutex);
 
+    /// Makes all readings stale if there was no sign of life for the silence limit.
+    ///
+    /// @return whether that is so since this call.
+    bool lose_if_silent(clock::time_point now) CORVEL_HUB_EXCLUDES(m_mutex);
+
     [[nodiscard]] bool is_live() const CORVEL_HUB_EXCLUDES(m_mutex);
 
     [[nodiscard]] attachment get_attachment() const CORVEL_HUB_EXCLUDES(m_mutex);
@@ -104,8 +107,11 @@ public:
     /// Returns the adopted definition.
     [[nodiscard]] known_definition get_definition() const CORVEL_HUB_EXCLUDES(m_mutex);
 
-    /// Returns how many events and reads have brought values.
-    [[nodiscard]] std::uint64_t get_activity() const CORVEL_HUB_EXCLUDES(m_mutex);
+    /// Returns when the latest event or read has brought values.
+    [[nodiscard]] clock::time_point get_active_at() const CORVEL_HUB_EXCLUDES(m_mutex);
+
+    /// Returns how many events have come, also of connections that are not adopted yet.
+    [[nodiscard]] std::uint64_t count_events() const CORVEL_HUB_EXCLUDES(m_mutex);
 
     // -- readings ---------------------------------------------------------------------------------
 
@@ -130,6 +136,10 @@ public:
         following const& wanted,
         clock::time_point (*now)(),
         std::span<any_reading> results) CORVEL_HUB_EXCLUDES(m_mutex);
+
+    /// Forgets changes for which no handler is called, as it would after make_readings().
+    void drop_changes(waiting_changes::stretch const& taken, following const& wanted)
+        CORVEL_HUB_EXCLUDES(m_mutex);
 
     /// Makes a live reading stale if something was lost after the change that has brought it. Costs
     /// next to nothing otherwise.
@@ -220,6 +230,7 @@ private:
     using slots_by_path = std::unordered_multimap<std::string_view, slot_position>;
 
     std::string const m_identifier;
+    clock::duration const m_silence_limit;
     std::atomic<loss_count> m_losses{0}; // those of m_freshness, for looks without the lock
 
     mutable std::mutex m_mutex;
@@ -230,7 +241,8 @@ private:
     attachment m_attachment CORVEL_HUB_GUARDED_BY(m_mutex);
     current_variables m_variables CORVEL_HUB_GUARDED_BY(m_mutex); // as adopted
     bindings m_bindings CORVEL_HUB_GUARDED_BY(m_mutex);           // ordered by id
-    std::uint64_t m_activity CORVEL_HUB_GUARDED_BY(m_mutex) = 0;
+    clock::time_point m_active_at CORVEL_HUB_GUARDED_BY(m_mutex);
+    std::uint64_t m_events CORVEL_HUB_GUARDED_BY(m_mutex) = 0;
     std::optional<active_write> m_write CORVEL_HUB_GUARDED_BY(m_mutex);
     std::vector<std::shared_ptr<write_watch>> m_watches CORVEL_HUB_GUARDED_BY(m_mutex);
 
@@ -253,6 +265,7 @@ private:
     static void note_absence(slot& missing, rebound_slot const& earlier, definition_change& change);
     [[nodiscard]] std::vector<slot_position> find_newly_live(
         std::vector<rebound_slot> const& slots) const CORVEL_HUB_REQUIRES(m_mutex);
+    bool make_stale(clock::time_point since) CORVEL_HUB_REQUIRES(m_mutex);
     bool copy_value(binding const& bound) CORVEL_HUB_REQUIRES(m_mutex);
     void copy_change(std::vector<change_group>& groups, binding const& bound, std::size_t most)
         CORVEL_HUB_REQUIRES(m_mutex);
@@ -274,6 +287,7 @@ private:
         slot_position position,
         subscription& receiver,
         std::size_t expected) CORVEL_HUB_REQUIRES(m_mutex);
+    void add_skipped(slot_position position, std::uint64_t count) CORVEL_HUB_REQUIRES(m_mutex);
     [[nodiscard]] subscription_position find_subscription(
         slot const& shown, following const& wanted) const CORVEL_HUB_REQUIRES(m_mutex);
     std::uint64_t end_waiting(slot const& shown, following const& wanted)

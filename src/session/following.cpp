@@ -10,7 +10,8 @@ namespace arvenhold::corvel::hub {
 following::following(interest wanted, std::size_t limit)
     : m_wanted{std::move(wanted)}
     , m_limit{limit}
-    , m_handlers{std::make_shared<handlers>()} {}
+    , m_handlers{std::make_shared<handlers>()}
+    , m_latest_handlers{m_handlers.get()} {}
 
 following::interest const& following::get_interest() const {
     return m_wanted;
@@ -27,6 +28,7 @@ void following::set_handlers(handlers called) {
     if (!m_is_closed) {
         m_has_handler = has_any;
         m_handlers.swap(replaced); // the old ones go after the lock
+        m_latest_handlers = m_handlers.get();
     }
 }
 
@@ -36,11 +38,16 @@ void following::close() {
     m_is_closed = true;
     m_has_handler = false;
     m_handlers.swap(dropped); // the old ones go after the lock
+    m_latest_handlers = m_handlers.get();
 }
 
 std::shared_ptr<following::handlers const> following::get_handlers() const {
     std::scoped_lock const lock{m_mutex};
     return m_handlers;
+}
+
+bool following::has(std::shared_ptr<handlers const> const& held) const {
+    return m_latest_handlers == held.get();
 }
 
 void following::add(
@@ -54,6 +61,11 @@ void following::add(
         m_waiting.changes.drop_oldest();
         ++m_waiting.dropped;
     }
+}
+
+void following::add_dropped(std::uint64_t count) {
+    std::scoped_lock const lock{m_mutex};
+    m_waiting.dropped += count;
 }
 
 bool following::has_handler() const {

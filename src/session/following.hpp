@@ -69,11 +69,17 @@ public:
     /// Never null.
     [[nodiscard]] std::shared_ptr<handlers const> get_handlers() const CORVEL_HUB_EXCLUDES(m_mutex);
 
+    /// Whether get_handlers() would return these, which the caller holds. Costs next to nothing.
+    [[nodiscard]] bool has(std::shared_ptr<handlers const> const& held) const;
+
     /// Adds changes, see waiting_changes::add().
     void add(
         followed_provider& provider,
         waiting_changes::loss_count losses,
         std::span<waiting_change> event) CORVEL_HUB_EXCLUDES(m_mutex);
+
+    /// Counts changes that nobody is called for.
+    void add_dropped(std::uint64_t count) CORVEL_HUB_EXCLUDES(m_mutex);
 
     /// Whether changes are wanted at all.
     [[nodiscard]] bool has_handler() const;
@@ -100,8 +106,29 @@ private:
 
     mutable std::mutex m_mutex;
     std::shared_ptr<handlers const> m_handlers CORVEL_HUB_GUARDED_BY(m_mutex);
+    std::atomic<handlers const*> m_latest_handlers; // m_handlers, for looks without the lock
     waiting m_waiting CORVEL_HUB_GUARDED_BY(m_mutex);
     bool m_is_closed CORVEL_HUB_GUARDED_BY(m_mutex) = false;
+};
+
+/// The handlers of what is followed, also after one of them has replaced them. One thread.
+class present_handlers {
+public:
+    explicit present_handlers(following const& wanted)
+        : m_wanted{wanted}
+        , m_held{wanted.get_handlers()} {}
+
+    /// Returns those for a call that begins now; valid until this is called again.
+    [[nodiscard]] following::handlers const& get() {
+        if (!m_wanted.has(m_held)) {
+            m_held = m_wanted.get_handlers();
+        }
+        return *m_held;
+    }
+
+private:
+    following const& m_wanted;
+    std::shared_ptr<following::handlers const> m_held;
 };
 
 } // namespace arvenhold::corvel::hub

@@ -78,6 +78,12 @@ std::size_t handler_queue::dispatch() {
     return count;
 }
 
+void handler_queue::wait_for_dispatch() {
+    if (m_dispatching != std::this_thread::get_id()) {
+        std::scoped_lock const lock{m_dispatch_mutex};
+    }
+}
+
 std::vector<handler_queue::handler> handler_queue::take_waiting() {
     std::scoped_lock const lock{m_mutex};
     std::uint64_t count = 0;

@@ -47,6 +47,9 @@ public:
     /// nothing to run.
     std::size_t dispatch() CORVEL_HUB_EXCLUDES(m_mutex, m_dispatch_mutex);
 
+    /// Waits for a dispatch() that is running on another thread.
+    void wait_for_dispatch() CORVEL_HUB_EXCLUDES(m_dispatch_mutex);
+
     /// Drops what waits; no handler begins any more.
     void close() CORVEL_HUB_EXCLUDES(m_mutex);
 

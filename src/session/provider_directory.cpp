@@ -47,7 +47,7 @@ std::shared_ptr<followed_provider> const& provider_directory::require(
     std::string const& identifier) {
     auto& provider = m_providers[identifier];
     if (!provider) {
-        provider = std::make_shared<followed_provider>(identifier);
+        provider = std::make_shared<followed_provider>(identifier, m_silence_limit);
         add_patterns(*provider);
     }
     return provider;

@@ -24,6 +24,10 @@ class provider_directory {
 public:
     using following_list = std::vector<std::shared_ptr<following>>;
 
+    /// @param silence_limit  See followed_provider.
+    explicit provider_directory(followed_provider::clock::duration silence_limit)
+        : m_silence_limit{silence_limit} {}
+
     /// The provider that is followed by name, and the place of its variable if that is, too.
     struct place {
         std::shared_ptr<followed_provider> provider; // null for patterns of providers
@@ -49,6 +53,8 @@ public:
         CORVEL_HUB_EXCLUDES(m_mutex);
 
 private:
+    followed_provider::clock::duration const m_silence_limit;
+
     mutable std::mutex m_mutex;
     std::map<std::string, std::shared_ptr<followed_provider>> m_providers
         CORVEL_HUB_GUARDED_BY(m_mutex);

@@ -146,6 +146,7 @@ void provider_session_impl::stop() {
     m_thread->join();
     end_operations();
     m_operations.join();
+    m_handlers.wait_for_dispatch();
 }
 
 // Called on the session's thread or after its end, then perhaps by several threads. The handlers go,
@@ -202,8 +203,14 @@ variable_slots& provider_session_impl::slots() {
 }
 
 void provider_session_impl::send_changes() {
-    if (!m_sending.exchange(true)) {
+    if (m_sending.exchange(true)) {
+        return;
+    }
+    try {
         post([this] { send(); });
+    } catch (...) {
+        m_sending = false; // or nothing would be sent any more
+        throw;
     }
 }
 
@@ -409,7 +416,7 @@ std::string provider_session_impl::find_refusal(
     if (m_slots.get_permissions(variable) == variable_permissions::read_only) {
         return "it is read-only";
     }
-    if (!m_slots.has_type_of(variable, value.index())) {
+    if (!m_slots.has_type(variable, value.index())) {
         return "it cannot have a value of type " + std::string{type_name_of(value)};
     }
     return handler ? "" : "it has no handler for write requests";

@@ -29,9 +29,8 @@ void update_cycle::set(
     if (&variable.session() != m_changes->session.get()) {
         throw std::logic_error{"the variable belongs to another session"};
     }
-    packed_value given{std::move(value)};
-    m_changes->session->slots().require_type(variable.m_position, given);
-    m_changes->list.push_back({variable.m_position, quality, m_changes->when, std::move(given)});
+    m_changes->list.push_back(
+        {variable.m_position, quality, m_changes->when, packed_value{std::move(value)}});
 }
 
 void update_cycle::record() {

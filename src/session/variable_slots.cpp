@@ -41,8 +41,8 @@ variable_slots::position variable_slots::add(
 }
 
 void variable_slots::freeze() {
-    m_paths = {};
     std::scoped_lock const lock{m_mutex};
+    m_paths = {};
     m_path_text.shrink_to_fit();
     m_slots.shrink_to_fit();
     auto changed = std::exchange(m_changed, {});
@@ -57,9 +57,9 @@ void variable_slots::keep_changes(position variable, std::size_t limit) {
 }
 
 void variable_slots::set(variable_change change) {
-    require_type(change.position, change.value);
     auto const variable = change.position;
     std::scoped_lock const lock{m_mutex};
+    require_type(change);
     record(std::move(change));
     mark_changed(variable);
 }
@@ -67,6 +67,9 @@ void variable_slots::set(variable_change change) {
 void variable_slots::set(change_block changes) {
     m_update_size.store(changes.size(), std::memory_order_relaxed);
     std::scoped_lock const lock{m_mutex};
+    for (auto const& change : changes) {
+        require_type(change);
+    }
     auto kept = changes.begin(); // before it those with a queue
     for (auto& change : changes) {
         auto const variable = change.position;
@@ -89,6 +92,14 @@ change_block variable_slots::make_block() const {
     change_block empty;
     empty.reserve(m_update_size.load(std::memory_order_relaxed));
     return empty;
+}
+
+void variable_slots::require_type(variable_change const& change) const {
+    if (change.value.index() != m_slots[change.position].type) {
+        throw std::invalid_argument{
+            "the variable \"" + std::string{path_of(change.position)}
+            + "\" cannot have a value of type " + std::string{type_name_of(change.value.get())}};
+    }
 }
 
 template <class Change>
@@ -150,13 +161,13 @@ void variable_slots::put_back(std::deque<change_block> const& blocks, std::size_
 
 std::vector<variable_state> variable_slots::get_states() {
     std::vector<variable_state> states;
-    states.reserve(m_slots.size());
     std::scoped_lock const lock{m_mutex};
+    states.reserve(m_slots.size());
     for (position variable = 0; variable < m_slots.size(); ++variable) {
         auto latest = m_slots[variable].as_change(variable);
         states.push_back(
             {std::string{path_of(variable)},
-             get_permissions(variable),
+             permissions_of(variable),
              latest.value.get(),
              latest.quality,
              latest.when});
@@ -193,6 +204,16 @@ std::string_view variable_slots::path_of(position variable) const {
 }
 
 variable_permissions variable_slots::get_permissions(position variable) const {
+    std::scoped_lock const lock{m_mutex};
+    return permissions_of(variable);
+}
+
+bool variable_slots::has_type(position variable, std::size_t type) const {
+    std::scoped_lock const lock{m_mutex};
+    return type == m_slots[variable].type;
+}
+
+variable_permissions variable_slots::permissions_of(position variable) const {
     return m_slots[variable].is_read_only ? variable_permissions::read_only
                                           : variable_permissions::read_write;
 }
@@ -209,19 +230,13 @@ std::uint64_t variable_slots::get_dropped_changes(position variable) {
 
 std::uint32_t variable_slots::get_content_hash() const {
     std::vector<variable_signature> signatures;
-    signatures.reserve(m_slots.size());
     std::scoped_lock const lock{m_mutex};
+    signatures.reserve(m_slots.size());
     for (position variable = 0; variable < m_slots.size(); ++variable) {
         signatures.emplace_back(
-            path_of(variable), m_slots[variable].type, get_permissions(variable));
+            path_of(variable), m_slots[variable].type, permissions_of(variable));
     }
     return content_hash(std::move(signatures));
-}
-
-void variable_slots::throw_type_error(position variable, packed_value const& value) const {
-    throw std::invalid_argument{
-        "the variable \"" + get_path(variable) + "\" cannot have a value of type "
-        + std::string{type_name_of(value.get())}};
 }
 
 } // namespace arvenhold::corvel::hub

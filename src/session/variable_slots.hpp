@@ -34,8 +34,7 @@ struct variable_state {
 /// The variables of a provider session: what the application has recorded and the session's thread
 /// has not sent yet. Outlives every connection.
 ///
-/// Variables are added on one thread, before any other operation is called on another one. All
-/// other operations may be called from any thread.
+/// Any thread. Nothing is added after freeze().
 ///
 /// `m_changed` lists the variables without a queue that have changed since the last take(), in the
 /// order of their first change; `m_backlog` has the changes of the others.
@@ -64,8 +63,10 @@ public:
     ///                                recorded.
     void set(variable_change change) CORVEL_HUB_EXCLUDES(m_mutex);
 
-    /// Records changes of one time, each of its variable's type, so that take() returns all or none
-    /// of them.
+    /// Records changes of one time, so that take() returns all or none of them.
+    ///
+    /// @throws std::invalid_argument  A value has another type than its variable. Nothing was
+    ///                                recorded.
     void set(change_block changes) CORVEL_HUB_EXCLUDES(m_mutex);
 
     /// Returns an empty block with room for as many changes as the latest update had: the next one
@@ -96,32 +97,23 @@ public:
     std::optional<position> find(std::string_view path) const CORVEL_HUB_EXCLUDES(m_mutex);
 
     std::string get_path(position variable) const CORVEL_HUB_EXCLUDES(m_mutex);
-    variable_permissions get_permissions(position variable) const;
+    variable_permissions get_permissions(position variable) const CORVEL_HUB_EXCLUDES(m_mutex);
+
+    /// @param type  The index of the alternative of variable_value.
+    bool has_type(position variable, std::size_t type) const CORVEL_HUB_EXCLUDES(m_mutex);
+
     variable_value get(position variable) CORVEL_HUB_EXCLUDES(m_mutex);
     std::uint64_t get_dropped_changes(position variable) CORVEL_HUB_EXCLUDES(m_mutex);
     std::uint32_t get_content_hash() const CORVEL_HUB_EXCLUDES(m_mutex);
 
-    /// @param type  The index of the alternative of variable_value.
-    bool has_type_of(position variable, std::size_t type) const {
-        return type == m_slots[variable].type;
-    }
-
-    /// @throws std::invalid_argument  The value has another type than the variable.
-    void require_type(position variable, packed_value const& value) const {
-        if (!has_type_of(variable, value.index())) {
-            throw_type_error(variable, value);
-        }
-    }
-
 private:
-    // As small as possible: there may be a hundred thousand. The type and the permissions are fixed
-    // when added, and read without the lock.
+    // As small as possible: there may be a hundred thousand.
     struct recorded {
         std::uint32_t path_begin; // in m_path_text; ends where the next one begins
         std::uint8_t quality;     // every variable_quality is below 256
         std::uint8_t type;
-        bool is_read_only;
-        bool is_changed : 1; // guarded, like has_queue and everything but what is fixed
+        bool is_read_only : 1;
+        bool is_changed : 1;
         bool has_queue : 1;
         timestamp when;
         packed_value value;
@@ -129,17 +121,18 @@ private:
         [[nodiscard]] variable_change as_change(position variable) const;
     };
 
-    std::unordered_set<std::string> m_paths; // empty once frozen
     std::atomic<std::size_t> m_update_size{0};
 
     mutable std::mutex m_mutex;
-    std::vector<recorded> m_slots;                          // see recorded
+    std::unordered_set<std::string> m_paths CORVEL_HUB_GUARDED_BY(m_mutex); // empty once frozen
+    std::vector<recorded> m_slots CORVEL_HUB_GUARDED_BY(m_mutex);
     std::string m_path_text CORVEL_HUB_GUARDED_BY(m_mutex); // all paths, one after the other
     std::vector<position> m_changed CORVEL_HUB_GUARDED_BY(m_mutex); // has room for all
     change_backlog m_backlog CORVEL_HUB_GUARDED_BY(m_mutex);
 
     std::string_view path_of(position variable) const CORVEL_HUB_REQUIRES(m_mutex);
-    [[noreturn]] void throw_type_error(position variable, packed_value const& value) const;
+    void require_type(variable_change const& change) const CORVEL_HUB_REQUIRES(m_mutex);
+    variable_permissions permissions_of(position variable) const CORVEL_HUB_REQUIRES(m_mutex);
     template <class Change>
     void record(Change&& change) CORVEL_HUB_REQUIRES(m_mutex);
     void mark_changed(position variable) CORVEL_HUB_REQUIRES(m_mutex);

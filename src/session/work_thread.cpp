@@ -12,7 +12,7 @@
 namespace arvenhold::corvel::hub {
 
 struct work_thread::queue {
-    using timed_work = std::map<std::pair<time_point, timer>, work>;
+    using timed_work = std::multimap<time_point, work>;
 
     std::atomic<std::thread::id> thread{}; // compared by is_current() on any thread
 
@@ -20,12 +20,11 @@ struct work_thread::queue {
     std::condition_variable changed;
     std::vector<work> posted CORVEL_HUB_GUARDED_BY(mutex);
     timed_work timed CORVEL_HUB_GUARDED_BY(mutex);
-    timer last_timer CORVEL_HUB_GUARDED_BY(mutex) = 0;
     bool closed CORVEL_HUB_GUARDED_BY(mutex) = false;  // nothing is accepted any more
     bool stopped CORVEL_HUB_GUARDED_BY(mutex) = false; // nothing begins any more
 
     bool has_due_timer() CORVEL_HUB_REQUIRES(mutex) {
-        return !timed.empty() && timed.begin()->first.first <= std::chrono::steady_clock::now();
+        return !timed.empty() && timed.begin()->first <= std::chrono::steady_clock::now();
     }
 
     // Waits until there is something to do. Not analysed: the wait releases the lock.
@@ -35,7 +34,7 @@ struct work_thread::queue {
             if (timed.empty()) {
                 changed.wait(lock);
             } else {
-                auto const when = timed.begin()->first.first; // may be cancelled meanwhile
+                auto const when = timed.begin()->first; // may be removed meanwhile
                 changed.wait_until(lock, when);
             }
         }
@@ -116,30 +115,16 @@ void work_thread::post(work task) {
     shared->changed.notify_one();
 }
 
-work_thread::timer work_thread::post_at(time_point when, work task) {
+void work_thread::post_at(time_point when, work task) {
     auto const shared = m_queue;
-    timer number = 0;
     {
         std::scoped_lock const lock{shared->mutex};
         if (shared->closed) {
-            return number;
-        }
-        number = ++shared->last_timer;
-        shared->timed.emplace(std::pair{when, number}, std::move(task));
-    }
-    shared->changed.notify_one();
-    return number;
-}
-
-void work_thread::cancel(timer cancelled) {
-    queue::timed_work removed; // destroyed without the lock
-    std::scoped_lock const lock{m_queue->mutex};
-    for (auto entry = m_queue->timed.begin(); entry != m_queue->timed.end(); ++entry) {
-        if (entry->first.second == cancelled) {
-            removed.insert(m_queue->timed.extract(entry));
             return;
         }
+        shared->timed.emplace(when, std::move(task));
     }
+    shared->changed.notify_one();
 }
 
 void work_thread::stop() {

@@ -27,7 +27,6 @@ class work_thread {
 public:
     using work = std::function<void()>;
     using time_point = std::chrono::steady_clock::time_point;
-    using timer = std::uint64_t;
 
     /// Does not start the thread.
     work_thread();
@@ -48,12 +47,7 @@ public:
     void post(work task);
 
     /// Adds work for a time. Dropped after stop().
-    ///
-    /// @return the number for cancel().
-    timer post_at(time_point when, work task);
-
-    /// Removes work for a time, unless it has begun.
-    void cancel(timer cancelled);
+    void post_at(time_point when, work task);
 
     /// Begins to end: what is running returns, nothing else begins.
     void stop();

@@ -4,26 +4,12 @@
 #include "session/write_watch.hpp"
 
 #include "session/deadline.hpp"
+#include "session/same_value.hpp"
 
 #include <algorithm>
-#include <cmath>
 #include <utility>
 
 namespace arvenhold::corvel::hub {
-
-namespace {
-
-// "Not a number" is equal to nothing, and yet a value that can be written and confirmed.
-bool is_same(variable_value const& one, variable_value const& other) {
-    auto const* const number = std::get_if<double>(&one);
-    auto const* const other_number = std::get_if<double>(&other);
-    if (number != nullptr && other_number != nullptr && std::isnan(*number)) {
-        return std::isnan(*other_number);
-    }
-    return one == other;
-}
-
-} // namespace
 
 write_watch::write_watch(std::string path, variable_value written)
     : m_path{std::move(path)}

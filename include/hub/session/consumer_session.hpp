@@ -56,13 +56,14 @@ private:
 /// does not matter whether it is set before or after the first values have arrived. From then on it
 /// is called with every change of a variable, and whenever its freshness changes: after the first
 /// values have been read, when the link or the provider is lost, and when the values have been read
-/// again. The freshness that it is called with is that of the moment of the call, so a
-/// value that has waited while the provider was lost comes as `stale`.
+/// again. The freshness that it is called with is that of the moment of the call; a value that
+/// change_queue::every() has kept while the provider was lost comes as `stale`.
 ///
 /// Handlers are called one after the other, with no lock held, on the session's thread or in
 /// consumer_session::dispatch(). They may call any operation, and may stop and destroy the session.
-/// A handler that does not return keeps the session from repairing itself, but not from marking
-/// values as stale. An exception that leaves a handler is reported as a diagnostic.
+/// A handler that does not return keeps the session from repairing itself; now() still finds values
+/// stale, at the latest at the limit for providers that hang, see consumer_session. An exception
+/// that leaves a handler is reported as a diagnostic.
 ///
 /// @par Ownership
 /// Copies refer to the same variables and may outlive the session, whose values are then stale.
@@ -213,7 +214,8 @@ enum class write_outcome : std::uint32_t {
 /// - after the time of session_settings::set_ping() if the server hangs or the network drops
 ///   packets; 6 s by default;
 /// - within 0.5 s if the connection to the provider becomes `faulted`;
-/// - 5.5 s after session_settings::set_probe_interval(), 35.5 s by default, if the provider hangs.
+/// - after session_settings::set_probe_interval(), connect_options::set_request_time_limit() and
+///   0.5 s, 35.5 s by default, if the provider hangs.
 ///
 /// Each provider has a connection of its own: one that hangs, faults or sends malformed messages
 /// disturbs no other.

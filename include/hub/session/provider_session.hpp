@@ -222,6 +222,9 @@ public:
     ///
     /// @param change  Called on this thread. If it throws, nothing is recorded.
     /// @param when    Time of all values.
+    ///
+    /// @throws std::invalid_argument  A value has another type than its variable. Nothing was
+    ///                                recorded.
     template <class Change>
     void update(Change&& change, timestamp when = std::chrono::system_clock::now()) {
         update_cycle cycle{m_impl, when};

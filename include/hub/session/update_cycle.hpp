@@ -44,11 +44,11 @@ public:
     /// Adds a change of a variable whose type is known only while the program runs.
     ///
     /// @param variable  A variable of the session.
-    /// @param value     The new value, of the variable's type.
+    /// @param value     The new value, of the variable's type. One of another type makes
+    ///                  `provider_session::update()` throw.
     /// @param quality   Its quality.
     ///
-    /// @throws std::logic_error       The variable belongs to no session, or to another one.
-    /// @throws std::invalid_argument  The value has another type.
+    /// @throws std::logic_error  The variable belongs to no session, or to another one.
     void set(
         any_variable_handle const& variable,
         variable_value value,

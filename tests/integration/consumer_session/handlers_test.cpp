@@ -3,12 +3,17 @@
 
 #include "exchange_with_session.hpp"
 
+#include <gmock/gmock.h>
+
 #include <poll.h>
 
 #include <future>
 #include <latch>
 #include <stdexcept>
+#include <string>
 #include <thread>
+#include <utility>
+#include <vector>
 
 namespace arvenhold::corvel::hub {
 
@@ -216,6 +221,135 @@ TEST_F(session_handlers, wait_for_dispatch_if_that_is_wanted) {
     }
 
     EXPECT_EQ(told.front(), std::pair(20.0, std::this_thread::get_id()));
+}
+
+// Handlers wait until the test lets them run.
+class dispatched_handlers : public exchange_with_session {
+protected:
+    dispatched_handlers() {
+        start_oven(77, 20.0);
+        hosted.start();
+    }
+
+    // Runs what has waited until there is nothing more.
+    void dispatch_all() {
+        pollfd readable{hosted.get_dispatch_descriptor(), POLLIN, 0};
+        while (::poll(&readable, 1, 0) == 1) {
+            hosted.dispatch();
+        }
+    }
+
+    // Publishes values, of which every one waits when this returns.
+    void let_wait(followed_variable<double> const& followed, std::vector<double> const& values) {
+        for (auto const value : values) {
+            publish_temperature(value);
+            ASSERT_TRUE(becomes_live(followed, value));
+        }
+        pollfd readable{hosted.get_dispatch_descriptor(), POLLIN, 0};
+        ASSERT_EQ(::poll(&readable, 1, 30'000), 1);
+    }
+
+    consumer_session hosted{
+        "hosted", access(), quick_settings().set_handlers_wait_for_dispatch(true)};
+};
+
+TEST_F(dispatched_handlers, hear_of_changes_after_others_were_removed_while_one_waited) {
+    auto followed = hosted.follow<double>("oven", "temperature");
+    followed.on_change([](auto const& /*now*/) {});
+    ASSERT_TRUE(becomes_live(followed, 20.0));
+    dispatch_all();
+    let_wait(followed, {21.0});
+    followed.on_change({});
+    dispatch_all();
+    std::vector<double> told;
+    followed.on_change([&](auto const& now) { told.push_back(now.value); });
+    ASSERT_TRUE(await([&] {
+        dispatch_all();
+        return !told.empty();
+    }));
+
+    let_wait(followed, {22.0});
+    dispatch_all();
+
+    EXPECT_THAT(told, testing::ElementsAre(21.0, 22.0));
+}
+
+TEST_F(dispatched_handlers, do_not_begin_after_one_has_stopped_the_session) {
+    auto followed = hosted.follow<double>("oven", "temperature", change_queue::every(10));
+    std::vector<double> told;
+    followed.on_change([&](auto const& now) {
+        hosted.stop();
+        told.push_back(now.value);
+    });
+    ASSERT_TRUE(becomes_live(followed, 20.0));
+    let_wait(followed, {21.0, 22.0});
+
+    dispatch_all();
+
+    EXPECT_THAT(told, testing::ElementsAre(20.0));
+    EXPECT_EQ(hosted.get_provider_status("oven").state, session_state::stopped);
+}
+
+TEST_F(dispatched_handlers, are_replaced_for_what_has_been_taken) {
+    auto followed = hosted.follow<double>("oven", "temperature", change_queue::every(10));
+    std::vector<std::string> told;
+    followed.on_change([&](auto const& /*now*/) {
+        told.emplace_back("first");
+        followed.on_change([&](auto const& /*next*/) { told.emplace_back("second"); });
+    });
+    ASSERT_TRUE(becomes_live(followed, 20.0));
+    let_wait(followed, {21.0, 22.0});
+
+    dispatch_all();
+
+    ASSERT_GE(told.size(), 3U);
+    EXPECT_EQ(told[0], "first");
+    EXPECT_EQ(told[1], "second");
+}
+
+TEST_F(dispatched_handlers, see_as_live_what_has_returned_before_they_run) {
+    auto followed = hosted.follow<double>("oven", "temperature");
+    recorded<shown> told;
+    followed.on_change([&](auto const& now) { told.add({now.value, now.freshness}); });
+    ASSERT_TRUE(becomes_live(followed, 20.0));
+    oven.reset();
+    ASSERT_TRUE(becomes_stale(followed));
+    start_oven(78, 22.0);
+    ASSERT_TRUE(becomes_live(followed, 22.0));
+
+    dispatch_all();
+
+    EXPECT_THAT(told.get(), testing::ElementsAre(shown{22.0, freshness::live}));
+}
+
+TEST_F(dispatched_handlers, hear_of_states_behind_the_changes_that_came_before) {
+    auto followed = hosted.follow<double>("oven", "temperature", change_queue::every(10));
+    std::vector<std::string> told;
+    followed.on_change([&](auto const& now) {
+        told.emplace_back(now.freshness == freshness::live ? "live" : "stale");
+    });
+    hosted.set_status_handler([&](auto const& provider, auto const& status) {
+        std::string const state = status.state == session_state::ready ? "ready" : "lost";
+        if (provider == "oven" && (told.empty() || told.back() != state)) {
+            told.push_back(state); // there are several reasons
+        }
+    });
+    auto const becomes = [&](session_state wanted) {
+        return await([&] { return hosted.get_provider_status("oven").state == wanted; });
+    };
+    ASSERT_TRUE(becomes(session_state::ready));
+    dispatch_all();
+    told.clear();
+    oven.reset();
+    ASSERT_TRUE(becomes(session_state::degraded));
+    start_oven(78, 22.0);
+    ASSERT_TRUE(becomes(session_state::ready));
+    ASSERT_TRUE(await([&] {
+        dispatch_all();
+        return !told.empty() && told.back() == "ready";
+    }));
+
+    EXPECT_THAT(told, testing::ElementsAre("stale", "lost", "live", "ready"));
 }
 
 TEST_F(session_handlers, are_told_the_states) {

@@ -164,6 +164,72 @@ TEST_F(played_providers, confirm_a_write_whose_event_overtakes_an_older_answer) 
     watcher.stop();
 }
 
+// As above, for the read that follows a silence.
+TEST_F(played_providers, show_what_came_last_if_an_event_overtakes_the_answer_to_a_probe) {
+    consumer_session watcher{
+        "watcher", access(), settings().set_probe_interval(std::chrono::milliseconds{100})};
+    auto const temperature = watcher.follow<double>("healthy", "temperature");
+    auto const note = watcher.follow<std::string>("healthy", "note");
+    std::atomic<bool> is_live{false};
+    std::atomic<int> answers_to_probes{0};
+    answer_reads("healthy", [&] {
+        auto const answer_at = [](double value, std::string const& text, std::int64_t second) {
+            return wire::read_reply(
+                fingerprint,
+                {wire::at({second, 0}, wire::item(1, value)),
+                 wire::at({second, 0}, wire::item(2, text))});
+        };
+        if (is_live && ++answers_to_probes == 1) {
+            hub.peer.publish(
+                "v1.loc.healthy.vars.evt.changed",
+                wire::change_event(
+                    fingerprint,
+                    {wire::at({1, 0}, wire::item(1, 70.0)),
+                     wire::at({1, 0}, wire::item(2, std::string{"changed"}))}));
+            EXPECT_TRUE(await([&] { return note.now().value == "changed"; }));
+            return answer_at(65.0, "none", 3);
+        }
+        return is_live ? answer_at(70.0, "changed", 1) : answer_at(60.0, "none", 2);
+    });
+    watcher.start();
+    ASSERT_TRUE(becomes(temperature, {60.0, freshness::live}));
+
+    is_live = true;
+
+    ASSERT_TRUE(await([&] { return answers_to_probes > 2; }));
+    EXPECT_TRUE(becomes(temperature, {70.0, freshness::live}));
+    watcher.stop();
+}
+
+TEST_F(played_providers, become_stale_by_their_silence_while_a_handler_is_busy) {
+    std::atomic<bool> answers{true};
+    hub.peer.on_message("v1.loc.healthy.vars.qry.read", [&](peer_message const& request) {
+        if (answers) {
+            hub.peer.publish(request.reply_subject, reply_with(20.0));
+        }
+    });
+    auto impatient = access();
+    impatient.options.set_request_time_limit(std::chrono::milliseconds{500});
+    std::latch is_called{1};
+    std::latch may_return{1};
+    consumer_session watcher{
+        "watcher", impatient, settings().set_probe_interval(std::chrono::milliseconds{100})};
+    auto temperature = watcher.follow<double>("healthy", "temperature");
+    temperature.on_change([&](auto const& /*now*/) {
+        is_called.count_down();
+        may_return.wait();
+        temperature.on_change({});
+    });
+    watcher.start();
+    is_called.wait();
+
+    answers = false;
+
+    EXPECT_TRUE(becomes(temperature, {20.0, freshness::stale}));
+    may_return.count_down();
+    watcher.stop();
+}
+
 TEST_F(played_providers, return_while_another_one_that_has_failed_does_not_answer) {
     std::atomic<int> odd_reads{0};
     recorded<std::string> unanswered;

@@ -3,8 +3,11 @@
 
 #include "oven_on_hub.hpp"
 
+#include <atomic>
 #include <future>
+#include <memory>
 #include <stdexcept>
+#include <string>
 #include <vector>
 
 namespace arvenhold::corvel::hub {
@@ -180,6 +183,26 @@ TEST_F(ended_oven, may_be_destroyed_at_any_time_while_values_are_set) {
             oven->wait_until_ready(std::chrono::milliseconds{100 * round});
         }
         oven.reset();
+        done = true;
+        setter.get();
+    }
+}
+
+TEST_F(ended_oven, may_be_set_while_it_declares_and_starts) {
+    for (int round = 0; round < 20; ++round) {
+        oven = std::make_unique<provider_session>("oven", access(), quick());
+        auto const changing = oven->declare<double>("temperature", 20.0);
+        std::atomic<bool> done{false};
+        auto setter = std::async(std::launch::async, [&] {
+            while (!done) {
+                changing.set(21.0);
+                oven->update([&](auto& cycle) { cycle.set(changing, 22.0); });
+            }
+        });
+        for (int zone = 0; zone < 100; ++zone) {
+            oven->declare<double>("zone/" + std::to_string(zone), 20.0);
+        }
+        oven->start();
         done = true;
         setter.get();
     }

@@ -4,7 +4,9 @@
 #include "session/followed_provider.hpp"
 
 #include <gmock/gmock.h>
+
 #include <gtest/gtest.h>
+#include <cmath>
 
 #include <tuple>
 
@@ -64,7 +66,7 @@ std::shared_ptr<following> follow_pattern(std::string const& paths, std::size_t 
 
 class oven : public testing::Test {
 protected:
-    followed_provider::adoption adopt(read_variables const& read) {
+    definition_change adopt(read_variables const& read) {
         return provider.adopt({}, read.all, provider.begin_reading());
     }
 
@@ -87,7 +89,7 @@ protected:
         return readings;
     }
 
-    followed_provider provider{"oven"};
+    followed_provider provider{"oven", seconds{35}};
     read_variables const first{77, {{4, "temperature", 20.0}, {5, "set_point", 60.0}}};
 };
 
@@ -115,7 +117,8 @@ TEST_F(oven, has_received_nothing_at_first) {
 TEST_F(oven, is_live_with_the_values_that_were_read) {
     auto const slot = provider.add(follow_path("temperature"));
 
-    EXPECT_TRUE(adopt(first).is_live);
+    adopt(first);
+    EXPECT_TRUE(provider.is_live());
 
     EXPECT_EQ(now(slot).value, variable_value{20.0});
     EXPECT_EQ(now(slot).when, noon);
@@ -130,7 +133,8 @@ TEST_F(oven, is_not_live_if_something_was_lost_while_it_was_read) {
     auto const begun = provider.begin_reading();
     provider.lose(after(seconds{1}));
 
-    EXPECT_FALSE(provider.adopt({}, first.all, begun).is_live);
+    provider.adopt({}, first.all, begun);
+    EXPECT_FALSE(provider.is_live());
 
     EXPECT_EQ(now(slot).freshness, freshness::never_received);
     EXPECT_FALSE(provider.is_live());
@@ -147,11 +151,13 @@ TEST_F(oven, keeps_a_stale_value_until_it_is_live_again) {
     first.update(4, 21.0);
     EXPECT_FALSE(provider.apply(nullptr, 77, {4}).value());
     EXPECT_FALSE(provider.refresh(nullptr));
-    EXPECT_FALSE(provider.adopt({}, first.all, begun).is_live);
+    provider.adopt({}, first.all, begun);
+    EXPECT_FALSE(provider.is_live());
     EXPECT_EQ(now(slot).value, variable_value{20.0});
     EXPECT_THAT(take(*wanted), IsEmpty());
 
-    EXPECT_TRUE(adopt(first).is_live);
+    adopt(first);
+    EXPECT_TRUE(provider.is_live());
     EXPECT_EQ(now(slot).value, variable_value{21.0});
 }
 
@@ -302,6 +308,31 @@ TEST_F(oven, coalesces_changes_to_the_latest_and_counts_them) {
     EXPECT_EQ(readings[0].skipped, 2);
 }
 
+TEST_F(oven, tells_of_a_change_after_one_that_nobody_was_called_for) {
+    auto const wanted = follow_path("temperature");
+    provider.add(wanted);
+    adopt(first);
+    following::waiting dropped;
+    wanted->take(dropped);
+    provider.drop_changes(dropped.changes.take_event(), *wanted);
+
+    first.update(4, 21.0);
+    provider.apply(nullptr, 77, {4});
+
+    EXPECT_THAT(take(*wanted), SizeIs(1));
+}
+
+TEST_F(oven, tells_of_no_change_when_it_is_read_again) {
+    auto const wanted = follow_path("temperature");
+    provider.add(wanted);
+    adopt(first);
+    first.update(4, std::nan(""));
+    provider.apply(nullptr, 77, {4});
+    take(*wanted);
+
+    EXPECT_FALSE(provider.refresh(nullptr));
+}
+
 TEST_F(oven, keeps_every_change_if_that_is_wanted) {
     auto const wanted = follow_path("temperature", 10);
     provider.add(wanted);
@@ -336,6 +367,33 @@ TEST_F(oven, shows_a_change_that_has_waited_during_a_loss_as_stale) {
     EXPECT_EQ(readings[1].value, variable_value{20.0});
     EXPECT_EQ(readings[2].freshness, freshness::live); // the return
     EXPECT_EQ(readings[2].value, variable_value{30.0});
+}
+
+TEST_F(oven, becomes_stale_when_it_is_silent_for_too_long) {
+    auto const slot = provider.add(follow_path("temperature"));
+    adopt(first);
+    auto const active_at = provider.get_active_at();
+
+    EXPECT_FALSE(provider.lose_if_silent(active_at + seconds{35}));
+    EXPECT_TRUE(provider.is_live());
+
+    EXPECT_TRUE(provider.lose_if_silent(active_at + seconds{40}));
+    auto const now = provider.get_reading(slot, active_at + seconds{40});
+    EXPECT_EQ(now.freshness, freshness::stale);
+    EXPECT_EQ(now.stale_for, seconds{5});
+    EXPECT_FALSE(provider.lose_if_silent(active_at + seconds{50})) << "again";
+}
+
+TEST_F(oven, shows_life_by_events_and_answers) {
+    adopt(first);
+    auto const adopted_at = provider.get_active_at();
+
+    provider.apply(nullptr, 77, {});
+    auto const changed_at = provider.get_active_at();
+    provider.refresh(nullptr);
+
+    EXPECT_GT(changed_at, adopted_at);
+    EXPECT_GT(provider.get_active_at(), changed_at);
 }
 
 TEST_F(oven, finds_variables_by_pattern) {
@@ -378,12 +436,12 @@ TEST_F(oven, follows_paths_to_other_ids) {
     provider.lose(after(seconds{7}));
     read_variables const swapped{78, {{4, "set_point", 61.0}, {5, "temperature", 21.0}}};
 
-    auto const adoption = adopt(swapped);
+    auto const change = adopt(swapped);
     swapped.update(5, 22.0);
     provider.apply(nullptr, 78, {5});
 
     EXPECT_EQ(now(slot).value, variable_value{22.0});
-    EXPECT_THAT(adoption.change.vanished, IsEmpty());
+    EXPECT_THAT(change.vanished, IsEmpty());
 }
 
 TEST_F(oven, reports_a_variable_that_has_vanished_once_and_keeps_its_value_as_stale) {
@@ -392,8 +450,8 @@ TEST_F(oven, reports_a_variable_that_has_vanished_once_and_keeps_its_value_as_st
     provider.lose(after(seconds{7}));
     read_variables const without{78, {{9, "set_point", 61.0}}};
 
-    EXPECT_THAT(adopt(without).change.vanished, ElementsAre("temperature"));
-    EXPECT_THAT(adopt(without).change.vanished, IsEmpty());
+    EXPECT_THAT(adopt(without).vanished, ElementsAre("temperature"));
+    EXPECT_THAT(adopt(without).vanished, IsEmpty());
 
     EXPECT_TRUE(provider.is_live());
     EXPECT_EQ(now(slot).freshness, freshness::stale);
@@ -404,13 +462,13 @@ TEST_F(oven, reports_a_variable_that_has_vanished_once_and_keeps_its_value_as_st
 TEST_F(oven, reports_a_named_variable_that_was_never_there) {
     provider.add(follow_path("pressure"));
 
-    EXPECT_THAT(adopt(first).change.vanished, ElementsAre("pressure"));
+    EXPECT_THAT(adopt(first).vanished, ElementsAre("pressure"));
 }
 
 TEST_F(oven, reports_a_named_variable_of_another_type_and_does_not_show_it) {
     auto const slot = provider.add(follow_path("temperature"));
 
-    auto const change = adopt(read_variables{78, {{4, "temperature", true}}}).change;
+    auto const change = adopt(read_variables{78, {{4, "temperature", true}}});
 
     ASSERT_THAT(change.changed_types, SizeIs(1));
     EXPECT_EQ(change.changed_types[0].path, "temperature");
@@ -425,7 +483,7 @@ TEST_F(oven, reports_a_new_type_of_a_variable_that_a_pattern_has_found_and_shows
     adopt(read_variables{77, {{4, "temperature", 20.0}}});
     provider.lose(after(seconds{7}));
 
-    auto const change = adopt(read_variables{78, {{4, "temperature", true}}}).change;
+    auto const change = adopt(read_variables{78, {{4, "temperature", true}}});
 
     ASSERT_THAT(change.changed_types, SizeIs(1));
     EXPECT_EQ(change.changed_types[0].wanted, 1);
@@ -442,8 +500,8 @@ TEST_F(oven, reports_a_new_type_once_if_something_is_lost_while_it_is_read) {
     auto const begun = provider.begin_reading();
     provider.lose(after(seconds{7}));
 
-    EXPECT_THAT(provider.adopt({}, changed.all, begun).change.changed_types, SizeIs(1));
-    EXPECT_THAT(adopt(changed).change.changed_types, IsEmpty());
+    EXPECT_THAT(provider.adopt({}, changed.all, begun).changed_types, SizeIs(1));
+    EXPECT_THAT(adopt(changed).changed_types, IsEmpty());
 }
 
 TEST_F(oven, keeps_the_path_but_not_the_definition_of_a_variable_that_has_vanished) {
@@ -473,6 +531,28 @@ TEST_F(oven, never_shows_what_is_being_written) {
     first.update(5, 70.0); // what the provider answers
     provider.end_write(nullptr, 5);
     EXPECT_EQ(now(slot).value, variable_value{70.0});
+}
+
+TEST_F(oven, counts_the_changes_that_a_write_has_hidden) {
+    auto const every = follow_path("set_point", 10);
+    auto const latest = follow_path("set_point");
+    provider.add(every);
+    provider.add(latest);
+    adopt(first);
+    take(*every);
+    take(*latest);
+    provider.begin_write(5, nullptr);
+    for (int event = 0; event < 3; ++event) {
+        provider.apply(nullptr, 77, {5});
+    }
+
+    provider.end_write(nullptr, 5);
+
+    following::waiting waiting;
+    every->take(waiting);
+    EXPECT_EQ(waiting.changes.size(), 1U);
+    EXPECT_EQ(waiting.dropped, 2U);
+    EXPECT_EQ(take(*latest).front().skipped, 2U);
 }
 
 TEST_F(oven, does_not_take_the_local_copy_for_a_confirmation) {

@@ -18,7 +18,7 @@ using testing::IsEmpty;
 following::interest const everything{path_pattern{"**"}, path_pattern{"**"}, std::nullopt};
 
 void add(following& wanted, std::vector<std::uint32_t> const& slots) {
-    static followed_provider oven{"oven"};
+    static followed_provider oven{"oven", std::chrono::hours{1}};
     std::vector<waiting_change> event(slots.size());
     for (std::size_t position = 0; position < slots.size(); ++position) {
         event[position].slot = slots[position];

@@ -117,6 +117,16 @@ TEST_F(two_slots, refuse_another_type_in_words) {
     EXPECT_EQ(slots.get(mode), variable_value{std::string{"idle"}});
 }
 
+TEST_F(two_slots, record_nothing_of_changes_of_which_one_has_another_type) {
+    change_block const changes{
+        {speed, good, at_one, packed_value{2.0}}, {mode, good, at_one, packed_value{3.0}}};
+
+    EXPECT_THROW(slots.set(changes), std::invalid_argument);
+
+    EXPECT_THAT(slots.take(), IsEmpty());
+    EXPECT_EQ(slots.get(speed), variable_value{1.5});
+}
+
 TEST_F(two_slots, give_a_quality_with_the_latest_value) {
     slots.set_quality(speed, variable_quality::bad, at_one);
 

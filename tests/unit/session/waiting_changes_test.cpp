@@ -35,8 +35,8 @@ protected:
         return found;
     }
 
-    followed_provider oven{"oven"};
-    followed_provider mill{"mill"};
+    followed_provider oven{"oven", std::chrono::hours{1}};
+    followed_provider mill{"mill", std::chrono::hours{1}};
     waiting_changes waiting;
 };
 

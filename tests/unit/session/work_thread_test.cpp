@@ -71,17 +71,6 @@ TEST_F(running_thread, runs_timed_work_in_the_order_of_the_times) {
     EXPECT_GE(steady_clock::now(), now + std::chrono::milliseconds{20});
 }
 
-TEST_F(running_thread, leaves_out_cancelled_work) {
-    std::promise<void> done;
-    auto const soon = steady_clock::now() + std::chrono::milliseconds{10};
-    auto const cancelled = thread.post_at(soon, [&] { ran.push_back(1); });
-    thread.post_at(soon, [&] { done.set_value(); });
-    thread.cancel(cancelled);
-    done.get_future().wait();
-
-    EXPECT_THAT(ran, IsEmpty());
-}
-
 TEST_F(running_thread, begins_nothing_after_stop_not_even_of_what_was_posted_together) {
     std::latch posted{1};
     thread.post([&] { posted.wait(); });
