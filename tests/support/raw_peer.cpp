@@ -65,7 +65,7 @@ peer_message peer_inbox::take(std::chrono::milliseconds limit) {
     return *message;
 }
 
-std::size_t peer_inbox::waiting() const {
+std::uint64_t peer_inbox::waiting() const {
     std::uint64_t count = 0;
     require(natsSubscription_QueuedMsgs(m_subscription, &count), "count messages");
     return count;

@@ -9,7 +9,7 @@
 #include "dev_hub/nats_handles.hpp"
 
 #include <chrono>
-#include <cstddef>
+#include <cstdint>
 #include <functional>
 #include <list>
 #include <mutex>
@@ -54,7 +54,7 @@ public:
     peer_message take(std::chrono::milliseconds limit = patience);
 
     /// The number of messages that have arrived and were not taken.
-    [[nodiscard]] std::size_t waiting() const;
+    [[nodiscard]] std::uint64_t waiting() const;
 
 private:
     natsSubscription* m_subscription;

@@ -197,7 +197,7 @@ std::string printable(std::string_view text) {
     return shown;
 }
 
-std::string make_count_text(std::size_t count, std::string const& thing) {
+std::string make_count_text(std::uint64_t count, std::string const& thing) {
     return std::to_string(count) + ' ' + thing + (count == 1 ? "" : "s");
 }
 

@@ -11,6 +11,7 @@
 
 #include <atomic>
 #include <cstddef>
+#include <cstdint>
 #include <mutex>
 #include <string>
 #include <string_view>
@@ -126,6 +127,6 @@ private:
 [[nodiscard]] std::string printable(std::string_view text);
 
 /// "1 variable", "2 variables".
-[[nodiscard]] std::string make_count_text(std::size_t count, std::string const& thing);
+[[nodiscard]] std::string make_count_text(std::uint64_t count, std::string const& thing);
 
 } // namespace arvenhold::corvel::hub::ctl

@@ -117,8 +117,9 @@ void recording_file::remove_unfinished_row() {
     auto end = m_size;
     while (end > 0) {
         auto const begin = end - std::min<std::uint64_t>(end, part.size());
+        // What is read behind `end` has been searched before.
         auto const size =
-            ::pread(m_descriptor, part.data(), end - begin, static_cast<off_t>(begin));
+            ::pread(m_descriptor, part.data(), part.size(), static_cast<off_t>(begin));
         auto const found =
             part.rfind('\n', static_cast<std::size_t>(std::max<ssize_t>(size, 1)) - 1);
         if (found != std::string::npos) {

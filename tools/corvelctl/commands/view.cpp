@@ -28,7 +28,7 @@ namespace {
 
 constexpr std::size_t queue_limit = 100'000; // half a second at 200,000 changes a second
 constexpr std::uint16_t default_port = 4290;
-constexpr std::size_t default_history = 64'000'000;
+constexpr std::uint64_t default_history = 64'000'000;
 constexpr std::chrono::milliseconds confirmation_limit{2000};
 
 struct view_options {
@@ -37,7 +37,7 @@ struct view_options {
     std::uint16_t port = default_port;
     std::string password_file;
     std::string public_url;
-    std::size_t history = default_history;
+    std::uint64_t history = default_history;
     bool allow_writes = false;
     bool demo = false;
 };

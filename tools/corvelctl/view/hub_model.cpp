@@ -91,7 +91,7 @@ std::string describe_difference(known_definition const& before, known_definition
 
 } // namespace
 
-hub_model::hub_model(std::size_t most_history_bytes)
+hub_model::hub_model(std::uint64_t most_history_bytes)
     : m_history{most_history_bytes} {}
 
 // -- what the hub reports -------------------------------------------------------------------------

@@ -42,7 +42,7 @@ class hub_model final : public hub_receiver {
 public:
     static constexpr std::size_t most_events = 1000;
 
-    explicit hub_model(std::size_t most_history_bytes);
+    explicit hub_model(std::uint64_t most_history_bytes);
 
     // -- what the hub reports ---------------------------------------------------------------------
 

@@ -6,6 +6,7 @@
 #include <algorithm>
 #include <bit>
 #include <chrono>
+#include <iterator>
 #include <type_traits>
 #include <utility>
 #include <variant>
@@ -37,7 +38,7 @@ variable_value cut(variable_value value) {
 
 } // namespace
 
-value_history::value_history(std::size_t most_bytes)
+value_history::value_history(std::uint64_t most_bytes)
     : m_limit{most_bytes} {}
 
 void value_history::add(
@@ -109,7 +110,8 @@ history_point value_history::decode(sample const& stored) const {
         case 2:
             return number;
         case text_type:
-            return m_texts[stored.bits - m_first_text];
+            return *std::next(
+                m_texts.begin(), static_cast<std::ptrdiff_t>(stored.bits - m_first_text));
         case 4:
             return timestamp{std::chrono::nanoseconds{number}};
         default:
@@ -144,15 +146,17 @@ std::vector<value_history::found_samples> value_history::collect(query const& wa
             places[wanted.variables[place]] = &found[place];
         }
     }
-    auto const begin =
-        wanted.after.has_value() && *wanted.after > m_first ? *wanted.after - m_first : 0;
-    for (auto position = begin; position < m_samples.size(); ++position) {
-        auto const& one = m_samples[position];
-        auto* const of_variable = places[one.variable];
-        if (of_variable == nullptr || one.time > wanted.to) {
+    auto const skipped = std::min<std::uint64_t>(
+        m_samples.size(), std::max(wanted.after.value_or(0), m_first) - m_first);
+    auto const begin = m_samples.begin();
+    for (auto one = std::next(begin, static_cast<std::ptrdiff_t>(skipped)); one != m_samples.end();
+         ++one) {
+        auto* const of_variable = places[one->variable];
+        if (of_variable == nullptr || one->time > wanted.to) {
             continue;
         }
-        if (one.time < wanted.from) {
+        auto const position = static_cast<std::size_t>(one - begin);
+        if (one->time < wanted.from) {
             of_variable->before = position;
         } else {
             of_variable->inside.push_back(position);
@@ -232,7 +236,7 @@ std::size_t value_history::get_size_in_bytes() const {
     return m_samples.size() * sizeof(sample) + m_texts.size() * sizeof(std::string) + m_text_bytes;
 }
 
-std::size_t value_history::get_limit_in_bytes() const {
+std::uint64_t value_history::get_limit_in_bytes() const {
     return m_limit;
 }
 

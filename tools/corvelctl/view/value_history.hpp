@@ -50,7 +50,7 @@ public:
         std::size_t most = 0; ///< Points of each variable; those that show extremes are kept.
     };
 
-    explicit value_history(std::size_t most_bytes);
+    explicit value_history(std::uint64_t most_bytes);
 
     /// Adds a value. One that is equal to the variable's latest one, with the same status, adds
     /// nothing.
@@ -75,7 +75,7 @@ public:
 
     [[nodiscard]] std::size_t get_size_in_bytes() const;
 
-    [[nodiscard]] std::size_t get_limit_in_bytes() const;
+    [[nodiscard]] std::uint64_t get_limit_in_bytes() const;
 
     [[nodiscard]] std::size_t get_sample_count() const;
 
@@ -111,7 +111,7 @@ private:
         positions& kept, positions const& all, std::size_t begin, std::size_t end) const;
     [[nodiscard]] double get_number(std::size_t position) const;
 
-    std::size_t const m_limit;
+    std::uint64_t const m_limit;
     std::uint64_t m_first = 0; // sequence number of the oldest sample
     std::deque<sample> m_samples;
     std::uint64_t m_first_text = 0;
