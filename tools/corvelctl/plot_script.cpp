@@ -110,14 +110,18 @@ void plot_data::begin(timestamp when) {
 
 void plot_data::add(
     names const& variable, timestamp when, double value, bool is_bool, bool is_good) {
+    if (!std::isfinite(value)) {
+        extend(when);
+        add_gap(variable);
+        return;
+    }
     auto& series = m_series[variable];
     series.has_steps = is_bool;
     auto time = std::max(when, m_earliest);
     if (!series.points.empty()) {
         time = std::max(time, series.points.back().when);
     }
-    auto const is_number = std::isfinite(value);
-    series.points.push_back({time, is_number ? std::optional{value} : std::nullopt, is_good});
+    series.points.push_back({time, value, is_good});
     m_begin = m_begin.value_or(time);
     extend(time);
     ++m_values;

@@ -37,6 +37,7 @@ public:
     /// Begins a recording: what is older is drawn at this time.
     void begin(timestamp when);
 
+    /// Adds a value; a gap if it is not finite.
     void add(names const& variable, timestamp when, double value, bool is_bool, bool is_good);
 
     /// The variable is not known until its next value.

@@ -4,14 +4,14 @@
 #include "corvelctl/recording_reader.hpp"
 
 #include "corvelctl/csv_rows.hpp"
-#include "corvelctl/given_change.hpp"
+#include "corvelctl/json_rows.hpp"
 #include "corvelctl/recording_file.hpp"
 #include "corvelctl/time_text.hpp"
 #include "corvelctl/value_text.hpp"
 #include "corvelctl/variable_text.hpp"
-#include <hub/names.hpp>
 
 #include <algorithm>
+#include <cstdlib>
 #include <set>
 #include <string_view>
 #include <system_error>
@@ -25,15 +25,17 @@ failure make_failure(std::string const& text) {
     return {exit_code::usage, text};
 }
 
-variable_value make_zero(std::string const& type) {
-    auto const& zeros = get_zeros();
-    auto const* const found = std::find_if(zeros.begin(), zeros.end(), [&type](auto const& zero) {
-        return type_name_of(zero) == type;
-    });
-    if (found == zeros.end()) {
-        throw make_failure("no type \"" + type + '"');
+std::size_t require_type(std::string const& name) {
+    for (std::size_t index = 0; index < get_zeros().size(); ++index) {
+        if (get_type_name(index) == name) {
+            return index;
+        }
     }
-    return *found;
+    throw make_failure("there is no type \"" + name + '"');
+}
+
+variable_value make_zero(std::string const& type) {
+    return get_zeros().at(require_type(type));
 }
 
 timestamp require_time(std::string const& text) {
@@ -44,53 +46,74 @@ timestamp require_time(std::string const& text) {
     return *when;
 }
 
-row_kind kind_of_event(std::string_view event) {
-    if (event == "lost" || event == "stale") {
-        return row_kind::loss;
+// Leaves the row as it is if a later version has written an event of its own.
+void read_event(recorded_row& row, std::string_view name) {
+    for (auto const event :
+         {provider_event::here,
+          provider_event::lost,
+          provider_event::stale,
+          provider_event::back,
+          provider_event::definition_changed}) {
+        if (name_of(event) == name) {
+            row.kind = row_kind::event;
+            row.event = event;
+        }
     }
-    return event == "here" || event == "back" ? row_kind::recovery : row_kind::other;
 }
 
-std::vector<ctl::defined_variable> read_variables(nlohmann::json const& rows) {
-    std::vector<ctl::defined_variable> variables;
-    for (auto const& one : rows) {
-        variables.push_back(
-            {one.at("path").get<std::string>(),
-             make_zero(one.at("data_type").get<std::string>()),
+known_definition read_definition(nlohmann::json const& variables) {
+    known_definition definition;
+    for (auto const& one : variables) {
+        definition.variables.push_back(
+            {one.value("id", variable_id{0}),
+             one.at("path").get<std::string>(),
+             require_type(one.at("data_type").get<std::string>()),
              one.at("access").get<std::string>() == "read-write"
                  ? variable_permissions::read_write
                  : variable_permissions::read_only});
     }
-    return variables;
+    return definition;
 }
 
-recorded_row read_value(nlohmann::json const& object) {
+variable_quality require_quality(std::string const& name) {
+    auto const quality = parse_quality(name);
+    if (!quality.has_value()) {
+        throw make_failure('"' + name + "\" is no quality");
+    }
+    return *quality;
+}
+
+void read_value(recorded_row& row, nlohmann::json const& object) {
     auto const zero = make_zero(object.at("data_type").get<std::string>());
-    auto change = parse_change(object, zero);
-    recorded_row row{row_kind::value};
+    row.kind = row_kind::value;
     row.path = object.at("path").get<std::string>();
-    row.value = std::move(change.value).value_or(zero);
-    row.quality = change.quality;
+    row.value = parse_object(object, zero).value;
+    row.quality = require_quality(object.value("quality", "good"));
     row.is_live = object.value("freshness", "live") == "live";
-    return row;
 }
 
 recorded_row read_object(nlohmann::json const& object) {
     auto const type = object.at("type").get<std::string>();
     recorded_row row;
+    row.when = require_time(object.at("time").get<std::string>());
+    row.provider = object.value("provider", "");
     if (type == "value") {
-        row = read_value(object);
+        read_value(row, object);
+    } else if (type == "recording") {
+        row.kind = row_kind::beginning;
     } else if (type == "definition") {
         row.kind = row_kind::definition;
-        row.variables = read_variables(object.at("variables"));
+        row.definition = read_definition(object.at("variables"));
     } else if (type == "provider_event") {
-        row.kind = kind_of_event(object.at("event").get<std::string>());
+        read_event(row, object.at("event").get<std::string>());
+        row.text = object.value("text", "");
+    } else if (type == "dropped") {
+        row.kind = row_kind::dropped;
+        row.count = object.at("count").get<std::uint64_t>();
     } else if (type == "gap") {
         row.kind = row_kind::gap;
         row.from = require_time(object.at("from").get<std::string>());
     }
-    row.provider = object.value("provider", "");
-    row.when = require_time(object.at("time").get<std::string>());
     return row;
 }
 
@@ -118,15 +141,52 @@ std::vector<std::string> split(std::string const& text) {
     return fields;
 }
 
-variable_quality require_quality(std::string const& name) {
-    auto const quality = parse_quality(name);
-    if (!quality.has_value()) {
-        throw make_failure('"' + name + "\" is no quality");
+// The columns of CSV.
+enum field {
+    time,
+    event,
+    provider,
+    path,
+    data_type,
+    value,
+    quality,
+    text,
+    count
+};
+
+// A row of CSV about something else than a value.
+void read_happening(recorded_row& row, std::vector<std::string> const& fields) {
+    constexpr std::string_view of_provider = "provider_";
+    constexpr std::string_view from = "from ";
+    std::string_view const kind = fields[event];
+    if (kind == "recording") {
+        row.kind = row_kind::beginning;
+    } else if (kind == "definition") {
+        row.kind = row_kind::definition;
+    } else if (kind.starts_with(of_provider)) {
+        read_event(row, kind.substr(of_provider.size()));
+        row.text = fields[text];
+    } else if (kind == "dropped") {
+        row.kind = row_kind::dropped;
+        row.count = std::strtoull(fields[text].c_str(), nullptr, 10);
+    } else if (kind == "gap" && fields[text].starts_with(from)) {
+        row.kind = row_kind::gap;
+        row.from = require_time(fields[text].substr(from.size()));
     }
-    return *quality;
 }
 
 } // namespace
+
+any_reading make_reading(recorded_row const& row) {
+    any_reading reading;
+    reading.provider = row.provider;
+    reading.path = row.path;
+    reading.value = row.value;
+    reading.quality = row.quality;
+    reading.when = row.when;
+    reading.freshness = row.is_live ? freshness::live : freshness::stale;
+    return reading;
+}
 
 recorded_row parse_json_row(std::string const& line) {
     try {
@@ -136,41 +196,30 @@ recorded_row parse_json_row(std::string const& line) {
     }
 }
 
-recorded_row parse_csv_row(std::string const& text) {
-    enum field {
-        time,
-        event,
-        provider,
-        path,
-        data_type,
-        value,
-        quality,
-        why,
-        count
-    };
-    auto const fields = split(text);
+recorded_row parse_csv_row(std::string const& line) {
+    auto const fields = split(line);
     if (fields.size() != count) {
         throw make_failure("this is no row that record has written");
     }
     recorded_row row;
     row.when = require_time(fields[time]);
     row.provider = fields[provider];
-    auto const& kind = fields[event];
-    constexpr std::string_view of_provider = "provider_";
-    constexpr std::string_view from = "from ";
-    if (kind == "value" || kind == "stale") {
-        row.kind = row_kind::value;
-        row.path = fields[path];
-        row.value = parse_value(fields[value], make_zero(fields[data_type])).value;
-        row.is_live = kind == "value";
-        row.quality = row.is_live ? require_quality(fields[quality]) : variable_quality::bad;
-    } else if (kind.starts_with(of_provider)) {
-        row.kind = kind_of_event(std::string_view{kind}.substr(of_provider.size()));
-    } else if (kind == "gap" && fields[why].starts_with(from)) {
-        row.kind = row_kind::gap;
-        row.from = require_time(fields[why].substr(from.size()));
+    row.is_live = fields[event] != "stale";
+    if (fields[event] != "value" && row.is_live) {
+        read_happening(row, fields);
+        return row;
     }
+    row.kind = row_kind::value;
+    row.path = fields[path];
+    row.value = parse_value(fields[value], make_zero(fields[data_type])).value;
+    row.quality = require_quality(fields[quality]);
     return row;
+}
+
+bool is_recording(std::string const& word) {
+    return word.ends_with(".jsonl") || word.ends_with(".csv")
+        || (word.find_first_of("./") != std::string::npos
+            && std::filesystem::is_regular_file(word));
 }
 
 std::vector<std::filesystem::path> find_recording(std::filesystem::path const& file) {
@@ -286,10 +335,11 @@ std::map<std::string, std::vector<ctl::defined_variable>> collect_definitions(
         }
     };
     while (auto row = recording.read_definition()) {
-        for (auto& variable : row->variables) {
-            add(row->provider, std::move(variable));
-        }
-        if (row->kind == row_kind::value) {
+        if (row->definition.has_value()) {
+            for (auto const& one : row->definition->variables) {
+                add(row->provider, {one.path, get_zeros().at(one.type), one.permissions});
+            }
+        } else if (row->kind == row_kind::value) {
             add(row->provider, {row->path, std::move(row->value)});
         }
     }

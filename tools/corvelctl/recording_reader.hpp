@@ -6,6 +6,7 @@
 #pragma once
 
 #include "corvelctl/definition_file.hpp"
+#include "corvelctl/followed_hub.hpp"
 #include <hub/common.hpp>
 
 #include <cstdint>
@@ -19,25 +20,33 @@
 namespace arvenhold::corvel::hub::ctl {
 
 enum class row_kind {
+    beginning,  ///< The first row of a file.
+    definition, ///< A provider has these variables.
     value,      ///< A variable has this value.
-    loss,       ///< The values of a provider are not known to be current from now on.
-    recovery,   ///< All values of a provider were read before this row.
+    event,      ///< Something has happened to a provider.
+    dropped,    ///< Some changes are missing.
     gap,        ///< Nothing was recorded between `from` and `when`.
-    definition, ///< Only of JSON Lines.
     other,
 };
 
 struct recorded_row {
     row_kind kind = row_kind::other;
+    timestamp when =
+        {}; ///< By the provider's clock for values, else by that of the recording computer.
+    timestamp from = {}; ///< Of a gap.
     std::string provider = {};
     std::string path = {};
     variable_value value = {};
-    variable_quality quality = variable_quality::good; ///< `bad` for a value that was stale.
+    variable_quality quality = variable_quality::good; ///< Also of a stale value: the one it had.
     bool is_live = true;                               ///< Whether the value was not stale.
-    timestamp when = {};
-    timestamp from = {};
-    std::vector<ctl::defined_variable> variables = {}; ///< Of a definition.
+    provider_event event = provider_event::here;
+    std::string text = {};                           ///< Why an event has happened, in plain words.
+    std::uint64_t count = 0;                         ///< Of dropped changes.
+    std::optional<known_definition> definition = {}; ///< Nothing in CSV, which does not contain it.
 };
+
+/// Returns the value of a row as a session reports it.
+[[nodiscard]] any_reading make_reading(recorded_row const& row);
 
 /// Reads a line of JSON.
 ///
@@ -48,6 +57,10 @@ struct recorded_row {
 ///
 /// @throws failure  It is no row of a recording.
 [[nodiscard]] recorded_row parse_csv_row(std::string const& text);
+
+/// Whether a word names a recording, not a provider: it ends with .jsonl or .csv, or there is such a
+/// file, and the word contains a . or a /.
+[[nodiscard]] bool is_recording(std::string const& word);
 
 /// Returns FILE.1, FILE.2 and so on, as far as they are there, and FILE: one recording.
 [[nodiscard]] std::vector<std::filesystem::path> find_recording(std::filesystem::path const& file);

@@ -189,9 +189,9 @@ void supervisor::handle_signal(int number) {
         }
         m_signal = get_code(number);
     }
+    end_soon(get_code(number)); // first, so that the command may give itself more time
     m_changed.notify_all();
     m_asked.raise();
-    end_soon(get_code(number));
 }
 
 void supervisor::end_for_time() {

@@ -58,7 +58,8 @@ public:
     void last_until_signal();
 
     /// Ends the program with this code unless it has ended by itself in 2 s: a session may wait for
-    /// the network much longer, and a reader of the output forever. The first call counts.
+    /// the network much longer, and a reader of the output forever. The first call counts; set_time()
+    /// changes the 2 s afterwards.
     void end_soon(exit_code code);
 
     /// Returns a descriptor that is readable once a signal asks the program to end. For polling.

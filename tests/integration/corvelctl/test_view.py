@@ -239,24 +239,27 @@ class Showing(FollowingTest):
             one["text"] for one in stream.events if one["kind"] == "write"])
 
     def test_shows_a_recording(self):
-        provider = self.start_provider()
-        recording = self.folder / "odd.jsonl"
-        process = self.start("record", "odd", "-o", recording)
-        self.wait_for(lambda: recording.exists() and "flags/on" in recording.read_text(encoding="utf-8"), "rows")
-        self.kill(provider)
-        self.wait_for(lambda: '"lost"' in recording.read_text(encoding="utf-8"), "the loss")
-        self.interrupt(process)
-        _, stream = self.open(recording)
-        stream.read()
-        self.assertEqual(stream.about["recording"]["file"], "odd.jsonl")
-        self.assertLess(stream.about["recording"]["from"], stream.about["recording"]["to"])
-        self.assertEqual(stream.value("texts/plain"), "ä")
-        self.assertEqual(stream.value("times/span"), "0.25s")
-        self.assertIn("lost", self.kinds(stream))
+        for name in ("odd.jsonl", "odd.csv"):
+            provider = self.start_provider()
+            recording = self.folder / name
+            process = self.start("record", "odd", "-o", recording)
+            self.wait_for(lambda: recording.exists() and b"flags/on" in recording.read_bytes(), "rows")
+            self.kill(provider)
+            self.wait_for(lambda: b"lost" in recording.read_bytes(), "the loss")
+            self.interrupt(process)
+            _, stream = self.open(recording)
+            stream.read()
+            self.assertEqual(stream.about["recording"]["file"], name)
+            self.assertLess(stream.about["recording"]["from"], stream.about["recording"]["to"])
+            self.assertEqual(stream.value("texts/plain"), "ä")
+            self.assertEqual(stream.value("times/span"), "0.25s")
+            self.assertIn("lost", self.kinds(stream))
 
     def test_names_the_row_that_is_none_of_a_recording(self):
-        path = self.write_file("wrong.jsonl", '{"type": "value"}\n')
+        path = self.write_file("wrong.jsonl", '{"type": "recording"}\n')
         self.assertIn("wrong.jsonl:1:", self.expect(2, "view", path, "--port", "0").errors)
+        path.write_text('{"type": "value"}\n', encoding="utf-8")
+        self.assertIn("wrong.jsonl is no recording", self.expect(2, "view", path, "--port", "0").errors)
 
 
 class Demonstrating(FollowingTest):

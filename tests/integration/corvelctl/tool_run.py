@@ -113,7 +113,8 @@ class ToolTest(unittest.TestCase):
         process = subprocess.Popen(
             [TOOL, *map(str, arguments)], env=self.environment,
             stdin=options.pop("stdin", subprocess.DEVNULL), stdout=options.pop("stdout", subprocess.PIPE),
-            stderr=subprocess.PIPE, text=True, encoding="utf-8", errors="surrogateescape", **options)
+            stderr=options.pop("stderr", subprocess.PIPE), text=True, encoding="utf-8",
+            errors="surrogateescape", **options)
         self.addCleanup(self.end, process)
         return process
 

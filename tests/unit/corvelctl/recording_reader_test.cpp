@@ -29,6 +29,8 @@ struct row_case {
     row_kind kind;
     variable_value value = false;
     variable_quality quality = variable_quality::good;
+    bool is_live = true;
+    provider_event event = provider_event::here;
 };
 
 TEST(recording_reader, reads_both_formats_alike) {
@@ -42,7 +44,8 @@ TEST(recording_reader, reads_both_formats_alike) {
          R"("value_text":"9007199254740993","quality":"good","freshness":"stale")",
          row_kind::value,
          std::int64_t{9007199254740993},
-         variable_quality::bad},
+         variable_quality::good,
+         false},
         {"value,p,a,duration,0.25s,uncertain,",
          R"("type":"value","provider":"p","path":"a","data_type":"duration","value":"0.25s",)"
          R"("quality":"uncertain")",
@@ -54,18 +57,36 @@ TEST(recording_reader, reads_both_formats_alike) {
          row_kind::value,
          std::string{"a,\n\"b\""}},
         {"provider_lost,p,,,,,why",
-         R"("type":"provider_event","provider":"p","event":"lost")",
-         row_kind::loss},
+         R"("type":"provider_event","provider":"p","event":"lost","text":"why")",
+         row_kind::event,
+         false,
+         variable_quality::good,
+         true,
+         provider_event::lost},
         {"provider_stale,p,,,,,",
          R"("type":"provider_event","provider":"p","event":"stale")",
-         row_kind::loss},
+         row_kind::event,
+         false,
+         variable_quality::good,
+         true,
+         provider_event::stale},
         {"provider_back,p,,,,,",
          R"("type":"provider_event","provider":"p","event":"back")",
-         row_kind::recovery},
+         row_kind::event,
+         false,
+         variable_quality::good,
+         true,
+         provider_event::back},
         {"gap,,,,,,from 1970-01-01T00:00:01Z",
          R"("type":"gap","from":"1970-01-01T00:00:01Z")",
          row_kind::gap},
-        {"dropped,,,,,,5", R"("type":"dropped","count":5)", row_kind::other},
+        {"dropped,,,,,,5", R"("type":"dropped","count":5)", row_kind::dropped},
+        {"recording,,,,,,paths **",
+         R"("type":"recording","providers":[],"paths":"**")",
+         row_kind::beginning},
+        {"provider_tired,p,,,,,",
+         R"("type":"provider_event","provider":"p","event":"tired")",
+         row_kind::other},
     };
     for (auto const& one : cases) {
         for (auto const& row :
@@ -73,10 +94,31 @@ TEST(recording_reader, reads_both_formats_alike) {
             EXPECT_EQ(row.kind, one.kind) << one.csv;
             EXPECT_EQ(row.value, one.value) << one.csv;
             EXPECT_EQ(row.quality, one.quality) << one.csv;
+            EXPECT_EQ(row.is_live, one.is_live) << one.csv;
+            EXPECT_EQ(row.event, one.event) << one.csv;
+            EXPECT_EQ(row.text, one.event == provider_event::lost ? "why" : "") << one.csv;
+            EXPECT_EQ(row.count, one.kind == row_kind::dropped ? 5U : 0U) << one.csv;
             EXPECT_EQ(row.when, timestamp{2s}) << one.csv;
             EXPECT_EQ(row.from, one.kind == row_kind::gap ? timestamp{1s} : timestamp{}) << one.csv;
         }
     }
+}
+
+TEST(recording_reader, reads_definitions_of_json_only) {
+    auto const row = parse_json_row(
+        make_json(R"("type":"definition","provider":"p","fingerprint":"0x1","variables":[)"
+                  R"({"path":"a","id":7,"data_type":"duration","access":"read-write"}])"));
+    EXPECT_EQ(row.kind, row_kind::definition);
+    ASSERT_TRUE(row.definition.has_value());
+    ASSERT_THAT(row.definition->variables, testing::SizeIs(1));
+    auto const& variable = row.definition->variables.front();
+    EXPECT_EQ(variable.path, "a");
+    EXPECT_EQ(variable.id, 7U);
+    EXPECT_EQ(variable.type, variable_value{std::chrono::nanoseconds{}}.index());
+    EXPECT_EQ(variable.permissions, variable_permissions::read_write);
+    auto const of_csv = parse_csv_row(make_csv("definition,p,,,,,fingerprint 0x1"));
+    EXPECT_EQ(of_csv.kind, row_kind::definition);
+    EXPECT_FALSE(of_csv.definition.has_value());
 }
 
 TEST(recording_reader, refuses_what_is_no_row) {

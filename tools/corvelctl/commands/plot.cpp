@@ -7,6 +7,7 @@
 #include "corvelctl/gnuplot_run.hpp"
 #include "corvelctl/path_selection.hpp"
 #include "corvelctl/plot_script.hpp"
+#include "corvelctl/recording_reader.hpp"
 #include "corvelctl/time_text.hpp"
 #include "corvelctl/user_files.hpp"
 #include "corvelctl/value_text.hpp"
@@ -16,7 +17,6 @@
 #include <chrono>
 #include <ctime>
 #include <filesystem>
-#include <fstream>
 #include <optional>
 #include <variant>
 #include <vector>
@@ -29,7 +29,8 @@ using clock = supervisor::clock;
 using words = std::vector<std::string>;
 
 constexpr std::size_t most_series = 16;
-constexpr std::chrono::seconds patience_with_file{60};
+constexpr std::chrono::seconds drawing_time{60};
+constexpr std::chrono::seconds time_to_end{2};
 
 struct plot_options {
     std::string source;
@@ -93,76 +94,47 @@ void draw(tool& with, plot_options const& given, plot_data const& data) {
     }
 }
 
-// -- a recording --------------------------------------------------------------------------------------
-
-std::string get_text(nlohmann::json const& row, char const* key) {
-    auto const found = row.find(key);
-    return found != row.end() && found->is_string() ? found->get<std::string>() : std::string{};
-}
-
-std::optional<double> read_measure(nlohmann::json const& row) {
-    auto const value = row.value("value", nlohmann::json{});
-    if (value.is_boolean()) {
-        return value.get<bool>() ? 1.0 : 0.0;
+void add_value(plot_data& data, words const& wanted, any_reading const& shown) {
+    if (!is_wanted(wanted, shown.path)) {
+        return;
     }
-    if (value.is_number()) {
-        return value.get<double>();
-    }
-    if (value.is_string() && get_text(row, "data_type") == "duration") {
-        auto const parsed = parse_span(value.get<std::string>());
-        return parsed ? find_measure(parsed->span) : std::nullopt;
-    }
-    return std::nullopt;
-}
-
-void read_value(plot_data& data, nlohmann::json const& row, timestamp when) {
-    plot_data::names const names{get_text(row, "provider"), get_text(row, "path")};
-    auto const value = read_measure(row);
-    if (get_text(row, "freshness") != "live" || !value.has_value()) {
+    plot_data::names const names{shown.provider, shown.path};
+    auto const number = find_measure(shown.value);
+    if (!number.has_value() || shown.freshness != freshness::live) {
         data.add_gap(names);
         return;
     }
-    auto const is_bool = get_text(row, "data_type") == "bool";
-    data.add(names, when, *value, is_bool, get_text(row, "quality") == "good");
+    auto const is_bool = std::holds_alternative<bool>(shown.value);
+    data.add(names, shown.when, *number, is_bool, shown.quality == variable_quality::good);
 }
 
-void read_row(plot_data& data, words const& wanted, nlohmann::json const& row) {
-    auto const type = get_text(row, "type");
-    auto const when = parse_time(get_text(row, "time"));
-    if (!when.has_value()) {
-        return;
-    }
-    if (type == "recording" || type == "definition" || type == "provider_event") {
-        data.begin(*when);
-    } else if (type == "gap") {
-        data.add_gap(*when);
-    } else if (type == "value" && is_wanted(wanted, get_text(row, "path"))) {
-        read_value(data, row, *when);
-    } else if (type != "value") {
-        data.extend(*when);
+// -- a recording --------------------------------------------------------------------------------------
+
+void add_row(plot_data& data, words const& wanted, recorded_row const& row) {
+    switch (row.kind) {
+    case row_kind::value:
+        add_value(data, wanted, make_reading(row));
+        break;
+    case row_kind::beginning:
+    case row_kind::definition:
+    case row_kind::event:
+        data.begin(row.when);
+        break;
+    case row_kind::gap:
+        data.extend(row.from);
+        data.add_gap(row.when);
+        break;
+    case row_kind::dropped:
+    case row_kind::other:
+        data.extend(row.when);
     }
 }
 
 plot_data read_recording(std::string const& name, words const& wanted) {
-    std::ifstream file{name};
-    if (!file) {
-        throw failure{exit_code::not_found, "cannot read " + name, "check its name"};
-    }
+    recording_reader recording{find_recording(name)};
     plot_data data;
-    std::string line;
-    for (std::size_t number = 1; std::getline(file, line); ++number) {
-        auto const row = nlohmann::json::parse(line, nullptr, false);
-        auto const is_row = row.is_object() && row.contains("type");
-        if (!is_row && !file.eof()) { // the last row may be written just now
-            throw failure{
-                exit_code::usage,
-                name + " is no recording as JSON Lines: line " + std::to_string(number)
-                    + " is something else",
-                "make one: corvelctl record boiler -o boiler.jsonl"};
-        }
-        if (is_row) {
-            read_row(data, wanted, row);
-        }
+    while (auto const row = recording.read()) {
+        add_row(data, wanted, *row);
     }
     return data;
 }
@@ -181,18 +153,7 @@ public:
 
     void receive_values(std::vector<any_reading> const& now) override {
         for (auto const& reading : now) {
-            auto const number = find_measure(reading.value);
-            if (!number.has_value() || !is_wanted(m_options.wanted, reading.path)) {
-                continue;
-            }
-            plot_data::names const names{reading.provider, reading.path};
-            if (reading.freshness == freshness::live) {
-                auto const is_bool = std::holds_alternative<bool>(reading.value);
-                auto const is_good = reading.quality == variable_quality::good;
-                m_data.add(names, reading.when, *number, is_bool, is_good);
-            } else {
-                m_data.add_gap(names);
-            }
+            add_value(m_data, m_options.wanted, reading);
         }
     }
 
@@ -210,22 +171,30 @@ public:
     }
 
     void finish_round(clock::time_point now) override {
+        constexpr std::chrono::milliseconds interval{500};
         if (now >= m_end) {
             finish();
+        } else if (now >= m_next_progress) {
+            m_next_progress = now + interval;
+            auto const left = std::chrono::ceil<std::chrono::seconds>(m_end - now);
+            m_tool.out.show_progress(
+                make_count_text(m_data.count_values(), "value") + ", " + make_readable(left)
+                + " left");
         }
     }
 
     [[nodiscard]] std::optional<clock::time_point> get_next_time() const override {
-        return m_end;
+        return std::min(m_end, m_next_progress);
     }
 
     [[nodiscard]] bool is_done() const override {
         return m_is_drawn;
     }
 
-    /// Draws what there is, once.
+    /// Draws what there is, once, also after a signal.
     void finish() {
         if (!std::exchange(m_is_drawn, true)) {
+            m_tool.guard.set_time(drawing_time);
             m_data.extend(std::chrono::system_clock::now());
             draw(m_tool, m_options, m_data);
         }
@@ -235,6 +204,7 @@ private:
     tool& m_tool;
     plot_options const& m_options;
     clock::time_point const m_end;
+    clock::time_point m_next_progress{};
     plot_data m_data;
     bool m_is_drawn = false;
 };
@@ -250,19 +220,17 @@ exit_code plot_live(tool& with, plot_options const& given) {
     followed_hub hub{with, selected, change_queue::every(queue_limit), receiver};
     auto const code = hub.run(std::nullopt);
     receiver.finish();
+    with.guard.set_time(time_to_end);
     return code;
 }
 
 exit_code plot(tool& with, plot_options const& given) {
     static_cast<void>(find_format(given.file));
     require_gnuplot();
-    auto const is_file = given.source.find('/') != std::string::npos
-                      || given.source.ends_with(".jsonl")
-                      || std::filesystem::is_regular_file(given.source);
-    if (!is_file) {
+    if (!is_recording(given.source)) {
         return plot_live(with, given);
     }
-    with.guard.set_time(with.options.timeout.value_or(patience_with_file));
+    with.guard.set_time(with.options.timeout.value_or(drawing_time));
     with.guard.set_step("drawing " + given.source);
     draw(with, given, read_recording(given.source, given.wanted));
     return exit_code::done;
@@ -275,7 +243,9 @@ void add_plot(command_line& line) {
     auto& command = line.add("plot", "Draw values over time in a picture", options, &plot);
     command
         .add_option(
-            "FILE|PROVIDER", options->source, "Recording in JSON Lines, or provider to follow")
+            "FILE|PROVIDER",
+            options->source,
+            "Recording, with FILE.1 and so on before it, or provider to follow")
         ->required();
     command.add_option("PATH", options->wanted, "A path, or a pattern with * and **; all if none");
     command
@@ -289,8 +259,8 @@ void add_plot(command_line& line) {
         [options = options.get()](auto span) { options->span = span; },
         "How long a provider is followed; 10s");
     command.footer(
-        "A word is a recording if it contains a / or ends with .jsonl, or if there is such "
-        "a file. Ctrl-C\ndraws what there is. gnuplot must be installed.\n\n"
+        "A word is a recording if it ends with .jsonl or .csv, or if there is such a file and it "
+        "contains a .\nor a /. Ctrl-C draws what there is. gnuplot must be installed.\n\n"
         "Examples:\n"
         "  corvelctl plot boiler.jsonl -o boiler.png\n"
         "  corvelctl plot boiler pressure_bar pump_running --for 30s -o boiler.svg");

@@ -47,6 +47,11 @@ struct placed_row {
     recorded_row row;
 };
 
+bool is_loss(recorded_row const& row) {
+    return row.kind == row_kind::event
+        && (row.event == provider_event::lost || row.event == provider_event::stale);
+}
+
 // The rows of some providers with their places. What was read again after an outage is placed at its
 // end, which the recording says only behind these rows.
 class placed_rows {
@@ -95,7 +100,7 @@ private:
             auto const to = row.when;
             m_placed.push_back({m_pace.place(from), std::move(row)});
             m_pace.place(to);
-        } else if (row.kind == row_kind::loss) {
+        } else if (is_loss(row)) {
             m_held.try_emplace(row.provider);
             auto const when = row.when;
             m_placed.push_back({m_pace.place(when), std::move(row)});
@@ -121,7 +126,7 @@ private:
     }
 
     void release(recorded_row const& row) {
-        if (row.kind != row_kind::recovery) {
+        if (row.kind != row_kind::event || row.event == provider_event::definition_changed) {
             return;
         }
         auto held = m_held.extract(row.provider);
@@ -271,7 +276,7 @@ private:
             return;
         }
         ++m_values;
-        variable.set(row.value, row.quality, when);
+        variable.set(row.value, row.is_live ? row.quality : variable_quality::bad, when);
     }
 
     output& m_output;

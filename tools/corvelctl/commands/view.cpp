@@ -6,6 +6,7 @@
 #include "corvelctl/dev_hub_run.hpp"
 #include "corvelctl/failures.hpp"
 #include "corvelctl/followed_hub.hpp"
+#include "corvelctl/recording_reader.hpp"
 #include "corvelctl/user_files.hpp"
 #include "corvelctl/value_text.hpp"
 #include "corvelctl/view/hub_model.hpp"
@@ -20,7 +21,6 @@
 #include <chrono>
 #include <filesystem>
 #include <optional>
-#include <string_view>
 
 namespace arvenhold::corvel::hub::ctl {
 
@@ -41,13 +41,6 @@ struct view_options {
     bool allow_writes = false;
     bool demo = false;
 };
-
-// A recording is named by its path; a provider's name looks otherwise.
-bool is_recording(view_options const& given) {
-    auto const& words = given.selection.words;
-    return words.size() == 1 && words.front().find_first_of("./") != std::string::npos
-        && std::filesystem::is_regular_file(words.front());
-}
 
 std::string get_machine_name() {
     constexpr std::size_t longest = 256;
@@ -254,7 +247,9 @@ exit_code view(tool& with, view_options const& given) {
     if (given.demo) {
         return view_demo(with, given);
     }
-    return is_recording(given) ? view_recording(with, given) : view_hub(with, given);
+    auto const& words = given.selection.words;
+    return words.size() == 1 && is_recording(words.front()) ? view_recording(with, given)
+                                                            : view_hub(with, given);
 }
 
 void add_address(CLI::App& command, view_options& options) {

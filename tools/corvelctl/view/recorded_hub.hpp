@@ -17,11 +17,11 @@ struct recorded_span {
     std::int64_t to = 0;
 };
 
-/// Reads what `record` has written as JSON Lines.
+/// Reads what `record` has written: FILE.1, FILE.2 and so on, and FILE.
 ///
 /// @return the times of the first and the last row.
 ///
-/// @throws failure  The file cannot be read, or a row is none of a recording.
+/// @throws failure  A file cannot be read, or a row is none of a recording.
 [[nodiscard]] recorded_span load_recording(std::filesystem::path const& path, hub_model& into);
 
 } // namespace arvenhold::corvel::hub::ctl
