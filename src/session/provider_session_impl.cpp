@@ -12,7 +12,6 @@
 #include <hub/names.hpp>
 
 #include <algorithm>
-#include <deque>
 #include <random>
 #include <span>
 #include <stdexcept>
@@ -52,6 +51,14 @@ void report_dropped_writes(std::string const& identifier) {
         diagnostic_severity::error,
         identifier,
         identifier + ": dropped a write command, because 10,000 write requests are waiting");
+}
+
+// Counts what was sent also if the rest fails.
+void publish_block(
+    registered_provider& to, std::span<variable_change const> block, std::size_t& sent) {
+    while (sent < block.size()) {
+        sent += to.publish_event(block.subspan(sent));
+    }
 }
 
 } // namespace
@@ -150,12 +157,23 @@ void provider_session_impl::stop() {
 }
 
 // Called on the session's thread or after its end, then perhaps by several threads. The handlers go,
-// because they may hold handles, which hold this object.
+// because they may hold handles, which hold this object. The last work holds it only if there is a
+// provider: without one, the operation thread may never have been started.
 void provider_session_impl::end_operations() {
     std::shared_ptr<called_functions const> dropped; // destroyed without the lock
     std::scoped_lock const lock{m_life_mutex};
     dropped = std::move(m_called);
-    m_operations.finish([ended = std::move(m_provider)]() mutable { ended.reset(); });
+    if (!m_provider) {
+        m_operations.finish([] {});
+        return;
+    }
+    m_operations.finish([self = shared_from_this(), ended = std::move(m_provider)]() mutable {
+        try {
+            self->publish_changes(*ended);
+        } catch (std::exception const&) { // the hub is gone, and nobody waits for its return
+        }
+        ended.reset();
+    });
 }
 
 bool provider_session_impl::is_stopped() {
@@ -356,22 +374,24 @@ void provider_session_impl::send() {
         return;
     }
     m_sending = false;
-    std::deque<change_block> blocks; // what is left of them
-    std::size_t sent = 0;            // of the first one
     try {
-        for (blocks = m_slots.take(); !blocks.empty(); blocks.pop_front(), sent = 0) {
-            send(blocks.front(), sent);
-        }
+        publish_changes(*m_provider);
     } catch (std::exception const& error) {
-        m_slots.put_back(blocks, sent);
         replace({session_reason::sending_failed, plain_text(error.what(), m_access.client_secret)});
     }
 }
 
-// Counts what was sent also if the rest fails.
-void provider_session_impl::send(std::span<variable_change const> block, std::size_t& sent) {
-    while (sent < block.size()) {
-        sent += m_provider->publish_event(block.subspan(sent));
+// What could not be sent is there for the next registration.
+void provider_session_impl::publish_changes(registered_provider& to) {
+    auto blocks = m_slots.take(); // what is left of them
+    std::size_t sent = 0;         // of the first one
+    try {
+        for (; !blocks.empty(); blocks.pop_front(), sent = 0) {
+            publish_block(to, blocks.front(), sent);
+        }
+    } catch (...) {
+        m_slots.put_back(blocks, sent);
+        throw;
     }
 }
 

@@ -153,7 +153,8 @@ private:
     void lose_link(registration_number number);
     void watch(registration_number number);
     void send();
-    void send(std::span<variable_change const> block, std::size_t& sent);
+    /// Also called on the operation thread, once the session's thread has nothing to send to.
+    void publish_changes(registered_provider& to);
     void receive_writes(
         registration_number number, std::vector<registered_provider::write> const& writes);
     void receive_write(registered_provider::write const& write, timestamp when);

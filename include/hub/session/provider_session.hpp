@@ -197,13 +197,16 @@ public:
     /// @throws std::system_error  The system has no thread left. Nothing was started.
     void start();
 
-    /// Ends the session for good. No handler begins once this has returned.
+    /// Ends the session for good. No handler begins once this has returned. If the session is ready,
+    /// everything that was set before is sent first; otherwise, or if the link breaks meanwhile, it is
+    /// not sent.
     ///
     /// @par Blocking
     /// Waits for a handler that is running on the session's thread, and for the end of the
-    /// connection, which usually takes milliseconds: up to 0.5 s for unsent data; while the session
-    /// connects, up to 7 s for a server and a token endpoint that hang. Called from a handler on the
-    /// session's thread it waits for nothing; the session ends when the handler has returned.
+    /// connection, which usually takes milliseconds: up to 0.5 s for unsent data; up to the write
+    /// deadline if a server hangs and the data exceeds the buffers of the connection; while the
+    /// session connects, up to 7 s for a server and a token endpoint that hang. Called from a handler
+    /// on the session's thread it waits for nothing; the session ends when the handler has returned.
     void stop();
 
     /// Waits until the session is ready.

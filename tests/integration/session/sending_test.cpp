@@ -5,12 +5,15 @@
 
 #include <poll.h>
 
+#include <future>
 #include <stdexcept>
 
 namespace arvenhold::corvel::hub {
 
 namespace {
 
+using testing::AnyOf;
+using testing::Contains;
 using testing::ElementsAre;
 using testing::IsEmpty;
 using testing::SizeIs;
@@ -104,6 +107,51 @@ TEST_F(oven_events, carry_changes_of_different_times_apart) {
     EXPECT_EQ(first.items.at(0).value, variable_value{22.0});
     EXPECT_EQ(second.when, as_sent(at_one));
     EXPECT_EQ(second.items.at(0).value, variable_value{true});
+}
+
+TEST_F(oven_events, carry_what_was_set_just_before_the_stop) {
+    constexpr int count = 100;
+    auto const temperature = oven->declare<double>("temperature", 20.0);
+    auto const door = oven->declare<bool>("door", false);
+    oven->keep_changes(temperature.as_any(), count);
+    start();
+
+    for (int change = 1; change <= count; ++change) {
+        temperature.set(1.0 * change);
+    }
+    door.set(true);
+    oven->stop();
+
+    auto const values = take_values(count + 1);
+    EXPECT_THAT(values, Contains(variable_value{1.0}));
+    EXPECT_THAT(values, Contains(variable_value{double{count}}));
+    EXPECT_THAT(values, Contains(variable_value{true}));
+}
+
+TEST_F(oven_events, carry_what_a_handler_has_set_before_it_stops_the_session) {
+    auto const temperature = oven->declare<double>("temperature", 20.0);
+    oven->set_status_handler([&](session_status const& status) {
+        if (status.state == session_state::ready) {
+            temperature.set(22.0);
+            oven->stop();
+            temperature.set(23.0);
+        }
+    });
+    oven->start();
+
+    EXPECT_THAT(take_values(1), ElementsAre(AnyOf(variable_value{22.0}, variable_value{23.0})));
+}
+
+TEST_F(oven_events, are_not_waited_for_by_a_stop_without_a_server) {
+    auto const temperature = oven->declare<double>("temperature", 20.0);
+    start();
+    hub.get_nats_server().freeze();
+    temperature.set(22.0);
+
+    auto stopped = std::async(std::launch::async, [this] { oven->stop(); });
+
+    EXPECT_EQ(stopped.wait_for(patience), std::future_status::ready);
+    hub.get_nats_server().thaw();
 }
 
 TEST_F(oven_events, carry_a_quality_alone_with_the_latest_value) {
