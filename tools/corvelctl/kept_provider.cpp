@@ -232,6 +232,12 @@ void finish_providers(tool& with, kept_providers const& all, exit_code code) {
     std::uint64_t dropped = 0;
     for (auto const& one : all) {
         dropped += one->count_dropped_changes();
+        auto const status = one->get_session().get_status();
+        if (status.state != session_state::ready) {
+            with.out.warn(
+                "provider " + one->get_name()
+                + " ends during an outage, so its latest values are not sent: " + status.text);
+        }
     }
     if (dropped > 0) {
         with.out.warn(

@@ -116,7 +116,8 @@ std::optional<exit_code> register_providers(
 /// Returns what is readable when something happens to a provider, or a signal has come.
 [[nodiscard]] std::vector<int> get_descriptors(tool& with, kept_providers const& all);
 
-/// Warns how many changes were dropped, and ends the program soon, see supervisor::end_soon().
+/// Warns how many changes were dropped, and which providers cannot send their latest values, and ends
+/// the program soon, see supervisor::end_soon(). The sessions send what they have when they end.
 void finish_providers(tool& with, kept_providers const& all, exit_code code);
 
 } // namespace arvenhold::corvel::hub::ctl

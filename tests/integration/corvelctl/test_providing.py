@@ -126,6 +126,26 @@ class Providing(FollowingTest):
         self.assertEqual((shown["value"], shown["quality"]), (13, "bad"))
         self.assertEqual(self.finish(process).code, 0)
 
+    def test_publishes_the_last_values_before_it_ends(self):
+        for round in range(5):
+            process = self.provide("--stdin")
+            watch = self.start("watch", "kiln", "-j")
+            self.read_json_until(watch, type="provider_event", event="here")
+            self.tell(process, {"path": "batch", "value": 100 + round}, {"path": "note", "value": "last"})
+            self.assertEqual(self.finish(process).code, 0)
+            rows = self.read_json_until(watch, path="note", value="last")
+            self.assertIn(100 + round, [one["value"] for one in rows if one.get("path") == "batch"])
+            self.interrupt(watch)
+            self.wait_for_names()
+
+    def test_says_that_the_last_values_are_not_sent_without_the_hub(self):
+        process = self.provide("--stdin")
+        self.hub.fault("nats-down", "1s")
+        self.wait_for_state(process, "degraded")
+        self.tell(process, {"path": "note", "value": "last"})
+        self.assertIn("its latest values are not sent", self.finish(process).errors)
+        self.wait_for(lambda: self.run_tool("providers").code == 0, "the hub's return")
+
     def test_goes_on_after_lines_that_it_cannot_use(self):
         process = self.provide("--stdin")
         self.tell(process, "no json", {"path": "temperatures", "value": 1}, {"path": "batch"}, "",

@@ -4,6 +4,7 @@
 """What the tests of corvelctl share: a development hub for each test program, and runs of the tool
 whose output is checked for secrets."""
 
+import contextlib
 import json
 import os
 import pathlib
@@ -11,6 +12,7 @@ import shutil
 import signal
 import subprocess
 import tempfile
+import threading
 import time
 import unittest
 
@@ -37,6 +39,17 @@ def parse_objects(text):
     for one in found:
         jsonschema.validate(one, SCHEMA)
     return found
+
+
+@contextlib.contextmanager
+def limited(process):
+    """Kills a process that does not write in time what the test reads."""
+    timer = threading.Timer(PATIENCE, process.kill)
+    timer.start()
+    try:
+        yield
+    finally:
+        timer.cancel()
 
 
 class Result:
@@ -151,10 +164,11 @@ class ToolTest(unittest.TestCase):
     def read_until(self, process, text):
         """The lines of a running tool up to the first one with the text."""
         lines = []
-        while not lines or text not in lines[-1]:
-            line = process.stdout.readline()
-            self.assertTrue(line, f"ended without '{text}': {lines}")
-            lines.append(line)
+        with limited(process):
+            while not lines or text not in lines[-1]:
+                line = process.stdout.readline()
+                self.assertTrue(line, f"ended without '{text}': {lines}")
+                lines.append(line)
         return lines
 
     def tell(self, process, *lines):
@@ -215,10 +229,11 @@ class FollowingTest(HubTest):
     def read_json_until(self, process, **wanted):
         """The objects of a running tool up to the first one with these keys."""
         shown = []
-        while not shown or any(shown[-1].get(key) != value for key, value in wanted.items()):
-            line = process.stdout.readline()
-            self.assertTrue(line, f"ended without {wanted}: {shown[-5:]}")
-            shown += parse_objects(line)
+        with limited(process):
+            while not shown or any(shown[-1].get(key) != value for key, value in wanted.items()):
+                line = process.stdout.readline()
+                self.assertTrue(line, f"ended without {wanted}: {shown[-5:]}")
+                shown += parse_objects(line)
         return shown
 
 
