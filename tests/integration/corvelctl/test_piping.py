@@ -7,7 +7,7 @@ import signal
 import subprocess
 import time
 
-from tool_run import FollowingTest, PATIENCE
+from tool_run import FollowingTest, PATIENCE, is_input
 
 ODD_VARIABLES = 11
 
@@ -67,6 +67,7 @@ class Piping(FollowingTest):
             request, code, text = cases[answer["id"]]
             self.assertEqual(answer["exit_code"], code, request)
             self.assertIn(text, answer["text"])
+            self.assertEqual(is_input("pipe_request", request), code != 2, request)
 
     def test_writes_only_if_it_may(self):
         request = {"type": "write", "id": 1, "provider": "odd", "path": "flags/on", "value": False}

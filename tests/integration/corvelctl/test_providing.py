@@ -6,7 +6,7 @@
 import json
 import subprocess
 
-from tool_run import FollowingTest, Hub, ToolTest
+from tool_run import FollowingTest, Hub, ToolTest, is_input
 
 KILN = {"provider": "kiln", "variables": [
     {"path": "temperature", "data_type": "double", "value": 650},
@@ -148,12 +148,15 @@ class Providing(FollowingTest):
 
     def test_goes_on_after_lines_that_it_cannot_use(self):
         process = self.provide("--stdin")
-        self.tell(process, "no json", {"path": "temperatures", "value": 1}, {"path": "batch"}, "",
-                  {"value": 1}, {"path": "batch", "value": "many"}, "7", {"type": "values"},
-                  {"type": "answer", "id": 5, "accept": True}, {"type": "answer"},
-                  {"type": "provider_event", "event": "lost"},
-                  [{"path": "note", "value": "half"}, {"path": "batch", "value": 1.5}],
-                  {"path": "batch", "value": 14})
+        lines = ["no json", {"path": "temperatures", "value": 1}, {"path": "batch"}, "",
+                 {"value": 1}, {"path": "batch", "value": "many"}, "7", {"type": "values"},
+                 {"type": "answer", "id": 5, "accept": True}, {"type": "answer"},
+                 {"type": "provider_event", "event": "lost"},
+                 [{"path": "note", "value": "half"}, {"path": "batch", "value": 1.5}],
+                 {"path": "batch", "value": 14, "quality": "good", "time": "2026-01-02T03:04:05Z"}]
+        self.assertEqual([number for number, line in enumerate(lines, 1)
+                          if not is_input("provide_input", line)], [1, 3, 4, 5, 7, 8, 10])
+        self.tell(process, *lines)
         self.wait_for_value("batch", 14)
         self.assertEqual(self.read_value("note")["value"], "first")
         errors = self.finish(process).errors

@@ -41,6 +41,12 @@ def parse_objects(text):
     return found
 
 
+def is_input(kind, line):
+    """Whether a line of input is what the documented schema asks for."""
+    schema = {"definitions": SCHEMA["definitions"], "$ref": f"#/definitions/{kind}"}
+    return jsonschema.Draft7Validator(schema).is_valid(line)
+
+
 @contextlib.contextmanager
 def limited(process):
     """Kills a process that does not write in time what the test reads."""
