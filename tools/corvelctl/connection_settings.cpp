@@ -103,7 +103,7 @@ bool is_nats(std::string_view url) {
 connection_settings make_settings(connection_fields const& fields, std::string origin) {
     connection_settings made;
     made.server_urls = split_urls(fields.server_url);
-    check_urls(made.server_urls, fields.token_url);
+    check_urls(fields.server_url, fields.token_url);
     made.token_url = fields.token_url;
     made.client_id = fields.client_id;
     made.secret_file = fields.secret_file;
@@ -116,7 +116,8 @@ connection_settings make_settings(connection_fields const& fields, std::string o
 
 } // namespace
 
-void check_urls(std::vector<std::string> const& server_urls, std::string const& token_url) {
+void check_urls(std::string const& server_url, std::string const& token_url) {
+    auto const server_urls = split_urls(server_url);
     auto const http = std::find_if(server_urls.begin(), server_urls.end(), is_http);
     if (http != server_urls.end() && is_nats(token_url)) {
         throw failure{

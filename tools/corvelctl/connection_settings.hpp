@@ -30,9 +30,10 @@ struct connection_settings {
 ///                  cannot be read.
 [[nodiscard]] connection_settings find_connection(global_options const& given);
 
-/// Checks that a URL of a server and one of a token endpoint can be what they should be.
+/// Checks that the URLs of servers, with commas, and that of a token endpoint can be what they should
+/// be.
 ///
 /// @throws failure  They are swapped, or one has another scheme than it needs.
-void check_urls(std::vector<std::string> const& server_urls, std::string const& token_url);
+void check_urls(std::string const& server_url, std::string const& token_url);
 
 } // namespace arvenhold::corvel::hub::ctl

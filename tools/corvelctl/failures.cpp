@@ -137,14 +137,18 @@ failure explain_connecting(
     connection_failed const& error,
     std::optional<token_failure> const& refused,
     connection_settings const& settings) {
-    auto const servers = join(settings.server_urls);
     if (is_from_registry(error)) {
         return explain_registry(error);
     }
     if (refused.has_value()) {
         return explain_refusal(*refused, settings);
     }
-    switch (error.get_nats_status()) {
+    return explain_status(error.get_nats_status(), status_words(error), settings);
+}
+
+failure explain_status(int status, std::string const& words, connection_settings const& settings) {
+    auto const servers = join(settings.server_urls);
+    switch (status) {
     case no_server:
         return {
             exit_code::unreachable,
@@ -167,12 +171,12 @@ failure explain_connecting(
     case tls_failed:
         return {
             exit_code::unreachable,
-            "no TLS connection to " + servers + ": " + status_words(error),
+            "no TLS connection to " + servers + ": " + words,
             "check --ca-file, and that the certificate is for this host name"};
     default:
         return {
             exit_code::unreachable,
-            "nothing at " + servers + " answers as a NATS server: " + status_words(error),
+            "nothing at " + servers + " answers as a NATS server: " + words,
             "check host and port of --hub, and firewalls between here and there"};
     }
 }

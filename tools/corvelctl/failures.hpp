@@ -26,6 +26,13 @@ namespace arvenhold::corvel::hub::ctl {
     std::optional<token_failure> const& refused,
     connection_settings const& settings);
 
+/// Explains why a NATS server could not be reached or has refused the client, with a token.
+///
+/// @param status  That of the NATS client.
+/// @param words   Its text.
+[[nodiscard]] failure explain_status(
+    int status, std::string const& words, connection_settings const& settings);
+
 /// Whether connecting has failed because the registry does not answer; the server accepts the client.
 [[nodiscard]] bool is_from_registry(connection_failed const& error);
 

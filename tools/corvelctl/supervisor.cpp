@@ -195,6 +195,7 @@ void supervisor::handle_signal(int number) {
 }
 
 void supervisor::end_for_time() {
+    constexpr milliseconds enough{std::chrono::seconds{30}};
     std::string step;
     milliseconds limit{};
     {
@@ -205,7 +206,8 @@ void supervisor::end_for_time() {
     end_at_once(m_report(failure{
         exit_code::timed_out,
         "timeout after " + make_readable(limit) + " while " + step,
-        "give it more time with --timeout 30s, or see what happens with --verbose"}));
+        "give it more time with --timeout " + make_readable(std::max(enough, 2 * limit))
+            + ", or see what happens with --verbose"}));
 }
 
 // In milliseconds; -1 for no limit.

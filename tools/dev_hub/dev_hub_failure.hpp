@@ -1,11 +1,12 @@
 // SPDX-FileCopyrightText: 2026 Arvenhold
 // SPDX-License-Identifier: Apache-2.0
 
-// The one exception type of the development hub.
+// The exception types of the development hub.
 
 #pragma once
 
 #include <stdexcept>
+#include <string>
 
 namespace arvenhold::corvel::hub::dev {
 
@@ -14,6 +15,22 @@ namespace arvenhold::corvel::hub::dev {
 class dev_hub_failure : public std::runtime_error {
 public:
     using std::runtime_error::runtime_error;
+};
+
+/// The NATS server cannot be reached, or refuses the connection.
+class hub_connection_failure : public dev_hub_failure {
+public:
+    /// @param status  That of the NATS client.
+    hub_connection_failure(std::string const& text, int status)
+        : dev_hub_failure{text}
+        , m_status{status} {}
+
+    [[nodiscard]] int get_nats_status() const {
+        return m_status;
+    }
+
+private:
+    int m_status;
 };
 
 } // namespace arvenhold::corvel::hub::dev

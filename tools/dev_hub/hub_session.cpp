@@ -44,8 +44,15 @@ void set_servers(natsOptions* options, hub_session_settings const& settings) {
     require(
         natsOptions_SetServers(options, urls.data(), static_cast<int>(urls.size())),
         "set the servers");
-    if (!settings.ca_file.empty()) {
+    // The NATS client takes tls:// for a wish, and would show the token to a server without TLS.
+    auto const is_encrypted =
+        std::any_of(settings.urls.begin(), settings.urls.end(), [](auto const& url) {
+            return url.starts_with("tls://");
+        });
+    if (is_encrypted || !settings.ca_file.empty()) {
         require(natsOptions_SetSecure(options, true), "switch TLS on");
+    }
+    if (!settings.ca_file.empty()) {
         require(
             natsOptions_LoadCATrustedCertificates(options, settings.ca_file.c_str()),
             "load the authorities in " + settings.ca_file);
@@ -81,8 +88,11 @@ hub_session::hub_session(hub_session_settings const& settings, std::shared_ptr<m
     m_statistics.reset(statistics);
     auto const options = make_options(settings, m_address.get_closure());
     natsConnection* connection = nullptr;
-    require(
-        natsConnection_Connect(&connection, options.get()), "connect to " + settings.urls.front());
+    if (auto const status = natsConnection_Connect(&connection, options.get()); status != NATS_OK) {
+        throw hub_connection_failure{
+            "cannot connect to " + settings.urls.front() + ": " + natsStatus_GetText(status),
+            status};
+    }
     m_connection.reset(connection);
 }
 
@@ -117,6 +127,16 @@ std::uint64_t hub_session::get_reconnect_count() const {
     natsConnection_GetStats(m_connection.get(), m_statistics.get());
     natsStatistics_GetCounts(m_statistics.get(), nullptr, nullptr, nullptr, nullptr, &count);
     return count;
+}
+
+std::uint64_t hub_session::get_dropped() const {
+    std::uint64_t all = 0;
+    for (auto const& subscription : m_subscriptions) {
+        std::int64_t dropped = 0;
+        natsSubscription_GetDropped(subscription.get(), &dropped);
+        all += static_cast<std::uint64_t>(dropped);
+    }
+    return all;
 }
 
 void hub_session::subscribe(std::string const& subject) {

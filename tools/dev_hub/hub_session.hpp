@@ -18,7 +18,8 @@
 namespace arvenhold::corvel::hub::dev {
 
 struct hub_session_settings {
-    std::vector<std::string> urls; ///< Of servers of one cluster, at least one.
+    std::vector<std::string>
+        urls; ///< Of servers of one cluster, at least one; tls:// requires TLS.
     std::string token;
     std::string client;  ///< How the server names the session.
     std::string ca_file; ///< Authorities for TLS, which is required then; may be empty.
@@ -57,6 +58,9 @@ public:
 
     /// How often the session has reconnected.
     [[nodiscard]] std::uint64_t get_reconnect_count() const;
+
+    /// How many messages the NATS client has dropped, because they came faster than they were delivered.
+    [[nodiscard]] std::uint64_t get_dropped() const;
 
     /// @throws dev_hub_failure  The NATS client refuses.
     void subscribe(std::string const& subject);

@@ -59,7 +59,7 @@ std::uint64_t traffic_listener::get_reconnect_count() const {
 }
 
 std::uint64_t traffic_listener::get_dropped() const {
-    return m_impl->box->get_dropped();
+    return m_impl->box->get_dropped() + m_impl->session.get_dropped();
 }
 
 std::optional<traffic_message> traffic_listener::wait_for_next(

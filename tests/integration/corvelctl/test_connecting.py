@@ -180,6 +180,14 @@ class Encryption(HubTest):
         self.assertIn("no registry runs on the hub",
                       self.expect(5, "providers", "--ca-file", self.certificate).errors)
 
+    def test_sniffs_only_with_encryption(self):
+        self.expect(0, "sniff", "--ca-file", self.certificate, "--for", "100ms")
+        for arguments in ((), ("--ca-file", self.make_certificate("other")),
+                          ("--ca-file", self.certificate, "--hub", self.hub.access["nats_url"]),
+                          ("--hub", self.hub.access["nats_url"].replace("nats:", "tls:"))):
+            result = self.expect(5, "sniff", *arguments, "--for", "100ms")
+            self.assertRegex(result.errors, "no TLS connection to (tls|nats)://127.0.0.1:")
+
     def test_names_the_flag_if_it_is_unknown(self):
         other = self.make_certificate("other")
         for arguments in ((), ("--ca-file", other)):

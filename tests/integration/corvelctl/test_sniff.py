@@ -6,6 +6,7 @@
 import base64
 import json
 import pathlib
+import re
 import socket
 import threading
 import urllib.request
@@ -34,6 +35,9 @@ class Publisher:
 
     def publish(self, subject, payload):
         self.connection.sendall(f"PUB {subject} {len(payload)}\r\n".encode() + payload + b"\r\n")
+
+    def publish_many(self, subject, count):
+        self.connection.sendall(f"PUB {subject} 0\r\n\r\n".encode() * count)
 
     def close(self):
         self.lines.close()
@@ -111,6 +115,41 @@ class Sniff(OddProviderTest):
         self.assertTrue([one for one in lines if "malformed: message data nullptr" in one])
         self.assertNotIn("\x1b", "".join(lines))
         self.interrupt(process)
+
+    def test_shows_or_counts_every_message(self):
+        """Nobody reads the output until all messages were sent, so that some have to be dropped. Of the
+        last ones, which show the end, some may be dropped, too."""
+        count = 200_000
+        publisher = Publisher(self.hub)
+        self.addCleanup(publisher.close)
+        errors = self.folder / "errors"
+        with open(errors, "w", encoding="utf-8") as file:
+            process = self.start("sniff", "v1.loc.mad.>", stderr=file)
+        ended = threading.Event()
+        sender = threading.Thread(target=self.send_again, args=(publisher, "v1.loc.mad.begin", ended))
+        sender.start()
+        self.read_until(process, "v1.loc.mad.begin")
+        ended.set()
+        sender.join()
+        publisher.publish_many("v1.loc.mad.one", count)
+        ended.clear()
+        sender = threading.Thread(target=self.send_again, args=(publisher, "v1.loc.mad.end", ended))
+        sender.start()
+        lines = self.read_until(process, "v1.loc.mad.end")
+        ended.set()
+        sender.join()
+        self.interrupt(process)
+        shown = len([line for line in lines if "v1.loc.mad.one" in line])
+        dropped = sum(int(one) for one in re.findall(r"(\d+) messages? dropped", errors.read_text("utf-8")))
+        self.assertGreater(dropped, 0)
+        self.assertGreaterEqual(shown + dropped, count)
+        self.assertLess(shown + dropped, count + 1000)
+
+    @staticmethod
+    def send_again(publisher, subject, ended):
+        """Until one was seen."""
+        while not ended.wait(0.1):
+            publisher.publish(subject, b"")
 
     def test_survives_an_outage(self):
         process = self.sniff("v1.loc.odd.>")

@@ -147,7 +147,7 @@ class ToolTest(unittest.TestCase):
                 stream.close()
 
     def finish(self, process):
-        output, errors = process.communicate(timeout=PATIENCE)
+        output, errors = (text or "" for text in process.communicate(timeout=PATIENCE))
         self.assertNotIn(SECRET, output)
         self.assertNotIn(SECRET, errors)
         return Result(process.returncode, output, errors)
@@ -173,7 +173,8 @@ class ToolTest(unittest.TestCase):
         with limited(process):
             while not lines or text not in lines[-1]:
                 line = process.stdout.readline()
-                self.assertTrue(line, f"ended without '{text}': {lines}")
+                if not line:
+                    self.fail(f"ended without '{text}': {lines[-20:]}")
                 lines.append(line)
         return lines
 
@@ -238,7 +239,8 @@ class FollowingTest(HubTest):
         with limited(process):
             while not shown or any(shown[-1].get(key) != value for key, value in wanted.items()):
                 line = process.stdout.readline()
-                self.assertTrue(line, f"ended without {wanted}: {shown[-5:]}")
+                if not line:
+                    self.fail(f"ended without {wanted}: {shown[-5:]}")
                 shown += parse_objects(line)
         return shown
 

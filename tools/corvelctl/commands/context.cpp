@@ -36,7 +36,7 @@ exit_code add_one(tool& with, context_options const& given) {
             "a context needs --hub, --token-url, --client-id and --secret-file",
             "see an example: corvelctl context add --help"};
     }
-    check_urls({fields.server_url}, fields.token_url);
+    check_urls(fields.server_url, fields.token_url);
     static_cast<void>(read_secret(fields.secret_file)); // a typing error shows now
     auto const replaced = !all.by_name.insert_or_assign(given.name, fields).second;
     if (all.current.empty()) {

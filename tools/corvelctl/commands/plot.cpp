@@ -29,6 +29,7 @@ using clock = supervisor::clock;
 using words = std::vector<std::string>;
 
 constexpr std::size_t most_series = 16;
+constexpr std::chrono::hours time_for_recording{1};
 constexpr std::chrono::seconds drawing_time{60};
 constexpr std::chrono::seconds time_to_end{2};
 
@@ -130,11 +131,16 @@ void add_row(plot_data& data, words const& wanted, recorded_row const& row) {
     }
 }
 
-plot_data read_recording(std::string const& name, words const& wanted) {
-    recording_reader recording{find_recording(name)};
+plot_data read_recording(tool& with, plot_options const& given) {
+    constexpr std::uint64_t portion = 100'000;
+    recording_reader recording{find_recording(given.source)};
     plot_data data;
-    while (auto const row = recording.read()) {
-        add_row(data, wanted, *row);
+    for (std::uint64_t count = 1; auto const row = recording.read(); ++count) {
+        add_row(data, given.wanted, *row);
+        if (count % portion == 0) {
+            auto const percent = static_cast<int>(recording.get_progress() * 100);
+            with.out.show_progress("read " + std::to_string(percent) + " %");
+        }
     }
     return data;
 }
@@ -230,9 +236,9 @@ exit_code plot(tool& with, plot_options const& given) {
     if (!is_recording(given.source)) {
         return plot_live(with, given);
     }
-    with.guard.set_time(with.options.timeout.value_or(drawing_time));
+    with.guard.set_time(with.options.timeout.value_or(time_for_recording));
     with.guard.set_step("drawing " + given.source);
-    draw(with, given, read_recording(given.source, given.wanted));
+    draw(with, given, read_recording(with, given));
     return exit_code::done;
 }
 

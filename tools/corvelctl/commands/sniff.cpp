@@ -3,6 +3,7 @@
 
 #include "corvelctl/command_line.hpp"
 #include "corvelctl/commands.hpp"
+#include "corvelctl/failures.hpp"
 #include "corvelctl/hub_client.hpp"
 #include "corvelctl/hub_message.hpp"
 #include "corvelctl/network_probe.hpp"
@@ -86,6 +87,9 @@ std::unique_ptr<dev::traffic_listener> listen(tool& with, sniff_options const& g
             dev::hub_session_settings{settings.server_urls, token, "corvelctl", settings.ca_file},
             given.subject,
             queue_limit);
+    } catch (dev::hub_connection_failure const& failed) {
+        throw explain_status(
+            failed.get_nats_status(), remove_secrets(failed.what(), token), settings);
     } catch (dev::dev_hub_failure const& failed) {
         throw failure{
             exit_code::unreachable,
@@ -203,6 +207,36 @@ private:
     std::uint64_t m_count = 0; // of restored links
 };
 
+// Says once a second how many messages were dropped.
+class loss_notes {
+public:
+    explicit loss_notes(output& out)
+        : m_output{out} {}
+
+    void look(dev::traffic_listener const& listener) {
+        if (clock::now() >= m_next) {
+            finish(listener);
+        }
+    }
+
+    void finish(dev::traffic_listener const& listener) {
+        constexpr std::chrono::seconds interval{1};
+        m_next = clock::now() + interval;
+        auto const all = listener.get_dropped();
+        if (auto const dropped = all - std::exchange(m_known, all); dropped > 0) {
+            m_output.warn(
+                make_count_text(dropped, "message")
+                + " dropped, because they came faster than they were read; name a subject that has "
+                  "fewer");
+        }
+    }
+
+private:
+    output& m_output;
+    clock::time_point m_next{};
+    std::uint64_t m_known = 0;
+};
+
 // Nobody would notice it while there are no messages.
 void require_reader() {
     pollfd watched{STDOUT_FILENO, 0, 0};
@@ -217,6 +251,7 @@ exit_code sniff(tool& with, sniff_options const& given) {
     with.guard.last_until_signal();
     sniffer shown{with, given};
     link_notes notes{with.out};
+    loss_notes losses{with.out};
     auto const end = given.span.has_value() ? clock::now() + *given.span : clock::time_point::max();
     std::optional<exit_code> signalled;
     while (!shown.is_done() && !signalled.has_value() && clock::now() < end) {
@@ -226,14 +261,10 @@ exit_code sniff(tool& with, sniff_options const& given) {
             notes.look(*listener);
             require_reader();
         }
+        losses.look(*listener);
         signalled = with.guard.wait_for_signal(clock::time_point{});
     }
-    if (auto const dropped = listener->get_dropped(); dropped > 0) {
-        with.out.warn(
-            make_count_text(dropped, "message")
-            + " dropped, because they came faster than they were read; name a subject that has "
-              "fewer");
-    }
+    losses.finish(*listener);
     with.guard.end_soon(signalled.value_or(exit_code::done));
     return signalled.value_or(exit_code::done);
 }
