@@ -12,6 +12,7 @@
 
 #include <algorithm>
 #include <cstdlib>
+#include <iterator>
 #include <set>
 #include <string_view>
 #include <system_error>
@@ -175,6 +176,20 @@ void read_happening(recorded_row& row, std::vector<std::string> const& fields) {
     }
 }
 
+// What a row says of the variables of its provider: CSV defines them by their values only.
+std::vector<ctl::defined_variable> find_variables(recorded_row const& row) {
+    std::vector<ctl::defined_variable> variables;
+    if (row.kind == row_kind::value) {
+        variables.push_back({row.path, row.value});
+    }
+    if (row.definition.has_value()) {
+        for (auto const& one : row.definition->variables) {
+            variables.push_back({one.path, get_zeros().at(one.type), one.permissions});
+        }
+    }
+    return variables;
+}
+
 } // namespace
 
 any_reading make_reading(recorded_row const& row) {
@@ -329,19 +344,18 @@ std::map<std::string, std::vector<ctl::defined_variable>> collect_definitions(
     recording_reader& recording) {
     std::map<std::string, std::vector<ctl::defined_variable>> all;
     std::map<std::string, std::set<std::string>> known;
-    auto const add = [&](std::string const& provider, ctl::defined_variable variable) {
-        if (known[provider].insert(variable.path).second) {
-            all[provider].push_back(std::move(variable));
+    while (auto const row = recording.read_definition()) {
+        auto const found = find_variables(*row);
+        if (found.empty()) {
+            continue;
         }
-    };
-    while (auto row = recording.read_definition()) {
-        if (row->definition.has_value()) {
-            for (auto const& one : row->definition->variables) {
-                add(row->provider, {one.path, get_zeros().at(one.type), one.permissions});
-            }
-        } else if (row->kind == row_kind::value) {
-            add(row->provider, {row->path, std::move(row->value)});
-        }
+        std::copy_if(
+            found.begin(),
+            found.end(),
+            std::back_inserter(all[row->provider]),
+            [&paths = known[row->provider]](auto const& one) {
+                return paths.insert(one.path).second;
+            });
     }
     recording.rewind();
     return all;

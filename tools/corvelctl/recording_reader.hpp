@@ -56,7 +56,7 @@ struct recorded_row {
 /// Reads a row of CSV, which has line ends only between quotation marks.
 ///
 /// @throws failure  It is no row of a recording.
-[[nodiscard]] recorded_row parse_csv_row(std::string const& text);
+[[nodiscard]] recorded_row parse_csv_row(std::string const& line);
 
 /// Whether a word names a recording, not a provider: it ends with .jsonl or .csv, or there is such a
 /// file, and the word contains a . or a /.
