@@ -69,7 +69,7 @@ definition_change followed_provider::adopt(
     auto slots = unbind_all();
     bind(slots);
     auto change = compare(slots);
-    m_active_at = clock::now();
+    m_active_at = recent_time();
     m_freshness.finish_reading(begun);
     copy_all_values();
     show_all_to_watches();
@@ -102,7 +102,7 @@ std::optional<bool> followed_provider::apply(
     if (fingerprint != m_variables.fingerprint) {
         return std::nullopt;
     }
-    m_active_at = clock::now();
+    m_active_at = recent_time();
     std::vector<change_group> groups;
     auto bound = m_bindings.cbegin();
     for (auto const id : changed) {
@@ -155,7 +155,7 @@ bool followed_provider::refresh(provider_connection const* source) {
     if (source != m_attachment.connection.get()) {
         return false;
     }
-    m_active_at = clock::now();
+    m_active_at = recent_time();
     std::vector<slot_position> changed;
     for (auto const& bound : m_bindings) {
         auto const& shown = m_slots[bound.slot];

@@ -52,11 +52,13 @@ std::uint64_t bits_of(std::chrono::nanoseconds value) {
 
 } // namespace
 
-packed_value::packed_value(variable_value value)
-    : m_bits{std::visit([](auto& given) { return bits_of(given); }, value)}
-    , m_index{static_cast<std::uint8_t>(value.index())} {}
+// Moves from the value.
+void packed_value::pack(variable_value& value) {
+    m_bits = std::visit([](auto& given) { return bits_of(given); }, value);
+    m_index = static_cast<std::uint8_t>(value.index());
+}
 
-void packed_value::copy_to(variable_value& target) const {
+void packed_value::unpack_to(variable_value& target) const {
     auto const number = std::bit_cast<std::int64_t>(m_bits);
     switch (m_index) {
     case 0:

@@ -5,6 +5,7 @@
 
 #include <hub/common.hpp>
 
+#include <bit>
 #include <cstddef>
 #include <cstdint>
 #include <string>
@@ -20,7 +21,14 @@ class packed_value {
 public:
     packed_value() = default; // false, as variable_value
 
-    explicit packed_value(variable_value value);
+    explicit packed_value(variable_value&& value) {
+        if (auto const* const number = std::get_if<double>(&value)) {
+            m_bits = std::bit_cast<std::uint64_t>(*number);
+            m_index = number_index;
+        } else {
+            pack(value);
+        }
+    }
 
     packed_value(packed_value const& other)
         : m_bits{other.is_text() ? copy_text(other.m_bits) : other.m_bits}
@@ -54,7 +62,13 @@ public:
     }
 
     /// Assigns a copy, which uses the memory of the string that it replaces.
-    void copy_to(variable_value& target) const;
+    void copy_to(variable_value& target) const {
+        if (m_index == number_index) {
+            target = std::bit_cast<double>(m_bits);
+        } else {
+            unpack_to(target);
+        }
+    }
 
     /// Returns the index of the alternative of variable_value.
     [[nodiscard]] std::size_t index() const {
@@ -62,9 +76,15 @@ public:
     }
 
 private:
+    // Most values are of this type; they are converted without a call.
+    static constexpr std::uint8_t number_index = 1;
+    static_assert(std::is_same_v<std::variant_alternative_t<number_index, variable_value>, double>);
+
     std::uint64_t m_bits = 0; // of the value, or of a pointer to a string that this object owns
     std::uint8_t m_index = 0;
 
+    void pack(variable_value& value);
+    void unpack_to(variable_value& target) const;
     [[nodiscard]] bool is_text() const;
     static std::uint64_t copy_text(std::uint64_t bits);
     void drop_text() const noexcept;

@@ -29,12 +29,12 @@ variable_slots::position variable_slots::add(
     m_slots.push_back(
         {.path_begin = static_cast<std::uint32_t>(m_path_text.size()),
          .quality = static_cast<std::uint8_t>(variable_quality::uncertain_initial_value),
-         .type = type,
          .is_read_only = permissions == variable_permissions::read_only,
          .is_changed = false,
          .has_queue = false,
          .when = when,
          .value = packed_value{std::move(initial)}});
+    m_types.push_back(type);
     m_path_text += path;
     m_changed.reserve(m_slots.capacity());
     return static_cast<position>(m_slots.size() - 1);
@@ -45,6 +45,7 @@ void variable_slots::freeze() {
     m_paths = {};
     m_path_text.shrink_to_fit();
     m_slots.shrink_to_fit();
+    m_types.shrink_to_fit();
     auto changed = std::exchange(m_changed, {});
     m_changed.reserve(m_slots.size());
     m_changed.assign(changed.begin(), changed.end());
@@ -95,7 +96,7 @@ change_block variable_slots::make_block() const {
 }
 
 void variable_slots::require_type(variable_change const& change) const {
-    if (change.value.index() != m_slots[change.position].type) {
+    if (change.value.index() != m_types[change.position]) {
         throw std::invalid_argument{
             "the variable \"" + std::string{path_of(change.position)}
             + "\" cannot have a value of type " + std::string{type_name_of(change.value.get())}};
@@ -210,7 +211,7 @@ variable_permissions variable_slots::get_permissions(position variable) const {
 
 bool variable_slots::has_type(position variable, std::size_t type) const {
     std::scoped_lock const lock{m_mutex};
-    return type == m_slots[variable].type;
+    return type == m_types[variable];
 }
 
 variable_permissions variable_slots::permissions_of(position variable) const {
@@ -233,8 +234,7 @@ std::uint32_t variable_slots::get_content_hash() const {
     std::scoped_lock const lock{m_mutex};
     signatures.reserve(m_slots.size());
     for (position variable = 0; variable < m_slots.size(); ++variable) {
-        signatures.emplace_back(
-            path_of(variable), m_slots[variable].type, permissions_of(variable));
+        signatures.emplace_back(path_of(variable), m_types[variable], permissions_of(variable));
     }
     return content_hash(std::move(signatures));
 }

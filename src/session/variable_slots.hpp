@@ -111,7 +111,6 @@ private:
     struct recorded {
         std::uint32_t path_begin; // in m_path_text; ends where the next one begins
         std::uint8_t quality;     // every variable_quality is below 256
-        std::uint8_t type;
         bool is_read_only : 1;
         bool is_changed : 1;
         bool has_queue : 1;
@@ -126,6 +125,7 @@ private:
     mutable std::mutex m_mutex;
     std::unordered_set<std::string> m_paths CORVEL_HUB_GUARDED_BY(m_mutex); // empty once frozen
     std::vector<recorded> m_slots CORVEL_HUB_GUARDED_BY(m_mutex);
+    std::vector<std::uint8_t> m_types CORVEL_HUB_GUARDED_BY(m_mutex); // apart: read for each value
     std::string m_path_text CORVEL_HUB_GUARDED_BY(m_mutex); // all paths, one after the other
     std::vector<position> m_changed CORVEL_HUB_GUARDED_BY(m_mutex); // has room for all
     change_backlog m_backlog CORVEL_HUB_GUARDED_BY(m_mutex);

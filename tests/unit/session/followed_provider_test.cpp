@@ -3,11 +3,12 @@
 
 #include "session/followed_provider.hpp"
 
+#include "support/await.hpp"
+
 #include <gmock/gmock.h>
-
 #include <gtest/gtest.h>
-#include <cmath>
 
+#include <cmath>
 #include <tuple>
 
 namespace arvenhold::corvel::hub {
@@ -388,12 +389,15 @@ TEST_F(oven, shows_life_by_events_and_answers) {
     adopt(first);
     auto const adopted_at = provider.get_active_at();
 
-    provider.apply(nullptr, 77, {});
+    EXPECT_TRUE(await([&] {
+        provider.apply(nullptr, 77, {});
+        return provider.get_active_at() > adopted_at;
+    }));
     auto const changed_at = provider.get_active_at();
-    provider.refresh(nullptr);
-
-    EXPECT_GT(changed_at, adopted_at);
-    EXPECT_GT(provider.get_active_at(), changed_at);
+    EXPECT_TRUE(await([&] {
+        provider.refresh(nullptr);
+        return provider.get_active_at() > changed_at;
+    }));
 }
 
 TEST_F(oven, finds_variables_by_pattern) {

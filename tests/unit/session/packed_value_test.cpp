@@ -17,14 +17,14 @@ namespace {
 class every_type : public testing::TestWithParam<variable_value> {};
 
 TEST_P(every_type, is_returned_as_it_was_given) {
-    packed_value const packed{GetParam()};
+    packed_value const packed{variable_value{GetParam()}};
 
     EXPECT_EQ(packed.get(), GetParam());
     EXPECT_EQ(packed.index(), GetParam().index());
 }
 
 TEST_P(every_type, is_copied_and_moved) {
-    packed_value source{GetParam()};
+    packed_value source{variable_value{GetParam()}};
     packed_value const copy{source};
     packed_value const moved{std::move(source)};
     packed_value assigned{variable_value{std::string{"a text that is replaced by the assignment"}}};
@@ -37,7 +37,7 @@ TEST_P(every_type, is_copied_and_moved) {
 
 TEST_P(every_type, replaces_a_value_of_any_type) {
     for (auto target : {variable_value{true}, variable_value{std::string{"old"}}}) {
-        packed_value{GetParam()}.copy_to(target);
+        packed_value{variable_value{GetParam()}}.copy_to(target);
 
         EXPECT_EQ(target, GetParam());
     }
