@@ -6,6 +6,7 @@
 #include "corvelctl/commands.hpp"
 #include "corvelctl/failures.hpp"
 #include "corvelctl/near_names.hpp"
+#include "corvelctl/secrets.hpp"
 #include "corvelctl/time_text.hpp"
 #include "man_page/man_page.hpp"
 
@@ -172,7 +173,7 @@ failure explain_extra(
     CLI::App const& application, CLI::App const& command, std::string const& cure) {
     auto const extra =
         command.remaining().empty() ? application.remaining(true) : command.remaining();
-    auto const word = extra.empty() ? std::string{} : extra.front();
+    auto const word = extra.empty() ? std::string{} : remove_secrets(extra.front(), {});
     if (word.find("secret") != std::string::npos) {
         return failure{
             exit_code::usage,
@@ -188,8 +189,9 @@ failure explain_extra(
             flags.push_back(option->get_name());
         }
     }
+    auto const flag = word.substr(0, word.find('=')); // its value may be a password
     return failure{
-        exit_code::usage, "no flag \"" + word + '"' + ask_did_you_mean(word, flags), cure};
+        exit_code::usage, "no flag \"" + flag + '"' + ask_did_you_mean(flag, flags), cure};
 }
 
 failure explain_usage(

@@ -5,6 +5,7 @@
 
 #include "corvelctl/contexts.hpp"
 #include "corvelctl/dev_state.hpp"
+#include "corvelctl/secrets.hpp"
 #include "corvelctl/user_files.hpp"
 
 #include <algorithm>
@@ -119,23 +120,25 @@ connection_settings make_settings(connection_fields const& fields, std::string o
 void check_urls(std::string const& server_url, std::string const& token_url) {
     auto const server_urls = split_urls(server_url);
     auto const http = std::find_if(server_urls.begin(), server_urls.end(), is_http);
+    auto const shown_token_url = remove_secrets(token_url, {});
     if (http != server_urls.end() && is_nats(token_url)) {
         throw failure{
             exit_code::usage,
-            "the URLs are swapped: --hub is " + *http + ", --token-url is " + token_url,
+            "the URLs are swapped: --hub is " + remove_secrets(*http, {}) + ", --token-url is "
+                + shown_token_url,
             "--hub takes the one that begins with nats:// or tls://"};
     }
     if (http != server_urls.end()) {
         throw failure{
             exit_code::usage,
-            "the URL of the hub is " + *http
+            "the URL of the hub is " + remove_secrets(*http, {})
                 + ", but a NATS server's begins with nats:// or tls://",
             "check --hub (CORVEL_HUB); the token endpoint belongs to --token-url"};
     }
     if (!is_http(token_url)) {
         throw failure{
             exit_code::usage,
-            "the URL of the token endpoint is " + token_url
+            "the URL of the token endpoint is " + shown_token_url
                 + ", but it must begin with http:// or https://",
             "check --token-url (CORVEL_TOKEN_URL); the NATS server belongs to --hub"};
     }

@@ -3,7 +3,6 @@
 
 #include "corvelctl/doctor_report.hpp"
 
-#include "corvelctl/secrets.hpp"
 #include "corvelctl/user_files.hpp"
 
 #include <algorithm>
@@ -105,11 +104,7 @@ void doctor_report::add(
 }
 
 std::string doctor_report::clean(std::string_view text) const {
-    auto cleaned = remove_secrets(text, {});
-    for (auto const& secret : m_secrets) {
-        cleaned = remove_secrets(cleaned, secret);
-    }
-    return cleaned;
+    return remove_secrets(text, m_secrets);
 }
 
 } // namespace arvenhold::corvel::hub::ctl

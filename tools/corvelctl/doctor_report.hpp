@@ -5,6 +5,7 @@
 
 #pragma once
 
+#include "corvelctl/secrets.hpp"
 #include "corvelctl/tool.hpp"
 
 #include <string>
@@ -24,7 +25,7 @@ class doctor_report {
 public:
     explicit doctor_report(tool& with);
 
-    /// Sets what no line must contain.
+    /// Adds a secret that no line must contain.
     void hide(std::string secret);
 
     void add_good(std::string const& check, std::string const& text);
@@ -58,7 +59,7 @@ private:
     [[nodiscard]] std::string clean(std::string_view text) const;
 
     output& m_output;
-    std::vector<std::string> m_secrets;
+    secret_list m_secrets;
     std::vector<std::string> m_lines;
     exit_code m_code = exit_code::done;
 };

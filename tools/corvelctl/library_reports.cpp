@@ -4,7 +4,6 @@
 #include "corvelctl/library_reports.hpp"
 
 #include "corvelctl/output.hpp"
-#include "corvelctl/secrets.hpp"
 
 #include <charconv>
 #include <string_view>
@@ -28,7 +27,8 @@ std::string describe(token_failure const& failed) {
 
 } // namespace
 
-std::optional<token_failure> parse_token_failure(std::string_view text, std::string_view secret) {
+std::optional<token_failure> parse_token_failure(
+    std::string_view text, secret_list const& secrets) {
     if (!text.starts_with("Failed to receive new NATS authentication token")) {
         return std::nullopt;
     }
@@ -38,7 +38,7 @@ std::optional<token_failure> parse_token_failure(std::string_view text, std::str
         std::from_chars(code.data(), code.data() + code.size(), parsed.curl_code);
         return parsed;
     }
-    parsed.answer = describe_token_reply(text_after(text, "\nReply from auth endpoint: "), secret);
+    parsed.answer = describe_token_reply(text_after(text, "\nReply from auth endpoint: "), secrets);
     return parsed;
 }
 
@@ -53,7 +53,7 @@ library_reports::~library_reports() {
 
 void library_reports::hide(std::string secret) {
     std::scoped_lock const lock{m_mutex};
-    m_secret = std::move(secret);
+    m_secrets.push_back(std::move(secret));
 }
 
 std::optional<token_failure> library_reports::get_token_failure() const {
@@ -70,11 +70,11 @@ void library_reports::handle(diagnostic const& report) {
     std::string shown;
     {
         std::scoped_lock const lock{m_mutex};
-        auto const failed = parse_token_failure(report.text, m_secret);
+        auto const failed = parse_token_failure(report.text, m_secrets);
         if (failed.has_value()) {
             m_token_failure = failed;
         }
-        shown = failed.has_value() ? describe(*failed) : remove_secrets(report.text, m_secret);
+        shown = failed.has_value() ? describe(*failed) : remove_secrets(report.text, m_secrets);
     }
     m_output.trace(shown);
 }

@@ -6,6 +6,7 @@
 
 #pragma once
 
+#include "corvelctl/secrets.hpp"
 #include <hub/diagnostics.hpp>
 
 #include <mutex>
@@ -32,7 +33,7 @@ public:
 
     ~library_reports();
 
-    /// Sets the secret that no text must show. To be called before a client connects.
+    /// Adds a secret that no text must show. To be called before a client connects.
     void hide(std::string secret);
 
     /// Returns why the latest request for a token has failed; nothing if none has, or if the endpoint
@@ -45,7 +46,7 @@ private:
 
     output& m_output;
     mutable std::mutex m_mutex; // guards everything below
-    std::string m_secret;
+    secret_list m_secrets;
     std::optional<token_failure> m_token_failure;
 };
 
@@ -53,6 +54,6 @@ private:
 ///
 /// @return nothing if it is another text.
 [[nodiscard]] std::optional<token_failure> parse_token_failure(
-    std::string_view text, std::string_view secret);
+    std::string_view text, secret_list const& secrets);
 
 } // namespace arvenhold::corvel::hub::ctl

@@ -7,15 +7,18 @@
 
 #include <string>
 #include <string_view>
+#include <vector>
 
 namespace arvenhold::corvel::hub::ctl {
 
-/// Returns the text with "***" in place of the secret and of users and passwords in URLs, and without
+using secret_list = std::vector<std::string>;
+
+/// Returns the text with "***" in place of the secrets and of users and passwords in URLs, and without
 /// what follows the words "access_token".
-[[nodiscard]] std::string remove_secrets(std::string_view text, std::string_view secret);
+[[nodiscard]] std::string remove_secrets(std::string_view text, secret_list const& secrets);
 
 /// Returns what the reply of a token endpoint says about its refusal, in one line: the fields "error"
 /// and "error_description", or the beginning of a reply that is no JSON.
-[[nodiscard]] std::string describe_token_reply(std::string_view reply, std::string_view secret);
+[[nodiscard]] std::string describe_token_reply(std::string_view reply, secret_list const& secrets);
 
 } // namespace arvenhold::corvel::hub::ctl

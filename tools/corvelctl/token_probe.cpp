@@ -104,7 +104,7 @@ void parse_token_reply(token_reply& reply, std::string_view body, std::string_vi
     auto const object = nlohmann::json::parse(body, nullptr, false);
     reply.token = find_text(object, "access_token").value_or("");
     if (reply.token.empty()) {
-        reply.refusal = describe_token_reply(body, secret);
+        reply.refusal = describe_token_reply(body, {std::string{secret}});
         return;
     }
     reply.is_readable_by_library = body.starts_with(R"({"access_token":")");

@@ -89,12 +89,12 @@ std::unique_ptr<dev::traffic_listener> listen(tool& with, sniff_options const& g
             queue_limit);
     } catch (dev::hub_connection_failure const& failed) {
         throw explain_status(
-            failed.get_nats_status(), remove_secrets(failed.what(), token), settings);
+            failed.get_nats_status(), remove_secrets(failed.what(), {token}), settings);
     } catch (dev::dev_hub_failure const& failed) {
         throw failure{
             exit_code::unreachable,
             "cannot listen to \"" + given.subject + "\" at " + server + ": "
-                + remove_secrets(failed.what(), token),
+                + remove_secrets(failed.what(), {token}),
             "see what is wrong: corvelctl doctor"};
     }
     if (listener->is_forbidden()) {
