@@ -139,7 +139,7 @@ std::string describe_good(health const& found) {
 
 // In quotes, and always UTF-8, because one wrong byte would spoil the whole file.
 std::string make_label_value(std::string_view text) {
-    return json_object(printable(text)).dump(-1, ' ', false, json_object::error_handler_t::replace);
+    return json_object(printable(text)).dump();
 }
 
 // The samples of one metric, which must stand together.

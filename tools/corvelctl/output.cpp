@@ -8,6 +8,7 @@
 #include <array>
 #include <cerrno>
 #include <cstdlib>
+#include <optional>
 #include <system_error>
 #include <utility>
 
@@ -55,6 +56,58 @@ bool write_all(int descriptor, std::string_view text) {
         }
     }
     return true;
+}
+
+struct utf8_character {
+    char32_t code = 0;
+    std::size_t size = 0; // in bytes
+};
+
+// The first character of a text that is not empty; nothing if its bytes are not UTF-8.
+std::optional<utf8_character> decode_character(std::string_view text) {
+    auto const byte = [text](std::size_t index) {
+        return static_cast<unsigned char>(text[index]);
+    };
+    auto const first = byte(0);
+    if (first < 0x80) {
+        return utf8_character{first, 1};
+    }
+    std::size_t const size = first < 0xE0 ? 2 : first < 0xF0 ? 3 : 4;
+    if (first < 0xC2 || first > 0xF4 || text.size() < size) {
+        return std::nullopt;
+    }
+    char32_t code = first & (0x7FU >> size);
+    for (std::size_t index = 1; index < size; ++index) {
+        if ((byte(index) & 0xC0U) != 0x80U) {
+            return std::nullopt;
+        }
+        code = code << 6U | (byte(index) & 0x3FU);
+    }
+    constexpr std::array<char32_t, 5> least{0, 0, 0x80, 0x800, 0x10000};
+    auto const is_surrogate = code >= 0xD800 && code <= 0xDFFF;
+    if (code < least.at(size) || is_surrogate || code > 0x10FFFF) {
+        return std::nullopt;
+    }
+    return utf8_character{code, size};
+}
+
+// What a terminal obeys instead of showing it: control characters, and those that change the direction
+// of the text around them.
+bool is_control(char32_t code) {
+    return code < ' ' || (code >= 0x7F && code < 0xA0) || code == 0x061C || code == 0x200E
+        || code == 0x200F || (code >= 0x202A && code <= 0x202E)
+        || (code >= 0x2066 && code <= 0x2069);
+}
+
+// "\x07" or "\u202e".
+std::string make_escape(char32_t code, bool is_ascii_or_byte) {
+    constexpr std::string_view digits = "0123456789abcdef";
+    std::string escape = is_ascii_or_byte ? "\\x" : "\\u";
+    for (auto shift = is_ascii_or_byte ? 8U : 16U; shift > 0;) {
+        shift -= 4;
+        escape += digits[code >> shift & 0xFU];
+    }
+    return escape;
 }
 
 } // namespace
@@ -179,20 +232,21 @@ std::string make_json_line(std::string_view type, json_object const& body) {
 }
 
 std::string printable(std::string_view text) {
-    constexpr std::string_view digits = "0123456789abcdef";
-    constexpr unsigned char delete_character = 0x7F;
     std::string shown;
-    for (auto const character : text) {
-        auto const code = static_cast<unsigned char>(character);
-        if (character == '\n') {
+    while (!text.empty()) {
+        auto const found = decode_character(text);
+        auto const [code, size] =
+            found.value_or(utf8_character{static_cast<unsigned char>(text.front()), 1});
+        if (code == '\n') {
             shown += "\\n";
-        } else if (character == '\t') {
+        } else if (code == '\t') {
             shown += "\\t";
-        } else if (code < ' ' || code == delete_character) {
-            shown += {'\\', 'x', digits[code / digits.size()], digits[code % digits.size()]};
+        } else if (!found.has_value() || is_control(code)) {
+            shown += make_escape(code, size == 1);
         } else {
-            shown += character;
+            shown += text.substr(0, size);
         }
+        text.remove_prefix(size);
     }
     return shown;
 }

@@ -122,8 +122,9 @@ private:
 /// end. Text that is not UTF-8 is written with replacement characters.
 [[nodiscard]] std::string make_json_line(std::string_view type, json_object const& body);
 
-/// Returns the text with control characters as "\n" or "\x07", so that it can do no harm in a
-/// terminal.
+/// Returns the text as UTF-8 that does no harm in a terminal: control characters as "\n" or "\x07",
+/// those beyond ASCII and those that change the direction of text as "\u202e", and bytes that are not
+/// UTF-8 as "\xff".
 [[nodiscard]] std::string printable(std::string_view text);
 
 /// "1 variable", "2 variables".

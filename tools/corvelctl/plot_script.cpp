@@ -191,11 +191,9 @@ std::string make_plot_script(
 }
 
 std::string quote_for_gnuplot(std::string_view text) {
-    // What is not UTF-8 would end the drawing of the text.
-    auto const whole =
-        json_object(printable(text)).dump(-1, ' ', false, json_object::error_handler_t::replace);
     std::string quoted{"'"};
-    for (auto const character : json_object::parse(whole).get<std::string>()) {
+    // What is not UTF-8 would end the drawing of the text.
+    for (auto const character : printable(text)) {
         // Neither can be written safely inside of quotes; these look alike.
         if (character == '\'') {
             quoted += "\xE2\x80\x99";

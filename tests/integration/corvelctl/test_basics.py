@@ -212,6 +212,13 @@ class Contexts(ToolTest):
         self.assertEqual(shown["hub"], "nats://***@plc:4222")
         self.assertEqual(shown["secret_file"], str(self.secret_file))
 
+    def test_shows_nothing_that_controls_a_terminal(self):
+        self.add("a\u009b31m\u202e")
+        for command in ("list", "show"):
+            shown = self.expect(0, "context", command).output
+            self.assertIn("a\\u009b31m\\u202e", shown)
+            self.assertNotRegex(shown, "[\u0080-\u009f\u202e]")
+
     def test_asks_whether_another_name_was_meant(self):
         self.add("plant")
         self.assertEqual(

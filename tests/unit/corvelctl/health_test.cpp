@@ -141,7 +141,7 @@ TEST(prometheus_text, stays_whole_whatever_names_contain) {
     EXPECT_THAT(
         make_prometheus_text(found),
         HasSubstr(
-            "corvel_variable_good{provider=\"boiler\",path=\"\\\"} 1\\\\n\\\\\xEF\xBF\xBD\"} 1\n"));
+            "corvel_variable_good{provider=\"boiler\",path=\"\\\"} 1\\\\n\\\\\\\\xff\"} 1\n"));
 }
 
 TEST(health_object, counts_and_lists_problems) {

@@ -6,6 +6,8 @@
 #include <gtest/gtest.h>
 
 #include <string>
+#include <utility>
+#include <vector>
 
 namespace arvenhold::corvel::hub::ctl {
 namespace {
@@ -45,6 +47,34 @@ TEST(colours, appear_only_if_wanted) {
 
 TEST(printable_text, cannot_control_a_terminal) {
     EXPECT_EQ(printable("a\n\t\033[2J\x7F\xC3\xA4"), "a\\n\\t\\x1b[2J\\x7f\xC3\xA4");
+    EXPECT_EQ(printable("\u0080 \u009b31m \u009f \u00a0"), "\\u0080 \\u009b31m \\u009f \u00a0");
+}
+
+TEST(printable_text, cannot_reorder_what_a_terminal_shows) {
+    EXPECT_EQ(
+        printable(
+            "\u061c\u200d\u200e\u200f\u2010 \u2029\u202a\u202e\u202f \u2065\u2066\u2069\u206a"),
+        "\\u061c\u200d\\u200e\\u200f\u2010 \u2029\\u202a\\u202e\u202f \u2065\\u2066\\u2069\u206a");
+}
+
+TEST(printable_text, shows_the_bytes_that_are_not_utf_8) {
+    for (auto const& [bytes, shown] : std::vector<std::pair<std::string, std::string>>{
+             {"\x9B"
+              "31m",
+              "\\x9b31m"},
+             {"\xC3", "\\xc3"},
+             {"\xC3"
+              "a",
+              "\\xc3a"},
+             {"\xC0\x9B", "\\xc0\\x9b"},
+             {"\xE0\x82\x9B", "\\xe0\\x82\\x9b"},
+             {"\xED\xA0\x80", "\\xed\\xa0\\x80"},
+             {"\xF4\x90\x80\x80", "\\xf4\\x90\\x80\\x80"},
+             {"\xF5\x80\x80\x80", "\\xf5\\x80\\x80\\x80"},
+             {"\xE2\x80", "\\xe2\\x80"},
+             {"\u20AC\U0010FFFF", "\u20AC\U0010FFFF"}}) {
+        EXPECT_EQ(printable(bytes), shown);
+    }
 }
 
 } // namespace

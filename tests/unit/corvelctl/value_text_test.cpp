@@ -236,7 +236,7 @@ INSTANTIATE_TEST_SUITE_P(
         text_case{
             "bytes",
             std::string{"\xFF"},
-            "\xFF",
+            "\\xff",
             "{\"value\":\"\xEF\xBF\xBD\",\"value_base64\":\"/w==\"}"},
         text_case{
             "time",

@@ -80,9 +80,9 @@ exit_code list_all(tool& with, context_options const& /*none*/) {
         }
         shown.add(
             {{name == all.current ? "*" : ""},
-             {name},
-             {remove_secrets(fields.server_url, {})},
-             {fields.client_id}});
+             {printable(name)},
+             {printable(remove_secrets(fields.server_url, {}))},
+             {printable(fields.client_id)}});
     }
     if (all.by_name.empty()) {
         with.out.note("there are no contexts; add one: corvelctl context add --help");
@@ -111,7 +111,8 @@ exit_code show_one(tool& with, context_options const& given) {
     for (auto const& [key, value] : object.items()) {
         constexpr std::size_t width = 13;
         if (value.is_string() && !value.get<std::string>().empty()) {
-            text += key + std::string(width - key.size(), ' ') + value.get<std::string>() + '\n';
+            text += key + std::string(width - key.size(), ' ') + printable(value.get<std::string>())
+                  + '\n';
         }
     }
     with.out.print(text);
