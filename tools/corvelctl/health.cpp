@@ -36,7 +36,7 @@ std::string make_decimal(double number) {
 }
 
 seconds get_age(health const& found, checked_value const& value) {
-    return found.when - value.when;
+    return get_span(value.when, found.when);
 }
 
 template <class Action>
@@ -72,8 +72,9 @@ totals count(health const& found) {
 }
 
 std::string make_age_text(seconds age) {
-    using std::chrono::milliseconds;
-    return make_readable(std::chrono::duration_cast<milliseconds>(age));
+    auto const rounded = std::chrono::duration_cast<std::chrono::milliseconds>(age);
+    return std::chrono::abs(rounded) < seconds{1} ? make_readable(rounded)
+                                                  : make_decimal(seconds{rounded}.count()) + 's';
 }
 
 // A vertical bar begins the performance data.

@@ -63,7 +63,7 @@ void text_rows::append_dropped(std::string& text, std::uint64_t count, timestamp
 void text_rows::append_gap(std::string& /*text*/, timestamp /*from*/, timestamp /*to*/) {}
 
 std::string text_rows::make_time(timestamp when) const {
-    return make_readable(std::chrono::floor<std::chrono::milliseconds>(when), m_tool.options.utc);
+    return make_short(when, m_tool.options.utc);
 }
 
 std::string text_rows::pad(std::string text) {

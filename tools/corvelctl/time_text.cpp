@@ -204,6 +204,17 @@ std::string make_readable(timestamp when, bool utc) {
     return format(time.fields, "%Y-%m-%d %H:%M:%S.") + digits + (utc ? "Z" : "");
 }
 
+std::string make_short(timestamp when, bool utc) {
+    auto const time = split(when, utc);
+    auto const digits = nine_digits(time.nanoseconds).substr(0, 3);
+    return format(time.fields, "%Y-%m-%d %H:%M:%S.") + digits + (utc ? "Z" : "");
+}
+
+std::chrono::duration<double> get_span(timestamp from, timestamp to) {
+    using exact = std::chrono::duration<long double, std::nano>;
+    return exact{to.time_since_epoch()} - exact{from.time_since_epoch()};
+}
+
 std::optional<timestamp> parse_time(std::string_view text) {
     if (text.starts_with('@')) {
         auto const count = parse_digits<std::int64_t>(text.substr(1));

@@ -22,6 +22,12 @@ namespace arvenhold::corvel::hub::ctl {
 /// three. In UTC with "Z" behind it.
 [[nodiscard]] std::string make_readable(timestamp when, bool utc);
 
+/// "2026-11-22 04:08:24.123": the same without what is finer than a millisecond.
+[[nodiscard]] std::string make_short(timestamp when, bool utc);
+
+/// Returns how much later the second time is, also if nanoseconds cannot express that.
+[[nodiscard]] std::chrono::duration<double> get_span(timestamp from, timestamp to);
+
 /// Reads RFC 3339 with "T" or a space, with "Z" or an offset, or "@" and nanoseconds since the epoch.
 ///
 /// @return nothing if the text is something else, or out of the range of a timestamp.

@@ -19,7 +19,7 @@ namespace arvenhold::corvel::hub::ctl {
 
 namespace {
 
-using std::chrono::nanoseconds;
+using std::chrono::milliseconds;
 
 constexpr std::size_t gap = 2;
 constexpr std::size_t quality_width = 9; // "uncertain"
@@ -100,15 +100,14 @@ std::string make_sparkline(std::deque<double> const& values, bool unicode) {
     return line;
 }
 
-std::string make_age(nanoseconds age) {
-    using std::chrono::duration_cast;
+std::string make_age(milliseconds age) {
     constexpr std::chrono::seconds exact{10};
     constexpr std::chrono::minutes some_seconds{2};
     constexpr std::chrono::hours some_minutes{2};
     constexpr std::chrono::hours some_hours{48};
-    age = std::max(age, nanoseconds::zero());
+    age = std::max(age, milliseconds::zero());
     if (age < exact) {
-        auto const tenths = age / std::chrono::milliseconds{100};
+        auto const tenths = age / milliseconds{100};
         return std::to_string(tenths / 10) + '.' + std::to_string(tenths % 10) + 's';
     }
     if (age < some_seconds) {
@@ -210,9 +209,8 @@ std::vector<cell> value_table::make_headings(std::size_t columns, timestamp now)
         static_cast<std::size_t>(std::count_if(m_rows.begin(), m_rows.end(), [](auto const& entry) {
             return entry.second.reading.freshness != freshness::live;
         }));
-    auto const time =
-        make_readable(std::chrono::floor<std::chrono::seconds>(now), m_utc).substr(0, 19);
-    auto const left = m_title + "  " + count_text(m_rows.size(), "values")
+    auto const time = make_short(now, m_utc).substr(0, 19);
+    auto const left = m_title + "  " + make_count_text(m_rows.size(), "value")
                     + (stale > 0 ? ", " + count_text(stale, "stale") : "");
     auto const padding = fill(count_columns(left) + count_columns(time), columns);
     std::vector<cell> headings{{left + (padding.empty() ? "  " : padding) + time, colour::bold}};
@@ -237,7 +235,7 @@ std::string value_table::make_name(place const& of) const {
 
 std::string value_table::make_value(row const& shown) const {
     if (auto const* const when = std::get_if<timestamp>(&shown.reading.value)) {
-        return make_readable(std::chrono::floor<std::chrono::milliseconds>(*when), m_utc);
+        return make_short(*when, m_utc);
     }
     return make_text(shown.reading.value, m_utc);
 }
@@ -273,7 +271,7 @@ std::string value_table::make_line(
     auto const name = shorten_beginning(make_name(of), columns.name);
     auto const value = shorten_end(make_value(shown), columns.value);
     auto const quality = std::string{is_stale ? "stale" : short_name_of(reading.quality)};
-    auto const age = make_age(now - reading.when);
+    auto const age = make_age(std::chrono::round<milliseconds>(get_span(reading.when, now)));
     auto line = name + fill(count_columns(name), columns.name + gap)
               + fill(count_columns(value), columns.value)
               + paints.paint(value, is_stale ? colour::grey : colour::none) + "  "

@@ -27,7 +27,7 @@ namespace arvenhold::corvel::hub::ctl {
 
 /// How old something is, in at most five columns: "0.4s", "45s", "12min", "5h", "3d"; "0.0s" for what
 /// is not over yet.
-[[nodiscard]] std::string make_age(std::chrono::nanoseconds age);
+[[nodiscard]] std::string make_age(std::chrono::milliseconds age);
 
 /// Shortens a text to a number of columns; shows that its beginning is left out.
 [[nodiscard]] std::string shorten_beginning(std::string const& text, std::size_t columns);

@@ -8,6 +8,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <cstdint>
 #include <limits>
 #include <string>
 #include <utility>
@@ -78,6 +79,16 @@ TEST(plugin_text, has_one_line_when_all_is_well) {
         make_nagios_text(found),
         "CORVEL OK - boiler: 1 good value, the oldest 1.5s old | time=0.25s;;;0 providers=1;;;0 "
         "values=1;;;0 not_good=0;;;0 age=1.5s;;\n");
+}
+
+TEST(plugin_text, knows_the_age_of_the_oldest_time_stamp_that_there_is) {
+    timestamp const first{std::chrono::nanoseconds{std::numeric_limits<std::int64_t>::min()}};
+    auto found = make_health({{"a", 1.5, variable_quality::good, first}});
+    found.when = timestamp{std::chrono::seconds{1'800'000'000}};
+    found.most_age = std::chrono::seconds{10};
+    judge_values(found);
+    EXPECT_EQ(get_state(found), health_state::critical);
+    EXPECT_THAT(make_nagios_text(found), HasSubstr("boiler a: 11023372036.854s old"));
 }
 
 TEST(plugin_text, lists_several_problems_the_worst_first) {

@@ -162,8 +162,7 @@ private:
             auto const paint = outcome == "accepted" ? colour::green : colour::yellow;
             auto const utc = m_tool.options.utc;
             m_tool.out.print(
-                make_readable(std::chrono::floor<std::chrono::milliseconds>(now), utc)
-                + "  write request " + printable(request.get_path()) + " = "
+                make_short(now, utc) + "  write request " + printable(request.get_path()) + " = "
                 + make_text(wanted, utc) + "  " + m_tool.out.paint(outcome, paint));
             return;
         }

@@ -210,9 +210,8 @@ public:
         auto const percent = std::to_string(static_cast<int>(progress * 100));
         m_output.show_progress(
             '[' + std::string(full, '#') + std::string(static_cast<std::size_t>(width) - full, '.')
-            + "] " + percent + " %  "
-            + make_readable(std::chrono::floor<std::chrono::seconds>(m_place), true) + "  "
-            + std::to_string(m_values) + " values");
+            + "] " + percent + " %  " + make_short(m_place, true) + "  "
+            + make_count_text(m_values, "value"));
     }
 
     void finish() {

@@ -4,6 +4,7 @@
 #include "corvelctl/view/hub_model.hpp"
 
 #include "corvelctl/json_rows.hpp"
+#include "corvelctl/time_text.hpp"
 #include "corvelctl/value_text.hpp"
 #include "corvelctl/variable_text.hpp"
 #include "corvelctl/view/page_json.hpp"
@@ -36,8 +37,7 @@ sample_status status_of(any_reading const& reading) {
 
 timestamp find_drawn_time(any_reading const& reading, timestamp arrival) {
     auto const is_near = reading.freshness == freshness::live
-                      && reading.when - arrival < most_difference
-                      && arrival - reading.when < most_difference;
+                      && std::chrono::abs(get_span(reading.when, arrival)) < most_difference;
     return is_near ? reading.when : arrival;
 }
 
