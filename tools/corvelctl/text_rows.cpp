@@ -57,7 +57,7 @@ void text_rows::append_notice(std::string& text, provider_notice const& notice) 
 
 void text_rows::append_dropped(std::string& text, std::uint64_t count, timestamp when) {
     text += make_time(when) + "  "
-          + m_tool.out.paint(std::to_string(count) + " changes dropped", colour::red) + '\n';
+          + m_tool.out.paint(make_count_text(count, "change") + " dropped", colour::red) + '\n';
 }
 
 void text_rows::append_gap(std::string& /*text*/, timestamp /*from*/, timestamp /*to*/) {}

@@ -205,7 +205,7 @@ private:
     }
 
     [[nodiscard]] std::string describe() const {
-        return std::to_string(m_values) + " values of "
+        return make_count_text(m_values, "value") + " of "
              + make_count_text(m_definitions.size(), "provider") + ", "
              + make_size(m_file.get_size());
     }

@@ -215,11 +215,11 @@ public:
     }
 
     void finish() {
-        m_output.note("replayed " + std::to_string(m_values) + " values");
+        m_output.note("replayed " + make_count_text(m_values, "value"));
         if (m_left_out > 0) {
             m_output.warn(
-                std::to_string(m_left_out)
-                + " values were left out, because their variables had another type before");
+                "left out: " + make_count_text(m_left_out, "value")
+                + ", because variables had another type before");
         }
     }
 

@@ -147,11 +147,11 @@ void plan_file(
         }
     }
     if (skipped.read_only > 0) {
-        with.out.note(std::to_string(skipped.read_only) + " read-only variables are left out");
+        with.out.note("left out: " + make_count_text(skipped.read_only, "read-only variable"));
     }
     if (skipped.of_others > 0) {
         with.out.note(
-            std::to_string(skipped.of_others) + " values of other providers are left out");
+            "left out: " + make_count_text(skipped.of_others, "value") + " of other providers");
     }
 }
 
