@@ -46,6 +46,13 @@ class Check(HubTest):
         self.assertIn('no provider "old"; did you mean "odd"', self.state(CRITICAL, "old"))
         self.assertIn('has no path "flags/no"', self.state(CRITICAL, "odd", "flags/no"))
 
+    def test_refuses_two_formats_at_once(self):
+        file = self.folder / "metrics.prom"
+        shown, = self.expect(UNKNOWN, "check", "--prometheus", "-o", file, "-j").objects()
+        self.assertEqual((shown["state"], shown["problems"][0]["text"]),
+                         ("UNKNOWN", "--prometheus and --json exclude each other"))
+        self.assertFalse(file.exists())
+
     def test_warns_of_a_hub_without_providers(self):
         self.assertIn("the hub has no providers", self.state(WARNING))
 

@@ -47,12 +47,12 @@ public:
 
 private:
     static void print(output& out, check_options const& given, health const& found) {
-        if (given.prometheus && !given.file.empty()) {
+        if (out.is_json()) {
+            out.print_object("health", make_health_object(found));
+        } else if (given.prometheus && !given.file.empty()) {
             write_public_file(given.file, make_prometheus_text(found));
         } else if (given.prometheus) {
             out.print(make_prometheus_text(found));
-        } else if (out.is_json()) {
-            out.print_object("health", make_health_object(found));
         } else {
             out.print(make_nagios_text(found));
         }
@@ -112,6 +112,12 @@ void check_providers(
 }
 
 exit_code check(tool& with, check_options const& given) {
+    if (given.prometheus && with.out.is_json()) {
+        throw failure{
+            exit_code::usage,
+            "--prometheus and --json exclude each other",
+            "leave --json out to get metrics"};
+    }
     // So that providers which do not answer leave time for others.
     auto const limit = with.guard.get_time_left() / 2;
     health found;
