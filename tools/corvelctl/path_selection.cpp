@@ -113,14 +113,18 @@ variable_pointer require_variable(
     throw make_unknown(all, wanted, provider);
 }
 
+std::string describe_unknown_path(
+    std::string const& owner, std::string const& path, std::vector<std::string> const& paths) {
+    auto const names_several = is_pattern(path);
+    return owner + (names_several ? " has no path that fits \"" : " has no path \"") + path + '"'
+         + (names_several ? "" : ask_did_you_mean(path, paths));
+}
+
 failure make_unknown_path(
     std::string const& path, std::vector<std::string> const& paths, std::string const& provider) {
-    auto const names_several = is_pattern(path);
     return {
         exit_code::not_found,
-        "provider \"" + provider
-            + (names_several ? "\" has no path that fits \"" : "\" has no path \"") + path + '"'
-            + (names_several ? "" : ask_did_you_mean(path, paths)),
+        describe_unknown_path("provider \"" + provider + '"', path, paths),
         "see all variables: corvelctl browse " + provider};
 }
 

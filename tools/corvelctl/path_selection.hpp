@@ -36,6 +36,11 @@ namespace arvenhold::corvel::hub::ctl {
 [[nodiscard]] std::shared_ptr<consumer_variable> require_variable(
     current_variables const& all, std::string const& wanted, std::string const& provider);
 
+/// What an error text says of a path or pattern that nothing of the owner, which is named as in a
+/// sentence, fits; asks whether one of the paths was meant.
+[[nodiscard]] std::string describe_unknown_path(
+    std::string const& owner, std::string const& path, std::vector<std::string> const& paths);
+
 /// The failure of a command that names a path which the provider does not have.
 [[nodiscard]] failure make_unknown_path(
     std::string const& path, std::vector<std::string> const& paths, std::string const& provider);

@@ -137,6 +137,16 @@ class Plot(OddProviderTest):
         recording = self.write_json(value(1, "nan"))
         self.assertIn("no numbers", self.expect(3, "plot", recording, "-o", "x.png").errors)
 
+    def test_names_each_path_that_nothing_has(self):
+        picture = ("-o", self.folder / "x.png")
+        shown = self.expect(3, "plot", "odd", "flags/on", "times/spam", "--for", "1h", *picture)
+        self.assertIn('provider "odd" has no path "times/spam"; did you mean "times/span"?', shown.errors)
+        recording = self.write_json(value(1, 1.5, path="level"), value(2, 1.5, path="depth"))
+        for wanted, text in (("levol", 'has no path "levol"; did you mean "level"?'),
+                             ("x/*", 'has no path that fits "x/*"')):
+            self.assertIn(f"{recording} {text}", self.expect(3, "plot", recording, "depth", wanted, *picture).errors)
+        self.expect(0, "plot", recording, "dep*", "level", *picture)
+
     def test_says_that_gnuplot_is_missing(self):
         self.environment["PATH"] = str(self.folder)
         shown = self.expect(1, "plot", self.write_json(value(1, 1.5)), "-o", self.folder / "x.png")

@@ -5,6 +5,7 @@
 #include "corvelctl/commands.hpp"
 #include "corvelctl/followed_hub.hpp"
 #include "corvelctl/gnuplot_run.hpp"
+#include "corvelctl/hub_client.hpp"
 #include "corvelctl/path_selection.hpp"
 #include "corvelctl/plot_script.hpp"
 #include "corvelctl/recording_reader.hpp"
@@ -18,6 +19,8 @@
 #include <ctime>
 #include <filesystem>
 #include <optional>
+#include <set>
+#include <string>
 #include <variant>
 #include <vector>
 
@@ -54,6 +57,16 @@ bool is_wanted(words const& wanted, std::string const& path) {
     return wanted.empty() || std::any_of(wanted.begin(), wanted.end(), [&](auto const& one) {
                return matches_pattern(path, one);
            });
+}
+
+// The first argument that fits none of the paths; empty if each fits one.
+std::string find_unknown(words const& wanted, words const& paths) {
+    auto const unknown = std::find_if(wanted.begin(), wanted.end(), [&](auto const& one) {
+        return std::none_of(paths.begin(), paths.end(), [&one](auto const& path) {
+            return matches_pattern(path, one);
+        });
+    });
+    return unknown == wanted.end() ? "" : *unknown;
 }
 
 std::optional<std::chrono::seconds> find_offset(bool utc, timestamp when) {
@@ -135,12 +148,23 @@ plot_data read_recording(tool& with, plot_options const& given) {
     constexpr std::uint64_t portion = 100'000;
     recording_reader recording{find_recording(given.source)};
     plot_data data;
+    std::set<std::string> recorded;
     for (std::uint64_t count = 1; auto const row = recording.read(); ++count) {
+        if (row->kind == row_kind::value) {
+            recorded.insert(row->path);
+        }
         add_row(data, given.wanted, *row);
         if (count % portion == 0) {
             auto const percent = static_cast<int>(recording.get_progress() * 100);
             with.out.show_progress("read " + std::to_string(percent) + " %");
         }
+    }
+    words const paths{recorded.begin(), recorded.end()};
+    if (auto const unknown = find_unknown(given.wanted, paths); !unknown.empty()) {
+        throw failure{
+            exit_code::not_found,
+            describe_unknown_path(given.source, unknown, paths),
+            "leave the paths out to draw everything"};
     }
     return data;
 }
@@ -215,12 +239,24 @@ private:
     bool m_is_drawn = false;
 };
 
+// Everything of the provider if several arguments must be compared with each path.
+followed_selection find_followed(tool& with, plot_options const& given) {
+    hub_client client{with};
+    auto const all = client.attach(given.source)->get_current_variables();
+    words paths;
+    for (auto const& [id, variable] : all) {
+        paths.push_back(variable->get_path());
+    }
+    if (auto const unknown = find_unknown(given.wanted, paths); !unknown.empty()) {
+        throw make_unknown_path(unknown, paths, given.source);
+    }
+    return {{given.source}, given.wanted.size() == 1 ? given.wanted.front() : "**"};
+}
+
 exit_code plot_live(tool& with, plot_options const& given) {
     constexpr std::size_t queue_limit = 100'000;
     with.guard.set_time(with.options.timeout.value_or(default_timeout));
-    selection_options wanted;
-    wanted.words = {given.source, given.wanted.size() == 1 ? given.wanted.front() : "**"};
-    auto const selected = find_selection(with, wanted);
+    auto const selected = find_followed(with, given);
     with.guard.last_until_signal();
     collector receiver{with, given};
     followed_hub hub{with, selected, change_queue::every(queue_limit), receiver};
