@@ -4,6 +4,7 @@
 #include "corvelctl/definition_file.hpp"
 
 #include "corvelctl/near_names.hpp"
+#include "corvelctl/user_files.hpp"
 #include "corvelctl/value_text.hpp"
 #include "corvelctl/variable_text.hpp"
 #include "dev_hub/definition.hpp"
@@ -11,8 +12,6 @@
 
 #include <algorithm>
 #include <array>
-#include <fstream>
-#include <iterator>
 #include <map>
 #include <set>
 
@@ -213,12 +212,7 @@ defined_variables parse_definition(std::string_view text, std::string const& sou
 }
 
 defined_variables load_definition(std::string const& file) {
-    std::ifstream input{file == "-" ? "/dev/stdin" : file, std::ios::binary};
-    std::string const text{std::istreambuf_iterator<char>{input}, {}};
-    if (!input) {
-        throw failure{exit_code::usage, "cannot read " + file};
-    }
-    return parse_definition(text, file);
+    return parse_definition(read_named_file(file), file);
 }
 
 defined_variables get_definition(current_variables const& all, std::string const& provider) {

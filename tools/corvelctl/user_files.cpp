@@ -146,6 +146,14 @@ void write_public_file(std::filesystem::path const& path, std::string_view text)
     replace_file(path, text, only_owner | S_IRGRP | S_IROTH);
 }
 
+std::string read_named_file(std::string const& file) {
+    try {
+        return read_whole(file == "-" ? "/dev/stdin" : file);
+    } catch (failure const& unreadable) {
+        throw failure{exit_code::usage, unreadable.what()};
+    }
+}
+
 std::string read_secret(std::string const& path, std::string const& flag) {
     std::string secret;
     try {

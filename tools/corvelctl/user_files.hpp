@@ -54,7 +54,11 @@ void write_private_file(std::filesystem::path const& path, std::string const& te
 /// @throws failure  It cannot be written. The earlier file is unchanged.
 void write_public_file(std::filesystem::path const& path, std::string_view text);
 
-/// Reads the client secret: the file's content without line ends at its end.
+/// Reads a file that an argument names, or standard input if the name is "-".
+///
+/// @throws failure  It cannot be read (usage).
+[[nodiscard]] std::string read_named_file(std::string const& file);
+
 /// Reads a secret: the file's content without line ends at its end.
 ///
 /// @param flag  The flag that names the file, and what the file contains, for the failure.

@@ -48,6 +48,8 @@ class Files(ToolTest):
         for text in ("", "no JSON", "[]", '{"variables": {}}', '{"variables": []}', '{"x": 1}'):
             self.expect(2, "def", "check", self.write_file("other.json", text))
         self.expect(2, "def", "check", self.folder / "nowhere.json")
+        self.assertIn(f"cannot read {self.folder}: Is a directory",
+                      self.expect(2, "def", "check", self.folder).errors)
         self.assertIn("write ./pump", self.expect(2, "def", "check", "pump").errors)
 
     def test_tells_sets_apart_by_a_hash(self):

@@ -246,7 +246,8 @@ class Writing(OddProviderTest):
         other = self.write_file("other", "flags/on=1\n")
         self.assertIn(f"{other}:1: this is no line that read --json has written",
                       self.expect(2, "write", "odd", "--from", other).errors)
-        self.expect(2, "write", "odd", "--from", self.folder / "nowhere")
+        for file, why in ((self.folder / "nowhere", "No such file or directory"), (self.folder, "Is a directory")):
+            self.assertIn(f"cannot read {file}: {why}", self.expect(2, "write", "odd", "--from", file).errors)
 
     def test_leaves_out_other_providers(self):
         other = self.write_file("other", json.dumps(

@@ -7,14 +7,15 @@
 #include "corvelctl/hub_client.hpp"
 #include "corvelctl/path_selection.hpp"
 #include "corvelctl/table.hpp"
+#include "corvelctl/user_files.hpp"
 #include "corvelctl/value_text.hpp"
 #include "corvelctl/variable_text.hpp"
 
 #include <algorithm>
 #include <chrono>
 #include <condition_variable>
-#include <fstream>
 #include <mutex>
+#include <sstream>
 #include <vector>
 
 namespace arvenhold::corvel::hub::ctl {
@@ -127,13 +128,10 @@ void plan_object(
 
 void plan_file(
     tool& with, plan& planned, current_variables const& all, write_options const& given) {
-    std::ifstream file{given.file == "-" ? "/dev/stdin" : given.file};
-    if (!file) {
-        throw failure{exit_code::usage, "cannot read " + given.file};
-    }
+    std::istringstream lines{read_named_file(given.file)};
     skipped_lines skipped;
     std::size_t number = 0;
-    for (std::string line; std::getline(file, line);) {
+    for (std::string line; std::getline(lines, line);) {
         auto const place = given.file + ':' + std::to_string(++number) + ": ";
         try {
             plan_object(with, planned, skipped, all, nlohmann::json::parse(line), given.provider);
