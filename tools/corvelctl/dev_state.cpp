@@ -33,18 +33,19 @@ std::optional<dev_hub_state> find_dev_hub(std::filesystem::path const& directory
     if (!text.has_value()) {
         return std::nullopt;
     }
-    auto const object = nlohmann::json::parse(*text, nullptr, false);
-    if (!object.is_object()) {
-        return std::nullopt;
-    }
     dev_hub_state found;
-    found.connection.server_url = object.value("hub", "");
-    found.connection.token_url = object.value("token_url", "");
-    found.connection.client_id = object.value("client_id", "");
+    try {
+        auto const object = nlohmann::json::parse(*text);
+        found.connection.server_url = object.value("hub", "");
+        found.connection.token_url = object.value("token_url", "");
+        found.connection.client_id = object.value("client_id", "");
+        found.server_port = object.value("port", std::uint16_t{0});
+        found.process = object.value("pid", pid_t{-1});
+        found.demo = object.value("demo", false);
+    } catch (nlohmann::json::exception const&) {
+        return std::nullopt; // another program has written it
+    }
     found.connection.secret_file = get_dev_secret_path(directory).string();
-    found.server_port = object.value("port", std::uint16_t{0});
-    found.process = object.value("pid", pid_t{-1});
-    found.demo = object.value("demo", false);
     if (dev::find_hub_process(found.server_port) != found.process) {
         return std::nullopt;
     }

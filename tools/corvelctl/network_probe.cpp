@@ -7,6 +7,7 @@
 #include <poll.h>
 #include <sys/socket.h>
 
+#include <algorithm>
 #include <array>
 #include <cerrno>
 #include <memory>
@@ -82,6 +83,17 @@ std::string get_default_port(std::string_view scheme) {
     return scheme == "https" ? "443" : "4222";
 }
 
+// Whether the fields that a diagnosis reads are of the types that a server sends.
+bool is_greeting(nlohmann::json const& info) {
+    nlohmann::json const samples{
+        {"version", ""}, {"tls_required", false}, {"auth_required", false}, {"headers", false}};
+    auto const items = samples.items();
+    return info.is_object() && std::all_of(items.begin(), items.end(), [&info](auto const& sample) {
+               auto const found = info.find(sample.key());
+               return found == info.end() || found->type() == sample.value().type();
+           });
+}
+
 } // namespace
 
 std::string url_parts::get_address() const {
@@ -152,7 +164,7 @@ nlohmann::json read_server_info(dev::file_descriptor const& connection, millisec
     auto info = text.starts_with(keyword)
                   ? nlohmann::json::parse(text.substr(keyword.size()), nullptr, false)
                   : nlohmann::json{};
-    if (!info.is_object()) {
+    if (!is_greeting(info)) {
         throw probe_failure{"the server does not speak as a NATS server does"};
     }
     return info;

@@ -11,6 +11,8 @@
 #include <nlohmann/json.hpp>
 
 #include <algorithm>
+#include <cmath>
+#include <cstdint>
 #include <ctime>
 
 namespace arvenhold::corvel::hub::ctl {
@@ -69,11 +71,15 @@ std::optional<std::string> find_text(nlohmann::json const& object, char const* k
                                                        : std::nullopt;
 }
 
+// Nothing if there is no such number, or no clock could show it.
 std::optional<seconds> find_seconds(nlohmann::json const& object, char const* key) {
+    // Nanoseconds can express this, and its difference from the present.
+    constexpr double longest = 6e9;
     auto const found = object.is_object() ? object.find(key) : object.end();
-    return found != object.end() && found->is_number()
-             ? std::optional{seconds{found->get<std::int64_t>()}}
-             : std::nullopt;
+    auto const number =
+        found != object.end() && found->is_number() ? found->get<double>() : std::nan("");
+    return std::abs(number) <= longest ? std::optional{seconds{static_cast<std::int64_t>(number)}}
+                                       : std::nullopt;
 }
 
 } // namespace

@@ -59,6 +59,19 @@ class DevHub(ToolTest):
         self.environment["XDG_STATE_HOME"] = str(self.folder / "elsewhere")
         self.expect(0, "providers")
 
+    def test_prints_what_a_shell_reads_whatever_its_folder_is_called(self):
+        self.environment["XDG_STATE_HOME"] = str(self.folder / "it's; $HOME")
+        self.addCleanup(self.run_tool, "dev", "down")
+        words = shlex.split(self.up("--print-env").output)
+        self.assertIn(f"CORVEL_SECRET_FILE={self.environment['XDG_STATE_HOME']}/corvelctl/dev/secret", words)
+
+    def test_ignores_a_state_that_it_has_not_written(self):
+        folder = self.folder / ".local/state/corvelctl/dev"
+        folder.mkdir(parents=True)
+        for text in ('{"hub":1}', '{"port":"x"}', "[]", "{"):
+            self.write_file(folder / "hub.json", text)
+            self.expect(3, "dev", "status")
+
     def test_keeps_its_secret_private(self):
         self.up()
         path = self.folder / ".local/state/corvelctl/dev/secret"

@@ -108,15 +108,17 @@ class Connection(DoctorTest):
             self.fails(5, "nats server", "sends nothing", "--hub", url, "--timeout", "2s")
             other.accept()[0].close()
 
-            def greet():
-                with other.accept()[0] as client:
-                    client.sendall(b"220 mail\r\n")
+            for greeting in (b"220 mail\r\n", b'INFO {"version":2}\r\n', b'INFO {"tls_required":"no"}\r\n',
+                             b'INFO {"headers":null}\r\n', b"INFO []\r\n"):
+                def greet(text=greeting):
+                    with other.accept()[0] as client:
+                        client.sendall(text)
 
-            answer = threading.Thread(target=greet)
-            answer.start()
-            self.fails(5, "nats server", "does not speak as a NATS server", "--hub", url,
-                       "--timeout", "2s")
-            answer.join()
+                answer = threading.Thread(target=greet)
+                answer.start()
+                self.fails(5, "nats server", "does not speak as a NATS server", "--hub", url,
+                           "--timeout", "2s")
+                answer.join()
 
     def test_names_a_wrong_path_of_the_token_endpoint(self):
         checks = self.fails(4, "token endpoint", "status 404",

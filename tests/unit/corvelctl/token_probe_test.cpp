@@ -7,6 +7,7 @@
 
 #include <chrono>
 #include <optional>
+#include <string>
 #include <string_view>
 
 namespace arvenhold::corvel::hub::ctl {
@@ -59,6 +60,19 @@ TEST(token_reply, survives_anything) {
           R"({"access_token":"a.W10.c","expires_in":1e3})"}) {
         EXPECT_EQ(parse(body).expires_at, std::nullopt) << body;
     }
+}
+
+TEST(token_reply, ignores_times_that_no_clock_can_express) {
+    for (auto const* const number :
+         {"1e300", "-1e300", "18446744073709551615", "9223372036854775807"}) {
+        auto const reply =
+            parse(R"({"access_token":"abc","expires_in":)" + std::string{number} + '}');
+        EXPECT_EQ(reply.lifetime, std::nullopt) << number;
+    }
+    // {"exp":9223372036854775807}
+    EXPECT_EQ(
+        parse(R"({"access_token":"e30.eyJleHAiOjkyMjMzNzIwMzY4NTQ3NzU4MDd9.sig"})").expires_at,
+        std::nullopt);
 }
 
 TEST(token_reply, is_not_readable_by_the_library_with_white_space_or_another_first_field) {

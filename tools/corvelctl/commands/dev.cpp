@@ -56,11 +56,20 @@ dev_hub_state require_hub(dev_options const& given) {
     return *found;
 }
 
+// In single quotes, in which nothing but the quote itself has a meaning.
+std::string quote_for_shell(std::string_view text) {
+    std::string quoted{"'"};
+    for (auto const character : text) {
+        quoted += character == '\'' ? std::string{"'\\''"} : std::string{character};
+    }
+    return quoted + '\'';
+}
+
 void print_environment(output& out, dev_hub_state const& hub) {
     out.print(
         "export CORVEL_HUB=" + hub.connection.server_url + "\nexport CORVEL_TOKEN_URL="
         + hub.connection.token_url + "\nexport CORVEL_CLIENT_ID=" + hub.connection.client_id
-        + "\nexport CORVEL_SECRET_FILE='" + hub.connection.secret_file + '\'');
+        + "\nexport CORVEL_SECRET_FILE=" + quote_for_shell(hub.connection.secret_file));
 }
 
 void show_hub(output& out, dev_options const& given, dev_hub_state const& hub) {
