@@ -7,7 +7,6 @@ import json
 import signal
 import socket
 import subprocess
-import time
 
 from tool_run import BUILD, CLIENT, END_WITH_PARENT, PATIENCE, SECRET, FollowingTest, HubTest
 
@@ -94,10 +93,10 @@ class Connecting(HubTest):
     def test_ends_in_time(self):
         with socket.create_server(("127.0.0.1", 0)) as silent:
             url = f"nats://127.0.0.1:{silent.getsockname()[1]}"
-            began = time.monotonic()
+            patient = self.start("providers", "--hub", url, "--timeout", "10min")
             result = self.run_tool("providers", "--hub", url, "--timeout", "300ms")
             self.assertIn(result.code, (5, 6))
-            self.assertLess(time.monotonic() - began, PATIENCE / 2)
+            self.assertIsNone(patient.poll())
 
     def test_ends_by_a_signal_while_it_waits(self):
         for number, code in ((signal.SIGINT, 130), (signal.SIGTERM, 143)):
