@@ -11,7 +11,8 @@
 
 namespace arvenhold::corvel::hub::ctl {
 
-void wait_for_events(std::vector<int> const& descriptors, supervisor::clock::time_point until) {
+void wait_for_events(
+    output const& out, std::vector<int> const& descriptors, supervisor::clock::time_point until) {
     using std::chrono::milliseconds;
     constexpr milliseconds longest{60'000};
     std::vector<pollfd> watched;
@@ -20,7 +21,7 @@ void wait_for_events(std::vector<int> const& descriptors, supervisor::clock::tim
         watched.push_back({descriptor, POLLIN, 0});
     }
     // Without events to wait for, poll() reports that nobody reads standard output any more.
-    watched.push_back({STDOUT_FILENO, 0, 0});
+    watched.push_back({out.needs_reader() ? STDOUT_FILENO : -1, 0, 0});
     auto const now = supervisor::clock::now();
     auto const left = std::chrono::ceil<milliseconds>(std::clamp(until, now, now + longest) - now);
     ::poll(watched.data(), watched.size(), static_cast<int>(left.count()));

@@ -5,6 +5,7 @@
 
 #pragma once
 
+#include "corvelctl/output.hpp"
 #include "corvelctl/supervisor.hpp"
 
 #include <vector>
@@ -15,7 +16,8 @@ namespace arvenhold::corvel::hub::ctl {
 ///
 /// @param descriptors  Negative ones do not count.
 ///
-/// @throws output_closed  Nobody reads standard output any more.
-void wait_for_events(std::vector<int> const& descriptors, supervisor::clock::time_point until);
+/// @throws output_closed  Nobody reads standard output any more, which needs a reader.
+void wait_for_events(
+    output const& out, std::vector<int> const& descriptors, supervisor::clock::time_point until);
 
 } // namespace arvenhold::corvel::hub::ctl

@@ -169,7 +169,7 @@ void followed_hub::wait(std::optional<clock::time_point> deadline) const {
     auto descriptors = m_receiver.get_descriptors();
     descriptors.push_back(m_session.get_dispatch_descriptor());
     descriptors.push_back(m_tool.guard.get_signal_descriptor());
-    wait_for_events(descriptors, std::min(until, next.value_or(until)));
+    wait_for_events(m_tool.out, descriptors, std::min(until, next.value_or(until)));
 }
 
 // The session reports what leaves a handler as a diagnostic, and goes on.

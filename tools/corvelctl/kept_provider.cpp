@@ -209,7 +209,7 @@ std::optional<exit_code> register_providers(
     try {
         std::optional<exit_code> signalled;
         while (!signalled.has_value() && !are_registered(with, all, deadline)) {
-            wait_for_events(get_descriptors(with, all), deadline);
+            wait_for_events(with.out, get_descriptors(with, all), deadline);
             signalled = with.guard.wait_for_signal(clock::time_point{});
         }
         return signalled;

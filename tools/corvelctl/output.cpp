@@ -3,6 +3,7 @@
 
 #include "corvelctl/output.hpp"
 
+#include <poll.h>
 #include <unistd.h>
 
 #include <array>
@@ -43,19 +44,6 @@ std::string_view sequence_of(colour wanted) {
         break;
     }
     return "";
-}
-
-// Whether everything was written; errno otherwise says why not.
-bool write_all(int descriptor, std::string_view text) {
-    while (!text.empty()) {
-        auto const written = ::write(descriptor, text.data(), text.size());
-        if (written >= 0) {
-            text.remove_prefix(static_cast<std::size_t>(written));
-        } else if (errno != EINTR) {
-            return false;
-        }
-    }
-    return true;
 }
 
 struct utf8_character {
@@ -128,6 +116,14 @@ bool output::is_terminal() {
     return ::isatty(STDOUT_FILENO) == 1;
 }
 
+void output::ignore_reader() {
+    m_needs_reader = false;
+}
+
+bool output::needs_reader() const {
+    return m_needs_reader;
+}
+
 void output::print(std::string_view lines) {
     if (lines.empty()) {
         return;
@@ -136,7 +132,7 @@ void output::print(std::string_view lines) {
     if (whole.back() != '\n') {
         whole += '\n';
     }
-    std::scoped_lock const lock{m_mutex};
+    std::scoped_lock const lock{m_data_mutex};
     if (write_all(STDOUT_FILENO, whole)) {
         return;
     }
@@ -214,15 +210,31 @@ void output::show_progress(std::string_view text) {
     }
     std::scoped_lock const lock{m_mutex};
     m_has_progress = true;
-    write_all(STDERR_FILENO, std::string{start_of_line} + printable(text));
+    static_cast<void>(write_all(STDERR_FILENO, std::string{start_of_line} + printable(text)));
 }
 
 void output::write_to_standard_error(std::string_view text) {
     std::scoped_lock const lock{m_mutex};
     if (std::exchange(m_has_progress, false)) {
-        write_all(STDERR_FILENO, start_of_line);
+        static_cast<void>(write_all(STDERR_FILENO, start_of_line));
     }
-    write_all(STDERR_FILENO, text);
+    static_cast<void>(write_all(STDERR_FILENO, text));
+}
+
+bool write_all(int descriptor, std::string_view text) {
+    while (!text.empty()) {
+        auto const written = ::write(descriptor, text.data(), text.size());
+        if (written >= 0) {
+            text.remove_prefix(static_cast<std::size_t>(written));
+        } else if (errno == EAGAIN) {
+            // A program that shares the descriptor has made it non-blocking.
+            pollfd watched{descriptor, POLLOUT, 0};
+            ::poll(&watched, 1, -1);
+        } else if (errno != EINTR) {
+            return false;
+        }
+    }
+    return true;
 }
 
 std::string make_json_line(std::string_view type, json_object const& body) {

@@ -46,7 +46,8 @@ struct output_settings {
 /// The one way to standard output and standard error.
 ///
 /// Each call is one write: what it writes is out when it returns, also into a pipe, and lines of
-/// several threads stay whole.
+/// several threads stay whole. While a reader of standard output is stuck, standard error can still
+/// be written.
 ///
 /// @par Thread safety
 /// All operations may be called from any thread.
@@ -66,6 +67,12 @@ public:
 
     /// Whether standard output is a terminal.
     [[nodiscard]] static bool is_terminal();
+
+    /// From now on the program goes on although nobody reads standard output. For commands that do
+    /// not write it. Must be called on the main thread, and so needs_reader().
+    void ignore_reader();
+
+    [[nodiscard]] bool needs_reader() const;
 
     /// Writes data for people.
     ///
@@ -112,11 +119,18 @@ private:
 
     output_settings const m_settings;
     bool const m_coloured;
-    std::mutex m_mutex; // held while a call writes
+    std::mutex m_data_mutex; // held while a call writes to standard output
+    std::mutex m_mutex;      // the same for standard error; guards m_has_progress
     bool m_has_progress = false;
+    bool m_needs_reader = true; // only used by the main thread
 
     void write_to_standard_error(std::string_view text);
 };
+
+/// Writes the whole text, and waits while a non-blocking descriptor takes none.
+///
+/// @return whether everything was written; `errno` otherwise says why not.
+[[nodiscard]] bool write_all(int descriptor, std::string_view text);
 
 /// Makes an object that begins with the version of the format and the type, as one line without its
 /// end. Text that is not UTF-8 is written with replacement characters.

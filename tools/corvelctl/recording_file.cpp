@@ -78,6 +78,11 @@ recording_file::recording_file(
 }
 
 recording_file::~recording_file() {
+    try {
+        flush();
+    } catch (...) {
+        // A full disk was reported, or the command ends because of something else.
+    }
     ::close(m_descriptor);
 }
 

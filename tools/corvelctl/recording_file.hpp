@@ -35,6 +35,7 @@ public:
     recording_file(recording_file const&) = delete;
     recording_file& operator=(recording_file const&) = delete;
 
+    /// Writes what was added, as far as possible.
     ~recording_file();
 
     /// When the rows that the file had already were written; nothing if it had none.

@@ -76,6 +76,7 @@ supervisor::supervisor(std::function<exit_code(failure const&)> report)
 }
 
 supervisor::~supervisor() {
+    wait_for_report();
     {
         std::scoped_lock const lock{m_mutex};
         m_ended = true;
@@ -175,9 +176,16 @@ void supervisor::end_if_late() {
         end_at_once(*m_late);
     }
     if (!m_lasts) {
+        m_reports = true;
         lock.unlock();
         end_for_time();
     }
+}
+
+// The command has ended while its time was up. It ends as reported, and the report needs the output.
+void supervisor::wait_for_report() {
+    std::unique_lock lock{m_mutex};
+    m_changed.wait(lock, [this] { return !m_reports; });
 }
 
 // No destructor runs, because another thread may be waiting in the library for seconds more.
@@ -203,11 +211,16 @@ void supervisor::end_for_time() {
         step = m_step;
         limit = m_limit;
     }
-    end_at_once(m_report(failure{
+    failure const ended{
         exit_code::timed_out,
         "timeout after " + make_readable(limit) + " while " + step,
         "give it more time with --timeout " + make_readable(std::max(enough, 2 * limit))
-            + ", or see what happens with --verbose"}));
+            + ", or see what happens with --verbose"};
+    // The report may wait for a stuck reader; this thread still handles signals and ends the program.
+    end_soon(exit_code::timed_out);
+    std::thread{[this, ended] {
+        end_at_once(m_report(ended));
+    }}.detach();
 }
 
 // In milliseconds; -1 for no limit.

@@ -35,8 +35,9 @@ public:
 
     /// Starts to watch for signals.
     ///
-    /// @param report  Shows that the time is up, on a thread of the supervisor, and returns how the
-    ///                program ends.
+    /// @param report  Shows that the time is up, on a thread of its own, and returns how the program
+    ///                ends. If it does not return in 2 s, as its reader may be stuck, the program
+    ///                ends as after a timeout.
     explicit supervisor(std::function<exit_code(failure const&)> report);
 
     supervisor(supervisor const&) = delete;
@@ -77,7 +78,8 @@ private:
     void run();
     void handle_signal(int number);
     void end_if_late();
-    [[noreturn]] void end_for_time();
+    void end_for_time();
+    void wait_for_report();
     [[nodiscard]] int get_poll_time() const;
 
     std::function<exit_code(failure const&)> const m_report;
@@ -92,6 +94,7 @@ private:
     std::string m_step = "starting";
     bool m_lasts = false;
     bool m_ended = false;
+    bool m_reports = false; // that the time is up, which ends the program
     bool m_woken = false;
     std::optional<exit_code> m_signal;
     std::optional<exit_code> m_late; // how the program ends when the deadline has passed

@@ -3,7 +3,7 @@
 
 #include "corvelctl/terminal_screen.hpp"
 
-#include "corvelctl/exit_code.hpp"
+#include "corvelctl/output.hpp"
 #include "corvelctl/user_files.hpp"
 
 #include <sys/ioctl.h>
@@ -11,7 +11,6 @@
 #include <unistd.h>
 
 #include <atomic>
-#include <cerrno>
 #include <optional>
 #include <string_view>
 
@@ -33,18 +32,6 @@ earlier_state& get_earlier_state() {
     return state;
 }
 
-bool write_all(std::string_view text) {
-    while (!text.empty()) {
-        auto const written = ::write(STDOUT_FILENO, text.data(), text.size());
-        if (written >= 0) {
-            text.remove_prefix(static_cast<std::size_t>(written));
-        } else if (errno != EINTR) {
-            return false;
-        }
-    }
-    return true;
-}
-
 // Keys would show on the screen, and a stopped program could not give it back.
 void silence_keyboard(earlier_state& state) {
     termios settings{};
@@ -64,7 +51,7 @@ terminal_screen::terminal_screen() {
     auto& state = get_earlier_state();
     silence_keyboard(state);
     state.is_taken = true;
-    write_all(take_over);
+    static_cast<void>(write_all(STDOUT_FILENO, take_over));
 }
 
 terminal_screen::~terminal_screen() {
@@ -89,7 +76,7 @@ void terminal_screen::draw(std::vector<std::string> const& lines) {
     if (lines.size() < get_size().lines) {
         frame += "\r\n\033[J";
     }
-    if (!write_all(frame)) {
+    if (!write_all(STDOUT_FILENO, frame)) {
         throw output_closed{};
     }
 }
@@ -99,7 +86,7 @@ void restore_terminal() noexcept {
     if (!state.is_taken.exchange(false)) {
         return;
     }
-    write_all(give_back);
+    static_cast<void>(write_all(STDOUT_FILENO, give_back));
     if (state.keyboard.has_value()) {
         ::tcsetattr(STDIN_FILENO, TCSADRAIN, &*state.keyboard);
     }

@@ -3,12 +3,13 @@
 
 """Usage, version and contexts: what needs no hub."""
 
+import json
 import os
 import re
 import stat
 import subprocess
 
-from tool_run import HUB, SECRET, TOOL, ToolTest, parse_objects
+from tool_run import HUB, PATIENCE, SECRET, TOOL, ToolTest, is_full, parse_objects
 
 CONTEXT = ("--hub", "nats://plc:4222", "--token-url", "https://plc/token", "--client-id", "me")
 
@@ -249,3 +250,37 @@ class Contexts(ToolTest):
         self.environment["XDG_CONFIG_HOME"] = str(self.folder / "config")
         self.add("plant")
         self.assertTrue(os.path.exists(self.folder / "config/corvelctl/contexts.json"))
+
+
+class Readers(ToolTest):
+    """What reads standard output slowly, or not at all."""
+
+    COUNT = 4000  # several pipes full
+
+    def setUp(self):
+        super().setUp()
+        names = [f"{number:05}" for number in range(self.COUNT)]
+        file = self.folder / ".config/corvelctl/contexts.json"
+        file.parent.mkdir(parents=True)
+        file.touch(0o600)
+        file.write_text(json.dumps({
+            "v": 1, "current": names[0],
+            "contexts": {name: {"hub": "nats://plc:4222", "client_id": "me"} for name in names}}),
+            encoding="utf-8")
+
+    def test_command_ends_in_time_although_the_reader_is_stuck(self):
+        process = self.start("context", "list", "--timeout", "2s")
+        self.assertEqual(process.wait(PATIENCE), 6)
+        self.assertIn("corvelctl: timeout after 2s", process.stderr.read())
+        self.assertEqual(
+            self.start("context", "list", "--timeout", "2s", stderr=subprocess.STDOUT).wait(PATIENCE), 6)
+
+    def test_command_waits_for_a_non_blocking_pipe(self):
+        reader, writer = os.pipe()
+        os.set_blocking(writer, False)
+        process = self.start("context", "list", "--timeout", "60s", stdout=writer)
+        os.close(writer)
+        with open(reader, encoding="utf-8") as output:
+            self.wait_for(lambda: is_full(output), "a pipe that takes no more lines")
+            self.assertEqual(len(output.readlines()), self.COUNT + 1)
+        self.assertEqual((process.wait(PATIENCE), process.stderr.read()), (0, ""))

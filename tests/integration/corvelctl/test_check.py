@@ -7,7 +7,7 @@ import re
 import signal
 import stat
 
-from tool_run import SECRET, HubTest, ToolTest
+from tool_run import FLOOD_PROVIDER, PATIENCE, SECRET, HubTest, ToolTest, is_full
 
 OK, WARNING, CRITICAL, UNKNOWN = range(4)
 
@@ -76,6 +76,12 @@ class Check(HubTest):
         self.state(CRITICAL, "--timeout", "500ms")
         self.assertIn("\ncorvel_hub_up 0\n", self.expect(
             CRITICAL, "check", "--timeout", "10ms", "--prometheus").output)
+
+    def test_ends_in_time_although_the_reader_is_stuck(self):
+        self.accepted(self.hub.start_provider("1", "1000", program=FLOOD_PROVIDER))
+        process = self.start("check", "flood", "--prometheus", "--timeout", "8s")
+        self.wait_for(lambda: is_full(process.stdout), "a pipe that takes no more lines")
+        self.assertEqual(process.wait(PATIENCE), UNKNOWN)
 
     def test_writes_prometheus_metrics(self):
         self.start_provider()

@@ -7,7 +7,7 @@ import csv
 import resource
 import signal
 
-from tool_run import FLOOD_PROVIDER, FollowingTest, parse_objects
+from tool_run import FLOOD_PROVIDER, PATIENCE, FollowingTest, parse_objects
 
 ODD_VARIABLES = 11
 
@@ -52,6 +52,15 @@ class Recording(FollowingTest):
             sorted((one["path"], one["id"], one["data_type"], one["access"]) for one in browsed))
         self.assertEqual([one["type"] for one in rows[2:]],
                          ["value"] * ODD_VARIABLES + ["provider_event"])
+
+    def test_needs_no_reader_of_standard_output(self):
+        self.start_provider()
+        process = self.record("odd", "--for", "2s")
+        process.stdout.close()
+        self.assertEqual(process.wait(PATIENCE), 0)
+        self.assertIn(f"recorded {ODD_VARIABLES} values", process.stderr.read())
+        self.assertEqual([one["type"] for one in self.objects()],
+                         ["recording", "definition"] + ["value"] * ODD_VARIABLES + ["provider_event"])
 
     def test_is_written_every_second(self):
         self.start_provider()

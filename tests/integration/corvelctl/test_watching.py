@@ -16,7 +16,7 @@ import subprocess
 import termios
 import time
 
-from tool_run import FLOOD_PROVIDER, PATIENCE, SECRET, TOOL, FollowingTest
+from tool_run import FLOOD_PROVIDER, PATIENCE, SECRET, TOOL, FollowingTest, is_full
 
 ODD_VARIABLES = 11
 
@@ -172,7 +172,7 @@ class Pipes(FollowingTest):
         self.start_provider(FLOOD_PROVIDER, "50")
         process = self.start("watch", "flood", "-j")
         self.read_until(process, "numbers/999")
-        self.wait_for(lambda: self.is_full(process.stdout), "a pipe that takes no more lines")
+        self.wait_for(lambda: is_full(process.stdout), "a pipe that takes no more lines")
         process.terminate()
         self.assertEqual(process.wait(PATIENCE), 143)
 
@@ -208,11 +208,6 @@ class Pipes(FollowingTest):
                 time.sleep(0.05)
         process.send_signal(signal.SIGINT)
         self.assertRegex(self.finish(process).errors, r"\d+ changes were dropped")
-
-    @staticmethod
-    def is_full(pipe):
-        waiting, = struct.unpack("i", fcntl.ioctl(pipe, termios.FIONREAD, bytes(4)))
-        return waiting > fcntl.fcntl(pipe, fcntl.F_GETPIPE_SZ) - select.PIPE_BUF
 
     @staticmethod
     def memory(process):

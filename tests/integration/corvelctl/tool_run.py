@@ -5,13 +5,17 @@
 whose output is checked for secrets."""
 
 import contextlib
+import fcntl
 import json
 import os
 import pathlib
+import select
 import shutil
 import signal
+import struct
 import subprocess
 import tempfile
+import termios
 import threading
 import time
 import unittest
@@ -39,6 +43,12 @@ def parse_objects(text):
     for one in found:
         jsonschema.validate(one, SCHEMA)
     return found
+
+
+def is_full(pipe):
+    """Whether a pipe takes no further line."""
+    waiting, = struct.unpack("i", fcntl.ioctl(pipe, termios.FIONREAD, bytes(4)))
+    return waiting > fcntl.fcntl(pipe, fcntl.F_GETPIPE_SZ) - select.PIPE_BUF
 
 
 def is_input(kind, line):

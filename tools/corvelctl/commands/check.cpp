@@ -35,7 +35,11 @@ struct check_options {
 class health_display {
 public:
     exit_code show(output& out, check_options const& given, health& found) {
-        std::scoped_lock const lock{m_mutex};
+        constexpr std::chrono::seconds enough{1};
+        std::unique_lock const lock{m_mutex, enough};
+        if (!lock.owns_lock()) { // the reader of a result is stuck
+            return static_cast<exit_code>(health_state::unknown);
+        }
         if (!m_code.has_value()) {
             found.took = clock::now() - m_begin;
             print(out, given, found);
@@ -58,7 +62,7 @@ private:
         }
     }
 
-    std::mutex m_mutex; // held while a result is shown
+    std::timed_mutex m_mutex; // held while a result is shown
     clock::time_point const m_begin = clock::now();
     std::optional<exit_code> m_code;
 };

@@ -258,6 +258,9 @@ exit_code plot_live(tool& with, plot_options const& given) {
     with.guard.set_time(with.options.timeout.value_or(default_timeout));
     auto const selected = find_followed(with, given);
     with.guard.last_until_signal();
+    if (!with.out.is_json()) {
+        with.out.ignore_reader();
+    }
     collector receiver{with, given};
     followed_hub hub{with, selected, change_queue::every(queue_limit), receiver};
     auto const code = hub.run(std::nullopt);

@@ -320,6 +320,7 @@ private:
             descriptors.push_back(m_bridge->get_input().get_descriptor());
         }
         wait_for_events(
+            m_tool.out,
             descriptors,
             m_simulation.has_value() ? std::min(deadline, m_simulation->get_next_time())
                                      : deadline);

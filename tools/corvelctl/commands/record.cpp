@@ -236,6 +236,7 @@ exit_code record(tool& with, record_options const& given) {
     with.guard.set_time(with.options.timeout.value_or(default_timeout));
     auto const selected = find_selection(with, given.selection);
     with.guard.last_until_signal();
+    with.out.ignore_reader();
     recorder receiver{with, given, selected};
     auto const queue =
         given.interval.has_value() ? change_queue::latest() : change_queue::every(queue_limit);

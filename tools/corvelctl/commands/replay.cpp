@@ -325,7 +325,7 @@ exit_code run(tool& with, kept_providers const& all, player& played) {
     auto const descriptors = get_descriptors(with, all);
     while (played.advance()) {
         played.show_progress();
-        wait_for_events(descriptors, played.get_next_time());
+        wait_for_events(with.out, descriptors, played.get_next_time());
         for (auto const& one : all) {
             static_cast<void>(one->dispatch()); // who wants to write is refused
         }
@@ -352,6 +352,9 @@ exit_code replay(tool& with, replay_options const& given) {
     std::transform(names.begin(), names.end(), std::back_inserter(shown), name_of_one);
     require_free_names(with, shown, registration);
     auto const style = with.out.is_json() ? row_style::json : row_style::text;
+    if (style == row_style::text) {
+        with.out.ignore_reader();
+    }
     kept_providers all;
     std::map<std::string, kept_provider*> by_name;
     for (auto const& name : names) {
