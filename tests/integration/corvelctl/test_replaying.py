@@ -4,8 +4,9 @@
 """replay: recordings as providers."""
 
 import json
+import time
 
-from tool_run import FLOOD_PROVIDER, FollowingTest
+from tool_run import FLOOD_PROVIDER, PATIENCE, FollowingTest
 
 KILN = [{"path": "temperature", "id": 0, "data_type": "double", "access": "read-only"},
         {"path": "mode", "id": 1, "data_type": "string", "access": "read-write"}]
@@ -120,6 +121,23 @@ class Replaying(FollowingTest):
         for held in (2.5, 1.5, 2.5, 1.5):
             self.read_json_until(watch, type="value", value=held)
         self.assertEqual(self.interrupt(process).code, 130)
+
+    def test_begins_a_recording_of_one_moment_again_ten_times_a_second(self):
+        began = time.monotonic()
+        process = self.replay(self.write_recording(*BEGINNING), "--loop")
+        watch = self.watch("temperature")
+        shown = [self.read_json_until(watch, type="value", value=1.5)[-1]["time"] for _ in range(5)]
+        self.assertEqual(len(set(shown)), 5)
+        errors = self.interrupt(process).errors
+        values = int(errors.split("replayed ")[1].split()[0])
+        self.assertLessEqual(values, 2 * (10 * (time.monotonic() - began) + 1))
+
+    def test_needs_no_reader_of_standard_output(self):
+        file = self.write_recording(*BEGINNING, value("temperature", 2.5, 12))
+        process = self.start("replay", file)
+        process.stdout.close()
+        self.assertEqual(process.wait(PATIENCE), 0)
+        self.assertIn("replayed 3 values", process.stderr.read())
 
     def test_survives_a_restart_of_the_hub(self):
         file = self.write_recording(

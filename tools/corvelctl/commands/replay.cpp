@@ -242,8 +242,12 @@ private:
         if (!m_given.loops || m_values == 0) {
             return false;
         }
-        m_rows.rewind();
-        prepare();
+        constexpr std::chrono::milliseconds shortest{100}; // a recording may have one instant only
+        m_due = m_start + shortest;
+        if (m_due <= clock::now()) {
+            m_rows.rewind();
+            prepare();
+        }
         return true;
     }
 
