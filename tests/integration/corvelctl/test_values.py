@@ -8,6 +8,7 @@ import json
 import os
 import pty
 import signal
+import time
 
 from tool_run import PATIENCE, HubTest, OddProviderTest
 
@@ -197,6 +198,13 @@ class Writing(OddProviderTest):
 
     def test_fails_if_the_provider_does_not_answer(self):
         self.expect(9, "write", "odd", "answers/never=2", "--within", "100ms")
+
+    def test_gives_the_provider_the_wanted_time(self):
+        for within, least, *limit in (("8s", 8), ("10s", 3, "--timeout", "4s")):
+            began = time.monotonic()
+            result = self.run_tool("write", "odd", "answers/never=2", "--within", within, *limit)
+            self.assertIn(result.code, (9, 6))
+            self.assertGreater(time.monotonic() - began, least)
 
     def test_does_not_wait_if_not_wanted(self):
         shown, = self.expect(0, "write", "odd", "answers/never=2", "--no-confirm", "-j").objects()

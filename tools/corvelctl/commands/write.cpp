@@ -24,6 +24,8 @@ namespace {
 
 using variable_pointer = std::shared_ptr<consumer_variable>;
 
+constexpr std::chrono::milliseconds time_to_read{500}; // what the provider holds in the end
+
 struct write_options {
     std::string provider;
     std::vector<std::string> assignments;
@@ -264,7 +266,8 @@ void confirm(
     connection.set_variables_changed_callback(&confirmation::receive, &seen);
     send(connection, fingerprint, seen.get());
     with.guard.set_step("waiting for provider \"" + given.provider + "\" to confirm");
-    if (!seen.wait_for(std::min(given.within, with.guard.get_time_left() / 2))) {
+    auto const left = with.guard.get_time_left();
+    if (!seen.wait_for(std::min(given.within, std::max(left / 2, left - time_to_read)))) {
         connection.update_all_variables();
         seen.look_at_all();
     }
