@@ -288,6 +288,12 @@ class Waiting(OddProviderTest):
         result = self.expect(6, "wait", "odd", "flags/on", "!=", "on", "--timeout", "3s")
         self.assertIn("flags/on != on does not hold; the value is true (good)", result.errors)
 
+    def test_sees_the_condition_although_the_registry_was_silent(self):
+        self.hub.fault("registry-silent", "4s")
+        began = time.monotonic()
+        self.expect(0, "wait", "odd", "texts/plain", "ne", "nothing", "--timeout", "100s")
+        self.assertLess(time.monotonic() - began, PATIENCE / 2)
+
     def test_takes_no_doubtful_value(self):
         self.expect(6, "wait", "odd", "answers/never", "==", "1.5", "--timeout", "3s")
 

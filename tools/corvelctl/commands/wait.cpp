@@ -199,9 +199,10 @@ void follow(consumer_session& session, condition& wanted, wait_options const& gi
 // Returns what is missing if the provider is; it may still come. Empty if something else is wrong: the
 // session is trying the same, and says why if the time is up.
 std::string find_absence(tool& with, wait_options const& given) {
+    constexpr std::chrono::seconds limit{1}; // of each step, as the condition may hold meanwhile
     current_variables all;
     try {
-        hub_client client{with};
+        hub_client client{with, variable_permissions::read_only, limit};
         all = client.attach(given.provider)->get_current_variables();
     } catch (failure const& refused) {
         return refused.get_code() == exit_code::not_found ? refused.what() : "";
