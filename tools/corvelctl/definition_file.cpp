@@ -59,14 +59,16 @@ public:
     void finish(defined_variables& definition) && {
         definition.variables = std::move(m_read);
         definition.provider = std::move(m_provider);
+        definition.warnings = std::move(m_warnings);
     }
 
 private:
+    [[nodiscard]] std::string locate(std::string const& text) const {
+        return m_source + ": " + (m_place.empty() ? "" : m_place + ": ") + text;
+    }
+
     [[nodiscard]] failure make_failure(std::string const& text) const {
-        return {
-            exit_code::usage,
-            m_source + ": " + (m_place.empty() ? "" : m_place + ": ") + text,
-            "see the format: corvelctl def --help"};
+        return {exit_code::usage, locate(text), "see the format: corvelctl def --help"};
     }
 
     // The text under a key, which must be one of the choices.
@@ -124,9 +126,13 @@ private:
         m_read.push_back(std::move(variable));
     }
 
-    variable_value read_value(nlohmann::json const& object, variable_value const& like) const {
+    variable_value read_value(nlohmann::json const& object, variable_value const& like) {
         try {
-            return parse_object(object, like).value;
+            auto parsed = parse_object(object, like);
+            if (!parsed.warning.empty()) {
+                m_warnings.push_back(locate(parsed.warning));
+            }
+            return std::move(parsed.value);
         } catch (failure const& refused) {
             throw make_failure(refused.what());
         } catch (nlohmann::json::exception const&) {
@@ -138,6 +144,7 @@ private:
     std::string m_place;
     std::string m_provider;
     std::vector<defined_variable> m_read;
+    std::vector<std::string> m_warnings;
 };
 
 // The rules of the development hub's registry, with the places in the file as ids.
@@ -213,6 +220,12 @@ defined_variables parse_definition(std::string_view text, std::string const& sou
 
 defined_variables load_definition(std::string const& file) {
     return parse_definition(read_named_file(file), file);
+}
+
+void show_warnings(output& out, defined_variables const& definition) {
+    for (auto const& warning : definition.warnings) {
+        out.warn(warning);
+    }
 }
 
 defined_variables get_definition(current_variables const& all, std::string const& provider) {

@@ -6,6 +6,7 @@
 #pragma once
 
 #include "corvelctl/exit_code.hpp"
+#include "corvelctl/output.hpp"
 #include <hub/hub.hpp>
 
 #include <cstdint>
@@ -26,7 +27,8 @@ struct defined_variables {
     std::string source; ///< For error texts: the file or the provider.
     std::optional<definition_fingerprint> fingerprint; ///< Only of a live provider.
     std::vector<defined_variable> variables;           ///< In the order of the file or of the ids.
-    std::string provider = {}; ///< Who has them; empty if the file does not say it.
+    std::string provider = {};              ///< Who has them; empty if the file does not say it.
+    std::vector<std::string> warnings = {}; ///< What initial values lose, with their places.
 };
 
 /// Reads a definition file: an object with the array "variables", or JSON Lines as `browse --json` and
@@ -42,6 +44,9 @@ struct defined_variables {
 ///
 /// @throws failure  As parse_definition(), or the file cannot be read (usage).
 [[nodiscard]] defined_variables load_definition(std::string const& file);
+
+/// Warns of what initial values lose.
+void show_warnings(output& out, defined_variables const& definition);
 
 /// Returns the definition that a connected provider has.
 [[nodiscard]] defined_variables get_definition(

@@ -8,6 +8,8 @@
 #include "corvelctl/value_text.hpp"
 #include "corvelctl/variable_text.hpp"
 
+#include <utility>
+
 namespace arvenhold::corvel::hub::ctl {
 
 namespace {
@@ -36,7 +38,9 @@ given_change parse_change(nlohmann::json const& object, variable_value const& li
     given_change change;
     if (object.contains("value") || object.contains("value_text")
         || object.contains("value_base64")) {
-        change.value = parse_object(object, like).value;
+        auto parsed = parse_object(object, like);
+        change.value = std::move(parsed.value);
+        change.warning = std::move(parsed.warning);
     } else if (!object.contains("quality")) {
         throw failure{exit_code::usage, R"(there is neither "value" nor "quality")"};
     }

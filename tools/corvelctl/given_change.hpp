@@ -20,6 +20,7 @@ struct given_change {
     std::optional<variable_value> value; ///< Nothing if only the quality changes.
     variable_quality quality = variable_quality::good;
     std::optional<timestamp> when; ///< Nothing for the present time.
+    std::string warning;           ///< As of parsed_value.
 };
 
 /// Reads "value", "value_text" or "value_base64", "quality" and "time". A value whose "freshness" is

@@ -81,6 +81,12 @@ class Piping(FollowingTest):
         self.assertIn("hub.variables.readwrite", self.hub.scopes()[before:])
         self.assertEqual(self.expect(0, "read", "odd", "flags/on", "--raw").output, "false\n")
 
+    def test_warns_of_what_a_duration_loses(self):
+        _, errors = self.run_requests(
+            {"type": "write", "id": 1, "provider": "odd", "path": "times/span", "value": "1500ns"},
+            arguments=["--write"])
+        self.assertIn("times/span: 1500ns is finer than 1 microsecond", errors)
+
     def test_reports_what_becomes_of_writes_in_their_order(self):
         cases = (("numbers/large", 5, "confirmed", 0), ("answers/refuses", 7, "refused", 9),
                  ("answers/limits", 50, "confirmed", 0), ("answers/never", 3, "not_confirmed", 9),

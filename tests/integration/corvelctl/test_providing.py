@@ -176,6 +176,18 @@ class Providing(FollowingTest):
         for warning, beginning in zip(warnings, beginnings):
             self.assertTrue(warning.startswith("standard input, " + beginning), warning)
 
+    def test_warns_of_what_durations_lose(self):
+        file = self.write_file("oven.json", json.dumps({"provider": "oven", "variables": [
+            {"path": "span", "data_type": "duration", "value": "1500ns"}]}))
+        process = self.provide("--stdin", file=file)
+        self.tell(process, {"path": "span", "value": "2500ns"})
+        texts = [json.loads(line)["text"] for line in self.finish(process).errors.splitlines()]
+        self.assertEqual(texts, [
+            f"{file}: variable 1: 1500ns is finer than 1 microsecond; durations arrive in whole "
+            "microseconds, as 1us",
+            "span: 2500ns is finer than 1 microsecond; durations arrive in whole microseconds, as 2us"])
+        self.assertIn("variable 1: 1500ns is finer", self.expect(0, "def", "check", file).errors)
+
     def test_lets_the_program_answer_write_requests(self):
         process = self.provide("--stdin")
         answers = (({"accept": True}, 0, 710), ({"accept": False, "reason": "too hot"}, 9, 710),

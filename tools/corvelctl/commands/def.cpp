@@ -126,6 +126,7 @@ exit_code check(tool& with, def_options const& given) {
             "for a file with another name, write ./" + given.first};
     }
     auto const wanted = load_definition(given.first);
+    show_warnings(with.out, wanted);
     if (!given.second.empty()) {
         require_offer(with.out, wanted, definition_source{with}.load(given.second));
     }

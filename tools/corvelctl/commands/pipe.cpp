@@ -297,6 +297,9 @@ private:
             throw make_unknown(path, request.provider, definition);
         }
         auto parsed = parse_object(request.object, get_zeros().at(found->type));
+        if (!parsed.warning.empty()) {
+            m_tool.out.warn(path + ": " + parsed.warning);
+        }
         m_writes->add({request.object.dump(), request.provider, path, std::move(parsed.value)});
     }
 

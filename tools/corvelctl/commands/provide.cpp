@@ -239,6 +239,9 @@ private:
     [[nodiscard]] named_change parse(nlohmann::json const& object) const {
         auto variable = m_provider.require(object.at("path").get<std::string>());
         auto change = parse_change(object, variable.get());
+        if (!change.warning.empty()) {
+            m_tool.out.warn(object["path"].get<std::string>() + ": " + change.warning);
+        }
         return {std::move(variable), std::move(change)};
     }
 
@@ -377,6 +380,7 @@ void set_initial_values(kept_provider& provider, defined_variables const& defini
 exit_code provide(tool& with, provide_options const& given) {
     require_sense(given);
     auto const definition = load_definition(given.file);
+    show_warnings(with.out, definition);
     auto const name = find_name(given, definition);
     with.guard.set_time(with.options.timeout.value_or(default_timeout));
     auto registration = given.registration;
