@@ -81,6 +81,14 @@ TEST(write_watch, is_confirmed_by_not_a_number_if_that_was_written) {
     EXPECT_EQ(watch.wait(no_time), write_outcome::confirmed);
 }
 
+TEST(write_watch, is_confirmed_by_a_duration_in_whole_microseconds) {
+    write_watch watch{"delay", std::chrono::nanoseconds{1'500}};
+
+    watch.see(std::chrono::nanoseconds{1'000}, true);
+
+    EXPECT_EQ(watch.wait(no_time), write_outcome::confirmed);
+}
+
 TEST(write_watch, is_refused_by_a_value_of_another_type) {
     write_watch watch{"set_point", 5.0};
 
