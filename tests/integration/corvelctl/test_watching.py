@@ -189,7 +189,9 @@ class Pipes(FollowingTest):
                 early = self.memory(process)
             if count == 1_000_000:
                 break
-        self.assertLess(self.memory(process), early + 40_000)
+        # 100,000 changes and 64 MiB of messages may wait on a busy machine; 800,000 kept lines would
+        # take more.
+        self.assertLess(self.memory(process), early + 80_000)
         process.send_signal(signal.SIGINT)
         result = self.finish(process)
         self.assertEqual("changes were dropped" in result.errors, dropped > 0, result.errors)

@@ -472,9 +472,7 @@ TEST_F(registry_test, is_away_after_a_restart_without_a_server_and_can_be_restar
     tested.restart();
 
     EXPECT_EQ(
-        message,
-        "the registry failed to connect to " + server.get_url()
-            + ": No server available for connection");
+        message, "cannot connect to " + server.get_url() + ": No server available for connection");
     EXPECT_EQ(request_list().status, NATS_OK);
 }
 
