@@ -49,8 +49,7 @@ void consumer_session::impl::drain() {
 void consumer_session::impl::drain_repeatedly() {
     try {
         if (drain_all()) {
-            m_thread.post_at(
-                clock::now() + burst_interval, [self = shared_from_this()] { self->add_drain(); });
+            add_drain_after(burst_interval);
             return;
         }
     } catch (...) {
@@ -61,6 +60,10 @@ void consumer_session::impl::drain_repeatedly() {
     if (has_waiting()) {
         post_drain(); // for what came in between
     }
+}
+
+void consumer_session::impl::add_drain_after(clock::duration wait) {
+    m_thread.post_at(clock::now() + wait, [self = shared_from_this()] { self->add_drain(); });
 }
 
 // Adds a handler behind those for the changes that came before.
@@ -77,12 +80,13 @@ void consumer_session::impl::add_handler(handler_queue::handler called) {
 void consumer_session::impl::add_waiting() {
     auto const followed = m_directory->get_followed();
     for (auto const& wanted : *followed) {
-        if (wanted->has_waiting()) {
-            auto const taken = std::make_shared<following::waiting>();
-            wanted->take(*taken);
-            m_handlers.add(
-                [self = shared_from_this(), wanted, taken] { self->deliver(*wanted, *taken); });
+        if (!wanted->has_waiting()) {
+            continue;
         }
+        auto const taken = std::make_shared<following::waiting>();
+        wanted->take(*taken);
+        m_handlers.add(
+            [self = shared_from_this(), wanted, taken] { self->deliver(*wanted, *taken); });
     }
 }
 
@@ -136,12 +140,20 @@ void consumer_session::impl::deliver_changes(
         auto const changes = taken.changes.take(most);
         auto const readings = std::span{m_readings}.first(changes.changes.size());
         make_readings(wanted, taken, changes, readings);
-        for (auto& now : readings) {
-            if (wanted.keeps_every_change()) {
-                changes.provider->update_freshness(now, changes.losses, &clock::now);
-            }
-            call(handlers.get().single, now);
+        call_with_each(handlers, changes, readings);
+    }
+}
+
+// A single reading was made just now.
+void consumer_session::impl::call_with_each(
+    present_handlers& handlers,
+    waiting_changes::stretch const& changes,
+    std::span<any_reading> readings) const {
+    for (auto& now : readings) {
+        if (readings.size() > 1) {
+            changes.provider->update_freshness(now, changes.losses, &clock::now);
         }
+        call(handlers.get().single, now);
     }
 }
 

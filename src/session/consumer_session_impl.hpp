@@ -268,6 +268,7 @@ private:
     void add_drain();
     void drain();
     void drain_repeatedly();
+    void add_drain_after(clock::duration wait);
     void add_handler(handler_queue::handler called);
     void add_waiting();
     bool drain_all();
@@ -276,6 +277,10 @@ private:
     static void drop_changes(following const& wanted, following::waiting& taken);
     void deliver_changes(
         following const& wanted, present_handlers& handlers, following::waiting& taken);
+    void call_with_each(
+        present_handlers& handlers,
+        waiting_changes::stretch const& changes,
+        std::span<any_reading> readings) const;
     void deliver_batches(
         following const& wanted, present_handlers& handlers, following::waiting& taken);
     static void make_readings(
