@@ -349,8 +349,13 @@ void provider_session_impl::replace(failure const& why) {
 
 void provider_session_impl::lose_link(registration_number number) {
     m_lost = number;
-    if (m_provider && number == m_number) {
+    if (number != m_number) {
+        return;
+    }
+    if (m_provider) {
         replace({session_reason::link_lost, "the connection to the server broke"});
+    } else if (auto const attempt = get_attempt()) {
+        attempt->disconnect(); // it may be waiting for a verdict that cannot come any more
     }
 }
 

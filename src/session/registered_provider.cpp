@@ -60,6 +60,10 @@ void registered_provider::abandon() {
     }
 }
 
+void registered_provider::disconnect() {
+    m_provider.disconnect();
+}
+
 std::optional<failure> registered_provider::find_failure() {
     if (!m_provider.is_connected()) {
         return failure{session_reason::sending_failed, "a message could not be sent"};

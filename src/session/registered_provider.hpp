@@ -66,6 +66,9 @@ public:
     /// not reached the server yet.
     void abandon();
 
+    /// Makes a connect() of another thread fail whose link was lost.
+    void disconnect();
+
     /// Returns why the provider is of no use any more; nothing while it is.
     std::optional<failure> find_failure();
 

@@ -183,6 +183,21 @@ TEST_F(recovering_oven, registers_again_after_a_restarted_registry_has_not_answe
     EXPECT_TRUE(sees("speed", {2.0, good, at_one}, "mixer"));
 }
 
+TEST_F(recovering_oven, waits_for_no_verdict_from_a_server_that_is_gone) {
+    auto patient = access();
+    patient.options.set_verdict_time_limit(std::chrono::hours{1});
+    provider_session mixer{"mixer", patient, quick()};
+    hub.get_registry().set_verdict_copies(0);
+    mixer.start();
+    ASSERT_TRUE(await([&] { return hub.get_registry().get_definition("mixer").has_value(); }));
+
+    hub.get_nats_server().kill();
+    hub.get_registry().set_verdict_copies(1);
+    hub.get_nats_server().start();
+
+    EXPECT_TRUE(mixer.wait_until_ready(patience));
+}
+
 TEST_F(recovering_oven, tells_no_secret_and_no_line_end) {
     hub.get_token_endpoint().answer_with({.status = 401, .body = {"developer-secret\n"}});
     oven->start();
