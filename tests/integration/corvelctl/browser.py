@@ -154,6 +154,11 @@ class Browser:
         self.wait(lambda: name in self.rows() and all(self.row(name)[key] == value for key, value in wanted.items()),
                   f"row {name} {wanted}")
 
+    def wait_all_stale(self):
+        """Rows change with the next picture, the banner at once."""
+        self.wait(lambda: {one["kind"] for one in self.rows().values() if one["value"]} == {"stale"},
+                  "all values stale")
+
     def drag(self, name, selector, x, y):
         """Drags a row to a place of an element, given as a share of its size."""
         self.run("""
