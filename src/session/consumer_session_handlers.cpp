@@ -32,7 +32,12 @@ void consumer_session::impl::post_drain() {
 }
 
 void consumer_session::impl::add_drain() {
-    m_handlers.add([self = shared_from_this()] { self->drain(); });
+    try {
+        m_handlers.add([self = shared_from_this()] { self->drain(); });
+    } catch (...) {
+        m_is_drain_posted = false; // or nothing would be posted any more
+        throw;
+    }
 }
 
 void consumer_session::impl::drain() {
@@ -63,7 +68,8 @@ void consumer_session::impl::drain_repeatedly() {
 }
 
 void consumer_session::impl::add_drain_after(clock::duration wait) {
-    m_thread.post_at(clock::now() + wait, [self = shared_from_this()] { self->add_drain(); });
+    m_thread.post_at(
+        clock::now() + wait, [self = shared_from_this()] { self->run(&impl::add_drain); });
 }
 
 // Adds a handler behind those for the changes that came before.
@@ -85,8 +91,13 @@ void consumer_session::impl::add_waiting() {
         }
         auto const taken = std::make_shared<following::waiting>();
         wanted->take(*taken);
-        m_handlers.add(
-            [self = shared_from_this(), wanted, taken] { self->deliver(*wanted, *taken); });
+        try {
+            m_handlers.add(
+                [self = shared_from_this(), wanted, taken] { self->deliver(*wanted, *taken); });
+        } catch (...) {
+            drop_changes(*wanted, *taken); // or their variables would be silent from here on
+            throw;
+        }
     }
 }
 

@@ -12,6 +12,19 @@
 
 namespace arvenhold::corvel::hub {
 
+namespace {
+
+// Makes room for more elements, and for some to come, so that adding them cannot fail.
+template <class Container>
+void make_room(Container& grown, std::size_t added) {
+    auto const needed = grown.size() + added;
+    if (needed > grown.capacity()) {
+        grown.reserve(2 * needed);
+    }
+}
+
+} // namespace
+
 variable_change variable_slots::recorded::as_change(position variable) const {
     return {variable, static_cast<variable_quality>(quality), when, value};
 }
@@ -22,10 +35,16 @@ variable_slots::position variable_slots::add(
     variable_permissions permissions,
     timestamp when) {
     std::scoped_lock const lock{m_mutex};
+    // First all that can fail, so that a failure leaves nothing behind.
+    make_room(m_slots, 1);
+    make_room(m_types, 1);
+    m_changed.reserve(m_slots.capacity());
+    make_room(m_path_text, path.size());
+    auto const type = static_cast<std::uint8_t>(initial.index());
+    packed_value value{std::move(initial)};
     if (!m_paths.insert(path).second) {
         throw std::invalid_argument{"the variable \"" + path + "\" has been declared before"};
     }
-    auto const type = static_cast<std::uint8_t>(initial.index());
     m_slots.push_back(
         {.path_begin = static_cast<std::uint32_t>(m_path_text.size()),
          .quality = static_cast<std::uint8_t>(variable_quality::uncertain_initial_value),
@@ -33,10 +52,9 @@ variable_slots::position variable_slots::add(
          .is_changed = false,
          .has_queue = false,
          .when = when,
-         .value = packed_value{std::move(initial)}});
+         .value = std::move(value)});
     m_types.push_back(type);
     m_path_text += path;
-    m_changed.reserve(m_slots.capacity());
     return static_cast<position>(m_slots.size() - 1);
 }
 

@@ -2,11 +2,14 @@
 // SPDX-License-Identifier: Apache-2.0
 
 #include "session/variable_slots.hpp"
+#include "support/limited_memory.hpp"
 
 #include <gmock/gmock.h>
 
+#include <new>
 #include <stdexcept>
 #include <string>
+#include <utility>
 #include <vector>
 
 namespace arvenhold::corvel::hub {
@@ -49,6 +52,34 @@ protected:
         return values;
     }
 };
+
+bool is_added_with(int allocations, variable_slots& slots) {
+    variable_value text = std::string(100, 't');
+    std::string const path(100, 'p');
+    try {
+        limited_memory const limit{allocations};
+        slots.add(path, std::move(text), read_only, at_noon);
+        return true;
+    } catch (std::bad_alloc const&) {
+        return false;
+    }
+}
+
+TEST(slots_with_little_memory, are_added_whole_or_not_at_all) {
+    constexpr auto number_type = variable_value{1.5}.index();
+    int allocations = 0;
+
+    for (auto is_added = false; !is_added; ++allocations) {
+        variable_slots slots;
+        is_added = is_added_with(allocations, slots);
+        auto const next = slots.add("next", 1.5, read_only, at_noon);
+        EXPECT_EQ(next, is_added ? 1U : 0U);
+        EXPECT_TRUE(slots.has_type(next, number_type));
+        EXPECT_EQ(slots.get_path(next), "next");
+    }
+
+    EXPECT_GE(allocations, 7);
+}
 
 TEST_F(two_slots, have_positions_in_the_order_of_declaration) {
     EXPECT_EQ(speed, 0U);
