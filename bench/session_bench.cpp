@@ -134,7 +134,7 @@ double ratio_of_rates(
     std::size_t size,
     order const& measured,
     order const& reference) {
-    constexpr int turns = 6;
+    constexpr int turns = 16;
     double time = 0;
     double reference_time = 0;
     for (int turn = 0; turn < turns; ++turn) {
