@@ -4,6 +4,7 @@
 #include "corvelctl/dev_hub_run.hpp"
 
 #include "corvelctl/demo_boiler.hpp"
+#include "corvelctl/random_key.hpp"
 #include "corvelctl/user_files.hpp"
 #include "dev_hub/control.hpp"
 #include "dev_hub/dev_hub.hpp"
@@ -19,7 +20,6 @@
 #include <fstream>
 #include <memory>
 #include <ostream>
-#include <random>
 #include <streambuf>
 #include <thread>
 #include <utility>
@@ -59,18 +59,6 @@ private:
     output* const m_shown;
     std::string m_line;
 };
-
-std::string make_secret() {
-    constexpr std::string_view letters = "abcdefghijkmnpqrstuvwxyz23456789";
-    constexpr std::size_t length = 24;
-    std::random_device source;
-    std::uniform_int_distribution<std::size_t> choose{0, letters.size() - 1};
-    std::string secret;
-    while (secret.size() < length) {
-        secret += letters[choose(source)];
-    }
-    return secret;
-}
 
 // The state is there exactly while the hub runs.
 class published_state {
@@ -178,7 +166,7 @@ std::string read_last_error(std::filesystem::path const& path) {
 class own_dev_hub::impl {
 public:
     impl(tool& with, dev_hub_wishes const& wanted, events told)
-        : m_secret{make_secret()}
+        : m_secret{make_random_key()}
         , m_events{prepare(wanted, m_secret), told == events::shown ? &with.out : nullptr}
         , m_lines{&m_events}
         , m_hub{make_options(wanted)}

@@ -1,6 +1,7 @@
 // SPDX-FileCopyrightText: 2026 Arvenhold
 // SPDX-License-Identifier: Apache-2.0
 
+#include "corvelctl/random_key.hpp"
 #include "corvelctl/view/page_access.hpp"
 
 #include <gmock/gmock.h>

@@ -6,6 +6,7 @@
 #include "corvelctl/dev_hub_run.hpp"
 #include "corvelctl/failures.hpp"
 #include "corvelctl/followed_hub.hpp"
+#include "corvelctl/random_key.hpp"
 #include "corvelctl/recording_reader.hpp"
 #include "corvelctl/user_files.hpp"
 #include "corvelctl/value_text.hpp"

@@ -3,12 +3,13 @@
 
 #include "corvelctl/view/page_access.hpp"
 
+#include "corvelctl/random_key.hpp"
+
 #include <arpa/inet.h>
 
 #include <algorithm>
 #include <array>
 #include <cstddef>
-#include <random>
 #include <utility>
 
 namespace arvenhold::corvel::hub::ctl {
@@ -88,18 +89,6 @@ bool is_equal_secret(std::string_view one, std::string_view other) {
         difference |= one[index] ^ other[index];
     }
     return difference == 0;
-}
-
-std::string make_random_key() {
-    constexpr std::string_view digits = "0123456789abcdef";
-    constexpr std::size_t length = 64;
-    std::random_device source;
-    std::uniform_int_distribution<std::size_t> choose{0, digits.size() - 1};
-    std::string key;
-    while (key.size() < length) {
-        key += digits[choose(source)];
-    }
-    return key;
 }
 
 page_door::page_door(

@@ -38,9 +38,6 @@ struct page_address {
 /// Compares in a time that depends only on the lengths.
 [[nodiscard]] bool is_equal_secret(std::string_view one, std::string_view other);
 
-/// 256 random bits as hexadecimal digits.
-[[nodiscard]] std::string make_random_key();
-
 /// The ways in, and the key that a browser keeps in a cookie afterwards.
 ///
 /// @par Thread safety
