@@ -9,6 +9,7 @@
 
 #include <exception>
 #include <random>
+#include <stdexcept>
 #include <utility>
 
 namespace arvenhold::corvel::hub {
@@ -49,7 +50,10 @@ consumer_session::impl::~impl() {
 void consumer_session::impl::start() {
     {
         std::scoped_lock const lock{m_handlers_mutex};
-        if (std::exchange(m_started, true) || m_stopping) {
+        if (m_stopping) {
+            throw std::logic_error{"the session has been stopped"};
+        }
+        if (std::exchange(m_started, true)) {
             return;
         }
     }

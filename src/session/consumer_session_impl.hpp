@@ -123,6 +123,7 @@ private:
         std::string path;
         variable_value value;
         std::shared_ptr<write_watch> watch; // null if nobody waits
+        std::shared_ptr<void> place;        // among those that may wait
     };
 
     // What the session's thread knows of a provider, and what the core's callbacks get.
@@ -169,6 +170,9 @@ private:
     status_handler m_status_handler CORVEL_HUB_GUARDED_BY(m_handlers_mutex);
     definition_handler m_definition_handler CORVEL_HUB_GUARDED_BY(m_handlers_mutex);
     bool m_started CORVEL_HUB_GUARDED_BY(m_handlers_mutex) = false;
+
+    std::shared_ptr<std::atomic<std::size_t>> const m_waiting_writes =
+        std::make_shared<std::atomic<std::size_t>>(0);
 
     std::mutex m_watches_mutex;
     std::set<std::shared_ptr<write_watch>> m_watches CORVEL_HUB_GUARDED_BY(m_watches_mutex);
@@ -257,6 +261,7 @@ private:
         std::string const& path,
         variable_value value,
         std::shared_ptr<write_watch> watch);
+    std::shared_ptr<void> take_place_for_write();
     void give_up_all_watches() CORVEL_HUB_EXCLUDES(m_watches_mutex);
     void give_up_waiting_writes(provider_work& work);
     void send_write(provider_work& work, requested_write const& write);

@@ -9,13 +9,18 @@
 #include <hub/diagnostics.hpp>
 #include <hub/names.hpp>
 
+#include <atomic>
+#include <cstddef>
 #include <exception>
 #include <stdexcept>
+#include <string>
 #include <utility>
 
 namespace arvenhold::corvel::hub {
 
 namespace {
+
+constexpr std::size_t most_waiting_writes = 10'000;
 
 std::string begin_refusal(std::string const& provider, std::string const& path) {
     return "cannot write " + path + " of provider " + provider + ": ";
@@ -109,12 +114,33 @@ void consumer_session::impl::request_write(
             begin_refusal(provider, path) + "the provider is not followed, or not live"};
     }
     require_writable(provider, path, connection->get_current_variables().find(path), value);
-    m_thread.post([self = shared_from_this(),
-                   target,
-                   write = requested_write{path, std::move(value), std::move(watch)}] {
-        self->work_for(target).writes.push_back(write);
-        self->run(&impl::advance);
-    });
+    auto place = take_place_for_write();
+    if (!place) {
+        throw write_refused{
+            write_refusal::too_many_waiting,
+            begin_refusal(provider, path) + std::to_string(most_waiting_writes)
+                + " writes of the session have not been sent yet"};
+    }
+    m_thread.post(
+        [self = shared_from_this(),
+         target,
+         write = requested_write{path, std::move(value), std::move(watch), std::move(place)}] {
+            self->work_for(target).writes.push_back(write);
+            self->run(&impl::advance);
+        });
+}
+
+// Returns what frees the place when it goes; null if all are taken. Otherwise an application that
+// writes faster than providers take it would fill the memory.
+std::shared_ptr<void> consumer_session::impl::take_place_for_write() {
+    auto const free_place = [waiting = m_waiting_writes](void* /*place*/) {
+        --*waiting;
+    };
+    if (++*m_waiting_writes > most_waiting_writes) {
+        --*m_waiting_writes;
+        return nullptr;
+    }
+    return {m_waiting_writes.get(), free_place};
 }
 
 // Reads the variable afterwards, because the connection holds the written value until the provider

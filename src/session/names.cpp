@@ -91,6 +91,8 @@ std::string_view name_of(write_refusal refusal) {
         return "read_only";
     case write_refusal::wrong_type:
         return "wrong_type";
+    case write_refusal::too_many_waiting:
+        return "too_many_waiting";
     }
     return unknown;
 }

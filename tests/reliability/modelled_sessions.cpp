@@ -38,6 +38,7 @@ session_outcome outcome_of(write_refused const& refused) {
     case write_refusal::read_only:
         return session_outcome::finds_read_only;
     case write_refusal::wrong_type:
+    case write_refusal::too_many_waiting: // not reached: the model's writes wait for their outcome
         break;
     }
     return session_outcome::finds_wrong_type;

@@ -17,6 +17,7 @@ exit_code get_code(write_refusal reason) {
         return exit_code::unreachable;
     case write_refusal::read_only:
     case write_refusal::wrong_type:
+    case write_refusal::too_many_waiting:
         break;
     }
     return exit_code::refused_locally;

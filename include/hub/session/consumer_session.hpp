@@ -261,8 +261,9 @@ public:
     /// session.
     ~consumer_session();
 
-    /// Begins to connect and returns. Does nothing if started or stopped before.
+    /// Begins to connect and returns. Does nothing if started before.
     ///
+    /// @throws std::logic_error   The session has been stopped.
     /// @throws std::system_error  The system has no thread left. The session is stopped.
     void start();
 
@@ -330,7 +331,8 @@ public:
     /// @param path      The path of any variable of the provider.
     /// @param value     The value, of the variable's type.
     ///
-    /// @throws write_refused  It is known that the write cannot succeed; nothing is sent.
+    /// @throws write_refused  It is known that the write cannot succeed, or 10,000 writes of the
+    ///                        session wait; nothing is sent.
     ///
     /// @par Blocking
     /// Does not wait for the network; a write that cannot be sent later is reported as a

@@ -17,6 +17,7 @@ enum class write_refusal : std::uint32_t {
     unknown_path = 1,      ///< The provider has no variable with this path.
     read_only = 2,         ///< The variable, or the session, is read-only.
     wrong_type = 3,        ///< The value has another type than the variable.
+    too_many_waiting = 4,  ///< 10,000 writes of the session have not been sent yet.
 };
 
 /// A write that a consumer_session has not sent because it cannot succeed. The text names the

@@ -3,6 +3,8 @@
 
 #include "exchange_with_session.hpp"
 
+#include <stdexcept>
+
 namespace arvenhold::corvel::hub {
 
 namespace {
@@ -122,6 +124,14 @@ TEST_F(session_during_outages, puts_its_states_into_words) {
     EXPECT_EQ(watcher.get_provider_status("oven").text, "ready");
     watcher.stop();
     EXPECT_EQ(watcher.get_status().text, "stopped");
+}
+
+TEST_F(session_during_outages, is_not_started_after_it_was_stopped) {
+    watcher.stop();
+
+    EXPECT_THROW(watcher.start(), std::logic_error);
+
+    EXPECT_EQ(watcher.get_status().state, session_state::stopped);
 }
 
 // The registry has the providers announce their definitions again, after which everything is read.

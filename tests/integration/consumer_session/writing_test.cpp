@@ -119,6 +119,34 @@ TEST_F(session_writes, are_not_sent_once_nobody_waits_for_their_outcome) {
     watcher.stop();
 }
 
+TEST_F(session_writes, are_refused_while_too_many_wait) {
+    constexpr int most = 10'000;
+    std::latch is_called{1};
+    std::latch may_continue{1};
+    set_point.on_change([&](auto const& now) {
+        if (now.value == 61.0) {
+            is_called.count_down();
+            may_continue.wait(); // nothing is sent before
+        }
+    });
+    oven->list->publish(oven->id_of("set_point"), 61.0, at_noon);
+    is_called.wait();
+    for (int written = 0; written < most; ++written) {
+        watcher.write("oven", "set_point", 70.0);
+    }
+
+    EXPECT_EQ(
+        refusal("set_point", 70.0, write_refusal::too_many_waiting),
+        "cannot write set_point of provider oven: 10000 writes of the session have not been sent "
+        "yet");
+
+    may_continue.count_down();
+    EXPECT_TRUE(await([this] {
+        return refusal("set_point", 70.0, write_refusal::too_many_waiting) == "not refused";
+    }));
+    watcher.stop();
+}
+
 TEST_F(session_writes, do_not_delay_the_repair_of_a_later_loss) {
     constexpr std::chrono::milliseconds first_wait{50};
     consumer_session second{
