@@ -20,11 +20,13 @@ void end_line(std::string& text) {
 
 } // namespace
 
+bool continues_character(char byte) {
+    return (static_cast<unsigned char>(byte) & 0xC0U) == 0x80U;
+}
+
 std::size_t count_columns(std::string_view text) {
-    // All bytes of a character but its first are 10xxxxxx.
-    return static_cast<std::size_t>(std::count_if(text.begin(), text.end(), [](char byte) {
-        return (static_cast<unsigned char>(byte) & 0xC0U) != 0x80U;
-    }));
+    return text.size()
+         - static_cast<std::size_t>(std::count_if(text.begin(), text.end(), &continues_character));
 }
 
 table::table(std::vector<std::string> const& titles) {

@@ -45,6 +45,9 @@ private:
     std::vector<std::vector<cell>> m_rows;
 };
 
+/// Whether a byte belongs to a character of UTF-8 that has begun before it.
+[[nodiscard]] bool continues_character(char byte);
+
 /// How many columns of a terminal a text takes: its characters in UTF-8, each counted as one.
 [[nodiscard]] std::size_t count_columns(std::string_view text);
 

@@ -53,8 +53,7 @@ std::size_t find_character(std::string const& text, std::size_t count) {
     std::size_t position = 0;
     while (position < text.size() && count > 0) {
         ++position;
-        while (position < text.size()
-               && (static_cast<unsigned char>(text[position]) & 0xC0U) == 0x80U) {
+        while (position < text.size() && continues_character(text[position])) {
             ++position;
         }
         --count;

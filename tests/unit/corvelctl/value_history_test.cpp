@@ -109,6 +109,15 @@ TEST(value_history, cuts_long_texts) {
     EXPECT_THAT(std::get<std::string>(found.front().value), SizeIs(value_history::longest_text));
 }
 
+TEST(value_history, cuts_no_character_in_two) {
+    value_history history{roomy};
+    history.add(
+        0, 1, std::string(value_history::longest_text - 1, 'x') + "\u20ac", sample_status::good);
+    auto const found = find_all(history, 0);
+    EXPECT_THAT(
+        std::get<std::string>(found.front().value), SizeIs(value_history::longest_text - 1));
+}
+
 TEST(value_history, finds_a_span_with_what_held_at_its_beginning) {
     value_history history{roomy};
     for (int index = 0; index < 10; ++index) {

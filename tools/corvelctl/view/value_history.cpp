@@ -3,6 +3,8 @@
 
 #include "corvelctl/view/value_history.hpp"
 
+#include "corvelctl/table.hpp"
+
 #include <algorithm>
 #include <bit>
 #include <chrono>
@@ -30,7 +32,11 @@ bool is_equal(variable_value const& one, variable_value const& other) {
 variable_value cut(variable_value value) {
     if (auto* const text = std::get_if<std::string>(&value)) {
         if (text->size() > value_history::longest_text) {
-            text->resize(value_history::longest_text);
+            auto size = value_history::longest_text;
+            while (size > 0 && continues_character((*text)[size])) {
+                --size;
+            }
+            text->resize(size);
         }
     }
     return value;

@@ -39,7 +39,7 @@ struct history_point {
 /// 3. The times of one variable never go back.
 class value_history {
 public:
-    /// A string is cut after so many bytes.
+    /// A string is cut after so many bytes, or before the character that goes beyond.
     static constexpr std::size_t longest_text = 256;
 
     struct query {
