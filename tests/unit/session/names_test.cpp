@@ -49,6 +49,7 @@ TEST(name_of, a_write_refusal_is_its_enumerator) {
     EXPECT_EQ(name_of(write_refusal::unknown_path), "unknown_path");
     EXPECT_EQ(name_of(write_refusal::read_only), "read_only");
     EXPECT_EQ(name_of(write_refusal::wrong_type), "wrong_type");
+    EXPECT_EQ(name_of(write_refusal::too_many_waiting), "too_many_waiting");
 }
 
 TEST(name_of, a_number_without_an_enumerator_is_unknown) {
@@ -56,7 +57,7 @@ TEST(name_of, a_number_without_an_enumerator_is_unknown) {
     EXPECT_EQ(name_of(session_reason{13}), "unknown");
     EXPECT_EQ(name_of(freshness{3}), "unknown");
     EXPECT_EQ(name_of(write_outcome{3}), "unknown");
-    EXPECT_EQ(name_of(write_refusal{4}), "unknown");
+    EXPECT_EQ(name_of(write_refusal{5}), "unknown");
 }
 
 } // namespace
