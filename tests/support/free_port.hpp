@@ -31,13 +31,11 @@ inline bool is_free(std::uint16_t port) {
 
 /// A port for a service that must know it before it starts.
 inline std::uint16_t find_free_port() {
-    for (int attempt = 0; attempt < dev::port_attempts; ++attempt) {
-        auto const port = dev::make_port_candidate();
-        if (is_free(port)) {
-            return port;
-        }
+    auto const found = dev::find_usable_port(is_free);
+    if (!found.has_value()) {
+        throw std::runtime_error{"there is no free port"};
     }
-    throw std::runtime_error{"there is no free port"};
+    return *found;
 }
 
 } // namespace arvenhold::corvel::hub

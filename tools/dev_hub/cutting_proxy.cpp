@@ -3,19 +3,12 @@
 
 #include "dev_hub/cutting_proxy.hpp"
 
-#include "dev_hub/dev_hub_failure.hpp"
+#include "dev_hub/loopback_socket.hpp"
 
-#include <arpa/inet.h>
-#include <netinet/in.h>
-#include <netinet/tcp.h>
-#include <sys/eventfd.h>
 #include <sys/socket.h>
 
 #include <array>
-#include <cerrno>
 #include <cstddef>
-#include <string_view>
-#include <system_error>
 #include <utility>
 
 namespace arvenhold::corvel::hub::dev {
@@ -26,66 +19,13 @@ constexpr int nobody = -1; // a file number that is never readable
 
 constexpr std::size_t piece_size = 65'536; // bytes that are forwarded at once
 
-void require(bool succeeded, char const* what) {
-    if (!succeeded) {
-        throw dev_hub_failure{
-            "the proxy cannot " + std::string{what} + ": "
-            + std::generic_category().message(errno)};
-    }
-}
-
-sockaddr_in loopback(std::uint16_t port) {
-    sockaddr_in address{};
-    address.sin_family = AF_INET;
-    address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
-    address.sin_port = htons(port);
-    return address;
-}
-
-// The address types of the socket functions are known to overlap like this.
-sockaddr* generic(sockaddr_in& address) {
-    return static_cast<sockaddr*>(static_cast<void*>(&address));
-}
-
-int make_socket(int flags) {
-    auto const made = ::socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC | flags, 0);
-    require(made >= 0, "open a socket");
-    return made;
-}
-
-void set_option(int socket, int level, int name) {
-    int const on = 1;
-    ::setsockopt(socket, level, name, &on, sizeof on);
-}
-
-file_descriptor listen_on(std::uint16_t port) {
-    file_descriptor listener{make_socket(SOCK_NONBLOCK)};
-    set_option(listener.get(), SOL_SOCKET, SO_REUSEADDR); // old connections may linger on the port
-    auto address = loopback(port);
-    require(::bind(listener.get(), generic(address), sizeof address) == 0, "open its port");
-    require(::listen(listener.get(), SOMAXCONN) == 0, "open its port");
-    return listener;
-}
-
-// A socket with nothing to read; at its end if nothing listens on the port.
-int connect_to(std::uint16_t port) {
-    auto const made = make_socket(0);
-    auto address = loopback(port);
-    static_cast<void>(::connect(made, generic(address), sizeof address));
-    return made;
-}
-
-bool would_block() {
-    return errno == EAGAIN || errno == EINTR;
-}
-
 // One way of a connection. At most one piece waits for its reader.
 class direction {
 public:
     direction(int from, int to)
         : m_from{from}
         , m_to{to} {
-        set_option(to, IPPROTO_TCP, TCP_NODELAY);
+        send_at_once(to);
     }
 
     // Whether the connection can go on.
@@ -178,26 +118,15 @@ private:
 
 cutting_proxy::cutting_proxy(std::uint16_t server_port, std::uint16_t port)
     : m_server_port{server_port}
-    , m_listener{listen_on(port)}
-    , m_wake{::eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK)}
+    , m_listener{listen_on_loopback(port)}
     , m_thread{[this] {
-        run();
+        return serve();
     }} {}
 
-cutting_proxy::~cutting_proxy() {
-    {
-        std::scoped_lock const lock{m_mutex};
-        m_ending = true;
-    }
-    wake();
-    m_thread.join();
-}
+cutting_proxy::~cutting_proxy() = default;
 
 std::string cutting_proxy::get_url() const {
-    sockaddr_in address{};
-    socklen_t size = sizeof address;
-    require(::getsockname(m_listener.get(), generic(address), &size) == 0, "name its port");
-    return "nats://127.0.0.1:" + std::to_string(ntohs(address.sin_port));
+    return make_nats_url(get_port(m_listener));
 }
 
 void cutting_proxy::cut() {
@@ -211,41 +140,25 @@ void cutting_proxy::repair() {
         m_connections.clear();
         m_cut = false;
     }
-    wake();
+    m_thread.wake();
 }
 
-void cutting_proxy::run() {
-    for (auto watched = serve(); !watched.empty(); watched = serve()) {
-        ::poll(watched.data(), watched.size(), -1);
-    }
-}
-
-std::vector<pollfd> cutting_proxy::serve() {
+poll_round cutting_proxy::serve() {
     std::scoped_lock const lock{m_mutex};
-    if (m_ending) {
-        return {};
-    }
-    eventfd_t ignored = 0;
-    ::eventfd_read(m_wake.get(), &ignored);
     accept_connection_locked();
     std::erase_if(m_connections, [this](auto const& each) { return !each->pass_on(m_cut); });
-    std::vector<pollfd> watched{
-        {.fd = m_wake.get(), .events = POLLIN, .revents = 0},
-        {.fd = m_listener.get(), .events = POLLIN, .revents = 0}};
+    poll_round round;
+    round.watched.push_back({.fd = m_listener.get(), .events = POLLIN, .revents = 0});
     for (auto const& each : m_connections) {
-        each->watch(watched);
+        each->watch(round.watched);
     }
-    return watched;
-}
-
-void cutting_proxy::wake() {
-    ::eventfd_write(m_wake.get(), 1);
+    return round;
 }
 
 void cutting_proxy::accept_connection_locked() {
-    file_descriptor client{::accept4(m_listener.get(), nullptr, nullptr, SOCK_CLOEXEC)};
+    auto client = accept_connection(m_listener);
     if (client.get() >= 0) {
-        file_descriptor server{m_cut ? nobody : connect_to(m_server_port)};
+        auto server = m_cut ? file_descriptor{nobody} : connect_to_loopback(m_server_port);
         m_connections.push_back(std::make_unique<connection>(std::move(client), std::move(server)));
     }
 }

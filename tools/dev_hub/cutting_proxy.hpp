@@ -6,14 +6,12 @@
 #pragma once
 
 #include "dev_hub/file_descriptor.hpp"
-
-#include <poll.h>
+#include "dev_hub/poll_thread.hpp"
 
 #include <cstdint>
 #include <memory>
 #include <mutex>
 #include <string>
-#include <thread>
 #include <vector>
 
 namespace arvenhold::corvel::hub::dev {
@@ -54,21 +52,16 @@ private:
 
     std::uint16_t const m_server_port;
     file_descriptor const m_listener;
-    file_descriptor const m_wake; // readable when the thread must look at the members again
 
     std::mutex m_mutex; // guards everything below; the thread waits for the sockets without it
     bool m_cut = false;
-    bool m_ending = false;
     std::vector<std::unique_ptr<connection>> m_connections;
 
-    std::thread m_thread;
+    poll_thread m_thread; // destroyed first
 
-    void run();
+    // Forwards what is there.
+    poll_round serve();
 
-    // Forwards what is there. Returns the sockets to wait for, or nothing at the end.
-    std::vector<pollfd> serve();
-
-    void wake();
     void accept_connection_locked();
 };
 

@@ -7,14 +7,14 @@
 #include "dev_hub/cutting_proxy.hpp"
 #include "dev_hub/dev_hub_failure.hpp"
 #include "dev_hub/event_log.hpp"
+#include "dev_hub/loopback_socket.hpp"
 #include "dev_hub/port_candidate.hpp"
+#include "dev_hub/random_token.hpp"
 
 #include <unistd.h>
 
 #include <chrono>
 #include <csignal>
-#include <random>
-#include <string_view>
 #include <utility>
 
 namespace arvenhold::corvel::hub::dev {
@@ -22,18 +22,6 @@ namespace {
 
 constexpr std::chrono::seconds start_limit{10};
 constexpr std::chrono::seconds stop_limit{2};
-
-std::string make_random_token() {
-    constexpr std::string_view digits = "0123456789abcdef";
-    constexpr std::size_t length = 32;
-    std::random_device device;
-    std::uniform_int_distribution<std::size_t> any{0, digits.size() - 1};
-    std::string token;
-    while (token.size() < length) {
-        token.push_back(digits[any(device)]);
-    }
-    return token;
-}
 
 nats_server_options with_token(nats_server_options options) {
     if (options.token.empty()) {
@@ -62,10 +50,6 @@ std::string get_installed(std::string const& executable) {
     return *find_executable(executable);
 }
 
-std::string make_url(std::uint16_t port) {
-    return "nats://127.0.0.1:" + std::to_string(port);
-}
-
 // Tries the port; if it is 0, tries others until one can be used, which becomes the port.
 template <class Try>
 void find_port(std::uint16_t& port, Try try_port) {
@@ -77,14 +61,11 @@ void find_port(std::uint16_t& port, Try try_port) {
         }
         return;
     }
-    for (int attempt = 0; attempt < port_attempts; ++attempt) {
-        auto const candidate = make_port_candidate();
-        if (try_port(candidate)) {
-            port = candidate;
-            return;
-        }
+    auto const found = find_usable_port(try_port);
+    if (!found.has_value()) {
+        throw dev_hub_failure{"nats-server found no free port"};
     }
-    throw dev_hub_failure{"nats-server found no free port"};
+    port = *found;
 }
 
 } // namespace
@@ -113,11 +94,11 @@ nats_server::~nats_server() {
 }
 
 std::string nats_server::get_url() const {
-    return make_url(m_port);
+    return make_nats_url(m_port);
 }
 
 std::string nats_server::get_direct_url() const {
-    return make_url(m_direct_port);
+    return make_nats_url(m_direct_port);
 }
 
 std::uint16_t nats_server::get_port() const {

@@ -131,13 +131,13 @@ public:
             listen_locked();
             return;
         }
-        for (int attempt = 0; attempt < port_attempts; ++attempt) {
-            m_port = make_port_candidate();
-            if (try_listen_locked()) {
-                return;
-            }
+        auto const found = find_usable_port([this](auto candidate) {
+            m_port = candidate;
+            return try_listen_locked();
+        });
+        if (!found.has_value()) {
+            throw dev_hub_failure{"the token endpoint found no free port"};
         }
-        throw dev_hub_failure{"the token endpoint found no free port"};
     }
 
     impl(impl const&) = delete;
