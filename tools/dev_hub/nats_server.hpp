@@ -5,6 +5,8 @@
 
 #pragma once
 
+#include "dev_hub/message_server.hpp"
+
 #include <sys/types.h>
 
 #include <chrono>
@@ -55,14 +57,8 @@ struct nats_server_options {
 /// @param executable  As in nats_server_options.
 [[nodiscard]] std::optional<std::string> explain_missing_server(std::string const& executable);
 
-/// A nats-server that admits the holders of one token.
-///
-/// Port and token stay the same for the life of the object, through every stop and start.
-///
-/// @par Thread safety
-/// All operations may be called from any thread; those that change the server's state run one at a
-/// time.
-class nats_server {
+/// A nats-server. Operations that change its state run one at a time.
+class nats_server final : public message_server {
 public:
     /// Starts the server and waits until it takes connections.
     ///
@@ -77,18 +73,16 @@ public:
     nats_server& operator=(nats_server const&) = delete;
     nats_server& operator=(nats_server&&) = delete;
 
-    /// Stops the server.
-    ~nats_server();
+    ~nats_server() override;
 
-    /// What clients connect to: "nats://127.0.0.1:" and the port.
-    [[nodiscard]] std::string get_url() const;
+    [[nodiscard]] std::string get_url() const override;
 
     /// The same without the proxy, for who must not be cut off.
     [[nodiscard]] std::string get_direct_url() const;
 
     [[nodiscard]] std::uint16_t get_port() const;
 
-    [[nodiscard]] std::string get_token() const;
+    [[nodiscard]] std::string get_token() const override;
 
     /// Whether the process lives, frozen or not.
     [[nodiscard]] bool is_running() const;
@@ -103,23 +97,14 @@ public:
     /// nothing when it does not run.
     void stop();
 
-    /// Ends the server at once, as a crash would. Does nothing when it does not run.
-    void kill();
-
-    /// Starts the server again on its port after stop() or kill(). Does nothing when it runs.
-    ///
-    /// @throws dev_hub_failure  The server does not come up, for example because another program
-    ///                          has taken its port meanwhile. start() may be called again.
-    void start();
+    void kill() override;
+    void start() override; // after stop(), too
 
     /// kill() and start().
     void restart();
 
-    /// Suspends the process: connections stay open, and nothing is answered.
-    void freeze();
-
-    /// Lets a frozen server continue.
-    void thaw();
+    void freeze() override;
+    void thaw() override;
 
     /// Lets the connections of all clients look open, but carry nothing. Clients can connect, and
     /// get no answer. Does nothing when the server does not run.
