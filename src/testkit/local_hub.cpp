@@ -4,6 +4,8 @@
 #include <hub/testkit/local_hub.hpp>
 
 #include "dev_hub/dev_hub_failure.hpp"
+#include "dev_hub/in_process_server.hpp"
+#include "dev_hub/nats_server.hpp"
 #include "testkit/local_hub_impl.hpp"
 #include "testkit/text.hpp"
 
@@ -16,13 +18,31 @@ namespace {
 
 constexpr std::chrono::milliseconds late_token{3000};
 
-dev::dev_hub_options make_options(std::string const& server_program) {
-    dev::dev_hub_options options;
-    options.nats_server.executable = server_program;
-    options.token_endpoint.accepted_clients.clear();
+std::unique_ptr<dev::message_server> make_server(server_kind kind, dev::event_log& log) {
+    if (kind == server_kind::in_process) {
+        return std::make_unique<dev::in_process_server>(log);
+    }
+    return std::make_unique<dev::nats_server>(dev::nats_server_options{}, log);
+}
+
+std::unique_ptr<dev::message_server> run_program(
+    std::string const& server_program, dev::event_log& log) {
+    dev::nats_server_options options;
+    options.executable = server_program;
+    return std::make_unique<dev::nats_server>(std::move(options), log);
+}
+
+dev::token_endpoint_options admit_nobody() {
+    dev::token_endpoint_options options;
+    options.accepted_clients.clear();
+    return options;
+}
+
+dev::registry_options make_quick_registry() {
+    dev::registry_options options;
     // A verdict that comes sooner can precede the wait for it on a busy machine.
-    options.registry.verdict_delay = std::chrono::milliseconds{50};
-    options.registry.probe_interval = std::chrono::milliseconds{50};
+    options.verdict_delay = std::chrono::milliseconds{50};
+    options.probe_interval = std::chrono::milliseconds{50};
     return options;
 }
 
@@ -47,8 +67,10 @@ void require_plain(std::string const& client_id) {
 
 } // namespace
 
-local_hub::impl::impl(std::string const& server_program)
-    : m_hub{make_options(server_program)} {}
+local_hub::impl::impl(server_factory const& make_server)
+    : m_server{make_server(m_log)}
+    , m_token_endpoint{admit_nobody(), m_server->get_token(), m_log}
+    , m_registry{m_server->get_url(), m_server->get_token(), make_quick_registry(), m_log} {}
 
 hub_access local_hub::impl::make_access(std::string const& client_id, bool is_peer) {
     dev::client_credentials credentials{client_id, "secret-of-" + client_id};
@@ -61,8 +83,8 @@ hub_access local_hub::impl::make_access(std::string const& client_id, bool is_pe
         admit_clients();
     }
     return {
-        m_hub.get_nats_server().get_url(),
-        m_hub.get_token_endpoint().get_url(),
+        m_server->get_url(),
+        m_token_endpoint.get_url(),
         credentials.client_id,
         credentials.client_secret,
         {}};
@@ -121,7 +143,7 @@ void local_hub::impl::end_all_faults() {
 void local_hub::impl::restart_server() {
     {
         std::scoped_lock const lock{m_mutex};
-        m_hub.get_nats_server().kill();
+        m_server->kill();
         m_faults.erase(fault::server_frozen);
         m_faults.insert(fault::server_away); // until it runs
     }
@@ -129,12 +151,12 @@ void local_hub::impl::restart_server() {
 }
 
 dev::registry const& local_hub::impl::get_registry() const {
-    return m_hub.get_registry();
+    return m_registry;
 }
 
 std::vector<std::string> local_hub::impl::get_history() const {
     std::vector<std::string> lines;
-    for (auto const& event : m_hub.get_log().get_events()) {
+    for (auto const& event : m_log.get_events()) {
         lines.push_back(dev::describe(event));
     }
     return lines;
@@ -148,25 +170,25 @@ std::string local_hub::impl::describe_providers() const {
 void local_hub::impl::inject(fault begun) {
     switch (begun) {
     case fault::server_away:
-        m_hub.get_nats_server().kill();
+        m_server->kill();
         break;
     case fault::server_frozen:
-        m_hub.get_nats_server().freeze();
+        m_server->freeze();
         break;
     case fault::token_endpoint_away:
-        m_hub.get_token_endpoint().stop_listening();
+        m_token_endpoint.stop_listening();
         break;
     case fault::tokens_late:
-        m_hub.get_token_endpoint().set_delay(late_token);
+        m_token_endpoint.set_delay(late_token);
         break;
     case fault::tokens_refused:
         admit_clients();
         break;
     case fault::registry_silent:
-        m_hub.get_registry().go_silent();
+        m_registry.go_silent();
         break;
     case fault::definitions_rejected:
-        m_hub.get_registry().reject_all();
+        m_registry.reject_all();
         break;
     }
 }
@@ -174,27 +196,27 @@ void local_hub::impl::inject(fault begun) {
 void local_hub::impl::heal(fault ended) {
     switch (ended) {
     case fault::server_away:
-        m_hub.get_nats_server().start();
+        m_server->start();
         m_faults.erase(fault::server_frozen); // ended with the process that was frozen
         break;
     case fault::server_frozen:
-        m_hub.get_nats_server().thaw();
+        m_server->thaw();
         break;
     case fault::token_endpoint_away:
-        m_hub.get_token_endpoint().listen_again();
+        m_token_endpoint.listen_again();
         break;
     case fault::tokens_late:
-        m_hub.get_token_endpoint().set_delay(std::chrono::milliseconds::zero());
+        m_token_endpoint.set_delay(std::chrono::milliseconds::zero());
         break;
     case fault::tokens_refused:
         m_faults.erase(ended);
         admit_clients();
         break;
     case fault::registry_silent:
-        m_hub.get_registry().speak_again();
+        m_registry.speak_again();
         break;
     case fault::definitions_rejected:
-        m_hub.get_registry().judge_normally();
+        m_registry.judge_normally();
         break;
     }
 }
@@ -207,7 +229,7 @@ void local_hub::impl::admit_clients() {
             admitted.push_back(known.credentials);
         }
     }
-    m_hub.get_token_endpoint().set_accepted_clients(std::move(admitted));
+    m_token_endpoint.set_accepted_clients(std::move(admitted));
 }
 
 // Without the lock: a peer that returns may wait for the registry.
@@ -228,8 +250,15 @@ std::string why_unavailable(std::string const& server_program) {
     return dev::explain_missing_server(server_program).value_or("");
 }
 
+local_hub::local_hub(server_kind server)
+    : m_impl{with_public_failure([&] {
+        return std::make_shared<impl>([&](auto& log) { return make_server(server, log); });
+    })} {}
+
 local_hub::local_hub(std::string const& server_program)
-    : m_impl{with_public_failure([&] { return std::make_shared<impl>(server_program); })} {}
+    : m_impl{with_public_failure([&] {
+        return std::make_shared<impl>([&](auto& log) { return run_program(server_program, log); });
+    })} {}
 
 local_hub::~local_hub() = default;
 

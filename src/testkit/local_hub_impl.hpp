@@ -5,11 +5,15 @@
 
 #pragma once
 
-#include "dev_hub/dev_hub.hpp"
+#include "dev_hub/event_log.hpp"
+#include "dev_hub/message_server.hpp"
+#include "dev_hub/registry.hpp"
+#include "dev_hub/token_endpoint.hpp"
 
 #include <hub/detail/thread_annotations.hpp>
 #include <hub/testkit/local_hub.hpp>
 
+#include <functional>
 #include <memory>
 #include <mutex>
 #include <set>
@@ -36,7 +40,9 @@ public:
 
 class local_hub::impl {
 public:
-    explicit impl(std::string const& server_program);
+    using server_factory = std::function<std::unique_ptr<dev::message_server>(dev::event_log&)>;
+
+    explicit impl(server_factory const& make_server);
 
     /// @param is_peer  Whether a scripted peer connects, to which no token is refused.
     hub_access make_access(std::string const& client_id, bool is_peer) CORVEL_HUB_EXCLUDES(m_mutex);
@@ -64,7 +70,11 @@ private:
         bool is_peer = false;
     };
 
-    mutable dev::dev_hub m_hub; // its getters are not const
+    // Destroyed from the last to the first: each one uses those above it.
+    dev::event_log m_log{nullptr};
+    std::unique_ptr<dev::message_server> const m_server;
+    dev::token_endpoint m_token_endpoint;
+    dev::registry m_registry;
 
     std::mutex m_mutex; // held while a fault begins or ends
     std::vector<client> m_clients CORVEL_HUB_GUARDED_BY(m_mutex);

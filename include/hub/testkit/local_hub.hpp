@@ -17,8 +17,8 @@
 
 namespace arvenhold::corvel::hub::testkit {
 
-/// Returns why no local_hub can be started here, with the cure, for the text of a skipped test;
-/// empty if it can.
+/// Returns why no local_hub with a nats-server can be started here, with the cure, for the text of a
+/// skipped test; empty if it can.
 ///
 /// @param server_program  The NATS server: a name that is looked up in PATH and in the folders of the
 ///                        system administrator, or a path.
@@ -29,6 +29,16 @@ CORVEL_HUB_API std::string why_unavailable(std::string const& server_program = "
 class CORVEL_HUB_API hub_unavailable : public std::runtime_error {
 public:
     using std::runtime_error::runtime_error;
+};
+
+/// What the NATS server of a local_hub is.
+enum class server_kind : std::uint32_t {
+    /// The program nats-server, as on a controller.
+    nats_server = 0,
+    /// A small server in the test program itself, for machines without nats-server. It speaks what the
+    /// library needs, and all faults work. It has no TLS, cluster, permissions, queue groups or
+    /// published headers, and it sends no pings.
+    in_process = 1,
 };
 
 /// What can be broken on a local_hub. Each fault lasts until it is ended.
@@ -75,10 +85,17 @@ public:
 
     /// Starts the hub.
     ///
-    /// @param server_program  The NATS server, as for why_unavailable().
+    /// @param server  The NATS server. The program nats-server is found as why_unavailable() says.
     ///
     /// @throws hub_unavailable  The hub cannot be started; nothing is left running.
-    explicit local_hub(std::string const& server_program = "nats-server");
+    explicit local_hub(server_kind server = server_kind::nats_server);
+
+    /// Starts the hub with another program as nats-server.
+    ///
+    /// @param server_program  The program, as for why_unavailable().
+    ///
+    /// @throws hub_unavailable  The hub cannot be started; nothing is left running.
+    explicit local_hub(std::string const& server_program);
 
     local_hub(local_hub const&) = delete;
     local_hub& operator=(local_hub const&) = delete;
@@ -124,8 +141,8 @@ public:
 
     // -- faults -----------------------------------------------------------------------------------
 
-    /// Breaks something until end_fault(). Has its effect when this returns. Different faults may be in force at the same time, except that a
-    /// server cannot be frozen while it is away.
+    /// Breaks something until end_fault(). Has its effect when this returns. Different faults may be in
+    /// force at the same time, except that a server cannot be frozen while it is away.
     ///
     /// @param begun  The fault.
     void begin_fault(fault begun);

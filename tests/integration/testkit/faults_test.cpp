@@ -39,7 +39,9 @@ protected:
             .set_ping(std::chrono::milliseconds{200}, 1)};
 };
 
-TEST_F(faults, take_the_server_away_and_bring_it_back_at_its_place) {
+INSTANTIATE_TEST_SUITE_P(with, faults, both_servers, server_name);
+
+TEST_P(faults, take_the_server_away_and_bring_it_back_at_its_place) {
     start_pump();
 
     hub.begin_fault(fault::server_away);
@@ -49,7 +51,7 @@ TEST_F(faults, take_the_server_away_and_bring_it_back_at_its_place) {
     EXPECT_TRUE(pump.wait_until_ready(patience));
 }
 
-TEST_F(faults, freeze_the_server) {
+TEST_P(faults, freeze_the_server) {
     start_pump();
 
     hub.begin_fault(fault::server_frozen);
@@ -59,7 +61,7 @@ TEST_F(faults, freeze_the_server) {
     EXPECT_TRUE(pump.wait_until_ready(patience));
 }
 
-TEST_F(faults, take_the_token_endpoint_away) {
+TEST_P(faults, take_the_token_endpoint_away) {
     hub.begin_fault(fault::token_endpoint_away);
     pump.start();
     wait_for_reason(pump, session_reason::access_denied);
@@ -68,7 +70,7 @@ TEST_F(faults, take_the_token_endpoint_away) {
     EXPECT_TRUE(pump.wait_until_ready(patience));
 }
 
-TEST_F(faults, make_tokens_too_late) {
+TEST_P(faults, make_tokens_too_late) {
     hub.begin_fault(fault::tokens_late);
     consumer late{"late", true, nullptr, nullptr};
     EXPECT_THROW(connect(late, hub.get_access()), connection_failed);
@@ -77,7 +79,7 @@ TEST_F(faults, make_tokens_too_late) {
     EXPECT_NO_THROW(connect(late, hub.get_access()));
 }
 
-TEST_F(faults, refuse_tokens_to_programs_but_not_to_peers) {
+TEST_P(faults, refuse_tokens_to_programs_but_not_to_peers) {
     hub.begin_fault(fault::tokens_refused);
     pump.start();
     wait_for_reason(pump, session_reason::access_denied);
@@ -88,14 +90,14 @@ TEST_F(faults, refuse_tokens_to_programs_but_not_to_peers) {
     EXPECT_TRUE(pump.wait_until_ready(patience));
 }
 
-TEST_F(faults, refuse_tokens_to_programs_that_ask_for_access_later) {
+TEST_P(faults, refuse_tokens_to_programs_that_ask_for_access_later) {
     hub.begin_fault(fault::tokens_refused);
 
     consumer late{"late", true, nullptr, nullptr};
     EXPECT_THROW(connect(late, hub.get_access("late")), connection_failed);
 }
 
-TEST_F(faults, of_tokens_concern_a_connected_program_after_a_restart_of_the_server) {
+TEST_P(faults, of_tokens_concern_a_connected_program_after_a_restart_of_the_server) {
     start_pump();
     hub.begin_fault(fault::tokens_refused);
 
@@ -104,7 +106,7 @@ TEST_F(faults, of_tokens_concern_a_connected_program_after_a_restart_of_the_serv
     wait_for_reason(pump, session_reason::access_denied);
 }
 
-TEST_F(faults, silence_the_registry) {
+TEST_P(faults, silence_the_registry) {
     hub.begin_fault(fault::registry_silent);
     consumer_session watcher{"watcher", hub.get_access("watcher")};
     watcher.start();
@@ -115,7 +117,7 @@ TEST_F(faults, silence_the_registry) {
     EXPECT_TRUE(watcher.wait_until_ready(patience));
 }
 
-TEST_F(faults, reject_definitions) {
+TEST_P(faults, reject_definitions) {
     hub.begin_fault(fault::definitions_rejected);
     pump.declare<double>("speed", 1.0);
     pump.start();
@@ -130,7 +132,7 @@ TEST_F(faults, reject_definitions) {
     EXPECT_NO_THROW(hub.wait_until_listed("oven", patience));
 }
 
-TEST_F(faults, begin_and_end_once) {
+TEST_P(faults, begin_and_end_once) {
     start_pump();
     hub.begin_fault(fault::server_away);
     hub.begin_fault(fault::server_away);
@@ -141,7 +143,7 @@ TEST_F(faults, begin_and_end_once) {
     EXPECT_TRUE(pump.wait_until_ready(patience));
 }
 
-TEST_F(faults, end_all_together) {
+TEST_P(faults, end_all_together) {
     for (auto const each :
          {fault::server_frozen,
           fault::server_away,
@@ -158,7 +160,7 @@ TEST_F(faults, end_all_together) {
     start_pump();
 }
 
-TEST_F(faults, let_a_scripted_provider_return_with_what_it_holds_by_then) {
+TEST_P(faults, let_a_scripted_provider_return_with_what_it_holds_by_then) {
     oven.start();
     panel.attach("oven", patience);
     hub.begin_fault(fault::server_away);
@@ -173,7 +175,7 @@ TEST_F(faults, let_a_scripted_provider_return_with_what_it_holds_by_then) {
     EXPECT_EQ(shown.when, noon);
 }
 
-TEST_F(faults, let_a_scripted_provider_return_when_the_last_one_has_ended) {
+TEST_P(faults, let_a_scripted_provider_return_when_the_last_one_has_ended) {
     oven.start();
     hub.begin_fault(fault::definitions_rejected);
     hub.restart_server(); // the oven tries to return, and may not
@@ -184,7 +186,7 @@ TEST_F(faults, let_a_scripted_provider_return_when_the_last_one_has_ended) {
     EXPECT_NO_THROW(hub.wait_until_listed("oven", patience));
 }
 
-TEST_F(faults, bring_no_provider_back_that_has_vanished) {
+TEST_P(faults, bring_no_provider_back_that_has_vanished) {
     oven.start();
     oven.vanish();
     hub.wait_until_gone("oven", patience);

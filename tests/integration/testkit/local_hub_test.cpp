@@ -30,6 +30,12 @@ bool is_reachable(hub_access const& access) {
     return true;
 }
 
+/// A hub that the test starts itself.
+class hub_alone : public testing::TestWithParam<server_kind> {};
+
+INSTANTIATE_TEST_SUITE_P(with, hub_alone, both_servers, server_name);
+INSTANTIATE_TEST_SUITE_P(with, oven_test, both_servers, server_name);
+
 TEST(why_unavailable, is_empty_where_the_server_is_installed) {
     EXPECT_EQ(why_unavailable(), "");
 }
@@ -45,24 +51,24 @@ TEST(local_hub, without_a_server_fails_with_the_same_text) {
     EXPECT_THROW(local_hub{"/nowhere/nats-server"}, hub_unavailable);
 }
 
-TEST(local_hub, admits_programs_as_soon_as_it_exists) {
-    local_hub hub;
+TEST_P(hub_alone, admits_programs_as_soon_as_it_exists) {
+    local_hub hub{GetParam()};
 
     EXPECT_TRUE(is_reachable(hub.get_access()));
     EXPECT_TRUE(is_reachable(hub.get_access("another-program")));
 }
 
-TEST(local_hub, runs_beside_another_one) {
-    local_hub one;
-    local_hub other;
+TEST_P(hub_alone, runs_beside_another_one) {
+    local_hub one{GetParam()};
+    local_hub other{GetParam()};
 
     EXPECT_NE(one.get_access().server_url, other.get_access().server_url);
     EXPECT_TRUE(is_reachable(one.get_access()));
     EXPECT_TRUE(is_reachable(other.get_access()));
 }
 
-TEST(local_hub, gives_each_program_credentials_of_its_own) {
-    local_hub hub;
+TEST_P(hub_alone, gives_each_program_credentials_of_its_own) {
+    local_hub hub{GetParam()};
 
     auto const one = hub.get_access("one");
     auto const other = hub.get_access("other");
@@ -72,8 +78,8 @@ TEST(local_hub, gives_each_program_credentials_of_its_own) {
     EXPECT_EQ(one.client_secret, hub.get_access("one").client_secret);
 }
 
-TEST(local_hub, refuses_client_ids_that_do_not_fit_into_a_url) {
-    local_hub hub;
+TEST_P(hub_alone, refuses_client_ids_that_do_not_fit_into_a_url) {
+    local_hub hub{GetParam()};
 
     EXPECT_EQ(
         thrown_message<std::invalid_argument>([&] { hub.get_access("my program"); }),
@@ -81,8 +87,8 @@ TEST(local_hub, refuses_client_ids_that_do_not_fit_into_a_url) {
     EXPECT_THROW(hub.get_access(""), std::invalid_argument);
 }
 
-TEST(local_hub, leaves_nothing_behind) {
-    auto hub = std::make_optional<local_hub>();
+TEST_P(hub_alone, leaves_nothing_behind) {
+    auto hub = std::make_optional<local_hub>(GetParam());
     auto const access = hub->get_access();
 
     hub.reset();
@@ -111,8 +117,8 @@ TEST(local_hub, leaves_nothing_behind_when_the_test_program_is_killed) {
         "the end of the server", [&] { return !gives_an_answer(); }, patience);
 }
 
-TEST(local_hub, lives_as_long_as_its_peers) {
-    auto hub = std::make_optional<local_hub>();
+TEST_P(hub_alone, lives_as_long_as_its_peers) {
+    auto hub = std::make_optional<local_hub>(GetParam());
     scripted_provider oven{*hub, "oven"};
     scripted_consumer panel{*hub, "panel"};
     oven.offers("temperature", 20.0);
@@ -123,7 +129,7 @@ TEST(local_hub, lives_as_long_as_its_peers) {
     EXPECT_NO_THROW(panel.attach("oven", patience));
 }
 
-TEST_F(oven_test, is_listed_while_it_is_on_the_hub) {
+TEST_P(oven_test, is_listed_while_it_is_on_the_hub) {
     EXPECT_THAT(hub.get_providers(), IsEmpty());
 
     oven.start();
@@ -135,7 +141,7 @@ TEST_F(oven_test, is_listed_while_it_is_on_the_hub) {
     EXPECT_THAT(hub.get_providers(), IsEmpty());
 }
 
-TEST_F(oven_test, that_is_missing_is_named_with_those_that_are_not) {
+TEST_P(oven_test, that_is_missing_is_named_with_those_that_are_not) {
     EXPECT_EQ(
         thrown_message<expectation_failed>([&] { hub.wait_until_listed("pump", no_time); }),
         "awaited for 20 ms: the provider pump on the hub\n"
@@ -148,7 +154,7 @@ TEST_F(oven_test, that_is_missing_is_named_with_those_that_are_not) {
         "  seen: the hub has the providers oven");
 }
 
-TEST_F(oven_test, leaves_its_traces_in_the_hubs_history) {
+TEST_P(oven_test, leaves_its_traces_in_the_hubs_history) {
     oven.start();
 
     EXPECT_THAT(hub.get_history(), Contains("definition accepted: oven"));

@@ -31,8 +31,15 @@ void connect(Client& client, hub_access const& access) {
         access.options);
 }
 
+inline auto const both_servers = testing::Values(server_kind::nats_server, server_kind::in_process);
+
+/// Names the tests with each kind of server.
+inline constexpr auto server_name = [](testing::TestParamInfo<server_kind> const& info) {
+    return std::string{info.param == server_kind::nats_server ? "nats_server" : "in_process"};
+};
+
 /// A hub, and an oven that is not on it yet.
-class oven_test : public testing::Test {
+class oven_test : public testing::TestWithParam<server_kind> {
 protected:
     oven_test() {
         oven.offers("temperature", 20.0);
@@ -41,7 +48,7 @@ protected:
     }
 
     captured_diagnostics diagnostics;
-    local_hub hub;
+    local_hub hub{GetParam()};
     scripted_provider oven{hub, "oven"};
     scripted_consumer panel{hub, "panel"};
 };

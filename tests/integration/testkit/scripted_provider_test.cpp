@@ -28,13 +28,15 @@ protected:
     }
 };
 
-TEST_F(scripted_provider_on_hub, offers_initial_values_as_good) {
+INSTANTIATE_TEST_SUITE_P(with, scripted_provider_on_hub, both_servers, server_name);
+
+TEST_P(scripted_provider_on_hub, offers_initial_values_as_good) {
     EXPECT_EQ(panel.get_reading("temperature").value, variable_value{20.0});
     EXPECT_EQ(panel.get_reading("temperature").quality, variable_quality::good);
     EXPECT_EQ(panel.get_reading("name").value, variable_value{"north"});
 }
 
-TEST_F(scripted_provider_on_hub, shows_what_it_holds_with_quality_and_time) {
+TEST_P(scripted_provider_on_hub, shows_what_it_holds_with_quality_and_time) {
     timestamp const noon{std::chrono::nanoseconds{1'700'000'000'123'456'789}};
 
     oven.holds("temperature", 90.0, variable_quality::uncertain, noon);
@@ -45,14 +47,14 @@ TEST_F(scripted_provider_on_hub, shows_what_it_holds_with_quality_and_time) {
     EXPECT_EQ(oven.get_value("temperature"), variable_value{90.0});
 }
 
-TEST_F(scripted_provider_on_hub, is_good_again_with_the_next_value) {
+TEST_P(scripted_provider_on_hub, is_good_again_with_the_next_value) {
     oven.holds("temperature", 90.0, variable_quality::bad);
     oven.holds("temperature", 91.0);
 
     EXPECT_EQ(sees("temperature", 91.0).quality, variable_quality::good);
 }
 
-TEST_F(scripted_provider_on_hub, sends_each_value_in_an_event_of_its_own) {
+TEST_P(scripted_provider_on_hub, sends_each_value_in_an_event_of_its_own) {
     for (double value = 21.0; value < 30.0; ++value) {
         oven.holds("temperature", value);
     }
@@ -64,7 +66,7 @@ TEST_F(scripted_provider_on_hub, sends_each_value_in_an_event_of_its_own) {
     EXPECT_EQ(readings[9].value, variable_value{29.0});
 }
 
-TEST_F(scripted_provider_on_hub, accepts_writes_and_publishes_them) {
+TEST_P(scripted_provider_on_hub, accepts_writes_and_publishes_them) {
     panel.write("set_point", 160.0);
 
     EXPECT_TRUE(oven.wait_for_write("set_point", 160.0, patience).accepted);
@@ -72,7 +74,7 @@ TEST_F(scripted_provider_on_hub, accepts_writes_and_publishes_them) {
     EXPECT_EQ(oven.get_value("set_point"), variable_value{160.0});
 }
 
-TEST_F(scripted_provider_on_hub, refuses_every_write_of_a_variable) {
+TEST_P(scripted_provider_on_hub, refuses_every_write_of_a_variable) {
     oven.refuses("set_point");
 
     EXPECT_EQ(panel.write_and_confirm("set_point", 160.0, patience), write_outcome::refused);
@@ -82,7 +84,7 @@ TEST_F(scripted_provider_on_hub, refuses_every_write_of_a_variable) {
     EXPECT_EQ(panel.write_and_confirm("name", "south", patience), write_outcome::confirmed);
 }
 
-TEST_F(scripted_provider_on_hub, refuses_some_values) {
+TEST_P(scripted_provider_on_hub, refuses_some_values) {
     oven.refuses(
         "set_point", [](variable_value const& wanted) { return std::get<double>(wanted) > 300.0; });
 
@@ -90,7 +92,7 @@ TEST_F(scripted_provider_on_hub, refuses_some_values) {
     EXPECT_EQ(panel.write_and_confirm("set_point", 300.0, patience), write_outcome::confirmed);
 }
 
-TEST_F(scripted_provider_on_hub, accepts_again) {
+TEST_P(scripted_provider_on_hub, accepts_again) {
     oven.refuses("set_point");
 
     oven.accepts("set_point");
@@ -98,7 +100,7 @@ TEST_F(scripted_provider_on_hub, accepts_again) {
     EXPECT_EQ(panel.write_and_confirm("set_point", 160.0, patience), write_outcome::confirmed);
 }
 
-TEST_F(scripted_provider_on_hub, refuses_what_a_provider_must_refuse) {
+TEST_P(scripted_provider_on_hub, refuses_what_a_provider_must_refuse) {
     consumer reader{"reader", false, nullptr, nullptr};
     connect(reader, hub.get_access());
     auto const variables = reader.attach_to_provider("oven")->get_current_variables();
@@ -125,13 +127,13 @@ TEST_F(scripted_provider_on_hub, refuses_what_a_provider_must_refuse) {
     EXPECT_EQ(oven.get_value("temperature"), variable_value{20.0});
 }
 
-TEST_F(scripted_provider_on_hub, finds_a_write_that_has_arrived_before) {
+TEST_P(scripted_provider_on_hub, finds_a_write_that_has_arrived_before) {
     panel.write_and_confirm("set_point", 160.0, patience);
 
     EXPECT_NO_THROW(oven.wait_for_write("set_point", 160.0, no_time));
 }
 
-TEST_F(scripted_provider_on_hub, finds_each_write_once) {
+TEST_P(scripted_provider_on_hub, finds_each_write_once) {
     panel.write_and_confirm("set_point", 160.0, patience);
     oven.wait_for_write("set_point", 160.0, patience);
 
@@ -141,7 +143,7 @@ TEST_F(scripted_provider_on_hub, finds_each_write_once) {
     EXPECT_NO_THROW(oven.wait_for_write("set_point", 160.0, patience));
 }
 
-TEST_F(scripted_provider_on_hub, looks_at_the_writes_of_each_variable_on_its_own) {
+TEST_P(scripted_provider_on_hub, looks_at_the_writes_of_each_variable_on_its_own) {
     panel.write_and_confirm("set_point", 160.0, patience);
     panel.write_and_confirm("name", "south", patience);
 
@@ -149,7 +151,7 @@ TEST_F(scripted_provider_on_hub, looks_at_the_writes_of_each_variable_on_its_own
     EXPECT_NO_THROW(oven.wait_for_write("set_point", 160.0, patience));
 }
 
-TEST_F(scripted_provider_on_hub, names_the_other_writes_when_the_awaited_one_is_missing) {
+TEST_P(scripted_provider_on_hub, names_the_other_writes_when_the_awaited_one_is_missing) {
     oven.refuses(
         "set_point", [](variable_value const& wanted) { return wanted == variable_value{170.0}; });
     panel.write_and_confirm("set_point", 160.0, patience);
@@ -166,7 +168,7 @@ TEST_F(scripted_provider_on_hub, names_the_other_writes_when_the_awaited_one_is_
         "  seen: set_point = 160.0 (accepted), set_point = 170.0 (refused)");
 }
 
-TEST_F(scripted_provider_on_hub, keeps_all_writes) {
+TEST_P(scripted_provider_on_hub, keeps_all_writes) {
     panel.write_and_confirm("set_point", 160.0, patience);
     panel.write_and_confirm("name", "south", patience);
 
@@ -178,7 +180,7 @@ TEST_F(scripted_provider_on_hub, keeps_all_writes) {
     EXPECT_TRUE(writes[1].accepted);
 }
 
-TEST_F(scripted_provider_on_hub, is_lost_and_returns_with_its_values) {
+TEST_P(scripted_provider_on_hub, is_lost_and_returns_with_its_values) {
     oven.holds("temperature", 90.0);
     sees("temperature", 90.0);
 
@@ -190,7 +192,7 @@ TEST_F(scripted_provider_on_hub, is_lost_and_returns_with_its_values) {
     sees("temperature", 91.0);
 }
 
-TEST_F(scripted_provider_on_hub, starts_and_vanishes_once) {
+TEST_P(scripted_provider_on_hub, starts_and_vanishes_once) {
     oven.start();
     oven.vanish();
     oven.vanish();
@@ -198,7 +200,7 @@ TEST_F(scripted_provider_on_hub, starts_and_vanishes_once) {
     EXPECT_NO_THROW(panel.wait_until_stale(patience));
 }
 
-TEST_F(scripted_provider_on_hub, replaces_its_definition_without_leaving) {
+TEST_P(scripted_provider_on_hub, replaces_its_definition_without_leaving) {
     oven.replace_definition({{"pressure", 3.0}, {"set_point", 170.0, writable}});
 
     sees("pressure", 3.0);
@@ -207,7 +209,7 @@ TEST_F(scripted_provider_on_hub, replaces_its_definition_without_leaving) {
     EXPECT_THAT(hub.get_history(), testing::Not(testing::Contains("provider gone: oven")));
 }
 
-TEST_F(scripted_provider_on_hub, keeps_its_script_when_it_replaces_its_definition) {
+TEST_P(scripted_provider_on_hub, keeps_its_script_when_it_replaces_its_definition) {
     oven.refuses("set_point");
     panel.write_and_confirm("set_point", 160.0, patience);
 
@@ -218,7 +220,7 @@ TEST_F(scripted_provider_on_hub, keeps_its_script_when_it_replaces_its_definitio
     EXPECT_THAT(oven.get_writes(), SizeIs(2));
 }
 
-TEST_F(scripted_provider_on_hub, fails_when_the_registry_rejects_the_new_definition) {
+TEST_P(scripted_provider_on_hub, fails_when_the_registry_rejects_the_new_definition) {
     hub.begin_fault(fault::definitions_rejected);
 
     EXPECT_THAT(
@@ -228,7 +230,7 @@ TEST_F(scripted_provider_on_hub, fails_when_the_registry_rejects_the_new_definit
         HasSubstr("awaited for 10 s: the scripted provider oven on the hub"));
 }
 
-TEST_F(oven_test, can_replace_its_definition_before_it_starts) {
+TEST_P(oven_test, can_replace_its_definition_before_it_starts) {
     oven.replace_definition({{"pressure", 3.0}});
     oven.start();
     panel.attach("oven", patience);
@@ -236,7 +238,7 @@ TEST_F(oven_test, can_replace_its_definition_before_it_starts) {
     EXPECT_EQ(panel.get_reading("pressure").value, variable_value{3.0});
 }
 
-TEST_F(oven_test, refuses_a_second_variable_of_the_same_path) {
+TEST_P(oven_test, refuses_a_second_variable_of_the_same_path) {
     EXPECT_EQ(
         thrown_message<std::logic_error>([&] { oven.offers("name", 1.0); }),
         "there is a variable name already");
@@ -244,7 +246,7 @@ TEST_F(oven_test, refuses_a_second_variable_of_the_same_path) {
     EXPECT_EQ(oven.get_value("temperature"), variable_value{20.0});
 }
 
-TEST_F(oven_test, offers_nothing_more_while_it_is_on_the_hub) {
+TEST_P(oven_test, offers_nothing_more_while_it_is_on_the_hub) {
     oven.start();
 
     EXPECT_EQ(
@@ -252,7 +254,7 @@ TEST_F(oven_test, offers_nothing_more_while_it_is_on_the_hub) {
         "oven is on the hub, so offers() cannot add pressure: use replace_definition()");
 }
 
-TEST_F(oven_test, names_its_variables_when_another_one_is_meant) {
+TEST_P(oven_test, names_its_variables_when_another_one_is_meant) {
     EXPECT_EQ(
         thrown_message<std::invalid_argument>([&] { oven.holds("humidity", 1.0); }),
         "oven has no variable humidity, but temperature, set_point, name");
@@ -262,7 +264,7 @@ TEST_F(oven_test, names_its_variables_when_another_one_is_meant) {
     EXPECT_THROW(oven.wait_for_write("humidity", 1.0, no_time), std::invalid_argument);
 }
 
-TEST_F(oven_test, refuses_values_of_another_type_at_once) {
+TEST_P(oven_test, refuses_values_of_another_type_at_once) {
     EXPECT_EQ(
         thrown_message<std::invalid_argument>([&] { oven.holds("temperature", 20); }),
         "temperature has the type double, but 20 has the type int64");
