@@ -4,10 +4,10 @@
 #include "corvelctl/dev_hub_run.hpp"
 
 #include "corvelctl/demo_boiler.hpp"
-#include "corvelctl/random_key.hpp"
 #include "corvelctl/user_files.hpp"
 #include "dev_hub/control.hpp"
 #include "dev_hub/dev_hub.hpp"
+#include "dev_hub/random_token.hpp"
 
 #include <fcntl.h>
 #include <sys/wait.h>
@@ -166,7 +166,7 @@ std::string read_last_error(std::filesystem::path const& path) {
 class own_dev_hub::impl {
 public:
     impl(tool& with, dev_hub_wishes const& wanted, events told)
-        : m_secret{make_random_key()}
+        : m_secret{dev::make_random_token()}
         , m_events{prepare(wanted, m_secret), told == events::shown ? &with.out : nullptr}
         , m_lines{&m_events}
         , m_hub{make_options(wanted)}

@@ -11,7 +11,7 @@ namespace arvenhold::corvel::hub::dev {
 
 std::string make_random_token() {
     constexpr std::string_view digits = "0123456789abcdef";
-    constexpr std::size_t length = 32;
+    constexpr std::size_t length = 64;
     std::random_device device;
     std::uniform_int_distribution<std::size_t> any{0, digits.size() - 1};
     std::string token;

@@ -59,7 +59,7 @@ TEST_P(message_server_test, refuses_holders_of_another_token) {
 TEST_P(message_server_test, makes_up_a_random_token) {
     auto const other = GetParam().make(log);
 
-    EXPECT_THAT(server->get_token(), testing::MatchesRegex("[0-9a-f]{32}"));
+    EXPECT_THAT(server->get_token(), testing::MatchesRegex("[0-9a-f]{64}"));
     EXPECT_NE(server->get_token(), other->get_token());
 }
 

@@ -1,7 +1,6 @@
 // SPDX-FileCopyrightText: 2026 Arvenhold
 // SPDX-License-Identifier: Apache-2.0
 
-#include "corvelctl/random_key.hpp"
 #include "corvelctl/view/page_access.hpp"
 
 #include <gmock/gmock.h>
@@ -117,11 +116,6 @@ TEST(the_cookie, is_kept_from_scripts_and_other_sites) {
         "",
         page_door::link_use::once};
     EXPECT_THAT(proxied.make_cookie(), HasSubstr("; Secure"));
-}
-
-TEST(a_random_key, is_another_one_each_time) {
-    EXPECT_EQ(make_random_key().size(), 64U);
-    EXPECT_THAT(make_random_key(), Not(make_random_key()));
 }
 
 } // namespace

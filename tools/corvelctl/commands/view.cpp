@@ -6,7 +6,6 @@
 #include "corvelctl/dev_hub_run.hpp"
 #include "corvelctl/failures.hpp"
 #include "corvelctl/followed_hub.hpp"
-#include "corvelctl/random_key.hpp"
 #include "corvelctl/recording_reader.hpp"
 #include "corvelctl/user_files.hpp"
 #include "corvelctl/value_text.hpp"
@@ -14,6 +13,7 @@
 #include "corvelctl/view/recorded_hub.hpp"
 #include "corvelctl/view/view_server.hpp"
 #include "dev_hub/dev_hub_failure.hpp"
+#include "dev_hub/random_token.hpp"
 #include <hub/session/names.hpp>
 
 #include <unistd.h>
@@ -54,14 +54,14 @@ std::string get_machine_name() {
 std::string find_key(bool is_local) {
     if (!is_local
         || (get_environment("XDG_STATE_HOME").empty() && get_environment("HOME").empty())) {
-        return make_random_key();
+        return dev::make_random_token();
     }
     auto const path = get_view_key_path();
     auto const kept = read_private_file(path);
-    if (kept.has_value() && kept->size() == make_random_key().size()) {
+    if (kept.has_value() && kept->size() == dev::make_random_token().size()) {
         return *kept;
     }
-    auto key = make_random_key();
+    auto key = dev::make_random_token();
     write_private_file(path, key);
     return key;
 }

@@ -3,7 +3,7 @@
 
 #include "corvelctl/view/page_access.hpp"
 
-#include "corvelctl/random_key.hpp"
+#include "dev_hub/random_token.hpp"
 
 #include <arpa/inet.h>
 
@@ -98,7 +98,7 @@ page_door::page_door(
     , m_key{std::move(key)}
     , m_password{std::move(password)}
     , m_use{use}
-    , m_token{use == link_use::none ? "" : make_random_key()} {}
+    , m_token{use == link_use::none ? "" : dev::make_random_token()} {}
 
 std::string page_door::make_link() const {
     auto const base = make_base_url(m_address) + '/';
