@@ -7,7 +7,6 @@
 
 #include <hub/common.hpp>
 
-#include <optional>
 #include <string>
 #include <unordered_map>
 
@@ -17,7 +16,8 @@ namespace arvenhold::corvel::hub::ctl {
 ///
 /// Values have the times of their providers, whose clocks may differ from it. So the first change
 /// of a variable fixes the difference, and further ones follow at their distances from it. A value
-/// that is not newer than the one before, as after an outage, is due at once.
+/// that is not newer than the one before, as after an outage, is due at once. A place that a timestamp
+/// cannot express becomes the latest one that it can.
 class replay_pace {
 public:
     /// Places a row that has the time of the recording computer.
@@ -30,9 +30,9 @@ public:
 
 private:
     struct known_variable {
-        timestamp first_place;
+        timestamp place; // of its newest value
         timestamp newest;
-        std::optional<timestamp::duration> difference; // from its clock to the place
+        bool has_changed;
     };
 
     timestamp m_place{}; // of the latest row

@@ -47,6 +47,19 @@ TEST(replay_pace, places_values_at_their_distances) {
     }
 }
 
+TEST(replay_pace, places_values_whose_distance_no_timestamp_expresses) {
+    auto const begin = at(1'790'000'000);
+    auto const far = timestamp::min(); // in 1677
+    replay_pace pace;
+    pace.place(begin);
+    EXPECT_EQ(pace.place_value("corrected", far), begin);
+    EXPECT_EQ(pace.place_value("corrected", begin + seconds{1}), begin + seconds{1});
+    EXPECT_EQ(pace.place_value("behind", far), begin + seconds{1});
+    EXPECT_EQ(pace.place_value("behind", far + seconds{1}), begin + seconds{1});
+    EXPECT_EQ(pace.place_value("behind", far + seconds{3}), begin + seconds{3});
+    EXPECT_EQ(pace.place_value("behind", begin), timestamp::max());
+}
+
 TEST(replay_pace, does_not_place_a_value_before_another_row) {
     replay_pace pace;
     pace.place(at(1000));

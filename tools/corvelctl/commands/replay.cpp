@@ -233,9 +233,12 @@ private:
         return names;
     }
 
+    // How long after the first row it is due; limited, so that it can be added to the present time.
     [[nodiscard]] std::chrono::nanoseconds get_distance(timestamp place) const {
+        constexpr std::chrono::duration<double, std::nano> longest{
+            std::chrono::hours{24 * 365 * 100}};
         return std::chrono::duration_cast<std::chrono::nanoseconds>(
-            (place - m_first_place) / m_given.speed);
+            std::min(longest, (place - m_first_place) / m_given.speed));
     }
 
     [[nodiscard]] bool begin_again() {
