@@ -240,9 +240,7 @@ void finish_providers(tool& with, kept_providers const& all, exit_code code) {
         }
     }
     if (dropped > 0) {
-        with.out.warn(
-            std::to_string(dropped)
-            + " changes were dropped, because they came faster than they could be sent");
+        with.out.warn(make_dropped_text(dropped, "change"));
     }
 }
 

@@ -267,4 +267,10 @@ std::string make_count_text(std::uint64_t count, std::string const& thing) {
     return std::to_string(count) + ' ' + thing + (count == 1 ? "" : "s");
 }
 
+std::string make_dropped_text(std::uint64_t count, std::string const& thing) {
+    return make_count_text(count, thing)
+         + (count == 1 ? " was dropped, because it came too fast"
+                       : " were dropped, because they came too fast");
+}
+
 } // namespace arvenhold::corvel::hub::ctl

@@ -144,4 +144,8 @@ private:
 /// "1 variable", "2 variables".
 [[nodiscard]] std::string make_count_text(std::uint64_t count, std::string const& thing);
 
+/// "1 change was dropped, because it came too fast", "2 changes were dropped, because they came too
+/// fast".
+[[nodiscard]] std::string make_dropped_text(std::uint64_t count, std::string const& thing);
+
 } // namespace arvenhold::corvel::hub::ctl

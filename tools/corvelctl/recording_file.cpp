@@ -4,6 +4,7 @@
 #include "corvelctl/recording_file.hpp"
 
 #include "corvelctl/exit_code.hpp"
+#include "corvelctl/output.hpp"
 #include "corvelctl/user_files.hpp"
 
 #include <fcntl.h>
@@ -175,8 +176,8 @@ void recording_file::fail_to_write(int error) {
     auto const is_whole = ::ftruncate(m_descriptor, static_cast<off_t>(m_size)) == 0;
     throw failure{
         exit_code::other,
-        "cannot write " + m_path.string() + ": " + text_of(error) + "; " + std::to_string(m_rows)
-            + " rows of this run are kept"
+        "cannot write " + m_path.string() + ": " + text_of(error) + "; kept "
+            + make_count_text(m_rows, "row") + " of this run"
             + (is_whole ? ", the last one whole" : ", and the last one may be cut off"),
         "make room and start again: it appends"};
 }

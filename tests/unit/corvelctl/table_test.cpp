@@ -45,6 +45,13 @@ TEST(colours, appear_only_if_wanted) {
     EXPECT_EQ(output{settings}.paint("bad", colour::red), "bad");
 }
 
+TEST(counts, are_followed_by_singular_or_plural) {
+    EXPECT_EQ(make_count_text(1, "row"), "1 row");
+    EXPECT_EQ(make_count_text(0, "row"), "0 rows");
+    EXPECT_EQ(make_dropped_text(1, "change"), "1 change was dropped, because it came too fast");
+    EXPECT_EQ(make_dropped_text(2, "change"), "2 changes were dropped, because they came too fast");
+}
+
 TEST(printable_text, cannot_control_a_terminal) {
     EXPECT_EQ(printable("a\n\t\033[2J\x7F\xC3\xA4"), "a\\n\\t\\x1b[2J\\x7f\xC3\xA4");
     EXPECT_EQ(printable("\u0080 \u009b31m \u009f \u00a0"), "\\u0080 \\u009b31m \\u009f \u00a0");

@@ -197,7 +197,7 @@ public:
     }
 
     void receive_dropped(std::uint64_t count) override {
-        m_tool.out.warn(make_count_text(count, "change") + " dropped, as they came too fast");
+        m_tool.out.warn(make_dropped_text(count, "change"));
     }
 
     void finish_round(clock::time_point now) override {

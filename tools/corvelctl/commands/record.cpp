@@ -157,9 +157,7 @@ public:
         m_output.note("recorded " + describe() + " in " + m_name);
         if (m_dropped > 0) {
             m_output.warn(
-                std::to_string(m_dropped)
-                + " changes were dropped, because they came faster than they were written; --every "
-                  "records less of them");
+                make_dropped_text(m_dropped, "change") + "; --every records less of them");
         }
     }
 

@@ -225,9 +225,7 @@ public:
         auto const all = listener.get_dropped();
         if (auto const dropped = all - std::exchange(m_known, all); dropped > 0) {
             m_output.warn(
-                make_count_text(dropped, "message")
-                + " dropped, because they came faster than they were read; name a subject that has "
-                  "fewer");
+                make_dropped_text(dropped, "message") + "; name a subject that has fewer");
         }
     }
 

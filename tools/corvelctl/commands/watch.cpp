@@ -151,10 +151,7 @@ public:
     void finish() {
         write();
         if (m_dropped > 0) {
-            m_output.warn(
-                std::to_string(m_dropped)
-                + " changes were dropped, because they came faster than they were read; --rate "
-                  "shows less of them");
+            m_output.warn(make_dropped_text(m_dropped, "change") + "; --rate shows less of them");
         }
         m_losses.require_none();
     }

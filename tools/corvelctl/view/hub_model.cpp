@@ -4,6 +4,7 @@
 #include "corvelctl/view/hub_model.hpp"
 
 #include "corvelctl/json_rows.hpp"
+#include "corvelctl/output.hpp"
 #include "corvelctl/time_text.hpp"
 #include "corvelctl/value_text.hpp"
 #include "corvelctl/variable_text.hpp"
@@ -234,12 +235,7 @@ void hub_model::receive_hub_state(std::string const& why) {
 void hub_model::receive_dropped(std::uint64_t count) {
     std::scoped_lock const lock{m_mutex};
     ++m_version;
-    add_event_locked(
-        {0,
-         system_clock::now(),
-         "dropped",
-         "",
-         std::to_string(count) + " changes came too fast and are missing in the history"});
+    add_event_locked({0, system_clock::now(), "dropped", "", make_dropped_text(count, "change")});
 }
 
 void hub_model::add_event(hub_event happened) {

@@ -3,6 +3,7 @@
 
 #include "corvelctl/view/recorded_hub.hpp"
 
+#include "corvelctl/output.hpp"
 #include "corvelctl/recording_reader.hpp"
 #include "corvelctl/time_text.hpp"
 #include "corvelctl/view/page_json.hpp"
@@ -39,7 +40,7 @@ public:
             m_model.receive_notice({row.provider, row.event, row.text, m_now});
             break;
         case row_kind::dropped:
-            add_event(row, "dropped", std::to_string(row.count) + " changes are missing");
+            add_event(row, "dropped", make_dropped_text(row.count, "change"));
             break;
         case row_kind::gap:
             add_event(row, "gap", "nothing was recorded since " + make_rfc3339(row.from));
