@@ -32,7 +32,7 @@ void append_value_keys(std::string& text, variable_value const& value) {
     text.resize(begin);
     json_object object;
     add_value(object, value);
-    auto const keys = object.dump(-1, ' ', false, json_object::error_handler_t::replace);
+    auto const keys = make_json_text(object);
     text.append(keys, 1, keys.size() - 2);
 }
 

@@ -237,10 +237,27 @@ bool write_all(int descriptor, std::string_view text) {
     return true;
 }
 
+std::string make_json_text(json_object const& value) {
+    auto const text = value.dump(-1, ' ', false, json_object::error_handler_t::replace);
+    std::string escaped;
+    escaped.reserve(text.size());
+    std::string_view rest = text;
+    while (!rest.empty()) {
+        auto const [code, size] = decode_character(rest).value_or(utf8_character{0, 1});
+        if (is_control(code)) {
+            escaped += make_escape(code, false);
+        } else {
+            escaped += rest.substr(0, size);
+        }
+        rest.remove_prefix(size);
+    }
+    return escaped;
+}
+
 std::string make_json_line(std::string_view type, json_object const& body) {
     json_object whole{{"v", 1}, {"type", type}};
     whole.update(body);
-    return whole.dump(-1, ' ', false, json_object::error_handler_t::replace);
+    return make_json_text(whole);
 }
 
 std::string printable(std::string_view text) {

@@ -132,8 +132,12 @@ private:
 /// @return whether everything was written; `errno` otherwise says why not.
 [[nodiscard]] bool write_all(int descriptor, std::string_view text);
 
-/// Makes an object that begins with the version of the format and the type, as one line without its
-/// end. Text that is not UTF-8 is written with replacement characters.
+/// Returns JSON on one line that does no harm in a terminal: what printable() escapes is escaped as
+/// "\u202e", so that a parser finds it unchanged. Bytes that are not UTF-8 become replacement characters.
+[[nodiscard]] std::string make_json_text(json_object const& value);
+
+/// Makes an object that begins with the version of the format and the type, as make_json_text() writes
+/// it, without the end of the line.
 [[nodiscard]] std::string make_json_line(std::string_view type, json_object const& body);
 
 /// Returns the text as UTF-8 that does no harm in a terminal: control characters as "\n" or "\x07",

@@ -84,5 +84,17 @@ TEST(printable_text, shows_the_bytes_that_are_not_utf_8) {
     }
 }
 
+TEST(json_text, cannot_control_a_terminal_and_keeps_its_value) {
+    for (auto const& [text, shown] : std::vector<std::pair<std::string, std::string>>{
+             {"\x1B[2J", R"("\u001b[2J")"},
+             {"\x7F", R"("\u007f")"},
+             {"\u0080\u009b31m\u009f\u00a0", "\"\\u0080\\u009b31m\\u009f\u00a0\""},
+             {"\u202e\\\u2066\u00e4", "\"\\u202e\\\\\\u2066\u00e4\""}}) {
+        EXPECT_EQ(make_json_text(text), shown);
+        EXPECT_EQ(json_object::parse(shown), json_object(text));
+    }
+    EXPECT_EQ(make_json_text("\x9B!"), "\"\uFFFD!\"");
+}
+
 } // namespace
 } // namespace arvenhold::corvel::hub::ctl

@@ -12,7 +12,7 @@
 namespace arvenhold::corvel::hub::ctl {
 
 void append_string(std::string& text, std::string_view content) {
-    text += json_object(content).dump(-1, ' ', false, json_object::error_handler_t::replace);
+    text += make_json_text(content);
 }
 
 void append_json_value(std::string& text, variable_value const& value) {
@@ -22,8 +22,7 @@ void append_json_value(std::string& text, variable_value const& value) {
     json_object object;
     add_value(object, value);
     auto const exact = object.find("value_text");
-    text += (exact == object.end() ? object["value"] : *exact)
-                .dump(-1, ' ', false, json_object::error_handler_t::replace);
+    text += make_json_text(exact == object.end() ? object["value"] : *exact);
 }
 
 std::int64_t to_microseconds(timestamp when) {

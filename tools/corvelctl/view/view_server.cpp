@@ -51,7 +51,7 @@ void set_security_headers(Request const& /*request*/, Response& response) {
 
 void refuse(Response& response, int status, std::string const& text) {
     response.status = status;
-    response.set_content(json_object{{"error", text}}.dump(), json_content);
+    response.set_content(make_json_text({{"error", text}}), json_content);
 }
 
 void send_file(Response& response, std::string const& name) {
@@ -289,7 +289,7 @@ private:
         std::string text;
         if (to.is_new) {
             to.is_new = false;
-            text = "event: hello\ndata: " + m_settings.about.dump() + "\n\n";
+            text = "event: hello\ndata: " + make_json_text(m_settings.about) + "\n\n";
         } else {
             constexpr auto nothing = std::numeric_limits<std::uint64_t>::max();
             if (!m_model.wait_for_changes(nothing, to.sent + update_interval)
@@ -331,8 +331,7 @@ private:
         }
         auto const answer =
             m_writer({given["provider"], given["path"], given["value"], request.remote_addr});
-        response.set_content(
-            answer.dump(-1, ' ', false, json_object::error_handler_t::replace), json_content);
+        response.set_content(make_json_text(answer), json_content);
     }
 
     view_settings m_settings; // fixed when the constructor returns
