@@ -265,16 +265,6 @@ supervisor::clock::duration parse_rate(std::string const& text) {
         std::chrono::duration<double>{interval});
 }
 
-exit_code run_chosen(command_line const& line, global_options const& options, output& out) {
-    library_reports reports{out};
-    supervisor guard{[&](failure const& ended) {
-        return line.report(out, ended);
-    }};
-    guard.set_time(options.timeout.value_or(default_timeout));
-    tool with{options, out, reports, guard};
-    return line.get_chosen()(with);
-}
-
 // "100M": bytes, with k, M or G for thousands of them.
 std::uint64_t parse_size(std::string const& text) {
     constexpr std::uint64_t kilobyte = 1000;
@@ -301,15 +291,34 @@ std::uint64_t parse_size(std::string const& text) {
     return size;
 }
 
-// What a command may throw becomes an exit code here and nowhere else.
-exit_code run_to_end(command_line const& line, output& out, std::function<exit_code()> const& run) {
+// What a command may throw becomes an exit code here and nowhere else. A guard limits the time for
+// the report, whose reader may be stuck.
+exit_code run_to_end(
+    command_line const& line,
+    output& out,
+    supervisor* guard,
+    std::function<exit_code()> const& run) {
     try {
         return run();
     } catch (output_closed const&) {
         return exit_code::done;
     } catch (std::exception const& error) {
-        return line.report(out, explain_exception(error));
+        auto const ended = explain_exception(error);
+        if (guard != nullptr) {
+            guard->end_soon(line.get_stuck_code(ended.get_code()));
+        }
+        return line.report(out, ended);
     }
+}
+
+exit_code run_chosen(command_line const& line, global_options const& options, output& out) {
+    library_reports reports{out};
+    supervisor guard{
+        [&](failure const& ended) { return line.report(out, ended); },
+        line.get_stuck_code(exit_code::timed_out)};
+    guard.set_time(options.timeout.value_or(default_timeout));
+    tool with{options, out, reports, guard};
+    return run_to_end(line, out, &guard, [&] { return line.get_chosen()(with); });
 }
 
 // The end of a command line that names no command to run.
@@ -323,7 +332,7 @@ exit_code end_parsing(
     if (wanted == nullptr) {
         return line.report(out, explain_usage(application, words, ended));
     }
-    return run_to_end(line, out, [&] {
+    return run_to_end(line, out, nullptr, [&] {
         show_wanted(application, *wanted, out);
         return exit_code::done;
     });
@@ -332,13 +341,25 @@ exit_code end_parsing(
 } // namespace
 
 exit_code command_line::report(output& out, failure const& ended) const {
-    for (auto const* const chosen : m_application.get_subcommands()) {
-        if (auto const found = m_reports.find(chosen); found != m_reports.end()) {
-            return found->second(out, ended);
-        }
+    if (auto const* const found = find_report()) {
+        return found->show(out, ended);
     }
     out.report(ended);
     return ended.get_code();
+}
+
+exit_code command_line::get_stuck_code(exit_code own) const {
+    auto const* const found = find_report();
+    return found == nullptr ? own : found->stuck;
+}
+
+command_line::command_report const* command_line::find_report() const {
+    for (auto const* const chosen : m_application.get_subcommands()) {
+        if (auto const found = m_reports.find(chosen); found != m_reports.end()) {
+            return &found->second;
+        }
+    }
+    return nullptr;
 }
 
 CLI::Option* add_size(
@@ -424,7 +445,7 @@ int run_program(int count, char** arguments) {
         return static_cast<int>(end_parsing(line, words, ended, out));
     }
     output out{options.output};
-    return static_cast<int>(run_to_end(line, out, [&] { return run_chosen(line, options, out); }));
+    return static_cast<int>(run_chosen(line, options, out));
 }
 
 } // namespace arvenhold::corvel::hub::ctl

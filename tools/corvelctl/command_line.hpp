@@ -74,13 +74,20 @@ public:
     }
 
     /// Sets how a command shows failures, also those of its arguments and that its time is up, in place
-    /// of output::report(). May be called on another thread while the command runs.
-    void set_failure_report(CLI::App const& command, failure_report report) {
-        m_reports.emplace(&command, std::move(report));
+    /// of output::report().
+    ///
+    /// @param report  May be called on another thread while the command runs.
+    /// @param stuck   How the program ends if `report` does not return.
+    void set_failure_report(CLI::App const& command, failure_report report, exit_code stuck) {
+        m_reports.emplace(&command, command_report{std::move(report), stuck});
     }
 
     /// Shows a failure as the chosen command does.
     [[nodiscard]] exit_code report(output& out, failure const& ended) const;
+
+    /// Returns how the program ends if report() does not return: with the failure's own code, unless
+    /// the chosen command has another one for that.
+    [[nodiscard]] exit_code get_stuck_code(exit_code own) const;
 
     /// The whole command line, for commands that explain it.
     [[nodiscard]] CLI::App& get_application() const {
@@ -93,9 +100,17 @@ public:
     }
 
 private:
+    struct command_report {
+        failure_report show;
+        exit_code stuck;
+    };
+
+    // Null if the chosen command has none.
+    [[nodiscard]] command_report const* find_report() const;
+
     CLI::App& m_application;
     command_action m_chosen;
-    std::map<CLI::App const*, failure_report> m_reports;
+    std::map<CLI::App const*, command_report> m_reports;
 };
 
 /// Adds an option that takes a duration, as "10s" or "250ms"; a number without a unit counts seconds.

@@ -67,8 +67,9 @@ void supervisor::block_signals() {
     static_cast<void>(std::signal(SIGPIPE, SIG_IGN)); // writing reports a closed pipe instead
 }
 
-supervisor::supervisor(std::function<exit_code(failure const&)> report)
+supervisor::supervisor(std::function<exit_code(failure const&)> report, exit_code stuck)
     : m_report{std::move(report)}
+    , m_stuck{stuck}
     , m_signals{open_signals()} {
     m_thread = std::thread{[this] {
         run();
@@ -115,6 +116,11 @@ void supervisor::last_until_signal() {
 }
 
 void supervisor::end_soon(exit_code code) {
+    wait_for_report();
+    limit_end(code);
+}
+
+void supervisor::limit_end(exit_code code) {
     constexpr std::chrono::seconds enough{2};
     {
         std::scoped_lock const lock{m_mutex};
@@ -197,7 +203,7 @@ void supervisor::handle_signal(int number) {
         }
         m_signal = get_code(number);
     }
-    end_soon(get_code(number)); // first, so that the command may give itself more time
+    limit_end(get_code(number)); // first, so that the command may give itself more time
     m_changed.notify_all();
     m_asked.raise();
 }
@@ -217,7 +223,7 @@ void supervisor::end_for_time() {
         "give it more time with --timeout " + make_readable(std::max(enough, 2 * limit))
             + ", or see what happens with --verbose"};
     // The report may wait for a stuck reader; this thread still handles signals and ends the program.
-    end_soon(exit_code::timed_out);
+    limit_end(m_stuck);
     std::thread{[this, ended] {
         end_at_once(m_report(ended));
     }}.detach();

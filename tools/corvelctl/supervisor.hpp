@@ -36,9 +36,10 @@ public:
     /// Starts to watch for signals.
     ///
     /// @param report  Shows that the time is up, on a thread of its own, and returns how the program
-    ///                ends. If it does not return in 2 s, as its reader may be stuck, the program
-    ///                ends as after a timeout.
-    explicit supervisor(std::function<exit_code(failure const&)> report);
+    ///                ends.
+    /// @param stuck   How the program ends if `report` does not return in 2 s, as its reader may be
+    ///                stuck.
+    supervisor(std::function<exit_code(failure const&)> report, exit_code stuck);
 
     supervisor(supervisor const&) = delete;
     supervisor& operator=(supervisor const&) = delete;
@@ -60,7 +61,7 @@ public:
 
     /// Ends the program with this code unless it has ended by itself in 2 s: a session may wait for
     /// the network much longer, and a reader of the output forever. The first call counts; set_time()
-    /// changes the 2 s afterwards.
+    /// changes the 2 s afterwards. Does not return if the program is ending because its time is up.
     void end_soon(exit_code code);
 
     /// Returns a descriptor that is readable once a signal asks the program to end. For polling.
@@ -79,10 +80,12 @@ private:
     void handle_signal(int number);
     void end_if_late();
     void end_for_time();
+    void limit_end(exit_code code);
     void wait_for_report();
     [[nodiscard]] int get_poll_time() const;
 
     std::function<exit_code(failure const&)> const m_report;
+    exit_code const m_stuck;
     int const m_signals;  // descriptor that is readable when a signal is pending
     event_flag m_changes; // raised when the thread should look again
     event_flag m_asked;   // raised by the first signal

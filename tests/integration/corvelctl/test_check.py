@@ -3,6 +3,8 @@
 
 """check: what monitoring systems read, and its exit codes."""
 
+import contextlib
+import os
 import re
 import signal
 import stat
@@ -81,6 +83,20 @@ class Check(HubTest):
         self.accepted(self.hub.start_provider("1", "1000", program=FLOOD_PROVIDER))
         process = self.start("check", "flood", "--prometheus", "--timeout", "8s")
         self.wait_for(lambda: is_full(process.stdout), "a pipe that takes no more lines")
+        self.assertEqual(process.wait(PATIENCE), UNKNOWN)
+
+    def test_is_unknown_if_its_time_is_up_and_the_reader_is_stuck(self):
+        reader, writer = os.pipe()
+        self.addCleanup(os.close, reader)
+        self.addCleanup(os.close, writer)
+        os.set_blocking(writer, False)
+        with contextlib.suppress(BlockingIOError):
+            while True:
+                os.write(writer, bytes(4096))
+        os.set_blocking(writer, True)
+        self.hub.fault("freeze", "4s")
+        self.addCleanup(self.wait_for, lambda: self.run_tool("providers").code == 0, "the hub")
+        process = self.start("check", "--timeout", "500ms", stdout=writer)
         self.assertEqual(process.wait(PATIENCE), UNKNOWN)
 
     def test_writes_prometheus_metrics(self):

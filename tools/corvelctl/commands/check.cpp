@@ -31,6 +31,9 @@ struct check_options {
     std::shared_ptr<health_display> display;
 };
 
+// The numbers of the states are the exit codes that a monitoring system expects.
+constexpr auto unknown = static_cast<exit_code>(health_state::unknown);
+
 // Shows one result, whether the check or its time ends first.
 class health_display {
 public:
@@ -38,12 +41,11 @@ public:
         constexpr std::chrono::seconds enough{1};
         std::unique_lock const lock{m_mutex, enough};
         if (!lock.owns_lock()) { // the reader of a result is stuck
-            return static_cast<exit_code>(health_state::unknown);
+            return unknown;
         }
         if (!m_code.has_value()) {
             found.took = clock::now() - m_begin;
             print(out, given, found);
-            // The numbers of the states are the exit codes that a monitoring system expects.
             m_code = static_cast<exit_code>(get_state(found));
         }
         return *m_code;
@@ -146,7 +148,7 @@ exit_code report_failure(output& out, check_options const& given, failure const&
     } catch (output_closed const&) {
         // Nobody reads it.
     }
-    return static_cast<exit_code>(health_state::unknown);
+    return unknown;
 }
 
 } // namespace
@@ -171,16 +173,19 @@ void add_check(command_line& line) {
             "-o,--output", options->file, "Replace this file as a whole, instead of writing it out")
         ->needs(prometheus)
         ->type_name("FILE");
-    line.set_failure_report(command, [options = options.get()](auto& out, auto const& ended) {
-        return report_failure(out, *options, ended);
-    });
+    line.set_failure_report(
+        command,
+        [options = options.get()](auto& out, auto const& ended) {
+            return report_failure(out, *options, ended);
+        },
+        unknown);
     command.footer(
         "Ends within --timeout, 5s by default. Bad and old values, providers that do not answer "
         "and a "
         "hub that\ncannot be reached are critical; uncertain values are a warning.\n\n"
         "Exit codes are those of plugins for Nagios, and not the ones of other commands:\n"
         "    0  OK\n    1  WARNING\n    2  CRITICAL\n"
-        "    3  UNKNOWN: wrong usage, no settings, no file\n\n"
+        "    3  UNKNOWN: wrong usage, no settings, no file, or nobody reads the output\n\n"
         "Examples:\n"
         "  corvelctl check\n"
         "  corvelctl check boiler pressure_bar --max-age 10s\n"

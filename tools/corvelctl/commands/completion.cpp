@@ -230,7 +230,9 @@ void add_completion(command_line& line) {
     hidden.group("");
     // A shell must not get text into the line that its user writes.
     line.set_failure_report(
-        hidden, [](auto& /*out*/, auto const& /*ended*/) { return exit_code::done; });
+        hidden,
+        [](auto& /*out*/, auto const& /*ended*/) { return exit_code::done; },
+        exit_code::done);
 }
 
 } // namespace arvenhold::corvel::hub::ctl
