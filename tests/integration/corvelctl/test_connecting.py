@@ -3,6 +3,7 @@
 
 """Connecting, and the words for every way in which it fails."""
 
+import itertools
 import json
 import signal
 import socket
@@ -13,6 +14,17 @@ from tool_run import BUILD, CLIENT, END_WITH_PARENT, PATIENCE, SECRET, Following
 
 def address_of(url):
     return url.split("/")[2]
+
+
+def make_certificate(folder, name):
+    """The file of a certificate for 127.0.0.1 that has signed itself, and the line of a NATS server's
+    configuration that uses it."""
+    certificate, key = folder / f"{name}.pem", folder / f"{name}.key"
+    subprocess.run(
+        ["openssl", "req", "-x509", "-newkey", "ec", "-pkeyopt", "ec_paramgen_curve:P-256", "-nodes",
+         "-days", "2", "-subj", f"/CN={name}", "-addext", "subjectAltName=IP:127.0.0.1", "-keyout", key,
+         "-out", certificate], check=True, stderr=subprocess.DEVNULL)
+    return certificate, f'tls {{ cert_file: "{certificate}", key_file: "{key}" }}\n'
 
 
 class Connecting(HubTest):
@@ -109,13 +121,12 @@ class Connecting(HubTest):
                     self.assertEqual(self.finish(process).code, code)
 
 
-class Cluster(FollowingTest):
-    """A hub of two servers, one of which is killed."""
+class ClusterTest(FollowingTest):
+    """A hub of two servers, the second one with further lines of configuration."""
 
-    def setUp(self):
-        super().setUp()
+    def start_cluster(self, configuration=""):
         self.cluster = subprocess.Popen(
-            [BUILD / "tests/integration/corvelctl/corvelctl_cluster_hub", CLIENT, SECRET],
+            [BUILD / "tests/integration/corvelctl/corvelctl_cluster_hub", CLIENT, SECRET, configuration],
             stdin=subprocess.PIPE, stdout=subprocess.PIPE, text=True)
         self.addCleanup(self.cluster.stdout.close)
         self.addCleanup(self.cluster.wait)
@@ -124,6 +135,14 @@ class Cluster(FollowingTest):
         self.provider = self.start_provider(nats_url=self.access["first"],
                                             token_url=self.access["token_url"])
         self.environment["CORVEL_TOKEN_URL"] = self.access["token_url"]
+
+
+class Cluster(ClusterTest):
+    """One of the two servers is killed."""
+
+    def setUp(self):
+        super().setUp()
+        self.start_cluster()
         self.environment["CORVEL_HUB"] = self.access["second"] + "," + self.access["first"]
 
     def kill_the_second(self):
@@ -145,15 +164,55 @@ class Cluster(FollowingTest):
         self.assertEqual(self.interrupt(watching).code, 130)
 
 
+class Encrypted(ClusterTest):
+    """The tool reaches only the server with TLS, and the provider only the other one."""
+
+    def setUp(self):
+        super().setUp()
+        certificate, configuration = make_certificate(self.folder, "server")
+        self.start_cluster(configuration)
+        self.environment["CORVEL_HUB"] = self.access["second"].replace("nats:", "tls:")
+        self.environment["CORVEL_CA_FILE"] = str(certificate)
+
+    def test_shows_and_writes_values(self):
+        watching = self.start("watch", "odd", "-j")
+        self.read_json_until(watching, event="here")
+        shown, = self.expect(0, "read", "odd", "flags/on", "-j").objects()
+        self.assertEqual((shown["value"], shown["quality"]), (True, "good"))
+        self.expect(0, "write", "odd", "flags/on=off")
+        self.read_json_until(watching, path="flags/on", value=False, freshness="live")
+        self.assertEqual(self.interrupt(watching).code, 130)
+
+    def test_provides_values(self):
+        kiln = self.write_file("kiln.json", '{"provider": "kiln", "variables": '
+                               '[{"path": "valve", "data_type": "bool", "access": "read-write"}]}')
+        providing = self.start("provide", kiln, "--accept-writes")
+        self.expect(0, "wait", "kiln", "valve", "==", "off")
+        self.expect(0, "write", "kiln", "valve=on")
+        self.assertEqual(self.interrupt(providing).code, 130)
+
+    def test_takes_the_authority_from_the_context(self):
+        flags = {"CORVEL_HUB": "--hub", "CORVEL_TOKEN_URL": "--token-url", "CORVEL_CLIENT_ID": "--client-id",
+                 "CORVEL_SECRET_FILE": "--secret-file", "CORVEL_CA_FILE": "--ca-file"}
+        given = [(flag, self.environment.pop(name)) for name, flag in flags.items()]
+        self.expect(0, "context", "add", "plant", *itertools.chain(*given))
+        self.expect(0, "read", "odd", "flags/on")
+
+    def test_refuses_the_certificate_of_another_authority(self):
+        """The tool also tries the server without TLS, which the other one announces."""
+        other, _ = make_certificate(self.folder, "other")
+        for arguments in (("read", "odd"), ("write", "odd", "flags/on=off"), ("watch", "odd")):
+            self.assertIn("corvelctl: no TLS connection to tls://127.0.0.1:",
+                          self.expect(5, *arguments, "--ca-file", other).errors)
+
+
 class Encryption(HubTest):
     """A NATS server with TLS, but without a registry."""
 
     def setUp(self):
         super().setUp()
-        self.certificate = self.make_certificate("server")
-        configuration = self.write_file(
-            "tls.conf", f'listen: "127.0.0.1:-1"\ntls {{ cert_file: "{self.certificate}", '
-            f'key_file: "{self.folder / "server.key"}" }}\n')
+        self.certificate, configuration = make_certificate(self.folder, "server")
+        configuration = self.write_file("tls.conf", f'listen: "127.0.0.1:-1"\n{configuration}')
         ports = self.folder / "ports"
         ports.mkdir()
         server = subprocess.Popen(
@@ -167,32 +226,26 @@ class Encryption(HubTest):
         url, = json.loads(list(ports.glob("*.ports"))[0].read_text("utf-8"))["nats"]
         self.environment["CORVEL_HUB"] = url.replace("nats:", "tls:")
 
-    def make_certificate(self, name):
-        subprocess.run(
-            ["openssl", "req", "-x509", "-newkey", "ec", "-pkeyopt", "ec_paramgen_curve:P-256",
-             "-nodes", "-days", "2", "-subj", f"/CN={name}", "-addext",
-             "subjectAltName=IP:127.0.0.1", "-keyout", self.folder / f"{name}.key", "-out",
-             self.folder / f"{name}.pem"], check=True, stderr=subprocess.DEVNULL)
-        return self.folder / f"{name}.pem"
-
     def test_connects_if_the_authority_is_known(self):
         self.assertIn("no registry runs on the hub",
                       self.expect(5, "providers", "--ca-file", self.certificate).errors)
 
     def test_sniffs_only_with_encryption(self):
         self.expect(0, "sniff", "--ca-file", self.certificate, "--for", "100ms")
-        for arguments in ((), ("--ca-file", self.make_certificate("other")),
+        for arguments in ((), ("--ca-file", make_certificate(self.folder, "other")[0]),
                           ("--ca-file", self.certificate, "--hub", self.hub.access["nats_url"]),
                           ("--hub", self.hub.access["nats_url"].replace("nats:", "tls:"))):
             result = self.expect(5, "sniff", *arguments, "--for", "100ms")
             self.assertRegex(result.errors, "no TLS connection to (tls|nats)://127.0.0.1:")
 
     def test_names_the_flag_if_it_is_unknown(self):
-        other = self.make_certificate("other")
-        for arguments in ((), ("--ca-file", other)):
-            result = self.expect(5, "providers", *arguments)
-            self.assertIn("corvelctl: no TLS connection to tls://127.0.0.1:", result.errors)
-            self.assertIn("check --ca-file", result.errors)
+        other, _ = make_certificate(self.folder, "other")
+        for command in (("providers",), ("read", "odd"), ("write", "odd", "flags/on=off"), ("watch", "odd")):
+            for arguments in ((), ("--ca-file", other)):
+                self.assertRegex(
+                    self.expect(5, *command, *arguments).errors,
+                    r"^corvelctl: no TLS connection to tls://127.0.0.1:\d+: SSL Error\b.*\n"
+                    r"  check --ca-file, and that the certificate is for this host name\n$")
 
     def test_sends_no_token_without_encryption(self):
         result = self.expect(5, "providers", "--ca-file", self.certificate, "--hub",
