@@ -38,8 +38,8 @@ std::string pad(std::string_view text, std::size_t width) {
 doctor_report::doctor_report(tool& with)
     : m_output{with.out} {}
 
-void doctor_report::hide(std::string secret) {
-    m_secrets.push_back(std::move(secret));
+void doctor_report::hide(secret_list const& secrets) {
+    m_secrets.insert(m_secrets.end(), secrets.begin(), secrets.end());
 }
 
 void doctor_report::add_good(std::string const& check, std::string const& text) {

@@ -25,8 +25,8 @@ class doctor_report {
 public:
     explicit doctor_report(tool& with);
 
-    /// Adds a secret that no line must contain.
-    void hide(std::string secret);
+    /// Adds secrets that no line must contain.
+    void hide(secret_list const& secrets);
 
     void add_good(std::string const& check, std::string const& text);
     void add_skipped(std::string const& check, std::string const& text);

@@ -6,6 +6,7 @@
 #include "corvelctl/failures.hpp"
 #include "corvelctl/near_names.hpp"
 #include "corvelctl/secrets.hpp"
+#include "corvelctl/token_probe.hpp"
 #include "corvelctl/user_files.hpp"
 
 #include <algorithm>
@@ -21,7 +22,7 @@ constexpr char const* client_name = "corvelctl";
 
 connection_settings prepare_connection(tool& with) {
     auto settings = find_connection(with.options);
-    with.reports.hide(settings.client_secret);
+    with.reports.hide(list_secrets(settings));
     if (is_readable_by_others(settings.secret_file)) {
         with.out.warn(
             "others may read the secret file; make it private: chmod 600 " + settings.secret_file);

@@ -51,9 +51,9 @@ library_reports::~library_reports() {
     set_diagnostics_callback(nullptr, nullptr);
 }
 
-void library_reports::hide(std::string secret) {
+void library_reports::hide(secret_list const& secrets) {
     std::scoped_lock const lock{m_mutex};
-    m_secrets.push_back(std::move(secret));
+    m_secrets.insert(m_secrets.end(), secrets.begin(), secrets.end());
 }
 
 std::optional<token_failure> library_reports::get_token_failure() const {

@@ -33,8 +33,8 @@ public:
 
     ~library_reports();
 
-    /// Adds a secret that no text must show. To be called before a client connects.
-    void hide(std::string secret);
+    /// Adds secrets that no text must show. To be called before a client connects.
+    void hide(secret_list const& secrets);
 
     /// Returns why the latest request for a token has failed; nothing if none has, or if the endpoint
     /// sent an empty reply.

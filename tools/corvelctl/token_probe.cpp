@@ -4,7 +4,6 @@
 #include "corvelctl/token_probe.hpp"
 
 #include "corvelctl/network_probe.hpp"
-#include "corvelctl/secrets.hpp"
 #include "dev_hub/base64_text.hpp"
 
 #include <httplib.h>
@@ -36,6 +35,11 @@ std::string make_form_text(std::string_view text) {
         }
     }
     return encoded;
+}
+
+std::string make_credentials(connection_settings const& settings) {
+    return dev::make_base64(
+        make_form_text(settings.client_id) + ':' + make_form_text(settings.client_secret));
 }
 
 httplib::Client make_client(url_parts const& endpoint, std::chrono::milliseconds limit) {
@@ -84,17 +88,20 @@ std::optional<seconds> find_seconds(nlohmann::json const& object, char const* ke
 
 } // namespace
 
+secret_list list_secrets(connection_settings const& settings) {
+    auto const& secret = settings.client_secret;
+    return {secret, make_form_text(secret), make_credentials(settings)};
+}
+
 token_reply request_token(
     connection_settings const& settings,
     std::string const& scope,
     std::chrono::milliseconds limit) {
     auto const endpoint = split_url(settings.token_url);
     auto client = make_client(endpoint, limit);
-    auto const credentials =
-        make_form_text(settings.client_id) + ':' + make_form_text(settings.client_secret);
     auto const result = client.Post(
         endpoint.path.empty() ? "/" : endpoint.path,
-        {{"Authorization", "Basic " + dev::make_base64(credentials)}},
+        {{"Authorization", "Basic " + make_credentials(settings)}},
         httplib::Params{{"grant_type", "client_credentials"}, {"scope", scope}});
     if (!result) {
         throw probe_failure{"no HTTP reply: " + httplib::to_string(result.error())};
@@ -102,15 +109,15 @@ token_reply request_token(
     token_reply reply;
     reply.status = result->status;
     reply.sent_at = parse_http_date(result->get_header_value("Date"));
-    parse_token_reply(reply, result->body, settings.client_secret);
+    parse_token_reply(reply, result->body, list_secrets(settings));
     return reply;
 }
 
-void parse_token_reply(token_reply& reply, std::string_view body, std::string_view secret) {
+void parse_token_reply(token_reply& reply, std::string_view body, secret_list const& secrets) {
     auto const object = nlohmann::json::parse(body, nullptr, false);
     reply.token = find_text(object, "access_token").value_or("");
     if (reply.token.empty()) {
-        reply.refusal = describe_token_reply(body, {std::string{secret}});
+        reply.refusal = describe_token_reply(body, secrets);
         return;
     }
     reply.is_readable_by_library = body.starts_with(R"({"access_token":")");

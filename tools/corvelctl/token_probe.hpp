@@ -7,6 +7,7 @@
 #pragma once
 
 #include "corvelctl/connection_settings.hpp"
+#include "corvelctl/secrets.hpp"
 
 #include <chrono>
 #include <optional>
@@ -26,6 +27,10 @@ struct token_reply {
     std::optional<std::chrono::system_clock::time_point> sent_at;    ///< Of the header "Date".
 };
 
+/// Returns the secret in every form in which requests for a token contain it, because endpoints may
+/// repeat their requests.
+[[nodiscard]] secret_list list_secrets(connection_settings const& settings);
+
 /// Sends the request.
 ///
 /// @throws probe_failure  There is no reply in time.
@@ -34,7 +39,7 @@ struct token_reply {
 
 /// Reads the body of a reply into the fields that come from it. What is missing or something else stays
 /// empty.
-void parse_token_reply(token_reply& reply, std::string_view body, std::string_view secret);
+void parse_token_reply(token_reply& reply, std::string_view body, secret_list const& secrets);
 
 /// Reads the time of an HTTP header, as "Sun, 22 Nov 2026 04:24:59 GMT".
 ///

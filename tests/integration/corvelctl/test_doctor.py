@@ -268,12 +268,12 @@ class Bundle(OwnHubTest):
         self.start_provider()
         file = self.folder / "bundle.jsonl"
         self.environment["CORVEL_HUB"] = self.hub.access["nats_url"].replace("//", "//me:hidden@")
-        self.run_tool("doctor", "--bundle", file)
+        self.run_tool("doctor", "--bundle", file, "--verbose")
         self.assertEqual(stat.S_IMODE(file.stat().st_mode), 0o600)
         text = file.read_text("utf-8")
         lines = [json.loads(line) for line in text.splitlines()]
         self.assertLessEqual({"doctor", "connection", "check"}, {one["type"] for one in lines})
-        self.assertNotIn(SECRET, text)
+        self.assert_hides_secrets(text)
         self.assertNotIn("hidden", text)
 
     def test_has_the_definitions(self):

@@ -3,15 +3,13 @@
 
 """sniff: messages of other programs, decoded, also malformed ones."""
 
-import base64
 import json
 import pathlib
 import re
 import socket
 import threading
-import urllib.request
 
-from tool_run import CLIENT, SECRET, OddProviderTest
+from tool_run import OddProviderTest, request_token
 
 CORPUS = pathlib.Path(__file__).resolve().parents[3] / "fuzz/corpus"
 
@@ -20,13 +18,7 @@ class Publisher:
     """A client that speaks the protocol of the NATS server by itself, and publishes any bytes."""
 
     def __init__(self, hub):
-        credentials = base64.b64encode(f"{CLIENT}:{SECRET}".encode()).decode()
-        request = urllib.request.Request(
-            hub.access["token_url"],
-            b"grant_type=client_credentials&scope=hub.variables.provide",
-            {"Authorization": f"Basic {credentials}"})
-        with urllib.request.urlopen(request) as reply:
-            token = json.load(reply)["access_token"]
+        token = request_token(hub.access["token_url"], "hub.variables.provide")
         self.connection = socket.create_connection(("127.0.0.1", int(hub.port)))
         self.lines = self.connection.makefile("rb")
         self.lines.readline()

@@ -4,6 +4,7 @@
 """What the tests of corvelctl share: a development hub for each test program, and runs of the tool
 whose output is checked for secrets."""
 
+import base64
 import contextlib
 import fcntl
 import json
@@ -19,6 +20,7 @@ import termios
 import threading
 import time
 import unittest
+import urllib.request
 
 import jsonschema
 
@@ -57,6 +59,16 @@ def is_input(kind, line):
     return jsonschema.Draft7Validator(schema).is_valid(line)
 
 
+def request_token(url, scope="hub.variables.readonly", secret=SECRET):
+    """A token of a hub, all of whose clients have the same one."""
+    credentials = base64.b64encode(f"{CLIENT}:{secret}".encode()).decode()
+    request = urllib.request.Request(
+        url, f"grant_type=client_credentials&scope={scope}".encode(),
+        {"Authorization": f"Basic {credentials}"})
+    with urllib.request.urlopen(request) as reply:
+        return json.load(reply)["access_token"]
+
+
 @contextlib.contextmanager
 def limited(process):
     """Kills a process that does not write in time what the test reads."""
@@ -92,6 +104,7 @@ class Hub:
                 raise RuntimeError("the development hub did not start")
         self.access = json.loads(line)
         self.port = self.access["nats_url"].rsplit(":", 1)[1]
+        self.token = request_token(self.access["token_url"])
 
     def scopes(self):
         """The scopes of all tokens that were granted so far."""
@@ -122,6 +135,7 @@ class ToolTest(unittest.TestCase):
         self.folder = pathlib.Path(tempfile.mkdtemp())
         self.addCleanup(shutil.rmtree, self.folder)
         self.secret_file = self.write_file("secret", SECRET + "\n")
+        self.secrets = {SECRET}  # which no output may contain
         self.environment = {
             "HOME": str(self.folder), "PATH": os.environ["PATH"], "TZ": "CET-1", "LC_ALL": "C.UTF-8",
             **{name: value for name, value in os.environ.items() if name.endswith("SAN_OPTIONS")}}
@@ -133,7 +147,8 @@ class ToolTest(unittest.TestCase):
         return path
 
     def use_hub(self, hub):
-        """The environment's variables for a hub."""
+        """The environment's variables for a hub, whose token is secret."""
+        self.secrets.add(hub.token)
         self.environment.update({
             "CORVEL_HUB": hub.access["nats_url"], "CORVEL_TOKEN_URL": hub.access["token_url"],
             "CORVEL_CLIENT_ID": CLIENT, "CORVEL_SECRET_FILE": str(self.secret_file)})
@@ -158,9 +173,13 @@ class ToolTest(unittest.TestCase):
 
     def finish(self, process):
         output, errors = (text or "" for text in process.communicate(timeout=PATIENCE))
-        self.assertNotIn(SECRET, output)
-        self.assertNotIn(SECRET, errors)
+        self.assert_hides_secrets(output)
+        self.assert_hides_secrets(errors)
         return Result(process.returncode, output, errors)
+
+    def assert_hides_secrets(self, text):
+        for secret in self.secrets:
+            self.assertNotIn(secret, text)
 
     def run_tool(self, *arguments):
         return self.finish(self.start(*arguments))
@@ -185,6 +204,7 @@ class ToolTest(unittest.TestCase):
                 line = process.stdout.readline()
                 if not line:
                     self.fail(f"ended without '{text}': {lines[-20:]}")
+                self.assert_hides_secrets(line)
                 lines.append(line)
         return lines
 
@@ -251,6 +271,7 @@ class FollowingTest(HubTest):
                 line = process.stdout.readline()
                 if not line:
                     self.fail(f"ended without {wanted}: {shown[-5:]}")
+                self.assert_hides_secrets(line)
                 shown += parse_objects(line)
         return shown
 

@@ -62,8 +62,8 @@ TEST(reports_of_the_library, show_none_of_the_secrets) {
     settings.verbose = true;
     output out{settings};
     library_reports reports{out};
-    reports.hide("hush");
-    reports.hide("granted");
+    reports.hide({"hush"});
+    reports.hide({"granted"});
 
     testing::internal::CaptureStderr();
     report_diagnostic(diagnostic_severity::warning, "", "hush was granted");

@@ -18,8 +18,16 @@ using std::chrono::system_clock;
 
 token_reply parse(std::string_view body) {
     token_reply reply;
-    parse_token_reply(reply, body, "hidden");
+    parse_token_reply(reply, body, {"hidden"});
     return reply;
+}
+
+TEST(token_request, contains_the_secret_in_these_forms) {
+    connection_settings settings;
+    settings.client_id = "me";
+    settings.client_secret = "a b";
+
+    EXPECT_THAT(list_secrets(settings), testing::ElementsAre("a b", "a%20b", "bWU6YSUyMGI="));
 }
 
 TEST(token_reply, has_the_fields_of_the_body) {

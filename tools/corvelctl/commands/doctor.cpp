@@ -80,8 +80,7 @@ private:
             m_report.add_failed("settings", refused);
             return false;
         }
-        m_report.hide(m_settings.client_secret);
-        m_tool.reports.hide(m_settings.client_secret);
+        m_report.hide(list_secrets(m_settings));
         m_report.attach(
             "connection",
             {{"hub", remove_secrets(m_settings.server_urls.front(), {})},
@@ -190,7 +189,7 @@ private:
             report_refusal();
             return;
         }
-        m_report.hide(m_reply->token);
+        m_report.hide({m_reply->token});
         report_grant(elapsed_since(begin));
         if (!m_reply->is_readable_by_library) {
             m_report.add_failed(

@@ -71,7 +71,7 @@ std::string obtain_token(tool& with, connection_settings const& settings) {
             "check --client-id, the secret in " + settings.secret_file
                 + ", and the path of --token-url"};
     }
-    with.reports.hide(reply.token);
+    with.reports.hide({reply.token});
     return reply.token;
 }
 
