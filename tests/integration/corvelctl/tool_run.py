@@ -155,7 +155,7 @@ class ToolTest(unittest.TestCase):
 
     def start(self, *arguments, **options):
         process = subprocess.Popen(
-            [TOOL, *map(str, arguments)], env=self.environment,
+            [*END_WITH_PARENT, TOOL, *map(str, arguments)], env=self.environment,
             stdin=options.pop("stdin", subprocess.DEVNULL), stdout=options.pop("stdout", subprocess.PIPE),
             stderr=options.pop("stderr", subprocess.PIPE), text=True, encoding="utf-8",
             errors="surrogateescape", **options)
