@@ -219,7 +219,9 @@ defined_variables parse_definition(std::string_view text, std::string const& sou
 }
 
 defined_variables load_definition(std::string const& file) {
-    return parse_definition(read_named_file(file), file);
+    auto const* const cure = "give a definition file; save that of a provider: corvelctl browse "
+                             "PROVIDER -j > boiler.jsonl";
+    return parse_definition(read_named_file(file, cure), file);
 }
 
 void show_warnings(output& out, defined_variables const& definition) {

@@ -77,8 +77,7 @@ void add_selection(CLI::App& command, selection_options& options) {
     command.add_flag(
         "--wait",
         options.waits,
-        "Do not fail if the hub or a provider is not there yet; only a word with * is a pattern "
-        "then");
+        "Start although the hub or a provider is not there yet; only words with * are patterns");
 }
 
 followed_selection find_selection(tool& with, selection_options const& given) {

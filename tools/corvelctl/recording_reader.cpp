@@ -249,7 +249,10 @@ recording_reader::recording_reader(std::vector<std::filesystem::path> files)
         std::error_code error;
         m_size += std::filesystem::file_size(file, error);
         if (error) {
-            throw make_failure("cannot read " + file.string() + ": " + error.message());
+            throw failure{
+                exit_code::usage,
+                "cannot read " + file.string() + ": " + error.message(),
+                "give a recording; make one: corvelctl record PROVIDER -o boiler.jsonl"};
         }
     }
     rewind();

@@ -146,11 +146,11 @@ void write_public_file(std::filesystem::path const& path, std::string_view text)
     replace_file(path, text, only_owner | S_IRGRP | S_IROTH);
 }
 
-std::string read_named_file(std::string const& file) {
+std::string read_named_file(std::string const& file, std::string const& cure) {
     try {
         return read_whole(file == "-" ? "/dev/stdin" : file);
     } catch (failure const& unreadable) {
-        throw failure{exit_code::usage, unreadable.what()};
+        throw failure{exit_code::usage, unreadable.what(), cure};
     }
 }
 

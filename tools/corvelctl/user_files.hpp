@@ -56,8 +56,10 @@ void write_public_file(std::filesystem::path const& path, std::string_view text)
 
 /// Reads a file that an argument names, or standard input if the name is "-".
 ///
+/// @param cure  What the failure says: which file to give.
+///
 /// @throws failure  It cannot be read (usage).
-[[nodiscard]] std::string read_named_file(std::string const& file);
+[[nodiscard]] std::string read_named_file(std::string const& file, std::string const& cure);
 
 /// Reads a secret: the file's content without line ends at its end.
 ///

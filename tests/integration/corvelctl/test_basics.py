@@ -21,6 +21,18 @@ class Usage(ToolTest):
             self.assertIn(word, result.output)
         self.assertEqual(result.errors, "")
 
+    def test_explains_every_command_in_120_columns(self):
+        commands = re.findall(r"^  ([a-z]+)  ", self.expect(0, "--help").output.partition("Commands:")[2],
+                              re.MULTILINE)
+        self.assertIn("watch", commands)
+        for command in commands:
+            lines = self.expect(0, command, "--help").output.splitlines()
+            self.assertLessEqual(max(map(len, lines)), 120, command)
+
+    def test_says_which_file_to_give(self):
+        for command, cure in (("provide", "browse PROVIDER -j >"), ("replay", "record PROVIDER -o ")):
+            self.assertIn(": corvelctl " + cure, self.expect(2, command, "boiler").errors)
+
     def test_needs_a_command(self):
         result = self.expect(2)
         self.assertEqual(result.output, "")

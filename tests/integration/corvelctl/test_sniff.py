@@ -151,6 +151,11 @@ class Sniff(OddProviderTest):
         self.read_until(process, "odd")
         self.interrupt(process)
 
+    def test_names_the_subject_of_a_provider(self):
+        result = self.expect(0, "sniff", "odd", "--for", "100ms")
+        self.assertIn("for a provider: corvelctl sniff 'v1.loc.odd.>'\n", result.errors)
+        self.assertEqual(self.expect(0, "sniff", "v1.loc.odd.>", "--for", "100ms").errors, "")
+
     def test_ends_when_nobody_reads(self):
         process = self.sniff()
         process.stdout.close()

@@ -255,7 +255,10 @@ class Writing(OddProviderTest):
         self.assertIn(f"{other}:1: this is no line that read --json has written",
                       self.expect(2, "write", "odd", "--from", other).errors)
         for file, why in ((self.folder / "nowhere", "No such file or directory"), (self.folder, "Is a directory")):
-            self.assertIn(f"cannot read {file}: {why}", self.expect(2, "write", "odd", "--from", file).errors)
+            self.assertEqual(
+                self.expect(2, "write", "odd", "--from", file).errors,
+                f"corvelctl: cannot read {file}: {why}\n"
+                "  give saved values; save some: corvelctl read PROVIDER -j > saved.jsonl\n")
 
     def test_leaves_out_other_providers(self):
         other = self.write_file("other", json.dumps(

@@ -420,8 +420,7 @@ void add_content_options(CLI::App& command, provide_options& options) {
     command.add_flag(
         "--stdin",
         options.reads_input,
-        "Read values from standard input, and ask on standard output about write requests; both "
-        "JSON Lines");
+        "Read values from standard input, and ask about write requests, in JSON Lines");
 }
 
 } // namespace

@@ -19,6 +19,8 @@
 
 #include <algorithm>
 #include <chrono>
+#include <cstdint>
+#include <limits>
 #include <optional>
 #include <utility>
 
@@ -247,6 +249,11 @@ exit_code sniff(tool& with, sniff_options const& given) {
     constexpr std::chrono::milliseconds interval{100};
     auto const listener = listen(with, given);
     with.guard.last_until_signal();
+    if (given.subject.find_first_of(".*>") == std::string::npos) {
+        with.out.note(
+            "only messages with the whole subject \"" + given.subject
+            + "\" are shown; for a provider: corvelctl sniff 'v1.loc." + given.subject + ".>'");
+    }
     sniffer shown{with, given};
     link_notes notes{with.out};
     loss_notes losses{with.out};
@@ -276,7 +283,8 @@ void add_sniff(command_line& line) {
         "SUBJECT", options->subject, "What to listen to, with * and > of NATS; v1.loc.> if none");
     command.add_flag("--hex", options->hex, "Also show the bytes");
     command.add_option("--count", options->count, "End after so many messages")
-        ->check(CLI::PositiveNumber);
+        ->type_name("COUNT")
+        ->check(make_number_check(1, std::numeric_limits<std::uint64_t>::max()));
     add_duration(
         command,
         "--for",

@@ -258,8 +258,8 @@ void add_address(CLI::App& command, view_options& options) {
         .add_option(
             "--listen",
             options.listen,
-            "Address to listen on; others than this machine's own need "
-            "it, and then a password file or the link that is printed, which works once")
+            "Address to listen on; other machines need a password file, or the link, which works "
+            "once")
         ->type_name("ADDRESS")
         ->capture_default_str();
     command.add_option("--port", options.port, "Port of the page; 0 for a free one")

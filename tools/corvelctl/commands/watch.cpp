@@ -323,8 +323,7 @@ void add_watch(command_line& line) {
     add_rate(
         command,
         [options = options.get()](auto interval) { options->interval = interval; },
-        "At most so many values of each variable, the latest ones: 5/s, 30/min; with --table "
-        "how often the screen is drawn, 2/s by default");
+        "At most so many values of each variable: 5/s, 30/min; with --table so many drawings, 2/s");
     command.add_flag("--table", options->table, "A table on the whole screen, until Ctrl-C");
     command.add_flag(
         "--exit-on-loss", options->exit_on_loss, "Fail with 5 when a value or the hub is lost");

@@ -130,7 +130,8 @@ void plan_object(
 
 void plan_file(
     tool& with, plan& planned, current_variables const& all, write_options const& given) {
-    std::istringstream lines{read_named_file(given.file)};
+    std::istringstream lines{read_named_file(
+        given.file, "give saved values; save some: corvelctl read PROVIDER -j > saved.jsonl")};
     skipped_lines skipped;
     std::size_t number = 0;
     for (std::string line; std::getline(lines, line);) {
