@@ -110,6 +110,10 @@ class Connecting(HubTest):
             self.assertIn(result.code, (5, 6))
             self.assertIsNone(patient.poll())
 
+    def test_ends_although_the_reader_of_its_error_is_stuck(self):
+        process = self.start("providers", "--hub", "nats://127.0.0.1:1", stderr=self.make_full_pipe())
+        self.assertEqual(process.wait(PATIENCE), 5)
+
     def test_ends_by_a_signal_while_it_waits(self):
         for number, code in ((signal.SIGINT, 130), (signal.SIGTERM, 143)):
             with socket.create_server(("127.0.0.1", 0)) as silent:

@@ -146,6 +146,18 @@ class ToolTest(unittest.TestCase):
         path.chmod(mode)
         return path
 
+    def make_full_pipe(self):
+        """The end to write to of a pipe that takes nothing, as its reader is stuck."""
+        reader, writer = os.pipe()
+        self.addCleanup(os.close, reader)
+        self.addCleanup(os.close, writer)
+        os.set_blocking(writer, False)
+        with contextlib.suppress(BlockingIOError):
+            while True:
+                os.write(writer, bytes(select.PIPE_BUF))
+        os.set_blocking(writer, True)
+        return writer
+
     def use_hub(self, hub):
         """The environment's variables for a hub, whose token is secret."""
         self.secrets.add(hub.token)
