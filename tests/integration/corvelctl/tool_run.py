@@ -35,7 +35,7 @@ SCHEMA = json.loads((pathlib.Path(__file__).resolve().parents[3]
 CLIENT = "developer"
 SECRET = "s3cret-of-the-test"
 # In front of a program that nothing else ends when the test program is killed.
-END_WITH_PARENT = ("setpriv", "--pdeathsig", "TERM")
+END_WITH_PARENT = (shutil.which("setpriv"), "--pdeathsig", "TERM")
 PATIENCE = 60  # seconds, for what happens at once on an idle machine
 
 
