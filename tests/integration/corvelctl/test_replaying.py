@@ -90,8 +90,9 @@ class Replaying(FollowingTest):
                 *BEGINNING, *loss, value("temperature", 1.5, 9),
                 value("mode", "heating", 5, quality="uncertain"), event("back", 30),
                 value("temperature", 3.5, 40))
+            watching = self.start("watch", "kiln", "--wait", "-j")  # before the first second passes
             process = self.replay(file, "--speed", "10x")
-            rows = self.read_json_until(self.start("watch", "kiln", "-j"), value=3.5)
+            rows = self.read_json_until(watching, value=3.5)
             for path, wanted in (("temperature", ["good", "bad", "good"]),
                                  ("mode", ["uncertain", "bad", "uncertain"])):
                 qualities = [one["quality"] for one in rows if one.get("path") == path]
