@@ -44,7 +44,7 @@ class Program:
 
     def await_line(self, expected):
         """Numbers stand for any numbers, because a temperature depends on when one looks."""
-        pattern = re.sub(r"\d+(\\.\d+)?", r"[\\d.]+", re.escape(expected))
+        pattern = re.sub(r"\d+(\\\.\d+)?", r"[\\d.]+", re.escape(expected))
         with self._changed:
             if not self._changed.wait_for(lambda: self._find(pattern), LIMIT):
                 sys.exit(f"{self.command}\ndid not print: {expected}\nbut: {self.lines[-10:]}")
