@@ -53,7 +53,8 @@ def copy_linked_files():
     for path in manual.linked_files():
         copy = OUTPUT / "html" / manual.FILES / path
         if path.is_dir():
-            shutil.copytree(path, copy, dirs_exist_ok=True)
+            # Hidden files are for the checks of this tree.
+            shutil.copytree(path, copy, dirs_exist_ok=True, ignore=shutil.ignore_patterns(".*"))
         elif path.exists():  # the check of links reports it otherwise
             copy.parent.mkdir(parents=True, exist_ok=True)
             shutil.copy(path, copy)
