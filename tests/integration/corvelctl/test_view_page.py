@@ -141,9 +141,20 @@ class Charts(PageTest):
         browser.drag("span", "#panels", 0.5, 0.9)
         browser.wait_text(".panel:nth-of-type(2) .legend", "odd times/span")
         browser.click(".panel:nth-of-type(2) > header .tools .close")
+        self.check_join()
         browser.wait_text("#held", "of 2.0 MB")
         browser.picture("charts")
         self.check_address()
+
+    def check_join(self):
+        browser = self.browser
+        browser.element("span", ".chart").click()
+        browser.wait_text(".panel:nth-of-type(2) .legend", "odd times/span")
+        self.assertEqual(browser.text(".panel:nth-of-type(1) .tools button:nth-child(3)"), "")
+        browser.click(".panel:nth-of-type(2) .tools button:nth-child(3)")
+        browser.wait_text(".panel:nth-of-type(1) .legend li:nth-child(5)", "odd times/span")
+        self.assertEqual(browser.text(".panel:nth-of-type(2)"), "")
+        browser.click(".legend li:nth-child(5) .close")
 
     def check_address(self):
         browser = self.browser
@@ -252,6 +263,8 @@ class Faults(PageTest):
         view.process.kill()
         browser.wait_text("#banner-text", "No connection to corvelctl. All values are stale")
         browser.wait_all_stale()
+        browser.find("#rows").send_keys(Keys.HOME)
+        browser.wait_text("#detail-text", "Stale: this page has no connection to corvelctl")
         browser.picture("cut")
         View(self, "odd", port=view.port)
         browser.wait(lambda: browser.text("#banner-text") == "", "corvelctl again")
@@ -324,12 +337,29 @@ class Writing(PageTest):
         browser.wait_row("on", value="false")
         self.assertIn("Refused: the provider holds 1.5", self.write("refuses", "7"))
         self.assertIn("Refused: the provider holds 100", self.write("limits", "500"))
+        self.correct_a_write()
         self.assertIn("Not seen back", self.write("never", "7"))
         self.assertIn('Not sent: "much" is no int64', self.write("large", "much"))
         browser.click("#tab-events")
         browser.choose("#event-group", "writes")
         browser.wait_text("#event-list", "flags/on  true -> false: confirmed")
         browser.wait_text("#event-list", "answers/never  1.5 -> 7: not_confirmed")
+        browser.wait_text("#event-list", "-> 500: refused, the provider holds 100, from 127.0.0.1")
+
+    def correct_a_write(self):
+        browser = self.browser
+        browser.element("limits", ".write").click()
+        browser.fill("#write-value", "501")
+        browser.click("#write-next")
+        browser.click("#write-next")
+        browser.wait_text("#write-result", "Refused")
+        browser.click("#write-back")
+        browser.fill("#write-value", "99")
+        browser.click("#write-next")
+        self.assertEqual(browser.text("#write-result"), "")
+        browser.click("#write-next")
+        browser.wait_text("#write-result", "Confirmed")
+        browser.click("#write-cancel")
 
     def test_offers_no_write_without_permission(self):
         self.start_provider()
@@ -363,6 +393,7 @@ class Looks(PageTest):
         browser.wait(lambda: int(re.search(r"([\d,]+) changes", browser.text("#held"))[1].replace(",", "")) > 300, "lines")
         browser.element("temperature_celsius").click()
         self.check(axe, "light")
+        self.check_names()
         browser.click("#theme")
         self.check(axe, "dark")
         self.check_narrow(axe)
@@ -388,8 +419,15 @@ class Looks(PageTest):
             self.check(axe, f"narrow-{part}")
             wide = browser.run("return document.documentElement.scrollWidth")
             self.assertLessEqual(wide, NARROW[0])
+        browser.click("#tab-values")
+        self.check_names()
         browser.resize(WIDE)
-        browser.click("#tab-charts")
+        browser.wait(lambda: browser.find("#tab-charts").get_attribute("aria-selected") == "true", "the tab of charts")
+
+    def check_names(self):
+        self.browser.wait(lambda: self.browser.run(
+            "return [...document.querySelectorAll('.row:not([hidden]) .label')]"
+            ".every((one) => one.scrollWidth <= one.clientWidth)"), "whole names")
 
     def hub_of_demo_fails(self, axe):
         browser = self.browser

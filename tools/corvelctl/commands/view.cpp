@@ -143,13 +143,14 @@ json_object send(
         auto const outcome = hub.get_session().write_and_confirm(
             asked.provider, asked.path, wanted, confirmation_limit);
         auto const held = model.find_value(asked.provider, asked.path).value_or(before);
-        log(name_of(outcome));
         auto const holds = "the provider holds " + make_text(held, true);
-        if (outcome == write_outcome::confirmed) {
-            return make_answer("confirmed", holds);
+        if (outcome == write_outcome::refused) {
+            log("refused, " + holds);
+            return make_answer("refused", holds + "; it may refuse or limit the value");
         }
-        return outcome == write_outcome::refused
-                 ? make_answer("refused", holds + "; it may refuse or limit the value")
+        log(name_of(outcome));
+        return outcome == write_outcome::confirmed
+                 ? make_answer("confirmed", holds)
                  : make_answer("not_confirmed", "the provider has published nothing in 2 s");
     } catch (write_refused const& refused) {
         log("refused");

@@ -13,10 +13,10 @@ function findTrouble(model) {
         return {text: "corvelctl no longer accepts this page. Open the address that it has printed.", since};
     }
     if (state === "lost") {
-        return {text: "No connection to corvelctl. All values are stale. Trying again", since};
+        return {text: "No connection to corvelctl. All values are stale. Trying again.", since};
     }
     if (model.hub.lost !== "") {
-        return {text: `corvelctl has lost the hub: ${model.hub.lost}. All values are stale. Trying again`,
+        return {text: `corvelctl has lost the hub: ${model.hub.lost}. All values are stale. Trying again.`,
                 since: model.hub.since};
     }
     return null;
@@ -29,7 +29,7 @@ export function renderBanner(model) {
     // The age is not read aloud again every second.
     setText(find("banner-text"), trouble ? trouble.text : "");
     setText(find("banner-since"), trouble
-        ? `since ${formatTime(trouble.since)} (${formatAge(Date.now() * 1000 - trouble.since)})` : "");
+        ? `Since ${formatTime(trouble.since)} (${formatAge(Date.now() * 1000 - trouble.since)})` : "");
     const pill = find("state");
     const recording = model.about.recording;
     const state = recording ? "recording" : trouble ? "lost" : model.link.state === "live" ? "live" : "connecting";

@@ -83,6 +83,14 @@ export class Charts {
         this.changed();
     }
 
+    /** Moves the traces of a panel into the one above it. */
+    join(panel) {
+        const above = this.panels[this.panels.indexOf(panel) - 1];
+        panel.traces.forEach(({provider, path, axis}) => above.add(provider, path, axis));
+        this.remove(panel);
+        this.activate(above);
+    }
+
     activate(panel) {
         this.active = panel;
         this.panels.forEach((one) => one.element.classList.toggle("active", one === panel && this.panels.length > 1));
@@ -90,6 +98,9 @@ export class Charts {
 
     changed() {
         this.panels.filter((panel) => panel.traces.length === 0).forEach((panel) => this.remove(panel));
+        this.panels.forEach((panel, index) => {
+            panel.join.hidden = index === 0;
+        });
         find("no-charts").hidden = this.panels.length > 0;
         setText(find("chart-count"), this.panels.length > 0 ? String(this.panels.length) : "");
         this.refresh();

@@ -17,6 +17,7 @@ import {Tree} from "./tree.js";
 import {WriteDialog} from "./write.js";
 
 const trendSpan = 60e6; // microseconds
+const wide = matchMedia("(min-width: 900px)"); // values beside charts or events
 const settings = {digits: "auto", ...JSON.parse(localStorage.getItem("settings") ?? "{}")};
 const model = new Model();
 const tree = new Tree(model);
@@ -48,7 +49,7 @@ function saveAddress() {
 function showSide(side) {
     document.body.dataset.side = side;
     for (const tab of document.querySelectorAll("[role=tab]")) {
-        const chosen = tab.dataset.side === side || (side === "values" && tab.dataset.side === "charts" && isWide());
+        const chosen = tab.dataset.side === side || (side === "values" && tab.dataset.side === "charts" && wide.matches);
         setAttribute(tab, "aria-selected", tab.dataset.side === side || chosen);
         tab.tabIndex = tab.dataset.side === side || chosen ? 0 : -1;
     }
@@ -57,9 +58,6 @@ function showSide(side) {
     charts.request();
 }
 
-function isWide() {
-    return matchMedia("(min-width: 900px)").matches;
-}
 
 function applyTheme() {
     const dark = settings.theme ? settings.theme === "dark" : matchMedia("(prefers-color-scheme: dark)").matches;
@@ -142,11 +140,17 @@ function showDetail(row) {
             + `${variable.value === undefined ? "" : `, time stamp ${formatTime(variable.when, true)}`}.`;
     } else if (row) {
         title = row.name;
-        text = provider.state === "here" ? `Provider ${provider.name} is here since ${formatTime(provider.since)}.`
-            : `Provider ${provider.name} is ${provider.state} since ${formatTime(provider.since)}: ${provider.text}.`;
+        text = describeProvider(provider);
     }
     setText(find("detail-title"), title);
     setText(find("detail-text"), text);
+}
+
+function describeProvider({name, state, since, text}) {
+    if (model.link.state !== "live") {
+        return "Stale: this page has no connection to corvelctl.";
+    }
+    return `Provider ${name} is ${state} since ${formatTime(since)}${state === "here" ? "" : `: ${text}`}.`;
 }
 
 function showProviders() {
@@ -246,6 +250,7 @@ function start() {
     follow();
     charts.restore(state);
     showSide(state.side ?? "values");
+    wide.addEventListener("change", () => showSide(document.body.dataset.side));
     applyTheme();
     matchMedia("(prefers-color-scheme: dark)").addEventListener("change", applyTheme);
     showDetail(null);

@@ -17,13 +17,14 @@ export class Panel {
         this.legend = make("ul", {className: "legend"});
         this.image = make("button", {textContent: "PNG", title: "Save an image"});
         this.table = make("button", {textContent: "CSV", title: "Save the values of the window"});
+        this.join = make("button", {textContent: "Join", title: "Move into the chart above"});
         this.close = make("button", {className: "icon close", title: "Close the chart"});
         setAttribute(this.close, "aria-label", "Close the chart");
         this.box = make("div", {className: "plot", tabIndex: 0, role: "application"});
         setAttribute(this.box, "aria-label", "Chart; arrow keys move the cursor, + and - zoom, Shift and arrows pan");
         this.element = make(
             "section", {className: "panel", "aria-label": "Chart"},
-            make("header", {}, this.legend, make("div", {className: "tools"}, this.image, this.table, this.close)),
+            make("header", {}, this.legend, make("div", {className: "tools"}, this.image, this.table, this.join, this.close)),
             this.box,
             make("div", {className: "drop left", textContent: "Left axis"}),
             make("div", {className: "drop right", textContent: "Right axis"}));
@@ -35,6 +36,7 @@ export class Panel {
         this.close.addEventListener("click", () => this.charts.remove(this));
         this.image.addEventListener("click", () => this.saveImage());
         this.table.addEventListener("click", () => this.saveTable());
+        this.join.addEventListener("click", () => this.charts.join(this));
         this.element.addEventListener("pointerdown", () => this.charts.activate(this));
         this.box.addEventListener("focus", () => this.charts.activate(this));
         this.box.addEventListener("pointermove", (event) => this.point(event));

@@ -66,7 +66,7 @@ export class Plot {
         const fixed = {
             labels: ["time", ...names], series, legend: "never", stepPlot: true, animatedZooms: false,
             highlightCircleSize: 0, strokeWidth: 1.5, connectSeparatedPoints: false, gridLineColor: grid,
-            axisLineColor: grid, axisLabelFontSize: 11, rightGap: right ? 0 : 12, labelsUTC: false,
+            axisLineColor: grid, axisLabelFontSize: 11, rightGap: right ? 0 : 26, labelsUTC: false,
             axes: {
                 x: {ticker: Dygraph.dateTicker, axisLabelFormatter: Dygraph.dateAxisLabelFormatter,
                     axisLabelWidth: 64},

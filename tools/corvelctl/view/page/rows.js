@@ -35,14 +35,27 @@ export class Rows {
         Object.assign(this, {model, tree, settings, actions, pool: [], selected: null});
         this.box = find("rows");
         this.space = find("rows-space");
-        this.height = 28;
+        this.measure();
         this.box.addEventListener("scroll", () => this.request());
-        new ResizeObserver(() => this.request()).observe(this.box);
+        new ResizeObserver(() => this.measure()).observe(this.box);
         this.space.addEventListener("click", (event) => this.click(event));
         this.space.addEventListener("dblclick", (event) => this.chartRow(this.rowOf(event.target)));
         this.space.addEventListener("dragstart", (event) => this.drag(event));
         this.box.addEventListener("keydown", (event) => this.press(event));
         this.box.addEventListener("focus", () => this.selected ?? this.select(this.tree.rows()[0]));
+    }
+
+    // The style sheet knows how high a row is: on a small screen it has two lines.
+    measure() {
+        const height = parseFloat(getComputedStyle(this.box).getPropertyValue("--row-height"));
+        if (this.height !== height) {
+            this.height = height;
+            this.total = null;
+            this.pool.forEach((elements) => {
+                elements.position = null;
+            });
+        }
+        this.request();
     }
 
     request() {

@@ -62,12 +62,12 @@ export class WriteDialog {
     show(step) {
         this.stepNow = step;
         find("write-edit").hidden = step !== "edit";
-        find("write-confirm").hidden = step !== "confirm";
-        find("write-result").hidden = step !== "result";
+        find("write-confirm").hidden = step === "edit";
+        find("write-result").hidden = step === "edit" || step === "confirm";
         find("write-back").hidden = step !== "confirm" && step !== "failed";
-        find("write-next").hidden = step === "result" || step === "sending";
+        find("write-next").hidden = step !== "edit" && step !== "confirm";
         setText(find("write-next"), step === "edit" ? "Review" : "Write");
-        setText(find("write-cancel"), step === "result" ? "Close" : "Cancel");
+        setText(find("write-cancel"), step === "result" || step === "failed" ? "Close" : "Cancel");
     }
 
     back() {
@@ -91,15 +91,13 @@ export class WriteDialog {
     async send() {
         const result = find("write-result");
         this.show("sending");
-        result.hidden = false;
         result.dataset.outcome = "sending";
         setText(result, "Waiting for the provider …");
         const answer = await this.request();
         result.dataset.outcome = answer.outcome;
         setText(result, `${outcomes[answer.outcome] ?? "Not sent"}: ${answer.text}`
             + (answer.warning ? ` (${answer.warning})` : ""));
-        this.show("result");
-        find("write-confirm").hidden = false;
+        this.show(answer.outcome === "confirmed" ? "result" : "failed");
         find("write-cancel").focus();
     }
 
