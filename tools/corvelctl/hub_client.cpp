@@ -22,8 +22,8 @@ constexpr char const* client_name = "corvelctl";
 
 connection_settings prepare_connection(tool& with) {
     auto settings = find_connection(with.options);
-    with.reports.hide(list_secrets(settings));
-    if (is_readable_by_others(settings.secret_file)) {
+    auto const is_first = with.reports.hide(list_secrets(settings)); // a command may connect twice
+    if (is_first && is_readable_by_others(settings.secret_file)) {
         with.out.warn(
             "others may read the secret file; make it private: chmod 600 " + settings.secret_file);
     }

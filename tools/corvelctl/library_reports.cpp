@@ -5,6 +5,7 @@
 
 #include "corvelctl/output.hpp"
 
+#include <algorithm>
 #include <charconv>
 #include <string_view>
 
@@ -51,9 +52,15 @@ library_reports::~library_reports() {
     set_diagnostics_callback(nullptr, nullptr);
 }
 
-void library_reports::hide(secret_list const& secrets) {
+bool library_reports::hide(secret_list const& secrets) {
     std::scoped_lock const lock{m_mutex};
-    m_secrets.insert(m_secrets.end(), secrets.begin(), secrets.end());
+    auto const before = m_secrets.size();
+    for (auto const& secret : secrets) {
+        if (std::find(m_secrets.begin(), m_secrets.end(), secret) == m_secrets.end()) {
+            m_secrets.push_back(secret);
+        }
+    }
+    return m_secrets.size() > before;
 }
 
 std::optional<token_failure> library_reports::get_token_failure() const {

@@ -33,8 +33,9 @@ public:
 
     ~library_reports();
 
-    /// Adds secrets that no text must show. To be called before a client connects.
-    void hide(secret_list const& secrets);
+    /// Adds secrets that no text must show. To be called before a client connects. Returns false if all
+    /// were hidden already.
+    bool hide(secret_list const& secrets);
 
     /// Returns why the latest request for a token has failed; nothing if none has, or if the endpoint
     /// sent an empty reply.
