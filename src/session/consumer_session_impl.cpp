@@ -173,6 +173,9 @@ void consumer_session::impl::wake() {
 void consumer_session::impl::tick() {
     m_thread.post_at(
         clock::now() + tick_interval, [self = shared_from_this()] { self->run(&impl::tick); });
+    if (has_waiting()) {
+        post_drain(); // for what a drain without memory has left
+    }
     advance();
 }
 

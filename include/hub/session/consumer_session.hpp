@@ -261,7 +261,7 @@ public:
     /// session.
     ~consumer_session();
 
-    /// Begins to connect and returns. Does nothing if started before.
+    /// Begins to connect and returns. Does nothing if it runs already.
     ///
     /// @throws std::logic_error   The session has been stopped.
     /// @throws std::system_error  The system has no thread left. The session is stopped.

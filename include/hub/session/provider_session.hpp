@@ -191,7 +191,7 @@ public:
 
     // -- life -------------------------------------------------------------------------------------
 
-    /// Starts the session and returns. Does nothing if it has been started.
+    /// Starts the session and returns. Does nothing if it runs already.
     ///
     /// @throws std::logic_error   It has been stopped. Use another session.
     /// @throws std::system_error  The system has no thread left. Nothing was started.
