@@ -445,7 +445,8 @@ int run_program(int count, char** arguments) {
         return static_cast<int>(end_parsing(line, words, ended, out));
     }
     output out{options.output};
-    return static_cast<int>(run_chosen(line, options, out));
+    return static_cast<int>(
+        run_to_end(line, out, nullptr, [&] { return run_chosen(line, options, out); }));
 }
 
 } // namespace arvenhold::corvel::hub::ctl

@@ -58,7 +58,6 @@ function showSide(side) {
     charts.request();
 }
 
-
 function applyTheme() {
     const dark = settings.theme ? settings.theme === "dark" : matchMedia("(prefers-color-scheme: dark)").matches;
     document.documentElement.dataset.theme = dark ? "dark" : "light";
