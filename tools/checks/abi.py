@@ -31,9 +31,10 @@ def write_dump(library, path):
          "--no-parameter-names", "--no-show-locs", "--no-corpus-path", "--no-comp-dir-path",
          "--no-elf-needed", "--type-id-style", "hash", "--headers-dir", "include",
          "--out-file", path, BUILT / f"{library}.so"], check=True)
-    # One path is left, of the source that comes first; without the folder of this machine.
+    # One kind of path is left, of the sources; without the folder of this machine.
+    folders = rf"( path=')(?:{re.escape(str(pathlib.Path.cwd()))}/|(?:\.\./)+)(?=src/)"
     dump = pathlib.Path(path).read_text(encoding="utf-8")
-    pathlib.Path(path).write_text(re.sub(r"(?<= path=')[^']*?(?=src/)", "", dump), encoding="utf-8")
+    pathlib.Path(path).write_text(re.sub(folders, r"\1", dump), encoding="utf-8")
 
 
 def soname_of(library):

@@ -3,6 +3,7 @@
 
 #include "dev_hub/cutting_proxy.hpp"
 
+#include "dev_hub/dev_hub_failure.hpp"
 #include "dev_hub/loopback_socket.hpp"
 
 #include <sys/socket.h>
@@ -157,9 +158,14 @@ poll_round cutting_proxy::serve() {
 
 void cutting_proxy::accept_connection_locked() {
     auto client = accept_connection(m_listener);
-    if (client.get() >= 0) {
+    if (client.get() < 0) {
+        return;
+    }
+    try {
         auto server = m_cut ? file_descriptor{nobody} : connect_to_loopback(m_server_port);
         m_connections.push_back(std::make_unique<connection>(std::move(client), std::move(server)));
+    } catch (dev_hub_failure const&) {
+        return; // too many open files: the client is disconnected
     }
 }
 

@@ -40,9 +40,12 @@ void poll_thread::wake() {
 }
 
 void poll_thread::run() {
-    while (!m_ending) {
+    for (;;) {
         eventfd_t ignored = 0;
         ::eventfd_read(m_wake.get(), &ignored);
+        if (m_ending) { // looked at behind the read, which may have taken the last wake
+            return;
+        }
         auto round = m_serve();
         round.watched.push_back({.fd = m_wake.get(), .events = POLLIN, .revents = 0});
         ::poll(round.watched.data(), round.watched.size(), static_cast<int>(round.limit.count()));

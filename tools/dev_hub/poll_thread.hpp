@@ -48,7 +48,7 @@ public:
 private:
     std::function<poll_round()> const m_serve;
     file_descriptor const m_wake;      // readable after wake()
-    std::atomic<bool> m_ending{false}; // set before the last wake(), which the thread sees
+    std::atomic<bool> m_ending{false}; // set before the last wake()
     std::thread m_thread;
 
     void run();

@@ -60,7 +60,12 @@ std::string line_client::receive_rest() {
 
 void line_client::receive() {
     pollfd watched{.fd = m_socket.get(), .events = POLLIN, .revents = 0};
-    ::poll(&watched, 1, static_cast<int>(std::chrono::milliseconds{patience}.count()));
+    auto const limit = static_cast<int>(std::chrono::milliseconds{patience}.count());
+    if (::poll(&watched, 1, limit) == 0) {
+        m_received += "(still open)";
+        m_ended = true;
+        return;
+    }
     std::array<char, 65'536> piece{};
     auto const count = ::recv(m_socket.get(), piece.data(), piece.size(), MSG_DONTWAIT);
     if (count <= 0) {

@@ -27,7 +27,8 @@ public:
     /// tests. Leaves out the greeting, and pings, which the server sends when it likes.
     [[nodiscard]] std::string receive_through(std::string_view end);
 
-    /// Returns what comes before the end of the connection.
+    /// Returns what comes before the end of the connection; with "(still open)" behind it if the
+    /// patience of tests ends first.
     [[nodiscard]] std::string receive_rest();
 
 private:

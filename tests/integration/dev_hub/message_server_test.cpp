@@ -116,7 +116,7 @@ TEST_P(message_server_test, does_nothing_while_it_is_away) {
     EXPECT_EQ(log.get_count(event_kind::nats_server_thawed), 0U);
 }
 
-TEST_P(message_server_test, waits_two_seconds_for_the_token) {
+TEST_P(message_server_test, disconnects_a_client_that_sends_no_token) {
     line_client client{server->get_url()};
 
     EXPECT_EQ(client.receive_rest(), "-ERR 'Authentication Timeout'\r\n");
