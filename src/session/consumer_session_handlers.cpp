@@ -86,18 +86,21 @@ void consumer_session::impl::add_handler(handler_queue::handler called) {
 void consumer_session::impl::add_waiting() {
     auto const followed = m_directory->get_followed();
     for (auto const& wanted : *followed) {
-        if (!wanted->has_waiting()) {
-            continue;
+        if (wanted->has_waiting()) {
+            add_delivery(wanted);
         }
-        auto const taken = std::make_shared<following::waiting>();
-        wanted->take(*taken);
-        try {
-            m_handlers.add(
-                [self = shared_from_this(), wanted, taken] { self->deliver(*wanted, *taken); });
-        } catch (...) {
-            drop_changes(*wanted, *taken); // or their variables would be silent from here on
-            throw;
-        }
+    }
+}
+
+void consumer_session::impl::add_delivery(std::shared_ptr<following> const& wanted) {
+    auto const taken = std::make_shared<following::waiting>();
+    wanted->take(*taken);
+    try {
+        m_handlers.add(
+            [self = shared_from_this(), wanted, taken] { self->deliver(*wanted, *taken); });
+    } catch (...) {
+        drop_changes(*wanted, *taken); // or their variables would be silent from here on
+        throw;
     }
 }
 

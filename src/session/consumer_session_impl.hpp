@@ -276,6 +276,7 @@ private:
     void add_drain_after(clock::duration wait);
     void add_handler(handler_queue::handler called);
     void add_waiting();
+    void add_delivery(std::shared_ptr<following> const& wanted);
     bool drain_all();
     bool has_waiting() const;
     void deliver(following const& wanted, following::waiting& taken);

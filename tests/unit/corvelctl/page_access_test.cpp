@@ -11,7 +11,6 @@ namespace {
 
 using namespace arvenhold::corvel::hub::ctl;
 using testing::HasSubstr;
-using testing::Not;
 using testing::StartsWith;
 
 page_address make_address(std::string const& listen, std::string const& public_url = "") {

@@ -30,15 +30,15 @@ bool is_equal(variable_value const& one, variable_value const& other) {
 }
 
 variable_value cut(variable_value value) {
-    if (auto* const text = std::get_if<std::string>(&value)) {
-        if (text->size() > value_history::longest_text) {
-            auto size = value_history::longest_text;
-            while (size > 0 && continues_character((*text)[size])) {
-                --size;
-            }
-            text->resize(size);
-        }
+    auto* const text = std::get_if<std::string>(&value);
+    if (text == nullptr || text->size() <= value_history::longest_text) {
+        return value;
     }
+    auto size = value_history::longest_text;
+    while (size > 0 && continues_character((*text)[size])) {
+        --size;
+    }
+    text->resize(size);
     return value;
 }
 
