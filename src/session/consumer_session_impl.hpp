@@ -261,7 +261,7 @@ private:
         std::string const& path,
         variable_value value,
         std::shared_ptr<write_watch> watch);
-    std::shared_ptr<void> take_place_for_write();
+    std::shared_ptr<void> reserve_place_for_write();
     void give_up_all_watches() CORVEL_HUB_EXCLUDES(m_watches_mutex);
     void give_up_waiting_writes(provider_work& work);
     void send_write(provider_work& work, requested_write const& write);

@@ -114,7 +114,7 @@ void consumer_session::impl::request_write(
             begin_refusal(provider, path) + "the provider is not followed, or not live"};
     }
     require_writable(provider, path, connection->get_current_variables().find(path), value);
-    auto place = take_place_for_write();
+    auto place = reserve_place_for_write();
     if (!place) {
         throw write_refused{
             write_refusal::too_many_waiting,
@@ -132,7 +132,7 @@ void consumer_session::impl::request_write(
 
 // Returns what frees the place when it goes; null if all are taken. Otherwise an application that
 // writes faster than providers take it would fill the memory.
-std::shared_ptr<void> consumer_session::impl::take_place_for_write() {
+std::shared_ptr<void> consumer_session::impl::reserve_place_for_write() {
     auto const free_place = [waiting = m_waiting_writes](void* /*place*/) {
         --*waiting;
     };

@@ -85,7 +85,8 @@ public:
     /// @param reason  What it is sent between the quotes of an error message; empty for no message.
     void end(std::string_view reason);
 
-    /// Whether the connection is to be closed, once what the socket takes of the output is sent. The client does nothing any more.
+    /// Whether the connection is to be closed, once the socket has taken what it can of the output. The
+    /// client does nothing any more.
     [[nodiscard]] bool has_ended() const;
 
 private:

@@ -56,12 +56,12 @@ std::string find_key(bool is_local) {
         || (get_environment("XDG_STATE_HOME").empty() && get_environment("HOME").empty())) {
         return dev::make_random_token();
     }
+    auto key = dev::make_random_token();
     auto const path = get_view_key_path();
     auto const kept = read_private_file(path);
-    if (kept.has_value() && kept->size() == dev::make_random_token().size()) {
+    if (kept.has_value() && kept->size() == key.size()) {
         return *kept;
     }
-    auto key = dev::make_random_token();
     write_private_file(path, key);
     return key;
 }
