@@ -116,21 +116,28 @@ void supervisor::last_until_signal() {
 }
 
 void supervisor::end_soon(exit_code code) {
-    wait_for_report();
-    limit_end(code);
+    {
+        std::unique_lock lock{m_mutex};
+        m_changed.wait(lock, [this] { return !m_reports; });
+        limit_end_locked(code); // under the same lock, so that no report begins in between
+    }
+    m_changes.raise();
 }
 
 void supervisor::limit_end(exit_code code) {
-    constexpr std::chrono::seconds enough{2};
     {
         std::scoped_lock const lock{m_mutex};
-        if (m_late.has_value()) {
-            return;
-        }
+        limit_end_locked(code);
+    }
+    m_changes.raise();
+}
+
+void supervisor::limit_end_locked(exit_code code) {
+    constexpr std::chrono::seconds enough{2};
+    if (!m_late.has_value()) {
         m_late = code;
         m_deadline = clock::now() + enough;
     }
-    m_changes.raise();
 }
 
 int supervisor::get_signal_descriptor() const {

@@ -81,6 +81,7 @@ private:
     void end_if_late();
     void end_for_time();
     void limit_end(exit_code code);
+    void limit_end_locked(exit_code code);
     void wait_for_report();
     [[nodiscard]] int get_poll_time() const;
 
