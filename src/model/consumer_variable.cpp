@@ -66,7 +66,9 @@ void consumer_variable::impl::apply_reply(
 
 void consumer_variable::impl::replace_item(
     variable_quality quality, std::optional<value_view> const& value, timestamp when) {
-    m_quality = quality;
+    if (m_quality != quality) { // rarely; it lies beside what other threads look at
+        m_quality = quality;
+    }
     if (value) {
         replace_value(*value, when);
     } else {

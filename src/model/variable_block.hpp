@@ -5,13 +5,14 @@
 
 #include <cstddef>
 #include <memory>
+#include <new>
 #include <utility>
 
 namespace arvenhold::corvel::hub {
 
 /// Variables side by side in one block of memory, which lives as long as any of them is used. They
 /// are created, and later updated in their order, faster than scattered ones. Filled by one thread,
-/// then shared and never changed.
+/// then shared and never changed. The first one begins a cache line.
 ///
 /// A block of std::vector's would have to move its variables, which have a mutex and cannot.
 template <class Variable>
@@ -40,16 +41,19 @@ public:
     }
 
 private:
+    static constexpr std::size_t cache_line = 64;
+
     struct memory {
         explicit memory(std::size_t variables)
             : capacity{variables}
-            , first{std::allocator<Variable>{}.allocate(variables)} {}
+            , first{static_cast<Variable*>(
+                  ::operator new (variables * sizeof(Variable), std::align_val_t{cache_line}))} {}
         memory(memory const&) = delete;
         memory& operator=(memory const&) = delete;
 
         ~memory() {
             std::destroy_n(first, size);
-            std::allocator<Variable>{}.deallocate(first, capacity);
+            ::operator delete (first, std::align_val_t{cache_line});
         }
 
         std::size_t const capacity;

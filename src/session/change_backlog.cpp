@@ -4,7 +4,6 @@
 #include "session/change_backlog.hpp"
 
 #include <algorithm>
-#include <iterator>
 #include <utility>
 
 namespace arvenhold::corvel::hub {
@@ -21,36 +20,47 @@ void change_backlog::keep(position variable, std::size_t limit) {
     m_queues[variable].limit = limit;
 }
 
-void change_backlog::add(variable_change change) {
-    auto const continues = !m_blocks.empty() && change.when == m_blocks.back().back().when;
-    note(change, !continues);
-    if (change.begins_event && (m_blocks.empty() || m_blocks.back().size() >= block_size)) {
-        m_blocks.emplace_back();
+void change_backlog::add(variable_change change, timestamp when) {
+    auto const continues = !m_blocks.empty() && m_blocks.back().ends_at(when);
+    if (!note(change.position, !continues)) {
+        m_blocks.back().continue_event(std::move(change));
+    } else {
+        if (m_blocks.empty() || m_blocks.back().size() >= block_size) {
+            m_blocks.emplace_back();
+        }
+        m_blocks.back().begin_event(when, std::move(change));
     }
-    m_blocks.back().push_back(std::move(change));
     limit_outdated();
 }
 
-void change_backlog::add(change_block changes) {
+void change_backlog::add(std::vector<variable_change> changes, timestamp when) {
     if (changes.empty()) {
         return;
     }
-    auto begins_event = true;
-    for (auto& change : changes) {
-        note(change, std::exchange(begins_event, false));
+    std::vector<change_block::extent> extents;
+    for (auto const& change : changes) {
+        if (note(change.position, extents.empty())) {
+            extents.push_back({when});
+        }
+        ++extents.back().changes;
     }
-    m_blocks.push_back(std::move(changes));
+    m_blocks.emplace_back(std::move(changes), std::move(extents));
     limit_outdated();
 }
 
-// An event has one change of a variable at most.
-void change_backlog::note(variable_change& added, bool begins_event) {
-    auto& queue = queue_of(added.position);
-    added.begins_event = begins_event || queue.last_event == m_events;
-    if (added.begins_event) {
+// Returns whether the change begins an event: one has at most one change of a variable.
+bool change_backlog::note(position variable, bool begins_event) {
+    auto& queue = queue_of(variable);
+    begins_event = begins_event || queue.last_event == m_events;
+    if (begins_event) {
         ++m_events;
     }
     queue.last_event = m_events;
+    count(queue);
+    return begins_event;
+}
+
+void change_backlog::count(change_queue& queue) {
     ++m_size;
     if (queue.waiting < queue.limit) {
         ++queue.waiting;
@@ -81,30 +91,13 @@ void change_backlog::remove_outdated() {
         return;
     }
     for (auto& block : m_blocks) {
-        remove_outdated(block);
+        block.remove_if([this](variable_change const& change) {
+            auto& outdated = m_queues[change.position].outdated;
+            return outdated > 0 && outdated-- > 0;
+        });
     }
-    m_blocks.erase(
-        std::remove_if(
-            m_blocks.begin(), m_blocks.end(), [](auto const& block) { return block.empty(); }),
-        m_blocks.end());
+    std::erase_if(m_blocks, [](change_block const& block) { return block.empty(); });
     m_size -= std::exchange(m_outdated, 0);
-}
-
-// What begins an event hands that on to the next change.
-void change_backlog::remove_outdated(change_block& block) {
-    auto kept = block.begin();
-    auto begins_event = false;
-    for (auto& change : block) {
-        begins_event = begins_event || change.begins_event;
-        auto& outdated = m_queues[change.position].outdated;
-        if (outdated > 0) {
-            --outdated;
-            continue;
-        }
-        change.begins_event = std::exchange(begins_event, false);
-        *kept++ = std::move(change);
-    }
-    block.erase(kept, block.end());
 }
 
 std::deque<change_block> change_backlog::take() {
@@ -114,38 +107,21 @@ std::deque<change_block> change_backlog::take() {
     return std::exchange(m_blocks, {});
 }
 
-void change_backlog::put_back(std::deque<change_block> const& blocks, std::size_t first) {
-    change_block returned; // the newest one first
-    for (auto block = blocks.rbegin(); block != blocks.rend(); ++block) {
-        auto const is_first = std::next(block) == blocks.rend();
-        for (auto next = block->size(); next > (is_first ? first : 0); --next) {
-            put_back((*block)[next - 1], returned);
+// What is too much is outdated: the newer ones stay.
+void change_backlog::put_back(std::deque<change_block> blocks) {
+    for (; !blocks.empty(); blocks.pop_back()) {
+        auto& newest = blocks.back();
+        newest.remove_if([this](variable_change const& change) {
+            return change.position >= m_queues.size() || m_queues[change.position].limit == 0;
+        });
+        newest.for_each_backwards([this](timestamp /*when*/, variable_change const& change) {
+            count(queue_of(change.position));
+        });
+        if (!newest.empty()) {
+            m_blocks.push_front(std::move(newest));
         }
     }
-    if (returned.empty()) {
-        return;
-    }
-    returned.back().begins_event = true;
-    std::reverse(returned.begin(), returned.end());
-    m_size += returned.size();
-    m_blocks.push_front(std::move(returned));
-}
-
-// What does not fit is dropped: the newer ones stay.
-void change_backlog::put_back(variable_change const& change, change_block& returned) {
-    if (change.position >= m_queues.size() || m_queues[change.position].limit == 0) {
-        return;
-    }
-    auto& queue = queue_of(change.position);
-    if (queue.waiting < queue.limit) {
-        ++queue.waiting;
-        returned.push_back(change);
-        return;
-    }
-    ++queue.dropped;
-    if (!returned.empty() && change.begins_event) {
-        returned.back().begins_event = true;
-    }
+    limit_outdated();
 }
 
 std::uint64_t change_backlog::get_dropped(position variable) const {

@@ -3,7 +3,7 @@
 
 #pragma once
 
-#include "session/packed_value.hpp"
+#include "session/change_block.hpp"
 #include <hub/common.hpp>
 
 #include <algorithm>
@@ -13,21 +13,6 @@
 #include <vector>
 
 namespace arvenhold::corvel::hub {
-
-/// A change of a variable; `position` is its place in the order of declaration.
-struct variable_change {
-    std::uint32_t position = 0;
-    variable_quality quality = variable_quality::good;
-    timestamp when;
-    [[no_unique_address]] packed_value value; // what follows lies in its padding
-    bool begins_event = false;                ///< Set by change_backlog and variable_slots::take().
-};
-
-static_assert(sizeof(variable_change) == 32);
-
-/// Successive changes. The first one begins an event, which has changes of one time and of different
-/// variables.
-using change_block = std::vector<variable_change>;
 
 /// All changes of the variables with a queue, from being recorded until they are sent. Guarded by its
 /// owner's lock.
@@ -46,19 +31,19 @@ public:
     void keep(position variable, std::size_t limit);
 
     /// Appends a change of a variable with a queue.
-    void add(variable_change change);
+    void add(variable_change change, timestamp when);
 
     /// Appends changes of variables with a queue, which begin an event.
-    void add(change_block changes);
+    void add(std::vector<variable_change> changes, timestamp when);
 
     /// Removes and returns all.
     std::deque<change_block> take();
 
-    /// Takes back what could not be sent, from the change at `first` of the first block on, and
-    /// only of variables with a queue.
-    void put_back(std::deque<change_block> const& blocks, std::size_t first);
+    /// Takes back what could not be sent, of variables with a queue.
+    void put_back(std::deque<change_block> blocks);
 
-    /// Calls a function with each change that is not outdated, the latest one first.
+    /// Calls a function with the time of each change and the change, the latest one first; with
+    /// none that is outdated.
     template <class Function>
     void for_each_backwards(Function&& called);
 
@@ -82,18 +67,17 @@ private:
     std::uint64_t m_takes = 0;
 
     change_queue& queue_of(position variable);
-    void note(variable_change& added, bool begins_event);
+    bool note(position variable, bool begins_event);
+    void count(change_queue& queue);
     void remove_outdated();
-    void remove_outdated(change_block& block);
     void limit_outdated();
-    void put_back(variable_change const& change, change_block& returned);
 };
 
 template <class Function>
 void change_backlog::for_each_backwards(Function&& called) {
     remove_outdated();
-    std::for_each(m_blocks.rbegin(), m_blocks.rend(), [&called](change_block& block) {
-        std::for_each(block.rbegin(), block.rend(), called);
+    std::for_each(m_blocks.rbegin(), m_blocks.rend(), [&called](change_block const& block) {
+        block.for_each_backwards(called);
     });
 }
 

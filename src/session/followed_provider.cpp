@@ -41,6 +41,7 @@ std::size_t followed_provider::add(std::shared_ptr<following> const& wanted) {
 
 followed_provider::slot_position followed_provider::add_slot(
     std::shared_ptr<std::string const> path, std::uint8_t type) {
+    m_values.resize(m_slots.size() + 1); // also if an earlier call ended here
     auto& added = m_slots.emplace_back();
     added.path = std::move(path);
     added.type = type;
@@ -158,7 +159,7 @@ bool followed_provider::refresh(provider_connection const* source) {
     m_active_at = recent_time();
     std::vector<slot_position> changed;
     for (auto const& bound : m_bindings) {
-        auto const& shown = m_slots[bound.slot];
+        auto const& shown = m_values[bound.slot];
         auto const [value, when] = bound.variable->get_value_with_timestamp();
         auto const quality = static_cast<std::uint16_t>(bound.variable->get_quality());
         auto const is_shown =
@@ -261,6 +262,7 @@ void followed_provider::bind(std::vector<rebound_slot>& slots) {
         }
     }
     m_slots.shrink_to_fit(); // there may be very many, and they stay
+    m_values.shrink_to_fit();
     m_subscriptions.shrink_to_fit();
     m_bindings.shrink_to_fit();
 }
@@ -378,11 +380,14 @@ bool followed_provider::copy_value(binding const& bound) {
         return false; // the provider did not send it
     }
     auto [value, when] = bound.variable->get_value_with_timestamp();
-    shown.value = packed_value{std::move(value)};
-    shown.when = when;
-    shown.quality = static_cast<std::uint16_t>(bound.variable->get_quality());
-    shown.is_received = true;
-    shown.is_current = true;
+    auto& latest = m_values[bound.slot];
+    latest.value = packed_value{std::move(value)};
+    latest.when = when;
+    latest.quality = static_cast<std::uint16_t>(bound.variable->get_quality());
+    if (!shown.is_current) {
+        shown.is_received = true;
+        shown.is_current = true;
+    }
     return true;
 }
 
@@ -455,11 +460,11 @@ void followed_provider::add_change(
     auto& added = found->changes.emplace_back();
     added.slot = position;
     if (keeps_all) {
-        auto const& shown = m_slots[position];
-        added.quality = shown.quality;
-        added.is_live = is_live(shown);
-        added.when = shown.when;
-        added.value = shown.value;
+        auto const& latest = m_values[position];
+        added.quality = latest.quality;
+        added.is_live = is_live(m_slots[position]);
+        added.when = latest.when;
+        added.value = latest.value;
     }
 }
 
@@ -495,12 +500,14 @@ followed_provider::clock::time_point followed_provider::get_stale_since(slot con
 }
 
 // All but the age of a stale reading.
-void followed_provider::fill_reading(slot const& shown, any_reading& result) const {
+void followed_provider::fill_reading(slot_position position, any_reading& result) const {
+    auto const& shown = m_slots[position];
+    auto const& latest = m_values[position];
     name_reading(shown, result);
-    shown.value.copy_to(result.value);
+    latest.value.copy_to(result.value);
     result.quality =
-        shown.is_received ? static_cast<variable_quality>(shown.quality) : variable_quality::bad;
-    result.when = shown.when;
+        shown.is_received ? static_cast<variable_quality>(latest.quality) : variable_quality::bad;
+    result.when = latest.when;
     result.freshness = is_live(shown)    ? freshness::live
                      : shown.is_received ? freshness::stale
                                          : freshness::never_received;
@@ -513,27 +520,27 @@ void followed_provider::name_reading(slot const& shown, any_reading& result) con
     result.skipped = 0;
 }
 
-any_reading followed_provider::make_reading(slot const& shown, clock::time_point now) const {
+any_reading followed_provider::make_reading(slot_position position, clock::time_point now) const {
     any_reading result;
-    fill_reading(shown, result);
+    fill_reading(position, result);
     if (result.freshness == freshness::stale) {
-        result.stale_for = now - get_stale_since(shown);
+        result.stale_for = now - get_stale_since(m_slots[position]);
     }
     return result;
 }
 
 any_reading followed_provider::get_reading(std::size_t position, clock::time_point now) const {
     std::scoped_lock const lock{m_mutex};
-    return make_reading(m_slots.at(position), now);
+    return make_reading(static_cast<slot_position>(position), now);
 }
 
 std::vector<any_reading> followed_provider::get_readings(
     following const& wanted, clock::time_point now) const {
     std::scoped_lock const lock{m_mutex};
     std::vector<any_reading> result;
-    for (auto const& shown : m_slots) {
-        if (find_subscription(shown, wanted) != no_subscription) {
-            result.push_back(make_reading(shown, now));
+    for (slot_position position = 0; position < m_slots.size(); ++position) {
+        if (find_subscription(m_slots[position], wanted) != no_subscription) {
+            result.push_back(make_reading(position, now));
         }
     }
     return result;
@@ -559,7 +566,7 @@ void followed_provider::make_readings(
                                   : freshness::stale;
         } else {
             auto const skipped = end_waiting(shown, wanted); // first, also if memory runs out
-            fill_reading(shown, *result);
+            fill_reading(change.slot, *result);
             result->skipped = skipped;
         }
         if (result->freshness == freshness::stale) {

@@ -182,14 +182,13 @@ private:
         std::uint64_t waiting = 0; // changes; the first one waits for the handler
     };
 
-    // As small as possible: there may be a hundred thousand.
+    // As small as possible: there may be a hundred thousand. An event changes nothing here once the
+    // variable is current: the thread that runs the handlers looks at it for each change, and would
+    // take it out of the cache of the thread that receives the next event.
     struct slot {
         std::shared_ptr<std::string const> path; // the definition's own while there is one
-        packed_value value;
-        timestamp when{};
-        clock::time_point stale_since{}; // once it is no longer bound
+        clock::time_point stale_since{};         // once it is no longer bound
         subscription_position subscriptions = no_subscription;
-        std::uint16_t quality = 0;       // every variable_quality is below 65,536
         std::uint8_t type = any_type;    // the only one wanted
         std::uint8_t bound_type : 3 = 0; // of the variable that it was bound to last
         bool is_bound : 1 = false;
@@ -197,6 +196,15 @@ private:
         bool is_current : 1 = false;  // a value, since it was bound
         bool is_absence_reported : 1 = false;
     };
+
+    // What a slot shows.
+    struct slot_value {
+        timestamp when{};
+        [[no_unique_address]] packed_value value; // what follows lies in its padding
+        std::uint16_t quality = 0;                // every variable_quality is below 65,536
+    };
+
+    static_assert(sizeof(slot_value) == 24);
 
     // A variable of the adopted definition and a slot that shows it.
     struct binding {
@@ -236,6 +244,7 @@ private:
     mutable std::mutex m_mutex;
     std::vector<std::shared_ptr<following>> m_followed CORVEL_HUB_GUARDED_BY(m_mutex);
     std::vector<slot> m_slots CORVEL_HUB_GUARDED_BY(m_mutex);
+    std::vector<slot_value> m_values CORVEL_HUB_GUARDED_BY(m_mutex);          // those of m_slots
     std::vector<subscription> m_subscriptions CORVEL_HUB_GUARDED_BY(m_mutex); // chained by slot
     freshness_record m_freshness CORVEL_HUB_GUARDED_BY(m_mutex);
     attachment m_attachment CORVEL_HUB_GUARDED_BY(m_mutex);
@@ -295,9 +304,10 @@ private:
     [[nodiscard]] bool is_live(slot const& shown) const CORVEL_HUB_REQUIRES(m_mutex);
     [[nodiscard]] clock::time_point get_stale_since(slot const& shown) const
         CORVEL_HUB_REQUIRES(m_mutex);
-    void fill_reading(slot const& shown, any_reading& result) const CORVEL_HUB_REQUIRES(m_mutex);
+    void fill_reading(slot_position position, any_reading& result) const
+        CORVEL_HUB_REQUIRES(m_mutex);
     void name_reading(slot const& shown, any_reading& result) const CORVEL_HUB_REQUIRES(m_mutex);
-    [[nodiscard]] any_reading make_reading(slot const& shown, clock::time_point now) const
+    [[nodiscard]] any_reading make_reading(slot_position position, clock::time_point now) const
         CORVEL_HUB_REQUIRES(m_mutex);
 };
 

@@ -13,7 +13,6 @@
 
 #include <algorithm>
 #include <random>
-#include <span>
 #include <stdexcept>
 #include <utility>
 
@@ -53,11 +52,10 @@ void report_dropped_writes(std::string const& identifier) {
         identifier + ": dropped a write command, because 10,000 write requests are waiting");
 }
 
-// Counts what was sent also if the rest fails.
-void publish_block(
-    registered_provider& to, std::span<variable_change const> block, std::size_t& sent) {
-    while (sent < block.size()) {
-        sent += to.publish_event(block.subspan(sent));
+// Removes each event that was sent.
+void publish_block(registered_provider& to, change_block& block) {
+    for (; !block.empty(); block.pop_front()) {
+        to.publish(block.front());
     }
 }
 
@@ -389,13 +387,12 @@ void provider_session_impl::send() {
 // What could not be sent is there for the next registration.
 void provider_session_impl::publish_changes(registered_provider& to) {
     auto blocks = m_slots.take(); // what is left of them
-    std::size_t sent = 0;         // of the first one
     try {
-        for (; !blocks.empty(); blocks.pop_front(), sent = 0) {
-            publish_block(to, blocks.front(), sent);
+        for (; !blocks.empty(); blocks.pop_front()) {
+            publish_block(to, blocks.front());
         }
     } catch (...) {
-        m_slots.put_back(blocks, sent);
+        m_slots.put_back(std::move(blocks));
         throw;
     }
 }

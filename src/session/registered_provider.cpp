@@ -82,25 +82,21 @@ std::optional<failure> registered_provider::find_failure() {
         session_reason::registry_silent, "the registry has restarted and gave no verdict in time"};
 }
 
-std::size_t registered_provider::publish_event(std::span<variable_change const> changes) {
-    auto const count = record_event(changes);
-    m_provider.publish(changes.front().when);
-    return count;
+void registered_provider::publish(change_block::event const& event) {
+    record(event);
+    m_provider.publish(event.when);
 }
 
-std::size_t registered_provider::record_event(std::span<variable_change const> changes) {
+void registered_provider::record(change_block::event const& event) {
     std::scoped_lock const lock{*m_list};
-    std::size_t count = 0;
-    do {
-        auto const& change = changes[count];
+    for (auto const& change : event.changes) {
         auto& variable = *m_variables[change.position];
-        variable.set_value(change.value.get(), change.when);
-        if (std::exchange(m_qualities[change.position], change.quality) != change.quality) {
-            variable.set_quality(change.quality, change.when);
+        variable.set_value(change.value.get(), event.when);
+        auto const quality = static_cast<variable_quality>(change.quality);
+        if (std::exchange(m_qualities[change.position], quality) != quality) {
+            variable.set_quality(quality, event.when);
         }
-        ++count;
-    } while (count < changes.size() && !changes[count].begins_event);
-    return count;
+    }
 }
 
 void registered_provider::receive_command(

@@ -3,6 +3,7 @@
 
 #pragma once
 
+#include "session/change_block.hpp"
 #include "session/failure_status.hpp"
 #include "session/variable_slots.hpp"
 #include <hub/common.hpp>
@@ -12,12 +13,10 @@
 #include <hub/variable_list.hpp>
 #include <hub/variable_write_command.hpp>
 
-#include <cstddef>
 #include <cstdint>
 #include <functional>
 #include <memory>
 #include <optional>
-#include <span>
 #include <string>
 #include <utility>
 #include <vector>
@@ -72,12 +71,10 @@ public:
     /// Returns why the provider is of no use any more; nothing while it is.
     std::optional<failure> find_failure();
 
-    /// Sends the first event of some changes, which begin one.
-    ///
-    /// @return how many of the changes that were.
+    /// Sends an event.
     ///
     /// @throws std::exception  It was not sent. The object is of no use any more.
-    std::size_t publish_event(std::span<variable_change const> changes);
+    void publish(change_block::event const& event);
 
 private:
     std::string const m_identifier;
@@ -90,7 +87,7 @@ private:
     provider m_provider; // destroyed first: afterwards no callback runs
 
     void register_variables(std::vector<variable_state> states, std::uint32_t version);
-    std::size_t record_event(std::span<variable_change const> changes);
+    void record(change_block::event const& event);
     void receive(variable_write_command const& command);
 
     static void receive_command(

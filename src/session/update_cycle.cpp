@@ -14,12 +14,12 @@ namespace arvenhold::corvel::hub {
 struct update_cycle::changes {
     std::shared_ptr<provider_session_impl> session;
     timestamp when;
-    change_block list;
+    std::vector<variable_change> list;
 };
 
 update_cycle::update_cycle(std::shared_ptr<provider_session_impl> session, timestamp when)
     : m_changes{std::make_unique<changes>(changes{std::move(session), when, {}})} {
-    m_changes->list = m_changes->session->slots().make_block();
+    m_changes->list = m_changes->session->slots().make_list();
 }
 
 update_cycle::~update_cycle() = default;
@@ -29,12 +29,11 @@ void update_cycle::set(
     if (&variable.session() != m_changes->session.get()) {
         throw std::logic_error{"the variable belongs to another session"};
     }
-    m_changes->list.push_back(
-        {variable.m_position, quality, m_changes->when, packed_value{std::move(value)}});
+    m_changes->list.emplace_back(variable.m_position, quality, packed_value{std::move(value)});
 }
 
 void update_cycle::record() {
-    m_changes->session->slots().set(std::move(m_changes->list));
+    m_changes->session->slots().set(std::move(m_changes->list), m_changes->when);
     m_changes->session->send_changes();
 }
 

@@ -24,7 +24,7 @@ provider_session_impl& any_variable_handle::session() const {
 
 void any_variable_handle::set(
     variable_value value, variable_quality quality, timestamp when) const {
-    session().slots().set({m_position, quality, when, packed_value{std::move(value)}});
+    session().slots().set({m_position, quality, packed_value{std::move(value)}}, when);
     m_session->send_changes();
 }
 

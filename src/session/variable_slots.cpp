@@ -26,7 +26,7 @@ void make_room(Container& grown, std::size_t added) {
 } // namespace
 
 variable_change variable_slots::recorded::as_change(position variable) const {
-    return {variable, static_cast<variable_quality>(quality), when, value};
+    return {variable, static_cast<variable_quality>(quality), value};
 }
 
 variable_slots::position variable_slots::add(
@@ -75,15 +75,15 @@ void variable_slots::keep_changes(position variable, std::size_t limit) {
     m_slots[variable].has_queue = true;
 }
 
-void variable_slots::set(variable_change change) {
+void variable_slots::set(variable_change change, timestamp when) {
     auto const variable = change.position;
     std::scoped_lock const lock{m_mutex};
     require_type(change);
-    record(std::move(change));
+    record(std::move(change), when);
     mark_changed(variable);
 }
 
-void variable_slots::set(change_block changes) {
+void variable_slots::set(std::vector<variable_change> changes, timestamp when) {
     m_update_size.store(changes.size(), std::memory_order_relaxed);
     std::scoped_lock const lock{m_mutex};
     for (auto const& change : changes) {
@@ -93,22 +93,22 @@ void variable_slots::set(change_block changes) {
     for (auto& change : changes) {
         auto const variable = change.position;
         if (!m_slots[variable].has_queue) {
-            record(std::move(change));
+            record(std::move(change), when);
             mark_changed(variable);
             continue;
         }
-        record(change);
+        record(change, when);
         if (&*kept != &change) {
             *kept = std::move(change);
         }
         ++kept;
     }
     changes.erase(kept, changes.end());
-    m_backlog.add(std::move(changes));
+    m_backlog.add(std::move(changes), when);
 }
 
-change_block variable_slots::make_block() const {
-    change_block empty;
+std::vector<variable_change> variable_slots::make_list() const {
+    std::vector<variable_change> empty;
     empty.reserve(m_update_size.load(std::memory_order_relaxed));
     return empty;
 }
@@ -122,11 +122,11 @@ void variable_slots::require_type(variable_change const& change) const {
 }
 
 template <class Change>
-void variable_slots::record(Change&& change) {
+void variable_slots::record(Change&& change, timestamp when) {
     auto& slot = m_slots[change.position];
     slot.value = std::forward<Change>(change).value;
-    slot.quality = static_cast<std::uint8_t>(change.quality);
-    slot.when = change.when;
+    slot.quality = change.quality;
+    slot.when = when;
 }
 
 void variable_slots::set_quality(position variable, variable_quality quality, timestamp when) {
@@ -144,7 +144,7 @@ void variable_slots::send_again(position variable) {
 void variable_slots::mark_changed(position variable) {
     auto& slot = m_slots[variable];
     if (slot.has_queue) {
-        m_backlog.add(slot.as_change(variable));
+        m_backlog.add(slot.as_change(variable), slot.when);
     } else if (!slot.is_changed) {
         slot.is_changed = true;
         m_changed.push_back(variable);
@@ -161,21 +161,23 @@ std::deque<change_block> variable_slots::take() {
         blocks.emplace_back();
     }
     auto& last = blocks.back();
-    last.reserve(last.size() + m_changed.size());
+    last.make_room(m_changed.size());
     for (auto const variable : m_changed) {
         auto& slot = m_slots[variable];
         slot.is_changed = false;
-        auto change = slot.as_change(variable);
-        change.begins_event = last.empty() || change.when != last.back().when;
-        last.push_back(std::move(change));
+        if (last.ends_at(slot.when)) {
+            last.continue_event(slot.as_change(variable));
+        } else {
+            last.begin_event(slot.when, slot.as_change(variable));
+        }
     }
     m_changed.clear();
     return blocks;
 }
 
-void variable_slots::put_back(std::deque<change_block> const& blocks, std::size_t first) {
+void variable_slots::put_back(std::deque<change_block> blocks) {
     std::scoped_lock const lock{m_mutex};
-    m_backlog.put_back(blocks, first);
+    m_backlog.put_back(std::move(blocks));
 }
 
 std::vector<variable_state> variable_slots::get_states() {
@@ -183,19 +185,19 @@ std::vector<variable_state> variable_slots::get_states() {
     std::scoped_lock const lock{m_mutex};
     states.reserve(m_slots.size());
     for (position variable = 0; variable < m_slots.size(); ++variable) {
-        auto latest = m_slots[variable].as_change(variable);
+        auto const& latest = m_slots[variable];
         states.push_back(
             {std::string{path_of(variable)},
              permissions_of(variable),
              latest.value.get(),
-             latest.quality,
+             static_cast<variable_quality>(latest.quality),
              latest.when});
     }
-    m_backlog.for_each_backwards([&states](auto const& waiting) {
+    m_backlog.for_each_backwards([&states](timestamp when, variable_change const& waiting) {
         auto& state = states[waiting.position]; // the oldest comes last
         state.value = waiting.value.get();
-        state.quality = waiting.quality;
-        state.when = waiting.when;
+        state.quality = static_cast<variable_quality>(waiting.quality);
+        state.when = when;
     });
     return states;
 }

@@ -4,6 +4,7 @@
 #pragma once
 
 #include "session/change_backlog.hpp"
+#include "session/change_block.hpp"
 #include "session/content_hash.hpp"
 #include "session/packed_value.hpp"
 #include <hub/common.hpp>
@@ -61,17 +62,17 @@ public:
     ///
     /// @throws std::invalid_argument  The value has another type than the variable. Nothing was
     ///                                recorded.
-    void set(variable_change change) CORVEL_HUB_EXCLUDES(m_mutex);
+    void set(variable_change change, timestamp when) CORVEL_HUB_EXCLUDES(m_mutex);
 
     /// Records changes of one time, so that take() returns all or none of them.
     ///
     /// @throws std::invalid_argument  A value has another type than its variable. Nothing was
     ///                                recorded.
-    void set(change_block changes) CORVEL_HUB_EXCLUDES(m_mutex);
+    void set(std::vector<variable_change> changes, timestamp when) CORVEL_HUB_EXCLUDES(m_mutex);
 
-    /// Returns an empty block with room for as many changes as the latest update had: the next one
-    /// mostly has as many.
-    [[nodiscard]] change_block make_block() const;
+    /// Returns no changes, with room for as many as the latest update had: the next one mostly has
+    /// as many.
+    [[nodiscard]] std::vector<variable_change> make_list() const;
 
     /// Records a quality for the latest value.
     void set_quality(position variable, variable_quality quality, timestamp when)
@@ -86,8 +87,7 @@ public:
 
     /// Takes back what could not be sent, see change_backlog::put_back(). Of variables without a
     /// queue, a registration restores the latest value.
-    void put_back(std::deque<change_block> const& blocks, std::size_t first)
-        CORVEL_HUB_EXCLUDES(m_mutex);
+    void put_back(std::deque<change_block> blocks) CORVEL_HUB_EXCLUDES(m_mutex);
 
     /// Returns the latest state of all variables in the order of declaration; of a variable with a
     /// queue the oldest change that waits, because those after it are sent as changes.
@@ -134,7 +134,7 @@ private:
     void require_type(variable_change const& change) const CORVEL_HUB_REQUIRES(m_mutex);
     variable_permissions permissions_of(position variable) const CORVEL_HUB_REQUIRES(m_mutex);
     template <class Change>
-    void record(Change&& change) CORVEL_HUB_REQUIRES(m_mutex);
+    void record(Change&& change, timestamp when) CORVEL_HUB_REQUIRES(m_mutex);
     void mark_changed(position variable) CORVEL_HUB_REQUIRES(m_mutex);
 };
 

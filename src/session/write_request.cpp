@@ -48,10 +48,8 @@ void any_write_request::accept_as(variable_value value) {
     }
     auto& session = *m_pending->session;
     session.slots().set(
-        {m_pending->variable,
-         variable_quality::good,
-         m_pending->when,
-         packed_value{std::move(value)}});
+        {m_pending->variable, variable_quality::good, packed_value{std::move(value)}},
+        m_pending->when);
     m_pending->is_answered = true;
     session.send_changes();
 }

@@ -5,9 +5,12 @@
 
 #include <gtest/gtest.h>
 
+#include <cstddef>
+#include <cstdint>
 #include <memory>
 #include <optional>
 #include <stdexcept>
+#include <vector>
 
 namespace arvenhold::corvel::hub {
 
@@ -76,6 +79,16 @@ TEST_F(block_of_variables, does_not_count_one_that_could_not_be_created) {
     EXPECT_EQ(block->add(2, alive).get(), &block->at(1));
     block.reset();
     EXPECT_EQ(alive, 0);
+}
+
+TEST_F(block_of_variables, begins_a_cache_line) {
+    constexpr std::uintptr_t cache_line = 64;
+    std::vector<variable_block<counted>> blocks;
+    for (std::size_t capacity = 1; capacity < 20; ++capacity) {
+        auto const first = blocks.emplace_back(capacity).add(1, alive);
+        // NOLINTNEXTLINE(*-reinterpret-cast): the address itself
+        EXPECT_EQ(reinterpret_cast<std::uintptr_t>(first.get()) % cache_line, 0);
+    }
 }
 
 TEST_F(block_of_variables, may_be_empty) {

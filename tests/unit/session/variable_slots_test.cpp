@@ -25,10 +25,28 @@ constexpr auto read_only = variable_permissions::read_only;
 constexpr timestamp at_noon{std::chrono::hours{12}};
 constexpr timestamp at_one{std::chrono::hours{13}};
 
-change_block all_of(std::deque<change_block> const& blocks) {
-    change_block all;
-    for (auto const& block : blocks) {
-        all.insert(all.end(), block.begin(), block.end());
+struct taken_change {
+    timestamp when;
+    variable_slots::position position;
+    variable_quality quality;
+    variable_value value;
+    bool begins_event;
+};
+
+std::vector<taken_change> all_of(std::deque<change_block> blocks) {
+    std::vector<taken_change> all;
+    for (auto& block : blocks) {
+        for (; !block.empty(); block.pop_front()) {
+            auto const [when, changes] = block.front();
+            for (auto const& change : changes) {
+                all.push_back(
+                    {when,
+                     change.position,
+                     static_cast<variable_quality>(change.quality),
+                     change.value.get(),
+                     &change == &changes.front()});
+            }
+        }
     }
     return all;
 }
@@ -41,13 +59,13 @@ protected:
         slots.add("mode", std::string{"idle"}, variable_permissions::read_write, at_noon);
 
     void set_speed(double value) {
-        slots.set({speed, good, at_one, packed_value{value}});
+        slots.set({speed, good, packed_value{value}}, at_one);
     }
 
     std::vector<variable_value> take_values() {
         std::vector<variable_value> values;
         for (auto const& change : all_of(slots.take())) {
-            values.push_back(change.value.get());
+            values.push_back(change.value);
         }
         return values;
     }
@@ -114,7 +132,7 @@ TEST_F(two_slots, give_the_latest_change_once) {
 
     ASSERT_THAT(batch, SizeIs(1));
     EXPECT_EQ(batch[0].position, speed);
-    EXPECT_EQ(batch[0].value.get(), variable_value{3.0});
+    EXPECT_EQ(batch[0].value, variable_value{3.0});
     EXPECT_EQ(batch[0].quality, good);
     EXPECT_EQ(batch[0].when, at_one);
     EXPECT_THAT(slots.take(), IsEmpty());
@@ -122,9 +140,9 @@ TEST_F(two_slots, give_the_latest_change_once) {
 }
 
 TEST_F(two_slots, give_changes_in_the_order_of_the_first) {
-    slots.set({mode, good, at_one, packed_value{std::string{"run"}}});
+    slots.set({mode, good, packed_value{std::string{"run"}}}, at_one);
     set_speed(2.0);
-    slots.set({mode, good, at_one, packed_value{std::string{"stop"}}});
+    slots.set({mode, good, packed_value{std::string{"stop"}}}, at_one);
 
     EXPECT_THAT(
         take_values(), ElementsAre(variable_value{std::string{"stop"}}, variable_value{2.0}));
@@ -132,15 +150,14 @@ TEST_F(two_slots, give_changes_in_the_order_of_the_first) {
 
 TEST_F(two_slots, record_several_changes_at_once) {
     slots.set(
-        {{speed, good, at_one, packed_value{2.0}},
-         {mode, good, at_one, packed_value{std::string{"run"}}}});
+        {{speed, good, packed_value{2.0}}, {mode, good, packed_value{std::string{"run"}}}}, at_one);
 
     EXPECT_THAT(all_of(slots.take()), SizeIs(2));
 }
 
 TEST_F(two_slots, refuse_another_type_in_words) {
     try {
-        slots.set({mode, good, at_one, packed_value{2.0}});
+        slots.set({mode, good, packed_value{2.0}}, at_one);
         FAIL() << "nothing was thrown";
     } catch (std::invalid_argument const& refused) {
         EXPECT_STREQ(refused.what(), "the variable \"mode\" cannot have a value of type double");
@@ -149,10 +166,10 @@ TEST_F(two_slots, refuse_another_type_in_words) {
 }
 
 TEST_F(two_slots, record_nothing_of_changes_of_which_one_has_another_type) {
-    change_block const changes{
-        {speed, good, at_one, packed_value{2.0}}, {mode, good, at_one, packed_value{3.0}}};
+    std::vector<variable_change> const changes{
+        {speed, good, packed_value{2.0}}, {mode, good, packed_value{3.0}}};
 
-    EXPECT_THROW(slots.set(changes), std::invalid_argument);
+    EXPECT_THROW(slots.set(changes, at_one), std::invalid_argument);
 
     EXPECT_THAT(slots.take(), IsEmpty());
     EXPECT_EQ(slots.get(speed), variable_value{1.5});
@@ -164,7 +181,7 @@ TEST_F(two_slots, give_a_quality_with_the_latest_value) {
     auto const batch = all_of(slots.take());
 
     ASSERT_THAT(batch, SizeIs(1));
-    EXPECT_EQ(batch[0].value.get(), variable_value{1.5});
+    EXPECT_EQ(batch[0].value, variable_value{1.5});
     EXPECT_EQ(batch[0].quality, variable_quality::bad);
     EXPECT_EQ(batch[0].when, at_one);
 }
@@ -175,15 +192,13 @@ TEST_F(two_slots, give_what_is_sent_again_as_it_is) {
     auto const batch = all_of(slots.take());
 
     ASSERT_THAT(batch, SizeIs(1));
-    EXPECT_EQ(batch[0].value.get(), variable_value{1.5});
+    EXPECT_EQ(batch[0].value, variable_value{1.5});
     EXPECT_EQ(batch[0].when, at_noon);
 }
 
 TEST_F(two_slots, take_nothing_back_without_a_queue) {
     set_speed(2.0);
-    auto const batch = slots.take();
-
-    slots.put_back(batch, 0);
+    slots.put_back(slots.take());
 
     EXPECT_THAT(slots.take(), IsEmpty());
 }
@@ -239,10 +254,11 @@ TEST_F(queued_slot, is_registered_with_the_oldest_change_that_waits) {
 TEST_F(queued_slot, takes_back_what_was_not_sent_before_what_came_later) {
     set_speed(2.0);
     set_speed(3.0);
-    auto const batch = slots.take();
+    auto batch = slots.take();
     set_speed(4.0);
 
-    slots.put_back(batch, 1);
+    batch.front().pop_front();
+    slots.put_back(std::move(batch));
 
     EXPECT_THAT(take_values(), ElementsAre(variable_value{3.0}, variable_value{4.0}));
 }
@@ -250,11 +266,11 @@ TEST_F(queued_slot, takes_back_what_was_not_sent_before_what_came_later) {
 TEST_F(queued_slot, takes_back_no_more_than_fits) {
     set_speed(2.0);
     set_speed(3.0);
-    auto const batch = slots.take();
+    auto batch = slots.take();
     set_speed(4.0);
     set_speed(5.0);
 
-    slots.put_back(batch, 0);
+    slots.put_back(std::move(batch));
 
     EXPECT_EQ(slots.get_dropped_changes(speed), 1U);
     EXPECT_THAT(
@@ -262,11 +278,11 @@ TEST_F(queued_slot, takes_back_no_more_than_fits) {
 }
 
 // The values of each event, separated by spaces; events by semicolons.
-std::string events_of(std::deque<change_block> const& blocks) {
+std::string events_of(std::deque<change_block> blocks) {
     std::string text;
-    for (auto const& change : all_of(blocks)) {
+    for (auto const& change : all_of(std::move(blocks))) {
         text += change.begins_event && !text.empty() ? "; " : text.empty() ? "" : " ";
-        text += std::to_string(std::get<std::int64_t>(change.value.get()));
+        text += std::to_string(std::get<std::int64_t>(change.value));
     }
     return text;
 }
@@ -279,8 +295,7 @@ protected:
     }
 
     void set_both(std::int64_t value, timestamp when) {
-        slots.set(
-            {{left, good, when, packed_value{value}}, {right, good, when, packed_value{value}}});
+        slots.set({{left, good, packed_value{value}}, {right, good, packed_value{value}}}, when);
     }
 
     variable_slots slots;
@@ -316,7 +331,7 @@ TEST_F(two_queued_slots, begin_an_event_with_what_is_left_of_it) {
     set_both(1, at_noon);
     set_both(2, at_one);
     for (std::int64_t value = 3; value < 5; ++value) {
-        slots.set({left, good, at_one, packed_value{value}});
+        slots.set({left, good, packed_value{value}}, at_one);
     }
 
     EXPECT_EQ(events_of(slots.take()), "1; 2 2; 3; 4");
@@ -325,18 +340,44 @@ TEST_F(two_queued_slots, begin_an_event_with_what_is_left_of_it) {
 TEST_F(two_queued_slots, give_events_together_also_after_they_were_put_back) {
     set_both(1, timestamp{std::chrono::seconds{1}});
     set_both(2, timestamp{std::chrono::seconds{2}});
-    auto const batch = slots.take();
+    auto batch = slots.take();
     set_both(3, timestamp{std::chrono::seconds{3}});
 
-    slots.put_back(batch, 2);
+    batch.pop_front();
+    slots.put_back(std::move(batch));
 
     EXPECT_EQ(events_of(slots.take()), "2 2; 3 3");
+}
+
+TEST_F(two_queued_slots, drop_the_oldest_of_what_was_put_back_if_it_does_not_fit) {
+    for (std::int64_t value = 1; value < 4; ++value) {
+        set_both(value, timestamp{std::chrono::seconds{value}});
+    }
+    auto batch = slots.take();
+    slots.set({left, good, packed_value{std::int64_t{4}}}, at_one);
+
+    slots.put_back(std::move(batch));
+
+    EXPECT_EQ(slots.get_dropped_changes(left), 1U);
+    EXPECT_EQ(slots.get_dropped_changes(right), 0U);
+    EXPECT_EQ(events_of(slots.take()), "1; 2 2; 3 3; 4");
+}
+
+TEST_F(two_queued_slots, are_put_back_without_what_has_no_queue) {
+    auto const plain = slots.add("plain", std::int64_t{0}, read_only, at_noon);
+    set_both(1, at_noon);
+    slots.set({plain, good, packed_value{std::int64_t{2}}}, at_noon);
+    slots.set({plain, good, packed_value{std::int64_t{3}}}, at_one);
+
+    slots.put_back(slots.take());
+
+    EXPECT_EQ(events_of(slots.take()), "1 1");
 }
 
 TEST_F(two_queued_slots, share_an_event_with_a_variable_without_a_queue) {
     auto const plain = slots.add("plain", std::int64_t{0}, read_only, at_noon);
     set_both(1, at_noon);
-    slots.set({plain, good, at_noon, packed_value{std::int64_t{2}}});
+    slots.set({plain, good, packed_value{std::int64_t{2}}}, at_noon);
 
     EXPECT_EQ(events_of(slots.take()), "1 1 2");
 }
@@ -345,9 +386,10 @@ TEST_F(two_queued_slots, share_the_event_of_an_update_with_a_variable_without_a_
     auto const plain = slots.add("plain", std::int64_t{0}, read_only, at_noon);
     set_both(1, at_noon);
     slots.set(
-        {{left, good, at_one, packed_value{std::int64_t{2}}},
-         {plain, good, at_one, packed_value{std::int64_t{4}}},
-         {right, good, at_one, packed_value{std::int64_t{3}}}});
+        {{left, good, packed_value{std::int64_t{2}}},
+         {plain, good, packed_value{std::int64_t{4}}},
+         {right, good, packed_value{std::int64_t{3}}}},
+        at_one);
 
     EXPECT_EQ(events_of(slots.take()), "1 1; 2 3 4");
     EXPECT_EQ(slots.get(right), variable_value{std::int64_t{3}});
@@ -355,9 +397,10 @@ TEST_F(two_queued_slots, share_the_event_of_an_update_with_a_variable_without_a_
 
 TEST_F(two_queued_slots, give_no_event_with_two_changes_of_a_variable_in_one_update) {
     slots.set(
-        {{left, good, at_one, packed_value{std::int64_t{1}}},
-         {left, good, at_one, packed_value{std::int64_t{2}}},
-         {right, good, at_one, packed_value{std::int64_t{3}}}});
+        {{left, good, packed_value{std::int64_t{1}}},
+         {left, good, packed_value{std::int64_t{2}}},
+         {right, good, packed_value{std::int64_t{3}}}},
+        at_one);
 
     EXPECT_EQ(events_of(slots.take()), "1; 2 3");
 }
