@@ -319,6 +319,21 @@ class Lengths(PlantedTree):
         self.assert_found("lengths", "examples/furnace/main.cpp: 81 lines, 80 at most")
 
 
+class Idioms(PlantedTree):
+    def test_accepts_names_that_are_used_and_constructors_of_a_base(self):
+        self.plant("a.cpp", "using std::chrono::seconds;\nusing number = int;\nseconds wait;\n"
+                            "struct b : a {\n    using a::a;\n    using c::get;\n};\n")
+        self.assert_clean("idioms")
+
+    def test_finds_a_name_that_is_not_used(self):
+        self.plant("a.cpp", "\nusing std::chrono::seconds;\nint nanoseconds;\n")
+        self.assert_found("idioms", "a.cpp:2: seconds is not used")
+
+    def test_finds_a_typedef(self):
+        self.plant("a.hpp", "\n    typedef int number;\n")
+        self.assert_found("idioms", "a.hpp:2: use using instead of typedef")
+
+
 class Loops(PlantedTree):
     def setUp(self):
         super().setUp()

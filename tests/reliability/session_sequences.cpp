@@ -23,8 +23,6 @@ std::string run_session_sequence(std::uint64_t seed);
 
 namespace {
 
-using std::chrono::milliseconds;
-
 constexpr unsigned steps_per_sequence = 80;
 constexpr std::size_t type_count = std::variant_size_v<variable_value>;
 

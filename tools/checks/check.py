@@ -12,8 +12,8 @@ import time
 # The cheap ones first. The last ones need what `library_builds` writes to build/clang.
 CHECKS = [
     "licence", "words", "english", "commits", "versions", "spelling", "shell", "javascript", "links", "layers",
-    "includes", "foreign_types", "suppressions", "loops", "lengths", "format", "documentation",
-    "snippets", "library_builds", "headers_alone", "public_surface", "abi", "lock_rules",
+    "includes", "foreign_types", "suppressions", "idioms", "loops", "lengths", "format",
+    "documentation", "snippets", "library_builds", "headers_alone", "public_surface", "abi", "lock_rules",
     "clang_tidy",
 ]
 

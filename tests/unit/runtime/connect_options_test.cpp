@@ -149,7 +149,7 @@ TEST(connect_options, have_default_values_after_they_were_moved_from) {
     auto const moved = std::move(options);
 
     EXPECT_EQ(moved.get_unanswered_pings(), 3);
-    // NOLINTNEXTLINE(bugprone-use-after-move, hicpp-invalid-access-moved): promised to be usable
+    // Promised to be usable:
     EXPECT_EQ(options.get_unanswered_pings(), 2);
 }
 
