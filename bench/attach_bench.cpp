@@ -136,12 +136,12 @@ void run_processes(int rounds, std::vector<std::string> const& orders) {
 
 } // namespace
 
-void measure_attaching(int rounds) {
-    run_processes(rounds, {"one-by-one", "from-threads"});
+void measure_attaching(effort const& planned) {
+    run_processes(planned.rounds, {"one-by-one", "from-threads"});
 }
 
-void measure_following(int rounds) {
-    run_processes(rounds, {session_order});
+void measure_following(effort const& planned) {
+    run_processes(planned.rounds, {session_order});
 }
 
 void attach_and_print(std::vector<std::string> const& arguments) {

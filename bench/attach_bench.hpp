@@ -6,16 +6,18 @@
 
 #pragma once
 
+#include "end_to_end.hpp"
+
 #include <string>
 #include <vector>
 
 namespace arvenhold::corvel::hub::bench {
 
 /// Row 18: starts a hub with simulated providers, and consumers that print their figures.
-void measure_attaching(int rounds);
+void measure_attaching(effort const& planned);
 
 /// Row 25: the same with consumer sessions.
-void measure_following(int rounds);
+void measure_following(effort const& planned);
 
 /// The first argument of a process that is such a consumer.
 inline constexpr char const* attaching_role = "attach";

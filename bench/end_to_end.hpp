@@ -34,6 +34,12 @@ inline std::int64_t now_in_nanoseconds() {
         .count();
 }
 
+/// How long to measure.
+struct effort {
+    int rounds = 1; ///< Each gives a figure of every row.
+    int turns = 1;  ///< Of both sides of a rate, in each round.
+};
+
 /// Prints one figure as bench/run reads it.
 inline void print(std::string const& row, std::string const& variant, double figure) {
     std::cout << row << '\t' << variant << '\t' << figure << std::endl;

@@ -3,7 +3,7 @@
 
 // From one process to another over a real nats-server: the library against the NATS client alone.
 // Prints one line per measurement: row, variant and figure, separated by tabs. The arguments are how
-// often to measure, and the rows; all by default.
+// often to measure, or "quick" for once and briefly, and the rows; all by default.
 
 #include "attach_bench.hpp"
 #include "end_to_end.hpp"
@@ -27,8 +27,8 @@ namespace {
 
 class comparison {
 public:
-    comparison(int rounds, sending_process& sender)
-        : m_rounds{rounds}
+    comparison(effort const& planned, sending_process& sender)
+        : m_planned{planned}
         , m_sender{sender}
         , m_hub{sender.hub()} {
         m_raw.subscribe(raw_subject, [this](natsMsg& message) {
@@ -78,7 +78,7 @@ public:
             }
             return percentile(times, 0.5);
         };
-        for (int round = 0; round < m_rounds; ++round) {
+        for (int round = 0; round < m_planned.rounds; ++round) {
             auto const raw = median_of([&] { m_raw.request(echo_subject, std::string(100, 'x')); });
             auto const read =
                 median_of([&, number = fingerprint] { connection->read_variables(number, one); });
@@ -95,7 +95,7 @@ public:
         bench_consumer first{m_hub, "first"};
         auto const connection = first.follow(provider, m_counted);
         std::vector<double> alone;
-        for (int round = 0; round < m_rounds; ++round) {
+        for (int round = 0; round < m_planned.rounds; ++round) {
             alone.push_back(send("library", provider, events, gap));
         }
         arrivals ignored;
@@ -112,7 +112,7 @@ public:
     }
 
     void time_first_value() {
-        for (int round = 0; round < m_rounds; ++round) {
+        for (int round = 0; round < m_planned.rounds; ++round) {
             auto const begin = now_in_nanoseconds();
             dev::child_process const reader{
                 "/proc/self/exe",
@@ -150,7 +150,7 @@ public:
     }
 
 private:
-    int m_rounds;
+    effort m_planned;
     sending_process& m_sender;
     dev::dev_hub& m_hub;
     arrivals m_counted;
@@ -184,11 +184,10 @@ private:
         auto const bytes = event_size(size);
         // As many as the NATS client holds for a receiver that falls behind.
         auto const events = size == 1 ? 30'000U : size == 100 ? 8'000U : 1'200U;
-        constexpr int turns = 10; // of some ten milliseconds each
-        for (int round = 0; round < m_rounds; ++round) {
+        for (int round = 0; round < m_planned.rounds; ++round) {
             double raw = 0;
             double library = 0;
-            for (int turn = 0; turn < turns; ++turn) {
+            for (int turn = 0; turn < m_planned.turns; ++turn) {
                 send("raw", bytes, events);
                 raw += static_cast<double>(m_counted.span());
                 send("library", provider_with(size), events);
@@ -205,7 +204,7 @@ private:
         std::pair<std::string, std::string> const& raw) {
         constexpr std::size_t events = 200;
         constexpr int gap = 2'300; // no multiple of the NATS client's millisecond
-        for (int round = 0; round < m_rounds; ++round) {
+        for (int round = 0; round < m_planned.rounds; ++round) {
             send(raw.first, raw.second, events, gap);
             auto const reference = m_counted.delays();
             send(library.first, library.second, events, gap);
@@ -231,7 +230,7 @@ void read_first_value(
 }
 
 // Measures the chosen rows, or all.
-void measure(int rounds, std::set<std::string> const& chosen) {
+void measure(effort const& planned, std::set<std::string> const& chosen) {
     using measurement = void (comparison::*)();
     std::vector<std::pair<std::string, measurement>> const rows{
         {"11", &comparison::compare_rates},
@@ -246,7 +245,7 @@ void measure(int rounds, std::set<std::string> const& chosen) {
     };
     {
         sending_process sender;
-        comparison running{rounds, sender};
+        comparison running{planned, sender};
         for (auto const& [row, measure_row] : rows) {
             if (is_chosen(row)) {
                 (running.*measure_row)();
@@ -260,14 +259,15 @@ void measure(int rounds, std::set<std::string> const& chosen) {
           std::pair{"24", &compare_session_handlers},
           std::pair{"25", &measure_following}}) {
         if (is_chosen(row)) {
-            measure_row(rounds);
+            measure_row(planned);
         }
     }
 }
 
 void run(std::vector<std::string> const& arguments) {
     if (arguments.empty()) {
-        throw std::invalid_argument{"usage: corvel-hub-bench-end-to-end <rounds> [<row>...]"};
+        throw std::invalid_argument{
+            "usage: corvel-hub-bench-end-to-end <rounds>|quick [<row>...]"};
     }
     auto const& role = arguments.front();
     std::vector<std::string> const others{std::next(arguments.begin()), arguments.end()};
@@ -275,8 +275,11 @@ void run(std::vector<std::string> const& arguments) {
         read_first_value(others.at(0), others.at(1), others.at(2));
     } else if (role == attaching_role) {
         attach_and_print(others);
+    } else if (role == "quick") {
+        measure({}, {others.begin(), others.end()});
     } else {
-        measure(std::stoi(role), {others.begin(), others.end()});
+        constexpr int turns = 16; // of up to 0.1 s
+        measure({std::stoi(role), turns}, {others.begin(), others.end()});
     }
 }
 

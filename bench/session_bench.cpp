@@ -126,15 +126,14 @@ std::string variant_of(std::size_t size) {
 
 using order = std::pair<std::string, std::string>; // what sends, and which one
 
-// Lets both send in turns of about 0.1 s. Returns the rate of the first to that of the
-// second.
+// Lets both send in turns of up to 0.1 s. Returns the rate of the first to that of the second.
 double ratio_of_rates(
     sending_process& sender,
     arrivals& counted,
     std::size_t size,
+    int turns,
     order const& measured,
     order const& reference) {
-    constexpr int turns = 16;
     double time = 0;
     double reference_time = 0;
     for (int turn = 0; turn < turns; ++turn) {
@@ -148,7 +147,7 @@ double ratio_of_rates(
 
 } // namespace
 
-void compare_session_delays(int rounds) {
+void compare_session_delays(effort const& planned) {
     sending_process sender;
     sender.order("open", "session-read", one, 1);
     sender.order("open", "session-followed", one, 1);
@@ -164,7 +163,7 @@ void compare_session_delays(int rounds) {
         sender.send(counted, what, target, events, gap);
         return percentile(counted.delays(), 0.5) / 1e3;
     };
-    for (int round = 0; round < rounds; ++round) {
+    for (int round = 0; round < planned.rounds; ++round) {
         auto const plain = median_of("library", provider_with(one, true));
         auto const both = median_of("session", "session-followed");
         print("22", "p50", both / plain);
@@ -174,14 +173,14 @@ void compare_session_delays(int rounds) {
     }
 }
 
-void compare_session_rates(int rounds) {
+void compare_session_rates(effort const& planned) {
     sending_process sender;
     arrivals counted;
     for (auto const size : {one, many}) {
         auto const session = "session-" + std::to_string(size);
         sender.order("open", session, size);
         bench_reader const reader{sender.hub(), {provider_with(size), session}, size, counted};
-        for (int round = 0; round < rounds; ++round) {
+        for (int round = 0; round < planned.rounds; ++round) {
             print(
                 "23",
                 variant_of(size),
@@ -189,20 +188,21 @@ void compare_session_rates(int rounds) {
                     sender,
                     counted,
                     size,
+                    planned.turns,
                     {"session", session},
                     {"measured", provider_with(size)}));
         }
     }
 }
 
-void compare_session_handlers(int rounds) {
+void compare_session_handlers(effort const& planned) {
     sending_process sender;
     arrivals counted;
     for (auto const size : {one, many}) {
         auto const followed = followed_provider_with(size);
         bench_reader const reader{sender.hub(), {provider_with(size)}, size, counted};
         bench_watcher const watcher{sender.hub(), {followed}, size, counted};
-        for (int round = 0; round < rounds; ++round) {
+        for (int round = 0; round < planned.rounds; ++round) {
             print(
                 "24",
                 variant_of(size),
@@ -210,6 +210,7 @@ void compare_session_handlers(int rounds) {
                     sender,
                     counted,
                     size,
+                    planned.turns,
                     {"library", followed},
                     {"library", provider_with(size)}));
         }

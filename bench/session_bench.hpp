@@ -5,15 +5,17 @@
 
 #pragma once
 
+#include "end_to_end.hpp"
+
 namespace arvenhold::corvel::hub::bench {
 
 /// Row 22: from a call in one process to the handler in the other.
-void compare_session_delays(int rounds);
+void compare_session_delays(effort const& planned);
 
 /// Row 23: how fast values leave a provider session.
-void compare_session_rates(int rounds);
+void compare_session_rates(effort const& planned);
 
 /// Row 24: how fast values reach a handler of a consumer session.
-void compare_session_handlers(int rounds);
+void compare_session_handlers(effort const& planned);
 
 } // namespace arvenhold::corvel::hub::bench

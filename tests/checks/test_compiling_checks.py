@@ -272,10 +272,10 @@ class ClangTidy(PlantedTree):
         self.assert_fault("clang_tidy", "unused variable 'unused'")
 
     def test_looks_again_when_a_comment_that_silenced_a_rule_has_changed(self):
-        self.plant("src/a.cpp", "typedef int id; // NOLINT(modernize-use-using): given\n")
+        self.plant("src/a.cpp", "typedef int id[2]; // NOLINT(modernize-avoid-c-arrays): given\n")
         self.assert_clean("clang_tidy")
-        self.plant("src/a.cpp", "typedef int id; // given\n")
-        self.assert_fault("clang_tidy", "use 'using' instead of 'typedef'")
+        self.plant("src/a.cpp", "typedef int id[2]; // given\n")
+        self.assert_fault("clang_tidy", "do not declare C-style arrays")
 
     def test_looks_again_when_a_rule_has_changed(self):
         self.plant("src/a.cpp", "int answer() {\n    return 17;\n}\n")
