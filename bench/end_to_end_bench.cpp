@@ -266,8 +266,7 @@ void measure(effort const& planned, std::set<std::string> const& chosen) {
 
 void run(std::vector<std::string> const& arguments) {
     if (arguments.empty()) {
-        throw std::invalid_argument{
-            "usage: corvel-hub-bench-end-to-end <rounds>|quick [<row>...]"};
+        throw std::invalid_argument{"usage: corvel-hub-bench-end-to-end <rounds>|quick [<row>...]"};
     }
     auto const& role = arguments.front();
     std::vector<std::string> const others{std::next(arguments.begin()), arguments.end()};

@@ -68,8 +68,8 @@ public:
     template <class Value> // variable_value or value_view
     void replace_value(Value const& value, timestamp when) CORVEL_HUB_REQUIRES(m_mutex);
 
-    // First what every update writes: one cache line, if pointers have 8 bytes. Threads that only
-    // look at the rest, like the path, keep theirs.
+    // First what every update writes: one cache line with GCC's library and 64 bits. Threads that
+    // only look at the rest, like the path, keep theirs.
     variable_value m_value CORVEL_HUB_GUARDED_BY(m_mutex);
     timestamp m_last_publish_timestamp CORVEL_HUB_GUARDED_BY(m_mutex){};
     std::uint64_t m_update_count CORVEL_HUB_GUARDED_BY(m_mutex) = 0;

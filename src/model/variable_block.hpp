@@ -42,12 +42,12 @@ public:
 
 private:
     static constexpr std::size_t cache_line = 64;
+    static_assert(alignof(Variable) <= cache_line);
 
     struct memory {
         explicit memory(std::size_t variables)
-            : capacity{variables}
-            , first{static_cast<Variable*>(
-                  ::operator new (variables * sizeof(Variable), std::align_val_t{cache_line}))} {}
+            : first{static_cast<Variable*>(
+                ::operator new (variables * sizeof(Variable), std::align_val_t{cache_line}))} {}
         memory(memory const&) = delete;
         memory& operator=(memory const&) = delete;
 
@@ -56,7 +56,6 @@ private:
             ::operator delete (first, std::align_val_t{cache_line});
         }
 
-        std::size_t const capacity;
         Variable* const first;
         std::size_t size = 0;
     };

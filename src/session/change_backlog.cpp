@@ -38,6 +38,7 @@ void change_backlog::add(std::vector<variable_change> changes, timestamp when) {
         return;
     }
     std::vector<change_block::extent> extents;
+    extents.reserve(1); // before anything is counted
     for (auto const& change : changes) {
         if (note(change.position, extents.empty())) {
             extents.push_back({when});
@@ -93,7 +94,9 @@ void change_backlog::remove_outdated() {
     for (auto& block : m_blocks) {
         block.remove_if([this](variable_change const& change) {
             auto& outdated = m_queues[change.position].outdated;
-            return outdated > 0 && outdated-- > 0;
+            auto const is_removed = outdated > 0;
+            outdated -= is_removed ? 1 : 0;
+            return is_removed;
         });
     }
     std::erase_if(m_blocks, [](change_block const& block) { return block.empty(); });

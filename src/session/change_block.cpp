@@ -7,6 +7,7 @@ namespace arvenhold::corvel::hub {
 
 void change_block::make_room(std::size_t changes) {
     m_changes.reserve(m_changes.size() + changes);
+    m_extents.reserve(m_extents.size() + changes);
 }
 
 void change_block::begin_event(timestamp when, variable_change first) {

@@ -23,7 +23,6 @@ struct variable_change {
     std::uint8_t quality = 0;                 // every variable_quality is below 256
     std::uint32_t position = 0;
 
-    variable_change() = default;
     variable_change(std::uint32_t changed, variable_quality new_quality, packed_value new_value)
         : value{std::move(new_value)}
         , quality{static_cast<std::uint8_t>(new_quality)}
@@ -68,7 +67,7 @@ public:
         return !empty() && m_extents.back().when == when;
     }
 
-    /// Makes room for more changes.
+    /// Makes room for more changes, so that adding them cannot fail.
     void make_room(std::size_t changes);
 
     /// Begins an event with a change.
@@ -123,9 +122,9 @@ template <class Function>
 void change_block::for_each_backwards(Function&& called) const {
     auto next = m_changes.rbegin();
     for (auto position = m_extents.size(); position > m_taken_extents; --position) {
-        auto const& [when, changes] = m_extents[position - 1];
-        auto const end = std::next(next, static_cast<std::ptrdiff_t>(changes));
-        std::for_each(next, end, [&](variable_change const& change) { called(when, change); });
+        auto const& part = m_extents[position - 1];
+        auto const end = std::next(next, static_cast<std::ptrdiff_t>(part.changes));
+        std::for_each(next, end, [&](variable_change const& change) { called(part.when, change); });
         next = end;
     }
 }

@@ -70,8 +70,8 @@ public:
     ///                                recorded.
     void set(std::vector<variable_change> changes, timestamp when) CORVEL_HUB_EXCLUDES(m_mutex);
 
-    /// Returns no changes, with room for as many as the latest update had: the next one mostly has
-    /// as many.
+    /// Returns an empty list with room for as many changes as the latest update had: the next one
+    /// mostly has as many.
     [[nodiscard]] std::vector<variable_change> make_list() const;
 
     /// Records a quality for the latest value.

@@ -2,8 +2,9 @@
 # SPDX-FileCopyrightText: 2026 Arvenhold
 # SPDX-License-Identifier: Apache-2.0
 
-"""Two rules that can be seen in the text. clang-tidy has them too, and takes long for them, because it
-looks at all that a file includes."""
+"""Two rules that can be seen in the text: no typedef, and no using-declaration at the beginning of a
+line whose name the file has nowhere else. clang-tidy has them too, more exactly, and takes long for
+them, because it looks at all that a file includes."""
 
 import re
 

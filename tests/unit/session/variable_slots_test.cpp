@@ -363,6 +363,78 @@ TEST_F(two_queued_slots, drop_the_oldest_of_what_was_put_back_if_it_does_not_fit
     EXPECT_EQ(events_of(slots.take()), "1; 2 2; 3 3; 4");
 }
 
+TEST_F(two_queued_slots, continue_an_event_that_was_put_back_if_the_time_is_the_same) {
+    slots.set({left, good, packed_value{std::int64_t{1}}}, at_noon);
+    slots.put_back(slots.take());
+
+    slots.set({right, good, packed_value{std::int64_t{2}}}, at_noon);
+    slots.set({left, good, packed_value{std::int64_t{3}}}, at_noon);
+
+    EXPECT_EQ(events_of(slots.take()), "1 2; 3");
+}
+
+TEST_F(two_queued_slots, are_registered_with_what_is_left_of_changes_that_were_put_back) {
+    set_both(1, timestamp{std::chrono::seconds{1}});
+    set_both(2, timestamp{std::chrono::seconds{2}});
+    auto batch = slots.take();
+    batch.pop_front();
+    slots.put_back(std::move(batch));
+
+    auto const state = slots.get_states().at(right);
+
+    EXPECT_EQ(state.value, variable_value{std::int64_t{2}});
+    EXPECT_EQ(state.when, timestamp{std::chrono::seconds{2}});
+}
+
+TEST_F(two_queued_slots, lose_nothing_but_an_update_for_which_there_was_no_memory) {
+    auto const set_without_memory = [this](std::int64_t value) {
+        std::vector<variable_change> changes{
+            {left, good, packed_value{value}}, {right, good, packed_value{value}}};
+        limited_memory const limit{0};
+        slots.set(std::move(changes), at_one);
+    };
+    set_both(1, at_one);
+
+    EXPECT_THROW(set_without_memory(2), std::bad_alloc);
+    slots.set({right, good, packed_value{std::int64_t{3}}}, at_one);
+
+    EXPECT_EQ(events_of(slots.take()), "1 1; 3");
+    EXPECT_EQ(slots.get_dropped_changes(right), 0U);
+}
+
+TEST(slots_with_little_memory, give_each_change_once_also_if_a_take_failed) {
+    variable_slots slots;
+    constexpr std::int64_t count = 6;
+    for (std::int64_t number = 0; number < count; ++number) {
+        slots.add(std::to_string(number), number, read_only, at_noon);
+    }
+    std::deque<change_block> taken;
+    auto const take_with = [&](int allocations) {
+        try {
+            limited_memory const limit{allocations};
+            taken = slots.take();
+            return true;
+        } catch (std::bad_alloc const&) {
+            return false;
+        }
+    };
+    auto const change_all = [&slots] {
+        for (std::int64_t number = 0; number < count; ++number) {
+            auto const position = static_cast<variable_slots::position>(number);
+            slots.set(
+                {position, good, packed_value{number}}, timestamp{std::chrono::seconds{number}});
+        }
+    };
+
+    int allocations = 0;
+    for (change_all(); !take_with(allocations); change_all()) {
+        ++allocations;
+    }
+
+    EXPECT_GE(allocations, 3);
+    EXPECT_EQ(all_of(std::move(taken)).size(), static_cast<std::size_t>(count));
+}
+
 TEST_F(two_queued_slots, are_put_back_without_what_has_no_queue) {
     auto const plain = slots.add("plain", std::int64_t{0}, read_only, at_noon);
     set_both(1, at_noon);
