@@ -3,6 +3,8 @@
 
 #include "corvelctl/secrets.hpp"
 
+#include "corvelctl/table.hpp"
+
 #include <nlohmann/json.hpp>
 
 #include <algorithm>
@@ -70,7 +72,7 @@ std::string describe_token_reply(std::string_view reply, secret_list const& secr
     constexpr std::size_t longest = 120;
     auto const clean = remove_secrets(reply, secrets);
     auto const line = clean.substr(0, clean.find_first_of("\r\n"));
-    return line.size() > longest ? line.substr(0, longest) + "..." : line;
+    return line.size() > longest ? std::string{cut_text(line, longest)} + "..." : line;
 }
 
 } // namespace arvenhold::corvel::hub::ctl

@@ -24,6 +24,16 @@ bool continues_character(char byte) {
     return (static_cast<unsigned char>(byte) & 0xC0U) == 0x80U;
 }
 
+std::string_view cut_text(std::string_view text, std::size_t most_bytes) {
+    if (text.size() <= most_bytes) {
+        return text;
+    }
+    while (most_bytes > 0 && continues_character(text[most_bytes])) {
+        --most_bytes;
+    }
+    return text.substr(0, most_bytes);
+}
+
 std::size_t count_columns(std::string_view text) {
     return text.size()
          - static_cast<std::size_t>(std::count_if(text.begin(), text.end(), &continues_character));

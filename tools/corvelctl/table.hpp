@@ -48,6 +48,9 @@ private:
 /// Whether a byte belongs to a character of UTF-8 that has begun before it.
 [[nodiscard]] bool continues_character(char byte);
 
+/// The longest beginning of a text that has at most so many bytes and ends between two characters of UTF-8.
+[[nodiscard]] std::string_view cut_text(std::string_view text, std::size_t most_bytes);
+
 /// How many columns of a terminal a text takes: its characters in UTF-8, each counted as one.
 [[nodiscard]] std::size_t count_columns(std::string_view text);
 

@@ -39,6 +39,13 @@ TEST(reply_of_a_token_endpoint, is_reduced_to_the_error) {
     EXPECT_EQ(describe_token_reply(std::string(200, 'x'), {}), std::string(120, 'x') + "...");
 }
 
+TEST(reply_of_a_token_endpoint, is_cut_between_two_characters) {
+    auto const fits = std::string(117, 'x') + "\u20ac";
+
+    EXPECT_EQ(describe_token_reply(fits + "\u20ac", {}), fits + "...");
+    EXPECT_EQ(describe_token_reply('x' + fits, {}), std::string(118, 'x') + "...");
+}
+
 TEST(report_of_the_library, is_read) {
     std::string const begin =
         "Failed to receive new NATS authentication token: Authentication failed:\nEndpoint: "

@@ -31,14 +31,9 @@ bool is_equal(variable_value const& one, variable_value const& other) {
 
 variable_value cut(variable_value value) {
     auto* const text = std::get_if<std::string>(&value);
-    if (text == nullptr || text->size() <= value_history::longest_text) {
-        return value;
+    if (text != nullptr) {
+        text->resize(cut_text(*text, value_history::longest_text).size());
     }
-    auto size = value_history::longest_text;
-    while (size > 0 && continues_character((*text)[size])) {
-        --size;
-    }
-    text->resize(size);
     return value;
 }
 
