@@ -15,13 +15,51 @@ namespace {
 
 constexpr std::string_view mask = "***";
 
-void mask_secret(std::string& text, std::string_view secret) {
-    if (secret.empty()) {
-        return;
+struct json_character {
+    std::size_t size; // in the text
+    std::string meaning;
+};
+
+// What a text begins with: an escape of JSON, which has so many bytes, or a byte.
+json_character read_json_character(std::string_view text) {
+    json_character byte{1, std::string{text.substr(0, 1)}};
+    if (byte.meaning != "\\") {
+        return byte;
     }
-    for (auto position = text.find(secret); position != std::string::npos;
-         position = text.find(secret, position + mask.size())) {
-        text.replace(position, secret.size(), mask);
+    for (std::size_t const size : {2U, 6U, 12U}) {
+        auto const read =
+            nlohmann::json::parse('"' + std::string{text.substr(0, size)} + '"', nullptr, false);
+        if (read.is_string()) {
+            return {size, read.get<std::string>()};
+        }
+    }
+    return byte;
+}
+
+// How many bytes of the text are the secret, as it is or as a string of JSON has it; 0 if it begins with another text.
+std::size_t measure_secret(std::string_view text, std::string_view secret) {
+    if (text.starts_with(secret)) {
+        return secret.size();
+    }
+    std::size_t size = 0;
+    while (!secret.empty() && size < text.size()) {
+        auto const next = read_json_character(text.substr(size));
+        if (!secret.starts_with(next.meaning)) {
+            return 0;
+        }
+        size += next.size;
+        secret.remove_prefix(next.meaning.size());
+    }
+    return secret.empty() ? size : 0;
+}
+
+void mask_secret(std::string& text, std::string_view secret) {
+    for (std::size_t position = 0; position < text.size(); ++position) {
+        auto const size = measure_secret(std::string_view{text}.substr(position), secret);
+        if (size > 0) {
+            text.replace(position, size, mask);
+            position += mask.size() - 1;
+        }
     }
 }
 

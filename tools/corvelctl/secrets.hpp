@@ -13,8 +13,8 @@ namespace arvenhold::corvel::hub::ctl {
 
 using secret_list = std::vector<std::string>;
 
-/// Returns the text with "***" in place of the secrets and of users and passwords in URLs, and without
-/// what follows the words "access_token".
+/// Returns the text with "***" in place of the secrets, also where JSON has escaped them, and of users and
+/// passwords in URLs, and without what follows the words "access_token".
 [[nodiscard]] std::string remove_secrets(std::string_view text, secret_list const& secrets);
 
 /// Returns what the reply of a token endpoint says about its refusal, in one line: the fields "error"

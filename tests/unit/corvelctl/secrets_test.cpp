@@ -19,6 +19,16 @@ TEST(removing_secrets, masks_every_occurrence) {
     EXPECT_EQ(remove_secrets("a", {}), "a");
 }
 
+TEST(removing_secrets, masks_what_json_has_escaped) {
+    EXPECT_EQ(remove_secrets(R"({"said":"no a\"b"})", {R"(a"b)"}), R"({"said":"no ***"})");
+    EXPECT_EQ(remove_secrets(R"(a\u0022b a\"b a"b a\"c)", {R"(a"b)"}), R"(*** *** *** a\"c)");
+    EXPECT_EQ(remove_secrets(R"(a\/b\\c a/b\c a/b\\c)", {R"(a/b\c)"}), "*** *** ***");
+    EXPECT_EQ(
+        remove_secrets(R"(a\u003Cb a\u003cb \u00e9\ud83d\ude00)", {"a<b", "\u00e9\U0001f600"}),
+        "*** *** ***");
+    EXPECT_EQ(remove_secrets(R"(a\"b a\" \ud83d \)", {R"(a"b")"}), R"(a\"b a\" \ud83d \)");
+}
+
 TEST(removing_secrets, masks_credentials_in_urls) {
     EXPECT_EQ(remove_secrets("at nats://me:pw@plc:4222, or", {}), "at nats://***@plc:4222, or");
     EXPECT_EQ(remove_secrets("a:b@x, nats://me@y?q=z", {}), "***@x, nats://***@y?q=z");
