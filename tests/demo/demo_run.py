@@ -64,12 +64,13 @@ class DemoTest(unittest.TestCase):
         return self.folder
 
     def assert_fails(self, name, script, reason):
-        """The demo fails for this reason, a pattern, if the example is this script."""
+        """The demo fails for this reason, a pattern, if the example is this script. Returns its output and errors."""
         code, output, errors = self.run_to_end(build=self.build_with(name, script))
         self.assertEqual(code, 1, output)
         self.assertRegex(errors.splitlines()[-1], f"^the demo has failed: {reason}$")
         self.assertNotIn("everything was seen", output)
         self.assert_nothing_is_left()
+        return output, errors
 
     def processes(self):
         """What the demo has started and is still there."""

@@ -15,3 +15,9 @@ class Failures(DemoTest):
         self.assert_fails(
             "boiler", f'mkdir "{self.folder}/once" && exec "{boiler}" "$@"\nexec sleep 60',
             "not seen within 10 s: the boiler is accepted by the hub")
+
+    def test_a_last_line_without_an_end(self):
+        output, errors = self.assert_fails(
+            "boiler", "printf 'begun\\nno fuel'; exit 3", "the boiler has ended with exit code 3")
+        self.assertTrue(output.endswith("boiler: begun\nboiler: no fuel\n"), output)
+        self.assertIn("The last lines of the boiler:\n    begun\n    no fuel\n", errors)
