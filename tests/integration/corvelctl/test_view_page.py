@@ -343,7 +343,7 @@ class Writing(PageTest):
         browser.click("#tab-events")
         browser.choose("#event-group", "writes")
         browser.wait_text("#event-list", "flags/on  true -> false: confirmed")
-        browser.wait_text("#event-list", "answers/never  1.5 -> 7: not_confirmed")
+        browser.wait_text("#event-list", "answers/never  1.5 -> 7: not seen back, from 127.0.0.1")
         browser.wait_text("#event-list", "-> 500: refused, the provider holds 100, from 127.0.0.1")
 
     def correct_a_write(self):

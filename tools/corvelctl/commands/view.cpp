@@ -148,10 +148,12 @@ json_object send(
             log("refused, " + holds);
             return make_answer("refused", holds + "; it may refuse or limit the value");
         }
-        log(name_of(outcome));
-        return outcome == write_outcome::confirmed
-                 ? make_answer("confirmed", holds)
-                 : make_answer("not_confirmed", "the provider has published nothing in 2 s");
+        if (outcome == write_outcome::confirmed) {
+            log("confirmed");
+            return make_answer("confirmed", holds);
+        }
+        log("not seen back");
+        return make_answer("not_confirmed", "the provider has published nothing in 2 s");
     } catch (write_refused const& refused) {
         log("refused");
         return make_answer("refused", refused.what());
