@@ -154,6 +154,7 @@ class Charts(PageTest):
         browser.click(".panel:nth-of-type(2) .tools button:nth-child(3)")
         browser.wait_text(".panel:nth-of-type(1) .legend li:nth-child(5)", "odd times/span")
         self.assertEqual(browser.text(".panel:nth-of-type(2)"), "")
+        self.assertTrue(browser.run("return document.activeElement === document.querySelector('.panel .plot')"))
         browser.click(".legend li:nth-child(5) .close")
 
     def check_address(self):

@@ -88,7 +88,7 @@ export class Charts {
         const above = this.panels[this.panels.indexOf(panel) - 1];
         panel.traces.forEach(({provider, path, axis}) => above.add(provider, path, axis));
         this.remove(panel);
-        this.activate(above);
+        above.box.focus();
     }
 
     activate(panel) {
