@@ -133,6 +133,17 @@ class Replaying(FollowingTest):
         values = int(errors.split("replayed ")[1].split()[0])
         self.assertLessEqual(values, 2 * (10 * (time.monotonic() - began) + 1))
 
+    def test_shortens_the_pause_of_a_corrected_clock(self):
+        file = self.write_recording(
+            *BEGINNING, value("temperature", 2.5, 11),
+            *(value("temperature", float(second), 0, time=at(second).replace("2026", "2056")) for second in (10, 40)),
+            event("lost", 13))
+        replayed = self.expect(0, "replay", file, "--speed", "1000x")
+        self.assertIn("nothing is due from 2026-01-02 03:04:11.000Z to 2056-01-02 03:04:10.000Z; "
+                      "only 1 h of that is played\n", replayed.errors)
+        self.assertEqual(replayed.errors.count("nothing is due"), 1, replayed.errors)
+        self.assertIn("replayed 5 values", replayed.errors)
+
     def test_needs_no_reader_of_standard_output(self):
         file = self.write_recording(*BEGINNING, value("temperature", 2.5, 12))
         process = self.start("replay", file)

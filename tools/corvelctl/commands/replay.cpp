@@ -164,6 +164,8 @@ public:
         if (auto const* const first = m_rows.peek()) {
             m_first_place = first->place;
         }
+        m_reached = m_first_place;
+        m_skipped = {};
         start();
         for (auto const* next = m_rows.peek(); next != nullptr && next->place <= m_first_place;
              next = m_rows.peek()) {
@@ -185,6 +187,7 @@ public:
             if (next == nullptr) {
                 return begin_again();
             }
+            reach(next->place);
             m_due = m_start + get_distance(next->place);
             if (m_due > clock::now()) {
                 return true;
@@ -233,12 +236,24 @@ private:
         return names;
     }
 
+    // Shortens a long pause: a correction of a provider's clock may look like one of years.
+    void reach(timestamp place) {
+        constexpr std::chrono::hours longest_pause{1};
+        auto const before = std::exchange(m_reached, place);
+        if (place - before > longest_pause) {
+            m_skipped += place - before - longest_pause;
+            m_output.warn(
+                "nothing is due from " + make_short(before, true) + " to " + make_short(place, true)
+                + "; only 1 h of that is played");
+        }
+    }
+
     // How long after the first row it is due; limited, so that it can be added to the present time.
     [[nodiscard]] std::chrono::nanoseconds get_distance(timestamp place) const {
         constexpr std::chrono::duration<double, std::nano> longest{
             std::chrono::hours{24 * 365 * 100}};
         return std::chrono::duration_cast<std::chrono::nanoseconds>(
-            std::min(longest, (place - m_first_place) / m_given.speed));
+            std::min(longest, (place - m_first_place - m_skipped) / m_given.speed));
     }
 
     [[nodiscard]] bool begin_again() {
@@ -291,6 +306,8 @@ private:
     std::map<std::string, kept_provider*> const m_providers; // by recorded name
     placed_rows m_rows;
     timestamp m_first_place{};
+    timestamp m_reached{}; // the place of the latest row that was looked at
+    std::chrono::nanoseconds m_skipped{};
     timestamp m_place{};
     clock::time_point m_start{};
     timestamp m_start_time{};
@@ -422,7 +439,9 @@ void add_replay(command_line& line) {
     add_registration(command, options->registration);
     command.footer("Values have the present time unless --original-times is given. While a "
                    "provider was lost or\n"
-                   "stale, or nothing was recorded, its values are bad. Writes are refused.\n\n"
+                   "stale, or nothing was recorded, its values are bad. Writes are refused.\n"
+                   "Where nothing is due for more than an hour, as after a jump of a provider's\n"
+                   "clock, one hour is played.\n\n"
                    "Examples:\n"
                    "  corvelctl replay boiler.jsonl --as boiler-replayed --speed 2x\n"
                    "  corvelctl replay all.csv boiler --loop");
