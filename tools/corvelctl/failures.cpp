@@ -165,9 +165,11 @@ failure explain_status(int status, std::string const& words, connection_settings
     case tls_missing:
         return {
             exit_code::unreachable,
-            "no TLS connection to " + servers + ": the server has no TLS",
-            "let the server use TLS; without it, --hub begins with nats://, and --ca-file is left "
-            "out"};
+            "no TLS connection to " + servers
+                + ": the server, or another of its cluster, has no TLS",
+            "let the servers use TLS, and check --ca-file; without TLS, --hub begins with nats://, "
+            "and "
+            "--ca-file is left out"};
     case tls_failed:
         return {
             exit_code::unreachable,
