@@ -23,6 +23,12 @@ double ripple(double clock) {
     return 0.2 * std::sin(2.1 * clock) + 0.1 * std::sin(5.3 * clock);
 }
 
+// What share of its pressure the boiler holds while the steam that it gives off swells and ebbs.
+double share_of_pressure(double clock) {
+    auto const demand = std::sin(0.25 * clock);
+    return 1 - 0.08 * demand * demand;
+}
+
 } // namespace
 
 plant::plant() {
@@ -41,7 +47,8 @@ void plant::heat(double step) {
     auto const missing = target + ripple(m_clock) - m_state.temperature_celsius;
     m_state.temperature_celsius += missing * (1 - std::exp(-step / time_constant));
     // A rule of thumb for saturated steam.
-    m_state.pressure_bar = std::pow(m_state.temperature_celsius / 100, 4);
+    auto const saturated = std::pow(m_state.temperature_celsius / 100, 4);
+    m_state.pressure_bar = saturated * share_of_pressure(m_clock);
 }
 
 void plant::feed(double step) {

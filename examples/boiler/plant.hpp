@@ -22,7 +22,8 @@ struct plant_state {
 };
 
 /// The boiler, about a hundred times faster than a real one: the temperature follows the set point,
-/// the pressure follows the temperature, and a pump replaces the water that leaves as steam.
+/// the pressure follows the temperature and the demand for steam, and a pump replaces the water that
+/// leaves as steam.
 ///
 /// @par Thread safety
 /// All operations may be called from any thread.
