@@ -5,6 +5,7 @@
 
 #include "dev_hub/dev_hub_failure.hpp"
 #include "dev_hub/file_descriptor.hpp"
+#include "dev_hub/start_thread.hpp"
 
 #include <fcntl.h>
 #include <sys/prctl.h>
@@ -43,7 +44,7 @@ struct pipe_ends {
 pipe_ends make_pipe() {
     std::array<int, 2> numbers{};
     if (::pipe2(numbers.data(), O_CLOEXEC) != 0) {
-        throw std::system_error{errno, std::generic_category(), "pipe"};
+        throw dev_hub_failure{"cannot open a pipe: " + std::generic_category().message(errno)};
     }
     return {file_descriptor{numbers[0]}, file_descriptor{numbers[1]}};
 }
@@ -64,7 +65,7 @@ file_descriptor make_pipe_with(std::string_view text) {
     }
     auto pipe = make_pipe();
     if (::write(pipe.writing.get(), text.data(), text.size()) < 0) {
-        throw std::system_error{errno, std::generic_category(), "write"};
+        throw dev_hub_failure{"cannot fill a pipe: " + std::generic_category().message(errno)};
     }
     return std::move(pipe.reading);
 }
@@ -114,10 +115,10 @@ public:
         , m_arguments{std::move(arguments)} {
         std::promise<void> started;
         auto outcome = started.get_future();
-        m_thread = std::thread{
+        m_thread = start_thread(
             [this, promise = std::move(started), input = make_pipe_with(standard_input)]() mutable {
                 run(std::move(promise), std::move(input));
-            }};
+            });
         try {
             outcome.get();
         } catch (...) {

@@ -5,6 +5,7 @@
 
 #include "dev_hub/dev_hub_failure.hpp"
 #include "dev_hub/fault_injector.hpp"
+#include "dev_hub/start_thread.hpp"
 
 #include <nlohmann/json.hpp>
 
@@ -111,9 +112,7 @@ control_endpoint::control_endpoint(std::uint16_t nats_port, fault_injector& faul
         throw dev_hub_failure{
             "cannot open the control socket: " + std::generic_category().message(errno)};
     }
-    m_thread = std::thread{[this] {
-        run();
-    }};
+    m_thread = start_thread([this] { run(); });
 }
 
 control_endpoint::~control_endpoint() {

@@ -17,6 +17,12 @@ public:
     using std::runtime_error::runtime_error;
 };
 
+/// A port cannot be opened, for example because another program listens there.
+class port_unavailable : public dev_hub_failure {
+public:
+    using dev_hub_failure::dev_hub_failure;
+};
+
 /// The NATS server cannot be reached, or refuses the connection.
 class hub_connection_failure : public dev_hub_failure {
 public:

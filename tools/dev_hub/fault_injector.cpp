@@ -7,6 +7,7 @@
 #include "dev_hub/event_log.hpp"
 #include "dev_hub/nats_server.hpp"
 #include "dev_hub/registry.hpp"
+#include "dev_hub/start_thread.hpp"
 #include "dev_hub/token_endpoint.hpp"
 
 #include <algorithm>
@@ -35,9 +36,7 @@ fault_injector::fault_injector(
     , m_endpoint{endpoint}
     , m_providers{providers}
     , m_log{log}
-    , m_thread{[this] {
-        run();
-    }} {}
+    , m_thread{start_thread([this] { run(); })} {}
 
 fault_injector::~fault_injector() {
     {

@@ -168,7 +168,7 @@ in_process_server::in_process_server(event_log& log)
     auto const found = find_usable_port([this](auto candidate) {
         try {
             start_locked(candidate);
-        } catch (dev_hub_failure const&) {
+        } catch (port_unavailable const&) {
             return false;
         }
         return true;

@@ -28,7 +28,8 @@ public:
     ///
     /// @param log  Gets the server's events. Must outlive the server.
     ///
-    /// @throws dev_hub_failure  There is no free port.
+    /// @throws dev_hub_failure  There is no free port, no thread or no file descriptor. Nothing is
+    ///                          left running.
     explicit in_process_server(event_log& log);
 
     in_process_server(in_process_server const&) = delete;

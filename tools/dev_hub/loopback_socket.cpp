@@ -16,9 +16,10 @@
 namespace arvenhold::corvel::hub::dev {
 namespace {
 
+template <class Failure = dev_hub_failure>
 void require(bool succeeded, std::string const& what) {
     if (!succeeded) {
-        throw dev_hub_failure{"cannot " + what + ": " + std::generic_category().message(errno)};
+        throw Failure{"cannot " + what + ": " + std::generic_category().message(errno)};
     }
 }
 
@@ -58,7 +59,7 @@ file_descriptor listen_on_loopback(std::uint16_t port) {
     auto address = make_address(port);
     auto const is_open = ::bind(listener.get(), generic(address), sizeof address) == 0
                       && ::listen(listener.get(), SOMAXCONN) == 0;
-    require(is_open, "listen on port " + std::to_string(port));
+    require<port_unavailable>(is_open, "listen on port " + std::to_string(port));
     return listener;
 }
 

@@ -19,7 +19,8 @@ namespace arvenhold::corvel::hub::dev {
 ///
 /// @param port  0 for a free one.
 ///
-/// @throws dev_hub_failure  The port cannot be opened, for example because it is taken.
+/// @throws port_unavailable  The port cannot be opened, for example because it is taken.
+/// @throws dev_hub_failure   There is no socket left.
 [[nodiscard]] file_descriptor listen_on_loopback(std::uint16_t port);
 
 /// The port of a socket that listens.

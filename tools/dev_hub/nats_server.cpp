@@ -210,7 +210,7 @@ void nats_server::start_locked() {
 bool nats_server::try_proxy_locked(std::uint16_t port) {
     try {
         m_proxy = std::make_unique<cutting_proxy>(m_direct_port, port);
-    } catch (dev_hub_failure const&) {
+    } catch (port_unavailable const&) {
         return false;
     }
     return true;

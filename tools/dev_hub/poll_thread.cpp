@@ -4,6 +4,7 @@
 #include "dev_hub/poll_thread.hpp"
 
 #include "dev_hub/dev_hub_failure.hpp"
+#include "dev_hub/start_thread.hpp"
 
 #include <sys/eventfd.h>
 
@@ -25,9 +26,7 @@ file_descriptor make_wake() {
 poll_thread::poll_thread(std::function<poll_round()> serve)
     : m_serve{std::move(serve)}
     , m_wake{make_wake()}
-    , m_thread{[this] {
-        run();
-    }} {}
+    , m_thread{start_thread([this] { run(); })} {}
 
 poll_thread::~poll_thread() {
     m_ending = true;

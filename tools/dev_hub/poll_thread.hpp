@@ -31,7 +31,7 @@ class poll_thread {
 public:
     /// @param serve  Runs on the thread, and must not throw.
     ///
-    /// @throws dev_hub_failure  The process has too many open files.
+    /// @throws dev_hub_failure  The process has too many open files, or the system no thread left.
     explicit poll_thread(std::function<poll_round()> serve);
 
     poll_thread(poll_thread const&) = delete;

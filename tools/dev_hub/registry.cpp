@@ -9,6 +9,7 @@
 #include "dev_hub/hub_subjects.hpp"
 #include "dev_hub/mailbox.hpp"
 #include "dev_hub/registry_messages.hpp"
+#include "dev_hub/start_thread.hpp"
 #include "protocol/subjects.hpp"
 
 #include <algorithm>
@@ -92,9 +93,7 @@ public:
         , m_behaviour{options.verdict_delay, 1, false, false, {}} {
         open_session();
         m_next_probe = steady_clock::now() + m_options.probe_interval;
-        m_thread = std::thread{[this] {
-            run();
-        }};
+        m_thread = start_thread([this] { run(); });
     }
 
     impl(impl const&) = delete;

@@ -50,7 +50,8 @@ public:
     ///
     /// @param log  Gets the registry's events. Must outlive the registry.
     ///
-    /// @throws dev_hub_failure  The server does not admit the registry.
+    /// @throws dev_hub_failure  The server does not admit the registry, or the system has no thread
+    ///                          left. Nothing is left running.
     registry(
         std::string const& nats_url,
         std::string const& token,

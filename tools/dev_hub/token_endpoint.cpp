@@ -7,6 +7,7 @@
 #include "dev_hub/dev_hub_failure.hpp"
 #include "dev_hub/event_log.hpp"
 #include "dev_hub/port_candidate.hpp"
+#include "dev_hub/start_thread.hpp"
 #include "protocol/subjects.hpp"
 
 #include <httplib.h>
@@ -19,12 +20,15 @@
 #include <cctype>
 #include <condition_variable>
 #include <deque>
+#include <functional>
+#include <future>
 #include <mutex>
 #include <numeric>
 #include <optional>
 #include <string_view>
 #include <thread>
 #include <utility>
+#include <vector>
 
 namespace arvenhold::corvel::hub::dev {
 namespace {
@@ -116,6 +120,85 @@ void send(httplib::Response& response, fixed_answer const& answer) {
         response.set_content(answer.body.front(), answer.content_type);
     }
 }
+
+// The threads that answer. Unlike the pool of the HTTP library, which starts its threads while it
+// listens and ends the process if one is missing, they are all there when the object is.
+class answering_threads final : public httplib::TaskQueue {
+public:
+    answering_threads() {
+        try {
+            start(8);
+        } catch (...) {
+            end();
+            throw;
+        }
+    }
+
+    answering_threads(answering_threads const&) = delete;
+    answering_threads(answering_threads&&) = delete;
+    answering_threads& operator=(answering_threads const&) = delete;
+    answering_threads& operator=(answering_threads&&) = delete;
+
+    ~answering_threads() override {
+        end();
+    }
+
+    void enqueue(std::function<void()> answer) override {
+        {
+            std::scoped_lock const lock{m_mutex};
+            m_waiting.push_back(std::move(answer));
+        }
+        m_changed.notify_one();
+    }
+
+    // What is waiting is still answered.
+    void shutdown() override {
+        end();
+    }
+
+private:
+    std::mutex m_mutex; // guards what follows, down to m_ending
+    std::condition_variable m_changed;
+    std::deque<std::function<void()>> m_waiting;
+    bool m_ending = false;
+    std::vector<std::thread> m_threads;
+
+    void start(std::size_t count) {
+        while (m_threads.size() < count) {
+            m_threads.push_back(start_thread([this] { run(); }));
+        }
+    }
+
+    void end() {
+        {
+            std::scoped_lock const lock{m_mutex};
+            m_ending = true;
+        }
+        m_changed.notify_all();
+        for (auto& each : m_threads) {
+            each.join();
+        }
+        m_threads.clear();
+    }
+
+    void run() {
+        while (auto const answer = wait_for_next()) {
+            answer();
+        }
+    }
+
+    // Returns none at the end.
+    std::function<void()> wait_for_next() {
+        std::unique_lock lock{m_mutex};
+        m_changed.wait(lock, [this] { return m_ending || !m_waiting.empty(); });
+        if (m_waiting.empty()) {
+            return nullptr;
+        }
+        auto next = std::move(m_waiting.front());
+        m_waiting.pop_front();
+        return next;
+    }
+};
 
 } // namespace
 
@@ -219,18 +302,42 @@ private:
         server->Post(path, [this](httplib::Request const& request, httplib::Response& response) {
             answer(request, response);
         });
-        if (!server->bind_to_port("127.0.0.1", m_port)) {
+        // Shared, because a std::function can be copied; the server takes over what is in it.
+        server->new_task_queue = [threads = std::make_shared<std::unique_ptr<answering_threads>>(
+                                      std::make_unique<answering_threads>())] {
+            return threads->release();
+        };
+        auto listener = start_listener(*server);
+        if (!listener.has_value()) {
             return false;
         }
         m_server = std::move(server);
-        m_listener = std::thread{[listening = m_server.get()] {
-            listening->listen_after_bind();
-        }};
+        m_listener = std::move(*listener);
         // A stop before this point would be lost.
         while (!m_server->is_running()) {
             std::this_thread::yield();
         }
         return true;
+    }
+
+    // The port is opened on the thread, because the HTTP library does not close it again if there is
+    // no thread to listen. Nothing if the port cannot be opened.
+    [[nodiscard]] std::optional<std::thread> start_listener(httplib::Server& server) const {
+        std::promise<bool> opened;
+        auto is_open = opened.get_future();
+        auto listener =
+            start_thread([&server, port = m_port, promise = std::move(opened)]() mutable {
+                bool const succeeded = server.bind_to_port("127.0.0.1", port);
+                promise.set_value(succeeded);
+                if (succeeded) {
+                    server.listen_after_bind();
+                }
+            });
+        if (is_open.get()) {
+            return listener;
+        }
+        listener.join();
+        return {};
     }
 
     void set_closing(bool closing) {

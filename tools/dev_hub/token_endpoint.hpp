@@ -71,7 +71,8 @@ public:
     /// @param token  What clients are given.
     /// @param log    Gets the endpoint's events. Must outlive the endpoint.
     ///
-    /// @throws dev_hub_failure  The given port is taken.
+    /// @throws dev_hub_failure  The given port is taken, or the system has no thread left. Nothing
+    ///                          is left running.
     token_endpoint(token_endpoint_options options, std::string token, event_log& log);
 
     token_endpoint(token_endpoint const&) = delete;
@@ -110,7 +111,8 @@ public:
 
     /// Opens the same port again. Does nothing when it is open.
     ///
-    /// @throws dev_hub_failure  Another program has taken the port meanwhile.
+    /// @throws dev_hub_failure  Another program has taken the port meanwhile, or the system has no
+    ///                          thread left. The port stays closed.
     void listen_again();
 
 private:

@@ -87,7 +87,8 @@ public:
     ///
     /// @param server  The NATS server. The program nats-server is found as why_unavailable() says.
     ///
-    /// @throws hub_unavailable  The hub cannot be started; nothing is left running.
+    /// @throws hub_unavailable  The hub cannot be started, for example because the system has no thread
+    ///                          left; nothing is left running.
     explicit local_hub(server_kind server = server_kind::nats_server);
 
     /// Starts the hub with another program as nats-server.
@@ -155,7 +156,8 @@ public:
     ///
     /// @param ended  The fault.
     ///
-    /// @throws hub_unavailable  Another program has taken the port meanwhile; the fault lasts.
+    /// @throws hub_unavailable  The service cannot be started, for example because another program
+    ///                          has taken the port meanwhile; the fault lasts.
     ///
     /// @par Blocking
     /// Until the service works; up to 10 s for each scripted provider if there is a fault of the

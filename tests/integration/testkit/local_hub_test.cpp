@@ -3,18 +3,27 @@
 
 #include "dev_hub/child_process.hpp"
 #include "playing.hpp"
+#include "support/limited_threads.hpp"
 
+#include <sys/wait.h>
+
+#include <cerrno>
 #include <csignal>
+#include <cstddef>
+#include <filesystem>
 #include <optional>
 #include <stdexcept>
 
 namespace arvenhold::corvel::hub::testkit {
 namespace {
 
+using testing::AnyOf;
 using testing::Contains;
 using testing::ElementsAre;
+using testing::EndsWith;
 using testing::HasSubstr;
 using testing::IsEmpty;
+using testing::StartsWith;
 
 constexpr auto missing = "no-such-server was not found; the Debian package nats-server has it: "
                          "apt-get install nats-server";
@@ -28,6 +37,40 @@ bool is_reachable(hub_access const& access) {
         return false;
     }
     return true;
+}
+
+std::size_t count_threads() {
+    namespace fs = std::filesystem;
+    std::size_t count = 0;
+    for ([[maybe_unused]] auto const& thread : fs::directory_iterator{"/proc/self/task"}) {
+        ++count;
+    }
+    return count;
+}
+
+bool has_children() {
+    siginfo_t ignored{};
+    return ::waitid(P_ALL, 0, &ignored, WEXITED | WNOHANG | WNOWAIT) == 0 || errno != ECHILD;
+}
+
+/// Returns whether the hub was started; otherwise waits until nothing of it runs any more.
+bool starts_with_threads(int threads, server_kind kind) {
+    auto const before = count_threads();
+    limited_threads const limit{threads};
+    try {
+        local_hub const hub{kind};
+        return true;
+    } catch (hub_unavailable const& failure) {
+        // The NATS client does not report what it lacks.
+        EXPECT_THAT(
+            failure.what(), AnyOf(StartsWith("cannot start a thread: "), EndsWith("System Error")));
+    }
+    EXPECT_TRUE(limit.has_run_out());
+    EXPECT_FALSE(has_children());
+    // A thread is listed for a moment after it was joined.
+    wait_until(
+        "the end of all threads", [&] { return count_threads() == before; }, patience);
+    return false;
 }
 
 /// A hub that the test starts itself.
@@ -49,6 +92,18 @@ TEST(local_hub, without_a_server_fails_with_the_same_text) {
     EXPECT_EQ(
         thrown_message<hub_unavailable>([] { local_hub const hub{"no-such-server"}; }), missing);
     EXPECT_THROW(local_hub{"/nowhere/nats-server"}, hub_unavailable);
+}
+
+TEST_P(hub_alone, leaves_nothing_running_when_a_thread_is_missing) {
+    EXPECT_TRUE(
+        starts_with_threads(1'000, GetParam())); // the NATS client keeps some of its threads
+
+    int enough = 0;
+    while (enough < 1'000 && !starts_with_threads(enough, GetParam())) {
+        ++enough;
+    }
+
+    EXPECT_GT(enough, 10); // those of the token endpoint alone
 }
 
 TEST_P(hub_alone, admits_programs_as_soon_as_it_exists) {
