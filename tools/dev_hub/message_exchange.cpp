@@ -82,11 +82,16 @@ void exchange_client::receive(std::string_view bytes) {
 }
 
 std::string_view exchange_client::get_output() const {
-    return m_output;
+    return std::string_view{m_output}.substr(m_sent);
 }
 
 void exchange_client::drop_output(std::size_t size) {
-    m_output.erase(0, size);
+    m_sent += size;
+    // Not sooner, so that no more bytes are moved than were sent.
+    if (m_sent > m_output.size() / 2) {
+        m_output.erase(0, m_sent);
+        m_sent = 0;
+    }
 }
 
 bool exchange_client::is_admitted() const {
@@ -231,8 +236,9 @@ void exchange_client::send(std::initializer_list<std::string_view> parts) {
     for (auto const part : parts) {
         m_output.append(part);
     }
-    if (m_output.size() > m_exchange.get_settings().max_pending) {
+    if (get_output().size() > m_exchange.get_settings().max_pending) {
         m_output.clear(); // nothing of it would be read soon
+        m_sent = 0;
         m_ended = true;
     }
 }

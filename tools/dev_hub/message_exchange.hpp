@@ -104,6 +104,7 @@ private:
     message_exchange& m_exchange;
     command_decoder m_decoder;
     std::string m_output;
+    std::size_t m_sent = 0; // of m_output; at most half of it
     bool m_admitted = false;
     bool m_ended = false;
 

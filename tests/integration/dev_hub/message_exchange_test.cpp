@@ -58,6 +58,40 @@ TEST_F(message_exchange_test, keeps_output_that_was_not_sent) {
     EXPECT_EQ(listener.get_output(), "1 2\r\nhi\r\n");
 }
 
+TEST_F(message_exchange_test, sends_everything_in_order_to_a_slow_reader) {
+    listener.receive("SUB a 1\r\n");
+    std::string published;
+    std::string read;
+
+    for (auto count = 100; count > 0; --count) {
+        auto const text = std::to_string(count);
+        auto const message = std::to_string(text.size()) + "\r\n" + text + "\r\n";
+        speaker.receive("PUB a " + message);
+        published += "MSG a 1 " + message;
+        auto const piece = listener.get_output().substr(0, 11);
+        read += piece;
+        listener.drop_output(piece.size());
+    }
+
+    ASSERT_FALSE(listener.has_ended());
+    EXPECT_EQ(read + std::string{listener.get_output()}, published);
+}
+
+TEST_F(message_exchange_test, moves_no_more_bytes_than_it_sends) {
+    listener.receive("SUB a 1\r\n");
+    speaker.receive("PUB a 900\r\n" + std::string(900, 'x') + "\r\n");
+    auto const size = listener.get_output().size();
+
+    std::size_t moved = 0;
+    while (!listener.get_output().empty()) {
+        auto const* const next = listener.get_output().substr(1).data();
+        listener.drop_output(1);
+        moved += listener.get_output().data() == next ? 0 : listener.get_output().size();
+    }
+
+    EXPECT_LE(moved, size);
+}
+
 TEST_F(message_exchange_test, delivers_to_a_client_as_long_as_it_is_there) {
     std::optional<exchange_client> guest;
     guest.emplace(exchange).receive("CONNECT {\"auth_token\":\"secret\"}\r\nSUB a 1\r\n");
