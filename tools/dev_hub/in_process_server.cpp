@@ -33,6 +33,13 @@ constexpr std::size_t piece_size = 65'536; // bytes that are received at once
 // How long a client may take to show its token; nats-server gives it the same time.
 constexpr std::chrono::seconds admission_limit{2};
 
+// How long nobody is accepted when no file descriptor is left.
+constexpr milliseconds accept_pause{100};
+
+void shorten(poll_round& round, milliseconds limit) {
+    round.limit = round.limit.count() < 0 ? limit : std::min(round.limit, limit);
+}
+
 // A client and its socket.
 class connection {
 public:
@@ -85,8 +92,7 @@ public:
         if (!m_client.is_admitted()) {
             auto const rest =
                 std::chrono::ceil<milliseconds>(m_admission_deadline - steady_clock::now());
-            auto const limit = std::max(rest, milliseconds::zero());
-            round.limit = round.limit.count() < 0 ? limit : std::min(round.limit, limit);
+            shorten(round, std::max(rest, milliseconds::zero()));
         }
     }
 
@@ -135,6 +141,7 @@ private:
         }
         while (accept_locked()) {
         }
+        bool const everybody_is_accepted = would_block();
         for (auto const& each : m_connections) {
             each->receive();
         }
@@ -143,7 +150,11 @@ private:
             each->send();
         }
         std::erase_if(m_connections, [](auto const& each) { return each->is_over(); });
-        round.watched.push_back({.fd = m_listener.get(), .events = POLLIN, .revents = 0});
+        if (everybody_is_accepted) {
+            round.watched.push_back({.fd = m_listener.get(), .events = POLLIN, .revents = 0});
+        } else {
+            shorten(round, accept_pause); // who waits there would end each wait at once
+        }
         for (auto const& each : m_connections) {
             each->watch(round);
         }
