@@ -12,7 +12,12 @@
 namespace arvenhold::corvel::hub {
 
 struct work_thread::queue {
-    using timed_work = std::multimap<time_point, work>;
+    struct timer {
+        work task;
+        duration interval; // zero: it runs once
+    };
+    using timed_work = std::multimap<time_point, timer>;
+    using due_timer = timed_work::node_type;
 
     std::atomic<std::thread::id> thread{}; // compared by is_current() on any thread
 
@@ -41,20 +46,32 @@ struct work_thread::queue {
         return lock;
     }
 
-    // Returns what runs next, in its order; nothing at the end. Not analysed: see wait().
-    bool take(std::vector<work>& batch) CORVEL_HUB_NO_THREAD_SAFETY_ANALYSIS {
+    // Returns what runs next, one of both; nothing at the end. Needs no memory. Not analysed: see
+    // wait().
+    bool take(due_timer& due, std::vector<work>& batch) CORVEL_HUB_NO_THREAD_SAFETY_ANALYSIS {
         auto const lock = wait();
         if (stopped || (closed && posted.empty())) {
             return false;
         }
-        while (!closed && has_due_timer()) {
-            batch.push_back(std::move(timed.begin()->second));
-            timed.erase(timed.begin());
-        }
-        if (batch.empty()) {
+        if (!closed && has_due_timer()) {
+            due = timed.extract(timed.begin());
+        } else {
             batch.swap(posted); // both keep their capacity
         }
         return true;
+    }
+
+    void run(due_timer due) {
+        auto const begin = std::chrono::steady_clock::now();
+        due.mapped().task();
+        if (due.mapped().interval == duration::zero()) {
+            return;
+        }
+        due.key() = begin + due.mapped().interval;
+        std::scoped_lock const lock{mutex};
+        if (!closed) {
+            timed.insert(std::move(due));
+        }
     }
 
     // What the task holds is released before the next one runs.
@@ -94,7 +111,11 @@ void work_thread::start() {
 void work_thread::run(queue& shared) {
     shared.thread = std::this_thread::get_id();
     std::vector<work> batch;
-    while (shared.take(batch)) {
+    queue::due_timer due;
+    while (shared.take(due, batch)) {
+        if (!due.empty()) {
+            shared.run(std::exchange(due, {}));
+        }
         for (auto& task : batch) {
             shared.run(std::exchange(task, nullptr));
         }
@@ -116,13 +137,21 @@ void work_thread::post(work task) {
 }
 
 void work_thread::post_at(time_point when, work task) {
+    add(when, duration::zero(), std::move(task));
+}
+
+void work_thread::repeat(duration interval, work task) {
+    add(std::chrono::steady_clock::now(), interval, std::move(task));
+}
+
+void work_thread::add(time_point when, duration interval, work task) {
     auto const shared = m_queue;
     {
         std::scoped_lock const lock{shared->mutex};
         if (shared->closed) {
             return;
         }
-        shared->timed.emplace(when, std::move(task));
+        shared->timed.emplace(when, queue::timer{std::move(task), interval});
     }
     shared->changed.notify_one();
 }

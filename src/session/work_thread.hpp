@@ -27,6 +27,7 @@ class work_thread {
 public:
     using work = std::function<void()>;
     using time_point = std::chrono::steady_clock::time_point;
+    using duration = std::chrono::steady_clock::duration;
 
     /// Does not start the thread.
     work_thread();
@@ -49,6 +50,10 @@ public:
     /// Adds work for a time. Dropped after stop().
     void post_at(time_point when, work task);
 
+    /// Runs work at once and, until stop() or finish(), again when an interval has passed since it
+    /// last began. Needs memory only now. Dropped after stop().
+    void repeat(duration interval, work task);
+
     /// Begins to end: what is running returns, nothing else begins.
     void stop();
 
@@ -69,6 +74,7 @@ private:
     mutable std::mutex m_join_mutex;
     std::thread m_thread CORVEL_HUB_GUARDED_BY(m_join_mutex);
 
+    void add(time_point when, duration interval, work task);
     static void run(queue& shared);
 };
 

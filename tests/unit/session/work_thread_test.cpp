@@ -2,12 +2,14 @@
 // SPDX-License-Identifier: Apache-2.0
 
 #include "session/work_thread.hpp"
+#include "support/limited_memory.hpp"
 
 #include <gmock/gmock.h>
 
 #include <future>
 #include <latch>
 #include <memory>
+#include <optional>
 #include <vector>
 
 namespace arvenhold::corvel::hub {
@@ -69,6 +71,61 @@ TEST_F(running_thread, runs_timed_work_in_the_order_of_the_times) {
 
     EXPECT_THAT(ran, ElementsAre(1, 2));
     EXPECT_GE(steady_clock::now(), now + std::chrono::milliseconds{20});
+}
+
+TEST_F(running_thread, repeats_work_without_memory) {
+    std::optional<limited_memory> limit; // the thread's
+    std::promise<bool> has_run_out;
+    int count = 0;
+
+    thread.repeat(std::chrono::milliseconds{1}, [&] {
+        ++count;
+        if (count == 1) {
+            limit.emplace(0);
+        } else if (count == 5) {
+            auto const missed = limit->has_run_out();
+            limit.reset();
+            has_run_out.set_value(missed);
+        }
+    });
+    EXPECT_FALSE(has_run_out.get_future().get());
+
+    thread.stop();
+    thread.join();
+}
+
+TEST_F(running_thread, repeats_work_no_sooner_than_after_the_interval) {
+    std::promise<void> done;
+    auto const begin = steady_clock::now();
+    int count = 0;
+
+    thread.repeat(std::chrono::milliseconds{10}, [&] {
+        if (++count == 3) {
+            thread.stop();
+            done.set_value();
+        }
+    });
+    done.get_future().wait();
+    thread.join();
+
+    EXPECT_GE(steady_clock::now(), begin + std::chrono::milliseconds{20});
+    EXPECT_EQ(count, 3);
+}
+
+TEST_F(running_thread, destroys_repeated_work_when_it_stops) {
+    auto const held = std::make_shared<int>();
+    std::promise<void> begun;
+    std::latch stopped{1};
+    thread.repeat(std::chrono::hours{1}, [held, &begun, &stopped] {
+        begun.set_value();
+        stopped.wait();
+    });
+    begun.get_future().wait();
+    thread.stop();
+    stopped.count_down();
+    thread.join();
+
+    EXPECT_EQ(held.use_count(), 1);
 }
 
 TEST_F(running_thread, begins_nothing_after_stop_not_even_of_what_was_posted_together) {
