@@ -3,7 +3,7 @@
 
 #include "session/handler_queue.hpp"
 
-#include <hub/diagnostics.hpp>
+#include "session/failure_report.hpp"
 
 #include <sys/eventfd.h>
 #include <unistd.h>
@@ -108,15 +108,9 @@ void handler_queue::run(handler const& called) const {
     try {
         called();
     } catch (std::exception const& error) {
-        report_diagnostic(
-            diagnostic_severity::error,
-            m_client_name,
-            m_client_name + ": a handler threw an exception: " + error.what());
+        report_failure(m_client_name, "a handler threw an exception", error.what());
     } catch (...) { // NOLINT(bugprone-empty-catch): it is reported, not ignored
-        report_diagnostic(
-            diagnostic_severity::error,
-            m_client_name,
-            m_client_name + ": a handler threw something that is no std::exception");
+        report_failure(m_client_name, "a handler threw something that is no std::exception");
     }
 }
 

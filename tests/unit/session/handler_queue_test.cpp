@@ -3,6 +3,7 @@
 
 #include "session/handler_queue.hpp"
 
+#include "support/limited_memory.hpp"
 #include <hub/diagnostics.hpp>
 
 #include <gmock/gmock.h>
@@ -126,6 +127,18 @@ TEST_F(waiting_handlers, find_nothing_to_dispatch_inside_a_handler) {
     EXPECT_TRUE(is_readable(queue.get_descriptor()));
     EXPECT_EQ(queue.dispatch(), 1U);
     EXPECT_THAT(ran, ElementsAre(2));
+}
+
+TEST_F(waiting_handlers, run_although_the_failure_of_another_one_could_not_be_reported) {
+    queue.add([] { throw std::runtime_error{"a text that needs memory of its own"}; });
+    {
+        limited_memory const nothing_left{0};
+        EXPECT_EQ(queue.dispatch(), 1U);
+    }
+    queue.add([this] { ran.push_back(1); });
+
+    EXPECT_EQ(queue.dispatch(), 1U);
+    EXPECT_THAT(ran, ElementsAre(1));
 }
 
 TEST_F(waiting_handlers, are_dropped_at_the_end_even_by_a_handler) {
