@@ -220,7 +220,7 @@ void consumer_session::impl::tell_definition_change(definition_change const& cha
     if (change.vanished.empty() && change.changed_types.empty()) {
         return;
     }
-    m_thread.post([self = shared_from_this(), change] { self->add_definition_change(change); });
+    post([change](impl& self) { self.add_definition_change(change); });
 }
 
 void consumer_session::impl::add_definition_change(definition_change const& change) {

@@ -5,9 +5,6 @@
 
 #include "session/consumer_session_impl.hpp"
 
-#include <hub/diagnostics.hpp>
-
-#include <exception>
 #include <random>
 #include <stdexcept>
 #include <utility>
@@ -63,11 +60,11 @@ void consumer_session::impl::start() {
         }
         m_connecting_thread.start();
         m_thread.start();
+        m_thread.repeat(tick_interval, [self = shared_from_this()] { self->run(&impl::tick); });
     } catch (...) {
         stop();
         throw;
     }
-    post(&impl::tick);
 }
 
 // Finishing comes last: another thread that stops the session, too, waits for it, and finds nothing
@@ -138,20 +135,6 @@ std::shared_ptr<followed_variables::impl> consumer_session::impl::follow(
     return handle;
 }
 
-void consumer_session::impl::post(void (impl::*task)()) {
-    m_thread.post([self = shared_from_this(), task] { self->run(task); });
-}
-
-// Without memory there is nothing to do but to try again at the next tick.
-void consumer_session::impl::run(void (impl::*task)()) {
-    try {
-        (this->*task)();
-    } catch (std::exception const& error) {
-        report_diagnostic(
-            diagnostic_severity::error, m_name, m_name + ": the session failed: " + error.what());
-    }
-}
-
 // The task takes the mark away.
 void consumer_session::impl::post_once(std::atomic<bool>& is_posted, void (impl::*task)()) {
     if (is_posted.exchange(true)) {
@@ -171,8 +154,6 @@ void consumer_session::impl::wake() {
 }
 
 void consumer_session::impl::tick() {
-    m_thread.post_at(
-        clock::now() + tick_interval, [self = shared_from_this()] { self->run(&impl::tick); });
     if (has_waiting()) {
         post_drain(); // for what a drain without memory has left
     }

@@ -11,6 +11,7 @@
 #pragma once
 
 #include "session/back_off.hpp"
+#include "session/failure_report.hpp"
 #include "session/failure_status.hpp"
 #include "session/followed_provider.hpp"
 #include "session/following.hpp"
@@ -29,6 +30,7 @@
 #include <condition_variable>
 #include <cstddef>
 #include <deque>
+#include <exception>
 #include <functional>
 #include <map>
 #include <memory>
@@ -208,15 +210,18 @@ private:
     work_thread m_thread;
 
     // Session
-    void post(void (impl::*task)());
+    template <class Task>
+    void post(Task task);
     void post_once(std::atomic<bool>& is_posted, void (impl::*task)());
-    void run(void (impl::*task)());
+    template <class Task>
+    void run(Task&& task);
     void wake();
     void tick();
     void advance();
 
     // Connecting
     void connect_when_due();
+    void begin_connecting();
     void open_link();
     void adopt_link(std::shared_ptr<link> const& connected);
     void record_connect_failure(failure const& why);
@@ -241,7 +246,7 @@ private:
     void advance_providers(clock::time_point now);
     void run_on_lane(provider_work& work, std::function<void()> operation);
     std::optional<std::size_t> find_lane(provider_work const& work) const;
-    void finish_operation(provider_work& work, std::size_t lane, session_status const& outcome);
+    void finish_operation(provider_work& work, std::size_t lane, session_status outcome);
     void attach(
         provider_work& work,
         std::shared_ptr<link> const& owner,
@@ -308,5 +313,23 @@ private:
     status_handler get_status_handler() CORVEL_HUB_EXCLUDES(m_handlers_mutex);
     void tell_status(std::string const& provider, session_status const& status);
 };
+
+// A task is called with this object, on the session's thread.
+template <class Task>
+void consumer_session::impl::post(Task task) {
+    m_thread.post([self = shared_from_this(), task = std::move(task)]() mutable {
+        self->run(std::move(task));
+    });
+}
+
+// Without memory there is nothing to do but to try again at the next tick.
+template <class Task>
+void consumer_session::impl::run(Task&& task) {
+    try {
+        std::invoke(std::forward<Task>(task), *this);
+    } catch (std::exception const& error) {
+        report_failure(m_name, "the session failed", error.what());
+    }
+}
 
 } // namespace arvenhold::corvel::hub

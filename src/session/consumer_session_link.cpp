@@ -21,11 +21,16 @@ void consumer_session::impl::connect_when_due() {
     if (m_is_connecting || now < m_next_connect) {
         return;
     }
-    m_is_connecting = true;
     m_thread.post_at(process_token_pace().reserve(now), [self = shared_from_this()] {
-        auto& owner = *self;
-        owner.m_connecting_thread.post([&owner] { owner.open_link(); });
+        self->run(&impl::begin_connecting);
     });
+    m_is_connecting = true; // last: without memory, the next tick tries again
+}
+
+void consumer_session::impl::begin_connecting() {
+    m_is_connecting = false;
+    m_connecting_thread.post([this] { open_link(); });
+    m_is_connecting = true; // last, too
 }
 
 void consumer_session::impl::open_link() {
@@ -45,10 +50,10 @@ void consumer_session::impl::open_link() {
             m_access.client_secret,
             options);
         m_open_link = opened;
-        m_thread.post([self = shared_from_this(), opened] { self->adopt_link(opened); });
+        post([opened](impl& self) { self.adopt_link(opened); });
     } catch (std::exception const& error) {
         auto const why = failure_of_connecting(error, m_access.client_secret);
-        m_thread.post([self = shared_from_this(), why] { self->record_connect_failure(why); });
+        post([why](impl& self) { self.record_connect_failure(why); });
     }
 }
 
@@ -65,7 +70,7 @@ void consumer_session::impl::adopt_link(std::shared_ptr<link> const& connected) 
         work->has_hung = false;
         work->outcome = {};
     }
-    run(&impl::advance);
+    advance();
 }
 
 void consumer_session::impl::record_connect_failure(failure const& why) {

@@ -190,8 +190,6 @@ void consumer_session::impl::run_on_lane(provider_work& work, std::function<void
         return; // tried again when an operation has ended
     }
     m_latest_served = work.provider->get_identifier();
-    m_is_lane_busy[*lane] = true;
-    work.is_busy = true;
     m_lanes[*lane].post([this, &work, lane = *lane, operation = std::move(operation)] {
         auto outcome = ready_status();
         try {
@@ -201,10 +199,12 @@ void consumer_session::impl::run_on_lane(provider_work& work, std::function<void
             auto const why = failure_of_reading(error, m_access.client_secret);
             outcome = {session_state::degraded, why.reason, why.text};
         }
-        m_thread.post([self = shared_from_this(), &work, lane, outcome] {
-            self->finish_operation(work, lane, outcome);
+        post([&work, lane, outcome](impl& self) mutable {
+            self.finish_operation(work, lane, std::move(outcome));
         });
     });
+    m_is_lane_busy[*lane] = true; // last: without memory, the next tick tries again
+    work.is_busy = true;
 }
 
 // A provider that has failed may take 10 s again. Such providers use the last lane, and others only
@@ -224,12 +224,12 @@ std::optional<std::size_t> consumer_session::impl::find_lane(provider_work const
 }
 
 void consumer_session::impl::finish_operation(
-    provider_work& work, std::size_t lane, session_status const& outcome) {
+    provider_work& work, std::size_t lane, session_status outcome) {
     auto const now = clock::now();
     m_is_lane_busy[lane] = false;
     work.is_busy = false;
     work.has_hung = outcome.state != session_state::ready;
-    work.outcome = outcome;
+    work.outcome = std::move(outcome);
     auto const has_attached = std::exchange(work.is_attaching, false);
     if (has_attached) {
         work.live_since = now;

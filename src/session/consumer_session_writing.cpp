@@ -121,13 +121,12 @@ void consumer_session::impl::request_write(
             begin_refusal(provider, path) + std::to_string(most_waiting_writes)
                 + " writes of the session have not been sent yet"};
     }
-    m_thread.post(
-        [self = shared_from_this(),
-         target,
-         write = requested_write{path, std::move(value), std::move(watch), std::move(place)}] {
-            self->work_for(target).writes.push_back(write);
-            self->run(&impl::advance);
-        });
+    post([target,
+          write = requested_write{path, std::move(value), std::move(watch), std::move(place)}](
+             impl& self) mutable {
+        self.work_for(target).writes.push_back(std::move(write));
+        self.advance();
+    });
 }
 
 // Returns what frees the place when it goes; null if all are taken. Otherwise an application that

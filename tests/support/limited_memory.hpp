@@ -3,6 +3,8 @@
 
 #pragma once
 
+#include <limits>
+
 namespace arvenhold::corvel::hub {
 
 /// Lets the calling thread run out of memory: `new` throws std::bad_alloc until this object ends.
@@ -10,7 +12,8 @@ namespace arvenhold::corvel::hub {
 class limited_memory {
 public:
     /// @param allocations  How many allocations still succeed.
-    explicit limited_memory(int allocations);
+    /// @param failures     How many fail after them, before there is memory again.
+    explicit limited_memory(int allocations, int failures = std::numeric_limits<int>::max());
     limited_memory(limited_memory const&) = delete;
     limited_memory& operator=(limited_memory const&) = delete;
     ~limited_memory();
@@ -25,6 +28,7 @@ private:
     friend class unlimited_memory;
 
     int m_left;
+    int m_failures_left;
     bool m_has_run_out = false;
 };
 

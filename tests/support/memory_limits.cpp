@@ -14,8 +14,9 @@ thread_local limited_memory* limit_here = nullptr;
 
 } // namespace
 
-limited_memory::limited_memory(int allocations)
-    : m_left{allocations} {
+limited_memory::limited_memory(int allocations, int failures)
+    : m_left{allocations}
+    , m_failures_left{failures} {
     limit_here = this;
 }
 
@@ -25,12 +26,16 @@ limited_memory::~limited_memory() {
 
 bool limited_memory::refuses_allocation() {
     auto* const limit = limit_here;
-    if (limit == nullptr) {
+    if (limit == nullptr || limit->m_failures_left == 0) {
         return false;
     }
-    limit->m_has_run_out = limit->m_left == 0;
-    limit->m_left -= limit->m_has_run_out ? 0 : 1;
-    return limit->m_has_run_out;
+    if (limit->m_left > 0) {
+        --limit->m_left;
+        return false;
+    }
+    --limit->m_failures_left;
+    limit->m_has_run_out = true;
+    return true;
 }
 
 bool limited_memory::has_run_out() const {
