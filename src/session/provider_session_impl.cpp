@@ -4,6 +4,7 @@
 #include "session/provider_session_impl.hpp"
 
 #include "session/deadline.hpp"
+#include "session/failure_report.hpp"
 #include "session/link_options.hpp"
 #include "session/plain_status.hpp"
 #include "session/plain_text.hpp"
@@ -23,26 +24,17 @@ namespace {
 using std::chrono::milliseconds;
 
 // How often a provider is examined that has failed without any word, as after a reply to a read
-// request that was too large.
+// request that was too large, and how soon a step that has failed is made up for.
 constexpr std::chrono::seconds watch_interval{1};
 
 // Beyond it, writes are refused at once, so that a handler that is stuck does not fill the memory.
 constexpr std::size_t most_waiting_writes = 10'000;
 
+constexpr auto lack_of_memory = "memory or threads are exhausted";
+
 hub_access with_link_options(hub_access access, session_settings const& settings) {
     access.options = link_options(access.options, settings).set_delivery_pool_size(0);
     return access;
-}
-
-// Runs a step on the session's thread, unless the session is gone by then.
-template <class Step>
-void post_if_alive(
-    work_thread& thread, std::weak_ptr<provider_session_impl> const& session, Step step) {
-    thread.post([session, step = std::move(step)] {
-        if (auto const self = session.lock()) {
-            step(*self);
-        }
-    });
 }
 
 void report_dropped_writes(std::string const& identifier) {
@@ -50,6 +42,25 @@ void report_dropped_writes(std::string const& identifier) {
         diagnostic_severity::error,
         identifier,
         identifier + ": dropped a write command, because 10,000 write requests are waiting");
+}
+
+// Writes that wait no longer when one of them has thrown.
+struct counted_writes {
+    std::atomic<std::size_t>& waiting;
+    std::size_t count;
+
+    counted_writes(std::atomic<std::size_t>& all, std::size_t some)
+        : waiting{all}
+        , count{some} {}
+    counted_writes(counted_writes const&) = delete;
+    counted_writes& operator=(counted_writes const&) = delete;
+    ~counted_writes() {
+        waiting -= count;
+    }
+};
+
+failure link_failure() {
+    return {session_reason::link_lost, "the connection to the server broke"};
 }
 
 // Removes each event that was sent.
@@ -128,7 +139,10 @@ void provider_session_impl::start() {
     m_thread->start();
     m_slots.freeze();
     m_stage = life_stage::started;
-    post([this] { connect_after(milliseconds{0}); });
+    m_thread->repeat(watch_interval, [this] {
+        auto const kept = shared_from_this();
+        run([this] { watch(); });
+    });
 }
 
 // From a handler, neither thread can be waited for: the session's thread is this one, and the
@@ -246,7 +260,7 @@ template <class Step>
 void provider_session_impl::post(Step step) {
     m_thread->post([this, step = std::move(step)]() mutable {
         auto const kept = shared_from_this();
-        step();
+        run(step);
     });
 }
 
@@ -254,16 +268,60 @@ template <class Step>
 void provider_session_impl::post_at(clock::time_point when, Step step) {
     m_thread->post_at(when, [this, step = std::move(step)]() mutable {
         auto const kept = shared_from_this();
-        step();
+        run(step);
     });
 }
 
 // -- on the session's thread ----------------------------------------------------------------------
 
+template <class Step>
+void provider_session_impl::run(Step&& step) {
+    try {
+        step();
+    } catch (std::exception const& error) {
+        m_has_failed = true;
+        report_failure(m_identifier, "the session failed", error.what());
+    }
+}
+
+void provider_session_impl::watch() {
+    if (m_provider) {
+        if (auto const found = find_failure()) {
+            replace(*found);
+        }
+    } else if (!m_is_connecting) {
+        if (m_has_failed) {
+            auto const state = m_was_ready ? session_state::degraded : session_state::connecting;
+            set_status({state, session_reason::internal_failure, lack_of_memory});
+        }
+        connect_after(milliseconds{0});
+    }
+}
+
+std::optional<failure> provider_session_impl::find_failure() {
+    if (m_has_failed) {
+        return failure{session_reason::internal_failure, lack_of_memory};
+    }
+    if (*m_lost == m_number) {
+        return link_failure();
+    }
+    return m_provider->find_failure();
+}
+
+// The mark shows watch() whether there is a next step.
+template <class Step>
+void provider_session_impl::connect_at(clock::time_point when, Step step) {
+    post_at(when, [this, step] {
+        m_is_connecting = false;
+        step();
+    });
+    m_is_connecting = true;
+}
+
 // The turn is reserved when the wait is over, because no other session gets one before it.
 void provider_session_impl::connect_after(milliseconds wait) {
-    post_at(clock::now() + wait, [this] {
-        post_at(process_token_pace().reserve(clock::now()), [this] { connect(); });
+    connect_at(clock::now() + wait, [this] {
+        connect_at(process_token_pace().reserve(clock::now()), [this] { connect(); });
     });
 }
 
@@ -271,6 +329,17 @@ void provider_session_impl::connect() {
     auto const number = ++m_number;
     auto attempt = std::make_shared<registered_provider>(m_identifier, make_listeners(number));
     set_attempt(attempt);
+    try {
+        post_attempt(number, std::move(attempt));
+    } catch (...) {
+        set_attempt(nullptr); // or stop() would wait for it
+        throw;
+    }
+    m_is_connecting = true;
+}
+
+void provider_session_impl::post_attempt(
+    registration_number number, std::shared_ptr<registered_provider> attempt) {
     m_operations.post([self = shared_from_this(),
                        number,
                        attempt = std::move(attempt),
@@ -294,10 +363,24 @@ void provider_session_impl::connect() {
     });
 }
 
+// For the core's threads; the session may be gone when the step's turn has come.
+template <class Step>
+void provider_session_impl::post_if_alive(
+    work_thread& thread, std::weak_ptr<provider_session_impl> const& session, Step step) {
+    thread.post([session, step = std::move(step)] {
+        auto const self = session.lock();
+        if (self == nullptr) {
+            return;
+        }
+        self->run([&] { step(*self); });
+    });
+}
+
 registered_provider::listeners provider_session_impl::make_listeners(registration_number number) {
     return {
         .link_lost =
-            [thread = m_thread, weak = weak_from_this(), number] {
+            [thread = m_thread, weak = weak_from_this(), number, lost = m_lost] {
+                *lost = number;
                 post_if_alive(*thread, weak, [number](auto& self) { self.lose_link(number); });
             },
         .written =
@@ -321,6 +404,7 @@ void provider_session_impl::complete(
     registration_number number,
     std::shared_ptr<registered_provider> provider,
     std::optional<failure> const& error) {
+    m_is_connecting = false;
     if (error) {
         auto const state = m_was_ready ? session_state::degraded : session_state::connecting;
         set_status({state, error->reason, error->text});
@@ -328,15 +412,15 @@ void provider_session_impl::complete(
         return;
     }
     m_provider = std::move(provider);
+    m_has_failed = false;
     m_was_ready = true;
-    if (m_lost == number) {
+    if (*m_lost == number) {
         lose_link(number);
         return;
     }
     m_back_off.reset();
     set_status(ready_status());
     send();
-    watch(number);
 }
 
 void provider_session_impl::replace(failure const& why) {
@@ -346,28 +430,14 @@ void provider_session_impl::replace(failure const& why) {
 }
 
 void provider_session_impl::lose_link(registration_number number) {
-    m_lost = number;
     if (number != m_number) {
         return;
     }
     if (m_provider) {
-        replace({session_reason::link_lost, "the connection to the server broke"});
+        replace(link_failure());
     } else if (auto const attempt = get_attempt()) {
         attempt->disconnect(); // it may be waiting for a verdict that cannot come any more
     }
-}
-
-void provider_session_impl::watch(registration_number number) {
-    post_at(clock::now() + watch_interval, [this, number] {
-        if (!m_provider || number != m_number) {
-            return;
-        }
-        if (auto const found = m_provider->find_failure()) {
-            replace(*found);
-        } else {
-            watch(number);
-        }
-    });
 }
 
 // Without a provider, m_sending stays set, so that further changes do not wake this thread;
@@ -400,15 +470,18 @@ void provider_session_impl::publish_changes(registered_provider& to) {
 void provider_session_impl::receive_writes(
     registration_number number, std::vector<registered_provider::write> const& writes) {
     auto const now = std::chrono::system_clock::now();
+    counted_writes left{*m_waiting_writes, writes.size()};
     for (auto const& write : writes) {
         if (number == m_number) {
             receive_write(write, now);
         } else {
             --*m_waiting_writes;
         }
+        --left.count;
     }
 }
 
+// What it throws leaves the write among those that wait.
 void provider_session_impl::receive_write(registered_provider::write const& write, timestamp when) {
     auto const variable = write.first;
     auto const& value = write.second;
@@ -420,8 +493,8 @@ void provider_session_impl::receive_write(registered_provider::write const& writ
     auto const& handler = found != called->writes.end() ? found->second : called->other_writes;
     auto const refusal = find_refusal(variable, value, handler);
     if (!refusal.empty()) {
-        --*m_waiting_writes;
         refuse_write(variable, refusal);
+        --*m_waiting_writes;
         return;
     }
     m_handlers.add([self = shared_from_this(), called, &handler, variable, value, when] {

@@ -39,7 +39,8 @@ namespace arvenhold::corvel::hub {
 ///    the operation thread has destroyed it.
 /// 3. Work of the session's thread does not begin once stop() has returned, and only ~provider_session
 ///    drops the last reference that is not such work's; so work may use `this`.
-/// 4. Nothing that the core calls holds a reference to this object, because the last one to go would
+/// 4. A step for which there is no memory is given up, and reported; watch() starts over.
+/// 5. Nothing that the core calls holds a reference to this object, because the last one to go would
 ///    wait for the callback that holds it.
 class CORVEL_HUB_INTERNAL provider_session_impl
     : public std::enable_shared_from_this<provider_session_impl> {
@@ -116,13 +117,19 @@ private:
     std::shared_ptr<std::atomic<std::size_t>> const m_waiting_writes =
         std::make_shared<std::atomic<std::size_t>>(0);
 
+    // Number of the registration whose link broke last. Set before the session's thread is woken, for
+    // which there may be no memory; watch() looks at it, too.
+    std::shared_ptr<std::atomic<registration_number>> const m_lost =
+        std::make_shared<std::atomic<registration_number>>(0);
+
     // Of the session's thread, before its start of the application, and after its end of stop().
     std::shared_ptr<called_functions> m_called = std::make_shared<called_functions>(); // then null
     back_off m_back_off;
     std::shared_ptr<registered_provider> m_provider; // null unless ready
     registration_number m_number = 0;                // of the registration made last
-    registration_number m_lost = 0;                  // of the one whose link broke last
     bool m_was_ready = false;
+    bool m_is_connecting = false; // a timer or the operation thread goes on with it
+    bool m_has_failed = false;    // without memory; the next watch starts over
 
     // Last, so that they end first. Shared with what the core calls.
     std::shared_ptr<work_thread> const m_thread = std::make_shared<work_thread>();
@@ -142,8 +149,17 @@ private:
 
     // -- on the session's thread ------------------------------------------------------------------
 
+    template <class Step>
+    void run(Step&& step);
+    void watch();
+    template <class Step>
+    void connect_at(clock::time_point when, Step step);
     void connect_after(std::chrono::milliseconds wait);
     void connect();
+    void post_attempt(registration_number number, std::shared_ptr<registered_provider> attempt);
+    template <class Step>
+    static void post_if_alive(
+        work_thread& thread, std::weak_ptr<provider_session_impl> const& session, Step step);
     registered_provider::listeners make_listeners(registration_number number);
     void complete(
         registration_number number,
@@ -151,7 +167,7 @@ private:
         std::optional<failure> const& error);
     void replace(failure const& why);
     void lose_link(registration_number number);
-    void watch(registration_number number);
+    [[nodiscard]] std::optional<failure> find_failure();
     void send();
     /// Also called on the operation thread, once the session's thread has nothing to send to.
     void publish_changes(registered_provider& to);
