@@ -82,7 +82,8 @@ public:
     /// Removes the first event; there must be one.
     void pop_front();
 
-    /// Removes the changes for which a function returns true; it is called with each in turn.
+    /// Removes the changes for which a function returns true; it is called with each once, in their
+    /// order.
     template <class Function>
     void remove_if(Function&& is_removed);
 
@@ -104,15 +105,12 @@ void change_block::remove_if(Function&& is_removed) {
     drop_taken();
     auto kept = m_changes.begin();
     auto next = m_changes.begin();
-    for (auto& [when, changes] : m_extents) {
-        auto const begin = kept;
-        for (auto const end = std::next(next, static_cast<std::ptrdiff_t>(changes)); next != end;
-             ++next) {
-            if (!is_removed(std::as_const(*next))) {
-                *kept++ = std::move(*next);
-            }
-        }
-        changes = static_cast<std::size_t>(kept - begin);
+    for (auto& part : m_extents) {
+        auto const end = std::next(next, static_cast<std::ptrdiff_t>(part.changes));
+        auto const left = std::remove_if(next, end, is_removed);
+        part.changes = static_cast<std::size_t>(left - next);
+        kept = kept == next ? left : std::move(next, left, kept);
+        next = end;
     }
     m_changes.erase(kept, m_changes.end());
     std::erase_if(m_extents, [](extent const& left) { return left.changes == 0; });

@@ -192,6 +192,7 @@ private:
     bool m_was_ready = false;
     back_off m_connect_waits;
     clock::time_point m_next_connect{};
+    clock::time_point m_token_turn{}; // the one reserved last
     session_status m_link_status = starting_status();
     std::map<std::string, std::unique_ptr<provider_work>> m_work;
     std::string m_latest_served; // the provider that was given a lane last
@@ -235,7 +236,7 @@ private:
 
     // Providers
     void follow_list();
-    void find_work();
+    void find_work(std::set<std::string> const* listed);
     void note_followed(std::vector<std::shared_ptr<following>> const& followed);
     provider_work& work_for(std::shared_ptr<followed_provider> const& provider);
     void advance_provider(provider_work& work, clock::time_point now);

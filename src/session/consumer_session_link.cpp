@@ -21,9 +21,11 @@ void consumer_session::impl::connect_when_due() {
     if (m_is_connecting || now < m_next_connect) {
         return;
     }
-    m_thread.post_at(process_token_pace().reserve(now), [self = shared_from_this()] {
-        self->run(&impl::begin_connecting);
-    });
+    if (m_token_turn <= now) { // or it was not used, without memory
+        m_token_turn = process_token_pace().reserve(now);
+    }
+    m_thread.post_at(
+        m_token_turn, [self = shared_from_this()] { self->run(&impl::begin_connecting); });
     m_is_connecting = true; // last: without memory, the next tick tries again
 }
 
@@ -75,19 +77,21 @@ void consumer_session::impl::adopt_link(std::shared_ptr<link> const& connected) 
 
 void consumer_session::impl::record_connect_failure(failure const& why) {
     m_is_connecting = false;
-    m_link_status = {session_state::degraded, why.reason, why.text};
     m_next_connect = clock::now() + m_connect_waits.next();
+    m_link_status = {session_state::degraded, why.reason, why.text};
     update_status();
 }
 
+// First what needs memory: without it, the next tick tries again.
 void consumer_session::impl::drop_link() {
-    m_link.reset();
-    m_link_status = {
+    session_status lost{
         session_state::degraded,
         session_reason::link_lost,
         "the connection to the server was lost"};
-    m_next_connect = clock::now() + m_connect_waits.next();
     m_connecting_thread.post([this] { close_link(); });
+    m_link.reset();
+    m_link_status = std::move(lost);
+    m_next_connect = clock::now() + m_connect_waits.next();
 }
 
 // The connections to providers must end before the consumer. An operation that is still running

@@ -41,13 +41,13 @@ void consumer_session::impl::follow_list() {
     if (list == m_list && followed->size() == m_known_followed) {
         return;
     }
-    m_list = list;
     if (list) {
         for (auto const& identifier : *list) {
             m_directory->add_listed(identifier);
         }
     }
-    find_work();
+    find_work(list.get());
+    m_list = list; // late: without memory, the next tick tries again
     note_followed(*followed);
 }
 
@@ -61,7 +61,7 @@ void consumer_session::impl::note_followed(
     }
 }
 
-void consumer_session::impl::find_work() {
+void consumer_session::impl::find_work(std::set<std::string> const* listed) {
     auto const followed = m_directory->get_followed();
     for (auto const& provider : m_directory->get_all()) {
         auto& work = work_for(provider);
@@ -71,7 +71,7 @@ void consumer_session::impl::find_work() {
             return interest.names_provider() && interest.providers.get_text() == identifier;
         });
         auto const is_listed =
-            m_list && m_list->count(identifier) != 0 && can_be_in_subject(identifier);
+            listed != nullptr && listed->contains(identifier) && can_be_in_subject(identifier);
         if (is_listed && !work.is_listed) {
             work.waits.reset();
             work.next_attempt = {};
@@ -85,17 +85,16 @@ void consumer_session::impl::find_work() {
 
 consumer_session::impl::provider_work& consumer_session::impl::work_for(
     std::shared_ptr<followed_provider> const& provider) {
-    auto& work = m_work[provider->get_identifier()];
-    if (!work) {
-        work = std::make_unique<provider_work>(
-            *this,
-            provider,
-            back_off{
-                m_settings.get_first_retry(),
-                m_settings.get_longest_retry(),
-                std::random_device{}()});
+    auto const found = m_work.find(provider->get_identifier());
+    if (found != m_work.end()) {
+        return *found->second;
     }
-    return *work;
+    auto added = std::make_unique<provider_work>(
+        *this,
+        provider,
+        back_off{
+            m_settings.get_first_retry(), m_settings.get_longest_retry(), std::random_device{}()});
+    return *m_work.emplace(provider->get_identifier(), std::move(added)).first->second;
 }
 
 // -- what is due ----------------------------------------------------------------------------------
@@ -171,15 +170,14 @@ void consumer_session::impl::begin_attaching(provider_work& work) {
 
 // For something that is followed although the provider's definition was adopted before.
 void consumer_session::impl::bind_again(provider_work& work) {
-    work.needs_binding = false;
     auto const begun = work.provider->begin_reading();
     auto const attached = work.provider->get_attachment();
-    if (!attached.connection || !work.provider->is_live()) {
-        return;
+    if (attached.connection && work.provider->is_live()) {
+        tell_definition_change(
+            work.provider->adopt(attached, attached.connection->get_current_variables(), begun));
+        post_drain();
     }
-    tell_definition_change(
-        work.provider->adopt(attached, attached.connection->get_current_variables(), begun));
-    post_drain();
+    work.needs_binding = false; // late: without memory, the next tick tries again
 }
 
 // -- operations, one at a time for each provider --------------------------------------------------

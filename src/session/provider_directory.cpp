@@ -45,12 +45,13 @@ void provider_directory::add_listed(std::string const& identifier) {
 // when it is followed.
 std::shared_ptr<followed_provider> const& provider_directory::require(
     std::string const& identifier) {
-    auto& provider = m_providers[identifier];
-    if (!provider) {
-        provider = std::make_shared<followed_provider>(identifier, m_silence_limit);
-        add_patterns(*provider);
+    auto const found = m_providers.find(identifier);
+    if (found != m_providers.end()) {
+        return found->second;
     }
-    return provider;
+    auto added = std::make_shared<followed_provider>(identifier, m_silence_limit);
+    add_patterns(*added);
+    return m_providers.emplace(identifier, std::move(added)).first->second;
 }
 
 void provider_directory::add_patterns(followed_provider& provider) const {

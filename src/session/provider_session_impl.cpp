@@ -138,11 +138,11 @@ void provider_session_impl::start() {
     m_operations.start();
     m_thread->start();
     m_slots.freeze();
-    m_stage = life_stage::started;
     m_thread->repeat(watch_interval, [this] {
         auto const kept = shared_from_this();
         run([this] { watch(); });
     });
+    m_stage = life_stage::started;
 }
 
 // From a handler, neither thread can be waited for: the session's thread is this one, and the
@@ -321,7 +321,11 @@ void provider_session_impl::connect_at(clock::time_point when, Step step) {
 // The turn is reserved when the wait is over, because no other session gets one before it.
 void provider_session_impl::connect_after(milliseconds wait) {
     connect_at(clock::now() + wait, [this] {
-        connect_at(process_token_pace().reserve(clock::now()), [this] { connect(); });
+        auto const now = clock::now();
+        if (m_token_turn <= now) { // or it was not used, without memory
+            m_token_turn = process_token_pace().reserve(now);
+        }
+        connect_at(m_token_turn, [this] { connect(); });
     });
 }
 
@@ -393,10 +397,16 @@ registered_provider::listeners provider_session_impl::make_listeners(registratio
                     report_dropped_writes(name);
                     return;
                 }
-                *waiting += writes.size();
-                post_if_alive(*thread, weak, [number, writes = std::move(writes)](auto& self) {
-                    self.receive_writes(number, writes);
-                });
+                auto const count = writes.size();
+                *waiting += count;
+                try {
+                    post_if_alive(*thread, weak, [number, writes = std::move(writes)](auto& self) {
+                        self.receive_writes(number, writes);
+                    });
+                } catch (...) {
+                    *waiting -= count; // they are lost
+                    throw;
+                }
             }};
 }
 
@@ -406,9 +416,9 @@ void provider_session_impl::complete(
     std::optional<failure> const& error) {
     m_is_connecting = false;
     if (error) {
+        connect_after(m_back_off.next());
         auto const state = m_was_ready ? session_state::degraded : session_state::connecting;
         set_status({state, error->reason, error->text});
-        connect_after(m_back_off.next());
         return;
     }
     m_provider = std::move(provider);
@@ -425,8 +435,8 @@ void provider_session_impl::complete(
 
 void provider_session_impl::replace(failure const& why) {
     m_operations.post([ended = std::move(m_provider)]() mutable { ended.reset(); });
-    set_status({session_state::degraded, why.reason, why.text});
     connect_after(m_back_off.next());
+    set_status({session_state::degraded, why.reason, why.text});
 }
 
 void provider_session_impl::lose_link(registration_number number) {

@@ -125,6 +125,7 @@ private:
     // Of the session's thread, before its start of the application, and after its end of stop().
     std::shared_ptr<called_functions> m_called = std::make_shared<called_functions>(); // then null
     back_off m_back_off;
+    clock::time_point m_token_turn{};                // the one reserved last
     std::shared_ptr<registered_provider> m_provider; // null unless ready
     registration_number m_number = 0;                // of the registration made last
     bool m_was_ready = false;

@@ -176,8 +176,8 @@ void work_thread::finish(work last) {
         if (m_queue->closed) {
             return;
         }
-        m_queue->closed = true;
         m_queue->posted.push_back(std::move(last));
+        m_queue->closed = true;
         dropped_timed.swap(m_queue->timed);
     }
     m_queue->changed.notify_one();
