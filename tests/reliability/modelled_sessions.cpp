@@ -379,11 +379,12 @@ void modelled_sessions::follow_all(std::string const& pattern, bool every_change
     };
 }
 
-void modelled_sessions::start_consumer() {
-    m_consumer->start();
-    if (m_consumer_model.stage == session_stage::created) {
+session_outcome modelled_sessions::start_consumer() {
+    auto const ended = outcome_of([&] { m_consumer->start(); });
+    if (ended == session_outcome::succeeds) {
         m_consumer_model.stage = session_stage::started;
     }
+    return ended;
 }
 
 void modelled_sessions::stop_consumer() {

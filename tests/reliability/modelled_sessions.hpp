@@ -65,7 +65,7 @@ public:
     void replace_consumer(bool dispatches, bool read_only);
     void follow(std::string const& path, std::size_t type);
     void follow_all(std::string const& pattern, bool every_change);
-    void start_consumer();
+    session_outcome start_consumer();
     void stop_consumer();
 
     /// @param succeeds  What the model predicts; waits then until the request was handled.

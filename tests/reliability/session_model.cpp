@@ -20,6 +20,11 @@ bool is_matched(std::string const& pattern, std::string const& path) {
     return pattern == path;
 }
 
+session_outcome outcome_of_starting(session_stage stage) {
+    return stage == session_stage::stopped ? session_outcome::breaks_order
+                                           : session_outcome::succeeds;
+}
+
 } // namespace
 
 bool held_value::is_shown_by(any_reading const& shown) const {
@@ -52,13 +57,16 @@ session_outcome provider_session_model::set(
 }
 
 session_outcome provider_session_model::start() const {
-    return stage == session_stage::stopped ? session_outcome::breaks_order
-                                           : session_outcome::succeeds;
+    return outcome_of_starting(stage);
 }
 
 bool following_model::matches(
     std::string const& path, session_variable_model const& variable) const {
     return is_matched(paths, path) && (!type || *type == variable.held.value.index());
+}
+
+session_outcome consumer_session_model::start() const {
+    return outcome_of_starting(stage);
 }
 
 session_outcome consumer_session_model::write(

@@ -92,6 +92,8 @@ struct consumer_session_model {
     bool is_read_only = false;
     std::vector<following_model> followed;
 
+    [[nodiscard]] session_outcome start() const;
+
     /// While everything that was begun has been completed.
     [[nodiscard]] session_outcome write(
         provider_session_model const& provider,

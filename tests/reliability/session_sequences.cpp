@@ -363,7 +363,8 @@ void session_sequence::follow_all() {
 
 void session_sequence::start_consumer() {
     m_is_settled = false;
-    m_real.start_consumer();
+    auto const predicted = m_real.get_consumer_model().start();
+    compare(predicted, m_real.start_consumer());
 }
 
 void session_sequence::stop_consumer() {
