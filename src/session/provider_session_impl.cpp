@@ -397,17 +397,26 @@ registered_provider::listeners provider_session_impl::make_listeners(registratio
                     report_dropped_writes(name);
                     return;
                 }
-                auto const count = writes.size();
-                *waiting += count;
-                try {
-                    post_if_alive(*thread, weak, [number, writes = std::move(writes)](auto& self) {
-                        self.receive_writes(number, writes);
-                    });
-                } catch (...) {
-                    *waiting -= count; // they are lost
-                    throw;
-                }
+                post_writes(*thread, weak, number, *waiting, std::move(writes));
             }};
+}
+
+void provider_session_impl::post_writes(
+    work_thread& thread,
+    std::weak_ptr<provider_session_impl> const& session,
+    registration_number number,
+    std::atomic<std::size_t>& waiting,
+    std::vector<registered_provider::write> writes) {
+    auto const count = writes.size();
+    waiting += count;
+    try {
+        post_if_alive(thread, session, [number, writes = std::move(writes)](auto& self) {
+            self.receive_writes(number, writes);
+        });
+    } catch (...) {
+        waiting -= count; // they are lost
+        throw;
+    }
 }
 
 void provider_session_impl::complete(

@@ -16,6 +16,7 @@
 #include <atomic>
 #include <chrono>
 #include <condition_variable>
+#include <cstddef>
 #include <cstdint>
 #include <map>
 #include <memory>
@@ -162,6 +163,12 @@ private:
     static void post_if_alive(
         work_thread& thread, std::weak_ptr<provider_session_impl> const& session, Step step);
     registered_provider::listeners make_listeners(registration_number number);
+    static void post_writes(
+        work_thread& thread,
+        std::weak_ptr<provider_session_impl> const& session,
+        registration_number number,
+        std::atomic<std::size_t>& waiting,
+        std::vector<registered_provider::write> writes);
     void complete(
         registration_number number,
         std::shared_ptr<registered_provider> provider,
