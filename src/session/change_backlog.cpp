@@ -114,9 +114,7 @@ std::deque<change_block> change_backlog::take() {
 void change_backlog::put_back(std::deque<change_block> blocks) {
     for (; !blocks.empty(); blocks.pop_back()) {
         auto& newest = blocks.back();
-        newest.remove_if([this](variable_change const& change) {
-            return change.position >= m_queues.size() || m_queues[change.position].limit == 0;
-        });
+        newest.remove_if([this](variable_change const& change) { return !keeps(change.position); });
         newest.for_each_backwards([this](timestamp /*when*/, variable_change const& change) {
             count(queue_of(change.position));
         });
@@ -125,6 +123,18 @@ void change_backlog::put_back(std::deque<change_block> blocks) {
         }
     }
     limit_outdated();
+}
+
+bool change_backlog::keeps(position variable) const {
+    return variable < m_queues.size() && m_queues[variable].limit > 0;
+}
+
+void change_backlog::count_dropped(std::span<variable_change const> lost) {
+    for (auto const& change : lost) {
+        if (keeps(change.position)) {
+            ++m_queues[change.position].dropped;
+        }
+    }
 }
 
 std::uint64_t change_backlog::get_dropped(position variable) const {

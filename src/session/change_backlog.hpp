@@ -10,6 +10,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <deque>
+#include <span>
 #include <vector>
 
 namespace arvenhold::corvel::hub {
@@ -42,6 +43,9 @@ public:
     /// Takes back what could not be sent, of variables with a queue.
     void put_back(std::deque<change_block> blocks);
 
+    /// Counts changes that were taken and are lost, of variables with a queue.
+    void count_dropped(std::span<variable_change const> lost);
+
     /// Calls a function with the time of each change and the change, the latest one first; with
     /// none that is outdated.
     template <class Function>
@@ -66,6 +70,7 @@ private:
     std::uint64_t m_events = 0;         // how many have begun
     std::uint64_t m_takes = 0;
 
+    [[nodiscard]] bool keeps(position variable) const;
     change_queue& queue_of(position variable);
     bool note(position variable, bool begins_event);
     void count(change_queue& queue);

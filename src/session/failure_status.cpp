@@ -19,6 +19,7 @@ namespace {
 // one; another does not authorize it.
 constexpr int token_missing = 0;
 constexpr int not_authorized = 11;
+constexpr int too_large = 21;
 constexpr int no_reply = 26;
 constexpr int no_responder = 34;
 
@@ -64,6 +65,11 @@ failure failure_of_reading(std::exception const& error, std::string_view secret)
         reason = session_reason::internal_failure;
     }
     return {reason, plain_text(error.what(), secret)};
+}
+
+bool is_too_large(std::exception const& error) {
+    auto const* const refused = dynamic_cast<connection_failed const*>(&error);
+    return refused != nullptr && refused->get_nats_status() == too_large;
 }
 
 } // namespace arvenhold::corvel::hub

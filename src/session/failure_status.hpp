@@ -29,4 +29,7 @@ failure failure_of_connecting(std::exception const& error, std::string_view secr
 /// @param secret  The client secret, which the text must not contain.
 failure failure_of_reading(std::exception const& error, std::string_view secret);
 
+/// Returns whether a message could not be sent because it is larger than the server allows.
+bool is_too_large(std::exception const& error);
+
 } // namespace arvenhold::corvel::hub

@@ -37,6 +37,15 @@ hub_access with_link_options(hub_access access, session_settings const& settings
     return access;
 }
 
+void report_dropped_changes(std::string const& identifier, std::size_t count) {
+    report_diagnostic(
+        diagnostic_severity::error,
+        identifier,
+        identifier + ": dropped an event of " + std::to_string(count)
+            + (count == 1 ? " change" : " changes")
+            + ", because it is larger than the server's max_payload");
+}
+
 void report_dropped_writes(std::string const& identifier) {
     report_diagnostic(
         diagnostic_severity::error,
@@ -393,7 +402,7 @@ registered_provider::listeners provider_session_impl::make_listeners(registratio
              number,
              waiting = m_waiting_writes,
              name = m_identifier](std::vector<registered_provider::write> writes) {
-                if (*waiting + writes.size() > most_waiting_writes) {
+                if (*waiting >= most_waiting_writes) {
                     report_dropped_writes(name);
                     return;
                 }
@@ -473,15 +482,19 @@ void provider_session_impl::send() {
     }
 }
 
-// What could not be sent is there for the next registration.
+// What could not be sent is there for the next registration, unless that could not send it, either.
 void provider_session_impl::publish_changes(registered_provider& to) {
     auto blocks = m_slots.take(); // what is left of them
     try {
         for (; !blocks.empty(); blocks.pop_front()) {
             publish_block(to, blocks.front());
         }
-    } catch (...) {
+    } catch (std::exception const& error) {
+        auto const dropped = is_too_large(error) ? m_slots.drop_first_event(blocks.front()) : 0;
         m_slots.put_back(std::move(blocks));
+        if (dropped > 0) {
+            report_dropped_changes(m_identifier, dropped);
+        }
         throw;
     }
 }

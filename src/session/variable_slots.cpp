@@ -175,6 +175,16 @@ std::deque<change_block> variable_slots::take() {
     return blocks;
 }
 
+std::size_t variable_slots::drop_first_event(change_block& block) {
+    auto const dropped = block.front().changes;
+    {
+        std::scoped_lock const lock{m_mutex};
+        m_backlog.count_dropped(dropped);
+    }
+    block.pop_front();
+    return dropped.size();
+}
+
 void variable_slots::put_back(std::deque<change_block> blocks) {
     std::scoped_lock const lock{m_mutex};
     m_backlog.put_back(std::move(blocks));

@@ -85,6 +85,12 @@ public:
     /// with a queue come first.
     std::deque<change_block> take() CORVEL_HUB_EXCLUDES(m_mutex);
 
+    /// Removes an event that can never be sent, and counts its changes of variables with a queue as
+    /// dropped.
+    ///
+    /// @return how many changes it had.
+    std::size_t drop_first_event(change_block& block) CORVEL_HUB_EXCLUDES(m_mutex);
+
     /// Takes back what could not be sent, see change_backlog::put_back(). Of variables without a
     /// queue, a registration restores the latest value.
     void put_back(std::deque<change_block> blocks) CORVEL_HUB_EXCLUDES(m_mutex);

@@ -163,7 +163,8 @@ public:
 
     /// Sends every change of a variable, in its order and each in an event of its own, instead of
     /// the latest value only. Changes wait in a queue; when it is full, the oldest one is dropped
-    /// and counted, see any_variable_handle::get_dropped_changes(). After an outage the waiting
+    /// and counted, see any_variable_handle::get_dropped_changes(); so is one that is too large for the
+    /// server. After an outage the waiting
     /// changes are sent when the session is ready again. A consumer that is still reading the
     /// variables at that time misses them and sees the latest value.
     ///
@@ -220,13 +221,16 @@ public:
 
     // -- changes ----------------------------------------------------------------------------------
 
-    /// Calls `change(update_cycle&)` at once, which sets variables, and sends all of them in one
-    /// event.
+    /// Calls `change(update_cycle&)` at once, which sets variables, and records all of them together,
+    /// so that they leave in one event. A variable that is set again before they could be sent leaves
+    /// with its later value; those that keep their changes may leave in an event before the others.
     ///
     /// @param change  Called on this thread. If it throws, nothing is recorded.
     /// @param when    Time of all values.
     ///
     /// @throws std::invalid_argument  A value has another type than its variable. Nothing was
+    ///                                recorded.
+    /// @throws std::logic_error       A variable belongs to no session, or to another one. Nothing was
     ///                                recorded.
     template <class Change>
     void update(Change&& change, timestamp when = std::chrono::system_clock::now()) {

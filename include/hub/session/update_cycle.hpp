@@ -21,7 +21,8 @@ public:
     update_cycle(update_cycle const&) = delete;
     update_cycle& operator=(update_cycle const&) = delete;
 
-    /// Adds a change. The last one of a variable counts.
+    /// Adds a change. The last one of a variable counts; see provider_session::keep_changes() for
+    /// variables that keep them all.
     ///
     /// @param variable  A variable of the session.
     /// @param value     The new value. Must become the variable's type without loss.

@@ -59,8 +59,8 @@ public:
     /// Returns a copy of the value recorded last, whether it has been sent or not.
     variable_value get() const;
 
-    /// Returns how many changes have been dropped because the variable's queue was full; 0 for a
-    /// variable without a queue.
+    /// Returns how many changes have been dropped because the variable's queue was full, or because
+    /// their event is larger than the server's max_payload; 0 for a variable without a queue.
     std::uint64_t get_dropped_changes() const;
 
     /// Returns the path.

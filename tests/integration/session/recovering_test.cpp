@@ -129,6 +129,22 @@ TEST_F(recovering_oven, sends_every_change_of_the_outage_if_it_keeps_them) {
             variable_value{std::int64_t{3}}));
 }
 
+// The hub takes messages of up to 8 MiB.
+TEST_F(recovering_oven, drops_a_change_that_is_too_large_for_a_message) {
+    auto const notes = oven->declare<std::string>("notes", "");
+    oven->keep_changes(notes.as_any(), 10);
+    start();
+
+    notes.set(std::string(std::size_t{9} * 1024 * 1024, 'x'));
+    notes.set("short", good, at_noon);
+
+    EXPECT_TRUE(
+        diagnostics.texts.wait_for("oven: dropped an event of 1 change, because it is larger than "
+                                   "the server's max_payload"));
+    EXPECT_TRUE(sees("notes", {std::string{"short"}, good, at_noon}));
+    EXPECT_EQ(notes.as_any().get_dropped_changes(), 1U);
+}
+
 TEST_F(recovering_oven, is_known_to_a_registry_that_has_restarted) {
     start();
     set_both();

@@ -5,6 +5,8 @@
 #include "support/odd_messages.hpp"
 
 #include <algorithm>
+#include <atomic>
+#include <future>
 #include <stdexcept>
 #include <thread>
 
@@ -160,6 +162,38 @@ TEST_F(written_oven, has_one_handler_for_all_variables_without_their_own) {
     write("recipe", std::string{"bread"});
 
     EXPECT_TRUE(reads("recipe", std::string{"recipe=bread"}));
+}
+
+// As the documents say: a command is taken whole while fewer requests are waiting.
+TEST_F(written_oven, drops_commands_while_very_many_requests_wait) {
+    constexpr std::size_t most = 10'000;
+    raw_peer peer{hub.get_nats_server().get_url(), hub.get_nats_server().get_token()};
+    auto announcements = peer.listen("v1.loc.oven.def.evt.changed");
+    std::promise<void> released;
+    std::atomic<std::size_t> handled{0};
+    static_cast<void>(oven->declare<double>(
+        "set_point", 150.0, writable, [&, release = released.get_future().share()](double) {
+            release.wait();
+            return ++handled > 0;
+        }));
+    start();
+    auto const announced = announcement_in(announcements.take().bytes);
+    auto const id = announced.variables.at(0).id;
+    auto const write_times = [&](std::size_t count) {
+        wire::variable_list_table command{.fingerprint = announced.fingerprint};
+        command.items.emplace(count, number_for(id));
+        peer.publish("v1.loc.oven.vars.cmd.write", wire::write_variables_command(command));
+    };
+
+    write_times(most + 1);
+    write_times(1);
+
+    EXPECT_TRUE(diagnostics.texts.wait_for(
+        "oven: dropped a write command, because 10,000 write requests are waiting"));
+    released.set_value();
+    EXPECT_TRUE(await([&] { return handled == most + 1; }));
+    write_times(1);
+    EXPECT_TRUE(await([&] { return handled == most + 2; }));
 }
 
 // What a consumer of the core would refuse by itself.

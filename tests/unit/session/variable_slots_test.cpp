@@ -277,6 +277,20 @@ TEST_F(queued_slot, takes_back_no_more_than_fits) {
         take_values(), ElementsAre(variable_value{3.0}, variable_value{4.0}, variable_value{5.0}));
 }
 
+TEST_F(queued_slot, counts_what_can_never_be_sent) {
+    set_speed(2.0);
+    set_speed(3.0);
+    slots.set({mode, good, packed_value{std::string{"off"}}}, at_one);
+    auto batch = slots.take();
+
+    EXPECT_EQ(slots.drop_first_event(batch.front()), 1U);
+    EXPECT_EQ(slots.drop_first_event(batch.front()), 2U);
+
+    EXPECT_TRUE(batch.front().empty());
+    EXPECT_EQ(slots.get_dropped_changes(speed), 2U);
+    EXPECT_EQ(slots.get_dropped_changes(mode), 0U);
+}
+
 // The values of each event, separated by spaces; events by semicolons.
 std::string events_of(std::deque<change_block> blocks) {
     std::string text;
