@@ -135,7 +135,7 @@ private:
         CORVEL_HUB_GUARDED_BY(m_identifiers_mutex) = std::make_shared<identifier_set>();
 
     // consumer_lifecycle.cpp
-    void open_session(session_settings settings) CORVEL_HUB_REQUIRES(m_mutex);
+    void open_session(nats_session_settings settings) CORVEL_HUB_REQUIRES(m_mutex);
     void fetch_first_list() CORVEL_HUB_REQUIRES(m_mutex);
     std::pair<std::shared_ptr<nats_session>, std::uint64_t> get_session_and_list_events()
         CORVEL_HUB_EXCLUDES(m_mutex);

@@ -58,7 +58,7 @@ void consumer::impl::connect(
 }
 
 // A session without its subscription must not become the consumer's.
-void consumer::impl::open_session(session_settings settings) {
+void consumer::impl::open_session(nats_session_settings settings) {
     // Left by an earlier attempt that the registry did not answer.
     destroy_connection(std::exchange(m_session, nullptr));
     auto const callbacks =

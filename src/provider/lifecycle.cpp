@@ -52,7 +52,7 @@ void provider::impl::connect(
     post_connect_handler();
 }
 
-void provider::impl::open_session(session_settings settings) {
+void provider::impl::open_session(nats_session_settings settings) {
     auto const callbacks =
         std::make_shared<callback_registration_of<impl>>(m_gate, weak_from_this());
     auto const session = std::make_shared<nats_session>(std::move(settings), callbacks);

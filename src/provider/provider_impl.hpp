@@ -178,7 +178,7 @@ private:
     write_callback m_write_callback CORVEL_HUB_GUARDED_BY(m_state_mutex);
 
     // lifecycle.cpp
-    void open_session(session_settings settings) CORVEL_HUB_REQUIRES(m_state_mutex);
+    void open_session(nats_session_settings settings) CORVEL_HUB_REQUIRES(m_state_mutex);
     std::shared_ptr<nats_session> forget_session() CORVEL_HUB_REQUIRES(m_state_mutex);
     shared_snapshot forget_current() CORVEL_HUB_REQUIRES(m_state_mutex);
     bool has_failed() const CORVEL_HUB_REQUIRES(m_state_mutex);

@@ -41,7 +41,7 @@ std::string with_file(std::string const& text, std::string const& file) {
 } // namespace
 
 nats_session::nats_session(
-    session_settings settings,
+    nats_session_settings settings,
     connection_events events,
     std::shared_ptr<callback_registration> owner)
     : m_settings{std::move(settings)}

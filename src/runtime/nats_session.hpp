@@ -34,7 +34,7 @@ class authentication_failed;
 class connection_failed;
 
 /// What a session is opened with.
-struct session_settings {
+struct nats_session_settings {
     client_kind kind = client_kind::provider;
     std::string client_name;
     std::string server_url;
@@ -72,7 +72,8 @@ public:
     /// @param owner     The right of the role to be called back about the connection; withdrawn
     ///                  when the session ends.
     template <class Owner>
-    nats_session(session_settings settings, std::shared_ptr<callback_registration_of<Owner>> owner)
+    nats_session(
+        nats_session_settings settings, std::shared_ptr<callback_registration_of<Owner>> owner)
         : nats_session{std::move(settings), connection_events_of<Owner>(), std::move(owner)} {}
 
     nats_session(nats_session const&) = delete;
@@ -172,7 +173,7 @@ private:
     using subscription_list = std::vector<owned_subscription>;
     using failure_mark = std::atomic<bool>;
 
-    session_settings const m_settings;
+    nats_session_settings const m_settings;
     connection_events const m_events{};
     std::shared_ptr<callback_registration> const m_owner;
     // Shared with the token callback, which must not take locks and may outlive the session.
@@ -196,7 +197,7 @@ private:
     std::optional<link_watch> m_link_watch;
 
     nats_session(
-        session_settings settings,
+        nats_session_settings settings,
         connection_events events,
         std::shared_ptr<callback_registration> owner);
 

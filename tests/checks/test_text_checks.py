@@ -333,6 +333,17 @@ class Idioms(PlantedTree):
         self.plant("a.hpp", "\n    typedef int number;\n")
         self.assert_found("idioms", "a.hpp:2: use using instead of typedef")
 
+    def test_finds_two_classes_of_one_name(self):
+        self.plant("include/hub/a.hpp", "class CORVEL_HUB_API oven {\n")
+        self.plant("src/oven/b.hpp", "\nstruct oven final : base {\n")
+        self.assert_found("idioms", "src/oven/b.hpp:2: include/hub/a.hpp defines oven, too")
+
+    def test_accepts_what_is_declared_again_or_nested(self):
+        self.plant("include/hub/a.hpp", "class oven {\n    struct door {\n")
+        self.plant("src/oven/b.hpp", "class oven;\nclass oven::impl {\nstruct door {\n")
+        self.plant("tests/c.hpp", "struct oven {\n")
+        self.assert_clean("idioms")
+
 
 class Loops(PlantedTree):
     def setUp(self):

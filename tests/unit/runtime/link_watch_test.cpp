@@ -60,7 +60,7 @@ protected:
 
     std::shared_ptr<nats_session> make_session() {
         return std::make_shared<nats_session>(
-            session_settings{
+            nats_session_settings{
                 .kind = client_kind::provider,
                 .client_name = "boiler",
                 .server_url = "nats://hub",

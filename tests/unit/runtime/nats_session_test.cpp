@@ -100,7 +100,7 @@ protected:
 
     std::shared_ptr<nats_session> make_session(std::shared_ptr<owner_registration> called) {
         return std::make_shared<nats_session>(
-            session_settings{
+            nats_session_settings{
                 .kind = client_kind::provider,
                 .client_name = "boiler",
                 .server_url = server_url,
