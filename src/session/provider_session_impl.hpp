@@ -38,8 +38,9 @@ namespace arvenhold::corvel::hub {
 ///    what an earlier one still reports is ignored.
 /// 2. At most one registration exists, or is being made, at a time; before its successor is made,
 ///    the operation thread has destroyed it.
-/// 3. Work of the session's thread does not begin once stop() has returned, and only ~provider_session
-///    drops the last reference that is not such work's; so work may use `this`.
+/// 3. Work of the session's thread does not begin once stop() has returned, and ~provider_session calls
+///    that before it drops its reference; so work may use `this`, and keeps it while it runs. Handles
+///    and write requests may keep it longer.
 /// 4. A step for which there is no memory is given up, and reported; watch() starts over.
 /// 5. Nothing that the core calls holds a reference to this object, because the last one to go would
 ///    wait for the callback that holds it.

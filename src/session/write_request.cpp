@@ -6,9 +6,23 @@
 #include "session/provider_session_impl.hpp"
 
 #include <exception>
+#include <memory>
+#include <stdexcept>
 #include <utility>
 
 namespace arvenhold::corvel::hub {
+
+namespace {
+
+template <class Pending>
+Pending& content_of(std::unique_ptr<Pending> const& held) {
+    if (!held) {
+        throw std::logic_error{"the write request was moved to another object"};
+    }
+    return *held;
+}
+
+} // namespace
 
 any_write_request::any_write_request(std::unique_ptr<pending> request)
     : m_pending{std::move(request)} {}
@@ -31,33 +45,34 @@ any_write_request::~any_write_request() {
 }
 
 std::string any_write_request::get_path() const {
-    return m_pending->session->slots().get_path(m_pending->variable);
+    auto const& request = content_of(m_pending);
+    return request.session->slots().get_path(request.variable);
 }
 
 variable_value const& any_write_request::get_wanted() const {
-    return m_pending->wanted;
+    return content_of(m_pending).wanted;
 }
 
 void any_write_request::accept() {
-    accept_as(m_pending->wanted);
+    accept_as(get_wanted());
 }
 
 void any_write_request::accept_as(variable_value value) {
-    if (m_pending->is_answered) {
+    auto& request = content_of(m_pending);
+    if (request.is_answered) {
         return;
     }
-    auto& session = *m_pending->session;
-    session.slots().set(
-        {m_pending->variable, variable_quality::good, packed_value{std::move(value)}},
-        m_pending->when);
-    m_pending->is_answered = true;
-    session.send_changes();
+    request.session->slots().set(
+        {request.variable, variable_quality::good, packed_value{std::move(value)}}, request.when);
+    request.is_answered = true;
+    request.session->send_changes();
 }
 
 void any_write_request::refuse(std::string_view reason) {
-    if (!m_pending->is_answered) {
-        m_pending->is_answered = true;
-        m_pending->session->refuse_write(m_pending->variable, reason);
+    auto& request = content_of(m_pending);
+    if (!request.is_answered) {
+        request.is_answered = true;
+        request.session->refuse_write(request.variable, reason);
     }
 }
 

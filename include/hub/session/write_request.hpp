@@ -26,7 +26,7 @@ class provider_session_impl;
 /// without an answer is refused.
 ///
 /// @par Ownership
-/// Movable. May outlive the session; an answer then has no effect.
+/// Movable. May outlive the session; an answer then reaches no consumer.
 ///
 /// @par Thread safety
 /// All operations may be called from any thread, one at a time.
@@ -34,12 +34,12 @@ class CORVEL_HUB_API any_write_request {
 public:
     /// Takes over the other object's request.
     ///
-    /// @param other  Must not be used any more.
+    /// @param other  Its operations throw std::logic_error from then on.
     any_write_request(any_write_request&& other) noexcept;
 
     /// Refuses what this object holds, if it has not been answered, and takes over the other one's.
     ///
-    /// @param other  Must not be used any more.
+    /// @param other  Its operations throw std::logic_error from then on.
     any_write_request& operator=(any_write_request&& other) noexcept;
     any_write_request(any_write_request const&) = delete;
     any_write_request& operator=(any_write_request const&) = delete;

@@ -3,6 +3,7 @@
 
 #include "oven_on_hub.hpp"
 #include "support/odd_messages.hpp"
+#include "support/thrown_message.hpp"
 
 #include <algorithm>
 #include <atomic>
@@ -119,6 +120,27 @@ TEST_F(written_oven, answers_later_and_on_another_thread) {
     }}.join();
 
     EXPECT_TRUE(reads("set_point", 160.0));
+}
+
+TEST_F(written_oven, answers_by_the_object_that_took_the_request_over) {
+    recorded<std::string> refusals;
+    static_cast<void>(
+        oven->declare<double>("set_point", 150.0, writable, [&](write_request<double> request) {
+            auto taken = std::move(request);
+            refusals.add(thrown_message<std::logic_error>([&] { request.accept(); }));
+            refusals.add(thrown_message<std::logic_error>([&] { request.refuse("too late"); }));
+            refusals.add(thrown_message<std::logic_error>([&] { request.get_wanted(); }));
+            taken.accept();
+        }));
+    start();
+
+    write("set_point", 160.0);
+
+    EXPECT_TRUE(reads("set_point", 160.0));
+    EXPECT_THAT(
+        refusals.get(),
+        testing::AllOf(
+            testing::SizeIs(3), testing::Each("the write request was moved to another object")));
 }
 
 TEST_F(written_oven, refuses_what_nobody_answers) {
