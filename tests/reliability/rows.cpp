@@ -36,7 +36,7 @@ constexpr std::string_view session_guarantee =
     "within 10 s after the last cause has ended, every followed value is live, with the provider's "
     "value, quality and time stamp; no value is live for longer than documented after its provider "
     "has replaced or lost it (plus up to 1 s for the machine), and none that it did not hold. "
-    "Sessions wait up to 3 s between two attempts";
+    "Sessions wait up to 3 s between two attempts, and providers 3 s for the registry's verdict";
 
 } // namespace
 

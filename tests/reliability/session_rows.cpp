@@ -161,14 +161,14 @@ std::string run_sessions_without_token(effort how_much) {
     constexpr milliseconds longer{5'000};
     constexpr milliseconds lasting{60'000};
     return run_all(
-        {{"endpoint down for 2 s", "token-down", brief, 17, 1},
-         {"endpoint down for 5 s", "token-down", longer, 17, 1, false},
+        {{"endpoint down for 2 s", "token-down", brief, 25, 2},
+         {"endpoint down for 5 s", "token-down", longer, 25, 2, false},
          {"endpoint down for 60 s", "token-down", lasting, 6, 1, false},
-         {"tokens 3 s late for 2 s", "token-slow", brief, 17, 1, false},
-         {"tokens 3 s late for 5 s", "token-slow", longer, 17, 1, false},
+         {"tokens 3 s late for 2 s", "token-slow", brief, 25, 2, false},
+         {"tokens 3 s late for 5 s", "token-slow", longer, 25, 2, false},
          {"tokens 3 s late for 60 s", "token-slow", lasting, 6, 1, false},
-         {"tokens refused for 2 s", "token-refused", brief, 17, 1, false},
-         {"tokens refused for 5 s", "token-refused", longer, 17, 1, false},
+         {"tokens refused for 2 s", "token-refused", brief, 25, 2},
+         {"tokens refused for 5 s", "token-refused", longer, 25, 2, false},
          {"tokens refused for 60 s", "token-refused", lasting, 6, 1, false},
          {"secret rotated 3 s before the sessions know",
           "secret-rotated",
@@ -182,7 +182,7 @@ std::string run_sessions_on_half_open_links(effort how_much) {
     constexpr milliseconds outage{5'000}; // longer than three pings
     return run_all(
         {{"server frozen for 5 s", "server-frozen", outage, 25, 2},
-         {"packets of the consumers dropped for 5 s", "watchers-cut", outage, 25, 2, false},
+         {"packets of the consumers dropped for 5 s", "watchers-cut", outage, 25, 2},
          {"packets of the providers dropped for 9 s",
           "providers-cut",
           milliseconds{9'000},
@@ -194,12 +194,7 @@ std::string run_sessions_on_half_open_links(effort how_much) {
 
 std::string run_sessions_without_provider(effort how_much) {
     return run_all(
-        {{"one of three killed for up to 2 s",
-          "provider-killed",
-          milliseconds{2'000},
-          50,
-          1,
-          false},
+        {{"one of three killed for up to 2 s", "provider-killed", milliseconds{2'000}, 50, 1},
          {"one of three replaced within 2 s", "provider-changed", milliseconds{2'000}, 50, 1},
          {"one of three hangs for 8 s", "provider-hung", milliseconds{8'000}, 13, 4, false}},
         how_much);
