@@ -63,7 +63,7 @@ int main(int argc, char** argv) try {
     // The type of a variable is fixed. Its initial value is not good until it has been set once.
     hub::provider_session sampler{"sampler", where};
     auto const running = sampler.declare<bool>("running", false);
-    auto const level = sampler.declare<double>("level", 0);
+    auto const level = sampler.declare<double>("level", 0.0);
     auto const count = sampler.declare<std::int64_t>("count", 0);
     auto const label = sampler.declare<std::string>("label", "none");
     auto const started = sampler.declare<hub::timestamp>("started", {});

@@ -25,7 +25,7 @@ void declare_first(hub::provider_session& tank) {
 }
 
 void declare_second(hub::provider_session& tank) {
-    tank.declare<double>("level", 0).set(712.5);
+    tank.declare<double>("level", 0.0).set(712.5);
     tank.declare<bool>("valve_open", false).set(true);
 }
 

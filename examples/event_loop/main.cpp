@@ -30,7 +30,7 @@ public:
         , m_heating{m_output.declare<bool>("heating", false)}
         , m_set_point{m_output.declare<double>(
               "set_point",
-              150,
+              150.0,
               hub::writable,
               [this](hub::write_request<double> wanted) { take(std::move(wanted)); })}
         , m_input{"thermostat", access, in_loop()}

@@ -32,8 +32,8 @@ zone declare_zone(hub::provider_session& furnace, int number) {
         return wanted >= 0 && wanted <= 1200;
     };
     zone declared{
-        furnace.declare<double>(path + "/temperature", 20),
-        furnace.declare<double>(path + "/set_point", 150, hub::writable, accepts)};
+        furnace.declare<double>(path + "/temperature", 20.0),
+        furnace.declare<double>(path + "/set_point", 150.0, hub::writable, accepts)};
     declared.set_point.set(150.0); // which is no guess, and so good from the start
     return declared;
 }

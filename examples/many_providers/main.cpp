@@ -25,7 +25,7 @@ struct device {
 
     device(std::string const& name, hub::hub_access const& access)
         : session{name, access}
-        , measured{session.declare<double>("measured", 0)} {
+        , measured{session.declare<double>("measured", 0.0)} {
         session.set_status_handler([name](hub::session_status const& status) {
             std::cout << name << ": " + status.text + "\n" << std::flush;
         });

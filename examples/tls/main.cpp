@@ -43,7 +43,7 @@ int main(int argc, char** argv) try {
                              .set_token_endpoint_check(true, given[5]);
     hub::provider_session oven{
         "oven", {given[1], given[2], given[3], read_secret(given[4]), options}};
-    auto const temperature = oven.declare<double>("temperature", 20);
+    auto const temperature = oven.declare<double>("temperature", 20.0);
     oven.set_status_handler(
         [](hub::session_status const& status) { std::cout << status.text << std::endl; });
     oven.start();

@@ -1,7 +1,7 @@
 // SPDX-FileCopyrightText: 2026 Arvenhold
 // SPDX-License-Identifier: Apache-2.0
 
-// Refused: a handler is a bool
+// Refused: a handler is a bool .*with the variable's own type
 
 #include <hub/session/provider_session.hpp>
 

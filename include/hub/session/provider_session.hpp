@@ -96,51 +96,52 @@ public:
     /// @tparam Type        The variable's type; always given, as in `declare<double>`.
     /// @param path         The path; the registry may reject empty ones, spaces and control
     ///                     characters.
-    /// @param initial      The initial value.
+    /// @param initial      The initial value. Must become the variable's type without loss, see
+    ///                     converts_exactly; nothing else compiles.
     /// @param permissions  Without a handler of its own, a writable variable needs
     ///                     set_write_handler(); all writes are refused otherwise.
     ///
     /// @throws std::invalid_argument  There is a variable with this path. Nothing was added.
     /// @throws std::logic_error       The session has been started. Nothing was added.
-    template <class Type>
+    template <class Type, class Given = Type>
     variable_handle<Type> declare(
-        std::string const& path,
-        detail::as_given_t<Type> initial,
-        variable_permissions permissions = read_only) {
-        return variable_handle<Type>{
-            declare_any(path, value_of<Type>(std::move(initial)), permissions)};
+        std::string const& path, Given&& initial, variable_permissions permissions = read_only) {
+        return variable_handle<Type>{declare_any(
+            path, detail::exact_value<Type>(std::forward<Given>(initial)), permissions)};
     }
 
     /// Adds a variable with a handler for write requests.
     ///
     /// @tparam Type        The variable's type; always given, as in `declare<double>`.
     /// @param path         The path.
-    /// @param initial      The initial value.
+    /// @param initial      The initial value, as above.
     /// @param permissions  writable.
     /// @param handler      Either a `bool (Type const& wanted)` that returns whether to accept the
     ///                     value, or a `void (write_request<Type>)` that answers at once or later.
+    ///                     Nothing else compiles, except a `bool (std::string_view wanted)` for a
+    ///                     string.
     ///
     /// @throws std::invalid_argument  There is a variable with this path, or a read-only variable
     ///                                has a handler. Nothing was added.
     /// @throws std::logic_error       The session has been started. Nothing was added.
-    template <class Type, class Handler>
+    template <class Type, class Given = Type, class Handler>
     variable_handle<Type> declare(
         std::string const& path,
-        detail::as_given_t<Type> initial,
+        Given&& initial,
         variable_permissions permissions,
         Handler handler) {
-        constexpr bool returns_verdict = std::is_invocable_r_v<bool, Handler&, Type const&>;
-        static_assert(
-            returns_verdict || std::is_invocable_v<Handler&, write_request<Type>>,
-            "a handler is a bool (Type const&) or a void (write_request<Type>)");
         return variable_handle<Type>{declare_any(
             path,
-            value_of<Type>(std::move(initial)),
+            detail::exact_value<Type>(std::forward<Given>(initial)),
             permissions,
             [handler = std::move(handler)](any_write_request request) mutable {
-                if constexpr (returns_verdict) {
+                if constexpr (detail::returns_verdict<Type, Handler>()) {
                     answer(handler(std::get<Type>(request.get_wanted())), request);
                 } else {
+                    static_assert(
+                        std::is_invocable_v<Handler&, write_request<Type>>,
+                        "a handler is a bool (Type const&) or a void (write_request<Type>), with "
+                        "the variable's own type");
                     handler(write_request<Type>{std::move(request)});
                 }
             })};
@@ -265,15 +266,6 @@ private:
     std::shared_ptr<provider_session_impl> const m_impl;
 
     static void answer(bool accepts, any_write_request& request);
-
-    template <class Type>
-    static variable_value value_of(Type initial) {
-        static_assert(
-            is_variable_type<Type>,
-            "a variable is bool, double, std::int64_t, std::string, timestamp or "
-            "std::chrono::nanoseconds");
-        return variable_value{std::in_place_type<Type>, std::move(initial)};
-    }
 };
 
 } // namespace arvenhold::corvel::hub

@@ -9,7 +9,6 @@
 #include <hub/session/variable_type.hpp>
 
 #include <memory>
-#include <type_traits>
 #include <utility>
 
 namespace arvenhold::corvel::hub {
@@ -25,7 +24,8 @@ public:
     /// variables that keep them all.
     ///
     /// @param variable  A variable of the session.
-    /// @param value     The new value. Must become the variable's type without loss.
+    /// @param value     The new value. Must become the variable's type without loss, see
+    ///                  converts_exactly; nothing else compiles.
     /// @param quality   Its quality.
     ///
     /// @throws std::logic_error  The variable belongs to no session, or to another one.
@@ -34,12 +34,7 @@ public:
         variable_handle<Type> const& variable,
         Given&& value,
         variable_quality quality = variable_quality::good) {
-        static_assert(
-            converts_exactly<Type, Given>,
-            "the value does not become the variable's type without loss");
-        set(variable.as_any(),
-            variable_value{std::in_place_type<Type>, std::forward<Given>(value)},
-            quality);
+        set(variable.as_any(), detail::exact_value<Type>(std::forward<Given>(value)), quality);
     }
 
     /// Adds a change of a variable whose type is known only while the program runs.

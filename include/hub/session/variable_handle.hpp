@@ -115,11 +115,7 @@ public:
         Given&& value,
         variable_quality quality = variable_quality::good,
         timestamp when = std::chrono::system_clock::now()) const {
-        static_assert(
-            converts_exactly<Type, Given>,
-            "the value does not become the variable's type without loss");
-        m_variable.set(
-            variable_value{std::in_place_type<Type>, std::forward<Given>(value)}, quality, when);
+        m_variable.set(detail::exact_value<Type>(std::forward<Given>(value)), quality, when);
     }
 
     /// Records a quality for the latest value, and returns.

@@ -10,6 +10,7 @@
 #include <string>
 #include <type_traits>
 #include <utility>
+#include <variant>
 
 namespace arvenhold::corvel::hub {
 
@@ -42,16 +43,6 @@ struct converts_exactly<
     : std::bool_constant<!std::is_same_v<Type, bool> || std::is_same_v<std::decay_t<Given>, bool>> {
 };
 
-/// Prevents the deduction of a template's argument from a function's argument.
-template <class Type>
-struct as_given {
-    using type = Type; ///< The argument.
-};
-
-/// The argument, not deduced.
-template <class Type>
-using as_given_t = typename as_given<Type>::type;
-
 } // namespace detail
 
 /// Whether a `Given` becomes a `Type` without loss, for every value: a `float` becomes a `double`,
@@ -59,5 +50,19 @@ using as_given_t = typename as_given<Type>::type;
 /// a `bool`.
 template <class Type, class Given>
 inline constexpr bool converts_exactly = detail::converts_exactly<Type, Given>::value;
+
+namespace detail {
+
+/// Returns what the application gives as the value of a variable with this type.
+template <class Type, class Given>
+variable_value exact_value(Given&& given) {
+    static_assert(
+        hub::converts_exactly<Type, Given>,
+        "the value does not become the variable's type without loss: pass that type, such as 20.0 "
+        "for a double");
+    return variable_value{std::in_place_type<Type>, std::forward<Given>(given)};
+}
+
+} // namespace detail
 
 } // namespace arvenhold::corvel::hub

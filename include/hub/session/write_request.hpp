@@ -7,9 +7,11 @@
 #include <hub/detail/export.hpp>
 #include <hub/session/variable_type.hpp>
 
+#include <functional>
 #include <memory>
 #include <string>
 #include <string_view>
+#include <type_traits>
 #include <utility>
 #include <variant>
 
@@ -110,9 +112,12 @@ public:
 
     /// Accepts another value in place of the wanted one. Has no effect after the first answer.
     ///
-    /// @param value  The value that the variable gets, for example the nearest allowed one.
-    void accept_as(Type value) {
-        m_request.accept_as(std::move(value));
+    /// @param value  The value that the variable gets, for example the nearest allowed one. Must
+    ///               become the variable's type without loss, see converts_exactly; nothing else
+    ///               compiles.
+    template <class Given>
+    void accept_as(Given&& value) {
+        m_request.accept_as(detail::exact_value<Type>(std::forward<Given>(value)));
     }
 
     /// Refuses the request. Has no effect after the first answer.
@@ -125,5 +130,40 @@ public:
 private:
     any_write_request m_request;
 };
+
+namespace detail {
+
+/// Deduces the parameter of a function that has one.
+template <class Result, class Parameter>
+Parameter parameter_of(std::function<Result(Parameter)> const&);
+
+/// The type of a handler's parameter; none if its call operator is a template.
+template <class Handler>
+using parameter_type =
+    std::decay_t<decltype(parameter_of(std::function{std::declval<Handler&>()}))>;
+
+/// Whether a handler that can be called with a `Type` takes it as it is, as one with `auto` does.
+template <class Type, class Handler, class = void>
+struct takes_exactly : std::true_type {};
+
+/// A handler with a parameter takes it as it is if the types are equal; a view of a string will do.
+template <class Type, class Handler>
+struct takes_exactly<Type, Handler, std::void_t<parameter_type<Handler>>>
+    : std::disjunction<
+          std::is_same<parameter_type<Handler>, Type>,
+          std::is_same<parameter_type<Handler>, std::string_view>> {};
+
+/// Whether a handler is a `bool (Type const&)`: no number that it returns is taken for a verdict.
+template <class Type, class Handler>
+constexpr bool returns_verdict() {
+    if constexpr (std::is_invocable_v<Handler&, Type const&>) {
+        return takes_exactly<Type, Handler>::value
+            && hub::converts_exactly<bool, std::invoke_result_t<Handler&, Type const&>>;
+    } else {
+        return false;
+    }
+}
+
+} // namespace detail
 
 } // namespace arvenhold::corvel::hub
