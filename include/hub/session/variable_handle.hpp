@@ -103,8 +103,9 @@ public:
     /// Creates a handle of no variable. Its operations throw std::logic_error.
     variable_handle() = default;
 
-    /// Records a value and returns, see any_variable_handle::set(). Allocates no memory unless the
-    /// value is a string or the variable has a queue of changes.
+    /// Records a value and returns, see any_variable_handle::set(). Allocates memory only for a
+    /// string, for a variable with a queue of changes, and if more of the session's work waits than
+    /// there is room for, as at the first call.
     ///
     /// @param value    The new value. Must become the variable's type without loss, see
     ///                 converts_exactly; nothing else compiles.

@@ -16,6 +16,21 @@ protected:
     recorded<session_state> told;
 };
 
+TEST_F(oven_with_little_memory, is_given_numbers_without_memory_after_the_first_one) {
+    auto const temperature = oven->declare<double>("temperature", 20.0);
+    start();
+    temperature.set(21.0, good, at_noon);
+    ASSERT_TRUE(sees("temperature", {21.0, good, at_noon}));
+
+    {
+        limited_memory const nothing_left{0};
+        temperature.set(22.0, good, at_one);
+        EXPECT_FALSE(nothing_left.has_run_out());
+    }
+
+    EXPECT_TRUE(sees("temperature", {22.0, good, at_one}));
+}
+
 TEST_F(oven_with_little_memory, is_ready_again_when_there_is_memory_again) {
     auto const temperature = oven->declare<double>("temperature", 20.0);
     oven->set_status_handler([this](session_status const& status) {
