@@ -20,8 +20,9 @@ namespace arvenhold::corvel::hub {
 /// A session repairs its connection itself, because the NATS client could neither keep the pace of
 /// token requests nor go on after two authorization errors. It therefore replaces these options of
 /// its connection: the number of reconnect attempts (none), the buffer for reconnecting (none), the
-/// interval and number of pings (as set here), and the link callback; a consumer session also the
-/// size of the delivery pool (as set here). Requests of a consumer session fail at once while it is
+/// interval and number of pings (as set here), the link callback, and the size of the delivery pool:
+/// as set here for a consumer session, none for a provider session, because a provider waits for a
+/// message while it handles another. Requests of a consumer session fail at once while it is
 /// disconnected. A write deadline of 0 becomes the time after which a hanging server counts as lost.
 ///
 /// @par Thread safety
