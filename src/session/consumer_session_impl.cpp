@@ -35,6 +35,7 @@ consumer_session::impl::impl(
     , m_settings{std::move(settings)}
     , m_read_only{permissions == variable_permissions::read_only}
     , m_directory{std::make_shared<provider_directory>(silence_limit(m_access.options, m_settings))}
+    , m_credentials{m_access, process_token_pace()}
     , m_handlers{m_name, m_settings.handlers_wait_for_dispatch()}
     , m_connect_waits{
           m_settings.get_first_retry(), m_settings.get_longest_retry(), std::random_device{}()} {}
@@ -73,6 +74,7 @@ void consumer_session::impl::stop() {
     if (m_stopping.exchange(true)) {
         return;
     }
+    m_credentials.stop();
     m_handlers.close();
     m_thread.stop();
     for (auto& lane : m_lanes) {

@@ -16,6 +16,7 @@
 #include "session/followed_provider.hpp"
 #include "session/following.hpp"
 #include "session/handler_queue.hpp"
+#include "session/paced_credentials.hpp"
 #include "session/plain_status.hpp"
 #include "session/provider_directory.hpp"
 #include "session/work_thread.hpp"
@@ -162,6 +163,7 @@ private:
     std::shared_ptr<provider_directory> const m_directory;
 
     // Any thread.
+    paced_credentials m_credentials; // outlives the links, whose options refer to it
     std::atomic<bool> m_stopping{
         false}; // set once; read without a lock, because late work is harmless
     std::atomic<bool> m_is_drain_posted{false}; // keeps one event from posting more than one drain
@@ -192,7 +194,6 @@ private:
     bool m_was_ready = false;
     back_off m_connect_waits;
     clock::time_point m_next_connect{};
-    clock::time_point m_token_turn{}; // the one reserved last
     session_status m_link_status = starting_status();
     std::map<std::string, std::unique_ptr<provider_work>> m_work;
     std::string m_latest_served; // the provider that was given a lane last
@@ -222,7 +223,6 @@ private:
 
     // Connecting
     void connect_when_due();
-    void begin_connecting();
     void open_link();
     void adopt_link(std::shared_ptr<link> const& connected);
     void record_connect_failure(failure const& why);

@@ -21,16 +21,12 @@ void consumer_session::impl::connect_when_due() {
     if (m_is_connecting || now < m_next_connect) {
         return;
     }
-    if (m_token_turn <= now) { // or it was not used, without memory
-        m_token_turn = process_token_pace().reserve(now);
+    auto const turn = process_token_pace().begin_connect(now);
+    if (turn > now) {
+        m_thread.post_at(turn, [self = shared_from_this()] { self->run(&impl::advance); });
+        m_next_connect = turn; // last: without memory, the next tick tries again
+        return;
     }
-    m_thread.post_at(
-        m_token_turn, [self = shared_from_this()] { self->run(&impl::begin_connecting); });
-    m_is_connecting = true; // last: without memory, the next tick tries again
-}
-
-void consumer_session::impl::begin_connecting() {
-    m_is_connecting = false;
     m_connecting_thread.post([this] { open_link(); });
     m_is_connecting = true; // last, too
 }
@@ -45,6 +41,7 @@ void consumer_session::impl::open_link() {
         options.set_fail_requests_while_disconnected(true)
             .set_delivery_pool_size(m_settings.get_delivery_threads())
             .set_link_callback(&impl::recv_link_event, opened.get());
+        m_credentials.use_in(options);
         opened->client.connect(
             m_access.server_url,
             m_access.token_endpoint,

@@ -32,8 +32,10 @@ constexpr std::size_t most_waiting_writes = 10'000;
 
 constexpr auto lack_of_memory = "memory or threads are exhausted";
 
-hub_access with_link_options(hub_access access, session_settings const& settings) {
+hub_access with_link_options(
+    hub_access access, session_settings const& settings, paced_credentials& credentials) {
     access.options = link_options(access.options, settings).set_delivery_pool_size(0);
+    credentials.use_in(access.options);
     return access;
 }
 
@@ -84,7 +86,8 @@ void publish_block(registered_provider& to, change_block& block) {
 provider_session_impl::provider_session_impl(
     std::string const& identifier, hub_access access, session_settings const& settings)
     : m_identifier{identifier}
-    , m_access{with_link_options(std::move(access), settings)}
+    , m_credentials{access, process_token_pace()}
+    , m_access{with_link_options(std::move(access), settings, m_credentials)}
     , m_handlers{identifier, settings.handlers_wait_for_dispatch()}
     , m_status{starting_status()}
     , m_back_off{settings.get_first_retry(), settings.get_longest_retry(), std::random_device{}()} {
@@ -162,6 +165,7 @@ void provider_session_impl::stop() {
         m_stage = life_stage::stopped;
     }
     change_status(stopped_status());
+    m_credentials.stop();
     m_handlers.close();
     m_thread->stop();
     if (m_thread->is_current()) {
@@ -327,15 +331,18 @@ void provider_session_impl::connect_at(clock::time_point when, Step step) {
     m_is_connecting = true;
 }
 
-// The turn is reserved when the wait is over, because no other session gets one before it.
 void provider_session_impl::connect_after(milliseconds wait) {
-    connect_at(clock::now() + wait, [this] {
-        auto const now = clock::now();
-        if (m_token_turn <= now) { // or it was not used, without memory
-            m_token_turn = process_token_pace().reserve(now);
-        }
-        connect_at(m_token_turn, [this] { connect(); });
-    });
+    connect_at(clock::now() + wait, [this] { connect_in_turn(); });
+}
+
+void provider_session_impl::connect_in_turn() {
+    auto const now = clock::now();
+    auto const turn = process_token_pace().begin_connect(now);
+    if (turn > now) {
+        connect_at(turn, [this] { connect_in_turn(); });
+    } else {
+        connect();
+    }
 }
 
 void provider_session_impl::connect() {

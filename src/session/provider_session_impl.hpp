@@ -6,6 +6,7 @@
 #include "session/back_off.hpp"
 #include "session/failure_status.hpp"
 #include "session/handler_queue.hpp"
+#include "session/paced_credentials.hpp"
 #include "session/registered_provider.hpp"
 #include "session/variable_slots.hpp"
 #include "session/work_thread.hpp"
@@ -83,6 +84,7 @@ private:
 
     // Fixed at start().
     std::string const m_identifier;
+    paced_credentials m_credentials; // outlives the registrations, whose options refer to it
     hub_access const m_access;
     handler_queue m_handlers;
     variable_slots m_slots;
@@ -127,7 +129,6 @@ private:
     // Of the session's thread, before its start of the application, and after its end of stop().
     std::shared_ptr<called_functions> m_called = std::make_shared<called_functions>(); // then null
     back_off m_back_off;
-    clock::time_point m_token_turn{};                // the one reserved last
     std::shared_ptr<registered_provider> m_provider; // null unless ready
     registration_number m_number = 0;                // of the registration made last
     bool m_was_ready = false;
@@ -158,6 +159,7 @@ private:
     template <class Step>
     void connect_at(clock::time_point when, Step step);
     void connect_after(std::chrono::milliseconds wait);
+    void connect_in_turn();
     void connect();
     void post_attempt(registration_number number, std::shared_ptr<registered_provider> attempt);
     template <class Step>

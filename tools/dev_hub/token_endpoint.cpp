@@ -63,6 +63,7 @@ token_request make_record(httplib::Request const& request) {
                         .value_or(client_credentials{});
     record.grant_type = request.get_param_value("grant_type");
     record.scope = request.get_param_value("scope");
+    record.when = std::chrono::steady_clock::now();
     return record;
 }
 

@@ -40,6 +40,7 @@ struct token_request {
     client_credentials client; ///< Decoded from the Basic header; empty if it cannot be decoded.
     std::string grant_type;    ///< Empty if the body has none.
     std::string scope;         ///< Empty if the body has none.
+    std::chrono::steady_clock::time_point when; ///< Its arrival.
 };
 
 /// What the endpoint sends without looking at the request.

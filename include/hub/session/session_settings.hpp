@@ -33,8 +33,8 @@ public:
     /// Sets the wait before an attempt to repair, which doubles from one attempt to the next. Each
     /// wait is shortened at random by up to a half.
     ///
-    /// All sessions of a process together begin at most one connect in a second, whatever is set
-    /// here, so that they do not burden the token endpoint.
+    /// All sessions of a process together request at most one token in a second, and begin at most
+    /// one connect, whatever is set here, so that they do not burden the token endpoint.
     ///
     /// @param first    The wait before the first attempt: 1 ms to `longest`, 250 ms by default.
     /// @param longest  The maximum: up to 24 h, 10 s by default.

@@ -107,9 +107,6 @@ public:
     /// Returns what the program under test needs to connect. The NATS server's URL and all others stay
     /// the same through every fault.
     ///
-    /// The URL of the token endpoint differs from client to client, because sessions of one process
-    /// that have the same one connect at most once in a second.
-    ///
     /// @param client_id  As whom the program connects: letters, digits, `-`, `_` and `.`.
     hub_access get_access(std::string const& client_id = "program-under-test");
 

@@ -258,22 +258,6 @@ TEST_F(recovering_oven, does_not_wait_for_a_session_that_waits_long_before_its_n
     EXPECT_TRUE(oven->wait_until_ready(patience));
 }
 
-TEST_F(recovering_oven, requests_at_most_one_token_in_a_second_together_with_other_sessions) {
-    auto const before = hub.get_token_endpoint().get_requests().size();
-    auto const begin = std::chrono::steady_clock::now();
-    provider_session mixer{"mixer", access(), quick()};
-    provider_session pump{"pump", access(), quick()};
-    oven->start();
-    mixer.start();
-    pump.start();
-
-    ASSERT_TRUE(hub.get_token_endpoint().wait_until_requested(before + 3, patience));
-
-    EXPECT_GE(std::chrono::steady_clock::now() - begin, std::chrono::seconds{2});
-    EXPECT_TRUE(oven->wait_until_ready(patience) && mixer.wait_until_ready(patience));
-    EXPECT_TRUE(pump.wait_until_ready(patience));
-}
-
 TEST_F(recovering_oven, never_shows_one_variable_of_a_swapped_pair_as_the_other) {
     oven->stop();
     provider_session before{"pair", access(), quick()};
