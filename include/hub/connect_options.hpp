@@ -313,8 +313,8 @@ public:
     bool is_tls_required() const;
 
     /// Sets the authorities that may sign the NATS server's certificate, besides those of the
-    /// system. Also requires TLS. `connect` throws connection_failed with status 29, and the file's
-    /// name, if the file cannot be read.
+    /// system. Also requires TLS. If the file cannot be used, `connect` throws connection_failed with
+    /// status 29 and the file's name, and opens nothing.
     ///
     /// @param file  Path of a PEM file; an empty string, the default, for none.
     connect_options& set_tls_ca_file(std::string file);
@@ -323,7 +323,8 @@ public:
     std::string const& get_tls_ca_file() const;
 
     /// Sets the certificate with which the client identifies itself to the NATS server. Also
-    /// requires TLS. Errors are as for set_tls_ca_file().
+    /// requires TLS. Errors are as for set_tls_ca_file(); the name is that of the file that cannot
+    /// be read, or both if the NATS client does not accept what is in them.
     ///
     /// @param certificate_file  Path of a PEM file with the client's certificate, then those of the
     ///                          authorities between it and the root; none by default.
@@ -355,8 +356,9 @@ public:
     ///
     /// @param check    false by default.
     /// @param ca_file  Path of a PEM file with the only authorities that may have signed the
-    ///                 certificate; an empty string for those of the system. If the file cannot be
-    ///                 read, no token can be obtained. Must be empty unless `check` is true.
+    ///                 certificate; an empty string for those of the system. Must be empty unless
+    ///                 `check` is true. Errors are as for set_tls_ca_file(); a file that cannot be
+    ///                 used any more when a token is requested gives none.
     connect_options& set_token_endpoint_check(bool check, std::string ca_file = {});
 
     /// Returns whether the certificate and the host name of the token endpoint are checked.
@@ -369,7 +371,10 @@ public:
     /// Sets the proxy for token requests. An endpoint without TLS shows the client secret to the
     /// proxy. Proxy variables of the environment have no effect either way.
     ///
-    /// @param url  As `http://proxy:3128`; an empty string, the default, for none.
+    /// @param url  As `http://proxy:3128`, with one of the schemes `http`, `https`, `socks4`,
+    ///             `socks4a`, `socks5` and `socks5h`, or none for `http`; an empty string, the
+    ///             default, for no proxy. It is not repeated in the text of the exception, because
+    ///             it may contain a password.
     connect_options& set_token_proxy(std::string url);
 
     /// Returns the URL of the proxy for token requests; an empty string for none.

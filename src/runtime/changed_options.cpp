@@ -5,6 +5,7 @@
 
 #include <chrono>
 #include <cstdint>
+#include <fstream>
 #include <vector>
 
 namespace arvenhold::corvel::hub {
@@ -30,6 +31,18 @@ std::int64_t to_c(std::chrono::milliseconds value) {
 
 char const* to_c(std::string const& value) {
     return value.c_str();
+}
+
+bool is_readable(std::string const& file) {
+    return std::ifstream{file}.is_open();
+}
+
+// The NATS client loads both at once, and does not say which one it cannot use.
+std::string find_refused_file(std::string const& certificate, std::string const& key) {
+    if (!is_readable(certificate)) {
+        return certificate;
+    }
+    return is_readable(key) ? certificate + ", " + key : key;
 }
 
 class changed_options {
@@ -63,16 +76,32 @@ public:
     }
 
     void load_authorities() {
-        load(m_chosen.get_tls_ca_file(), [this](char const* file) {
-            return natsOptions_LoadCATrustedCertificates(m_options, file);
-        });
+        load_authorities_into(m_options, m_chosen.get_tls_ca_file());
+    }
+
+    // libcurl reads this file only after a server has been reached. Loading it into options that are
+    // used for nothing else shows earlier whether it is usable.
+    void try_token_authorities() {
+        if (m_result.status != NATS_OK || m_chosen.get_token_ca_file().empty()) {
+            return;
+        }
+        natsOptions* created = nullptr;
+        m_result.status = natsOptions_Create(&created);
+        nats_options const unused{created};
+        load_authorities_into(created, m_chosen.get_token_ca_file());
     }
 
     void load_client_certificate() {
-        load(m_chosen.get_tls_certificate_file(), [this](char const* file) {
-            return natsOptions_LoadCertificatesChain(
-                m_options, file, to_c(m_chosen.get_tls_key_file()));
-        });
+        auto const& certificate = m_chosen.get_tls_certificate_file();
+        auto const& key = m_chosen.get_tls_key_file();
+        if (m_result.status != NATS_OK || certificate.empty()) {
+            return;
+        }
+        m_result.status =
+            natsOptions_LoadCertificatesChain(m_options, to_c(certificate), to_c(key));
+        if (m_result.status != NATS_OK) {
+            m_result.refused_file = find_refused_file(certificate, key);
+        }
     }
 
     [[nodiscard]] options_result const& result() const {
@@ -85,12 +114,11 @@ private:
     connect_options const m_defaults;
     options_result m_result;
 
-    template <class Load>
-    void load(std::string const& file, Load load) {
+    void load_authorities_into(natsOptions* options, std::string const& file) {
         if (m_result.status != NATS_OK || file.empty()) {
             return;
         }
-        m_result.status = load(file.c_str());
+        m_result.status = natsOptions_LoadCATrustedCertificates(options, to_c(file));
         if (m_result.status != NATS_OK) {
             m_result.refused_file = file;
         }
@@ -115,6 +143,7 @@ options_result set_changed_options(natsOptions* options, connect_options const& 
     changed.set(&connect_options::is_tls_required, &natsOptions_SetSecure);
     changed.load_authorities();
     changed.load_client_certificate();
+    changed.try_token_authorities();
     changed.set(&connect_options::get_tls_host_name, &natsOptions_SetExpectedHostname);
     changed.set_pool_size();
     return changed.result();

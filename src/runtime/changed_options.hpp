@@ -13,7 +13,7 @@ namespace arvenhold::corvel::hub {
 /// What came of giving the NATS client the application's options.
 struct options_result {
     natsStatus status = NATS_OK;
-    std::string refused_file; ///< The file that could not be used; an empty string for none.
+    std::string refused_file; ///< The file or files that could not be used; empty for none.
 };
 
 /// Gives the NATS client those of the application's options that differ from the defaults, up to

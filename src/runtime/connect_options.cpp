@@ -4,9 +4,11 @@
 #include <hub/connect_options.hpp>
 
 #include "runtime/blank_url.hpp"
+#include "runtime/curl_handles.hpp"
 #include "runtime/never_destroyed.hpp"
 
 #include <algorithm>
+#include <array>
 #include <limits>
 #include <stdexcept>
 #include <string_view>
@@ -105,6 +107,21 @@ bool needs_escaping(char character) {
     constexpr unsigned char first_printable = 0x20;
     return character == '"' || character == '\\'
         || static_cast<unsigned char>(character) < first_printable;
+}
+
+// Parses the URL as libcurl does it for each transfer; a URL without a scheme is one of HTTP.
+bool is_proxy(std::string const& url) {
+    constexpr std::array<std::string_view, 6> schemes{
+        "http", "https", "socks4", "socks4a", "socks5", "socks5h"};
+    curl_url_handle const parsed{curl_url()};
+    constexpr unsigned flags = CURLU_NON_SUPPORT_SCHEME | CURLU_GUESS_SCHEME;
+    char* found = nullptr;
+    if (curl_url_set(parsed.get(), CURLUPART_URL, url.c_str(), flags) != CURLUE_OK
+        || curl_url_get(parsed.get(), CURLUPART_SCHEME, &found, 0) != CURLUE_OK) {
+        return false;
+    }
+    curl_text const scheme{found};
+    return std::find(schemes.begin(), schemes.end(), scheme.get()) != schemes.end();
 }
 
 } // namespace
@@ -358,7 +375,14 @@ std::string const& connect_options::get_token_ca_file() const {
     return current().token_endpoint_check.ca_file;
 }
 
+// The text does not repeat the URL, which may contain a password.
 connect_options& connect_options::set_token_proxy(std::string url) {
+    if (!url.empty() && !is_proxy(url)) {
+        refuse(
+            "token_proxy",
+            "malformed",
+            "a URL with the scheme http, https, socks4, socks4a, socks5 or socks5h");
+    }
     return set(&values::token_proxy, std::move(url));
 }
 

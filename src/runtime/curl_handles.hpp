@@ -12,6 +12,7 @@ namespace arvenhold::corvel::hub {
 using curl_easy_handle = c_handle<CURL, curl_easy_cleanup>;
 using curl_header_list = c_handle<curl_slist, curl_slist_free_all>;
 using curl_text = c_handle<char, curl_free>;
+using curl_url_handle = c_handle<CURLU, curl_url_cleanup>;
 
 /// Keeps libcurl initialized during one transfer. At process exit a transfer may still be running
 /// on a thread of the NATS client: libcurl is then not cleaned up, and no further transfer begins.

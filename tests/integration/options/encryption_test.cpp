@@ -8,8 +8,6 @@ namespace arvenhold::corvel::hub {
 
 namespace {
 
-using testing::EndsWith;
-
 constexpr int no_tls = 8;
 constexpr int tls_failed = 29;
 
@@ -75,13 +73,6 @@ TEST_F(encrypted_link, is_required) {
     EXPECT_EQ(
         thrown_status([this] { connect(boiler, connect_options{}.set_tls_required(true)); }),
         no_tls);
-}
-
-TEST_F(encrypted_link, names_the_file_that_is_missing) {
-    auto const message = thrown_message<connection_failed>(
-        [this] { connect(boiler, connect_options{}.set_tls_ca_file("/missing.pem")); });
-
-    EXPECT_THAT(message, EndsWith("NATS returns: 29 = SSL Error (/missing.pem)\n"));
 }
 
 } // namespace

@@ -90,6 +90,26 @@ TEST_F(changed_options_test, name_the_file_that_cannot_be_used) {
     EXPECT_EQ(result.refused_file, "/ca.pem");
 }
 
+TEST_F(changed_options_test, name_the_authorities_of_the_token_endpoint_that_cannot_be_used) {
+    nats.fail_next("natsOptions_LoadCATrustedCertificates", NATS_SSL_ERROR);
+
+    auto const result = set_changed_options(
+        options.get(), connect_options{}.set_token_endpoint_check(true, "/tokens.pem"));
+
+    EXPECT_EQ(result.status, NATS_SSL_ERROR);
+    EXPECT_EQ(result.refused_file, "/tokens.pem");
+}
+
+TEST_F(changed_options_test, name_no_file_if_there_is_no_memory_to_try_it) {
+    nats.fail_next("natsOptions_Create", NATS_NO_MEMORY);
+
+    auto const result = set_changed_options(
+        options.get(), connect_options{}.set_token_endpoint_check(true, "/tokens.pem"));
+
+    EXPECT_EQ(result.status, NATS_NO_MEMORY);
+    EXPECT_EQ(result.refused_file, "");
+}
+
 struct changed_option {
     char const* name;
     connect_options chosen;
@@ -160,6 +180,15 @@ INSTANTIATE_TEST_SUITE_P(
             "client_certificate",
             connect_options{}.set_tls_client_certificate("/c.pem", "/k.pem"),
             {"natsOptions_SetSecure true", "natsOptions_LoadCertificatesChain /c.pem /k.pem"}},
+        changed_option{
+            "authorities_of_the_token_endpoint",
+            connect_options{}.set_token_endpoint_check(true, "/tokens.pem"),
+            {"natsOptions_Create",
+             "natsOptions_LoadCATrustedCertificates /tokens.pem",
+             "natsOptions_Destroy"}},
+        changed_option{
+            "token_endpoint_check", connect_options{}.set_token_endpoint_check(true), {}},
+        changed_option{"token_proxy", connect_options{}.set_token_proxy("http://proxy:3128"), {}},
         changed_option{
             "host_name",
             connect_options{}.set_tls_host_name("hub"),
