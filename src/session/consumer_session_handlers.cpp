@@ -33,27 +33,20 @@ void consumer_session::impl::post_drain() {
 
 void consumer_session::impl::add_drain() {
     try {
-        m_handlers.add([self = shared_from_this()] { self->drain(); });
+        m_handlers.add(
+            [self = shared_from_this(), last = m_section->load()] { self->drain(last); });
     } catch (...) {
         m_is_drain_posted = false; // or nothing would be posted any more
         throw;
     }
 }
 
-void consumer_session::impl::drain() {
-    if (m_handlers.get_descriptor() < 0) {
-        drain_repeatedly();
-    } else {
-        m_is_drain_posted = false; // first, so that a change from here on causes another one
-        drain_all();
-    }
-}
-
 // After it has called handlers, the session's thread looks again soon, and only waits to be woken
 // once there was nothing: a change that finds the drain posted costs its thread no system call.
-void consumer_session::impl::drain_repeatedly() {
+void consumer_session::impl::drain(section_number last) {
     try {
-        if (drain_all()) {
+        auto const was_waiting = deliver_until(last);
+        if (was_waiting && m_handlers.get_descriptor() < 0) {
             add_drain_after(burst_interval);
             return;
         }
@@ -63,7 +56,7 @@ void consumer_session::impl::drain_repeatedly() {
     }
     m_is_drain_posted = false;
     if (has_waiting()) {
-        post_drain(); // for what came in between
+        post_drain(); // for what came in between, or comes behind another handler
     }
 }
 
@@ -72,47 +65,25 @@ void consumer_session::impl::add_drain_after(clock::duration wait) {
         clock::now() + wait, [self = shared_from_this()] { self->run(&impl::add_drain); });
 }
 
-// Adds a handler behind those for the changes that came before.
-void consumer_session::impl::add_handler(handler_queue::handler called) {
-    if (m_handlers.get_descriptor() < 0) {
-        m_handlers.run([this] { drain_all(); });
-    } else {
-        add_waiting();
-    }
-    m_handlers.add(std::move(called));
-}
-
-// Takes what waits out of later drains, which take everything that is there when they run.
-void consumer_session::impl::add_waiting() {
-    auto const followed = m_directory->get_followed();
-    for (auto const& wanted : *followed) {
-        if (wanted->has_waiting()) {
-            add_delivery(wanted);
-        }
-    }
-}
-
-void consumer_session::impl::add_delivery(std::shared_ptr<following> const& wanted) {
-    auto const taken = std::make_shared<following::waiting>();
-    wanted->take(*taken);
-    try {
-        m_handlers.add(
-            [self = shared_from_this(), wanted, taken] { self->deliver(*wanted, *taken); });
-    } catch (...) {
-        drop_changes(*wanted, *taken); // or their variables would be silent from here on
-        throw;
-    }
+// Adds a handler that is called behind those for the changes that came before. These stay where
+// they are, so that what waits for a handler never exceeds its limit.
+void consumer_session::impl::add_report(std::string subject, handler_queue::handler called) {
+    auto const last = (*m_section)++;
+    m_handlers.add_report(
+        std::move(subject), [self = shared_from_this(), last, called = std::move(called)] {
+            self->m_handlers.run([&self, last] { self->deliver_until(last); });
+            called();
+        });
 }
 
 // Returns whether anything was there.
-bool consumer_session::impl::drain_all() {
+bool consumer_session::impl::deliver_until(section_number last) {
     auto const followed = m_directory->get_followed();
     auto was_waiting = false;
     for (auto const& wanted : *followed) {
         if (wanted->has_waiting()) {
             was_waiting = true;
-            wanted->take(m_draining);
-            deliver(*wanted, m_draining);
+            deliver(*wanted, last);
         }
     }
     return was_waiting;
@@ -126,18 +97,20 @@ bool consumer_session::impl::has_waiting() const {
 }
 
 // What is left in the end has no handler any more.
-void consumer_session::impl::deliver(following const& wanted, following::waiting& taken) {
+void consumer_session::impl::deliver(following& wanted, section_number last) {
     present_handlers handlers{wanted};
     try {
-        deliver_batches(wanted, handlers, taken);
-        deliver_changes(wanted, handlers, taken);
+        wanted.take(last, m_draining);
+        deliver_batches(wanted, handlers, m_draining);
+        deliver_changes(wanted, handlers, m_draining);
     } catch (...) {
-        drop_changes(wanted, taken);
+        drop_changes(wanted, m_draining);
         throw;
     }
-    drop_changes(wanted, taken);
+    drop_changes(wanted, m_draining);
 }
 
+// Their variables would otherwise be silent from here on.
 void consumer_session::impl::drop_changes(following const& wanted, following::waiting& taken) {
     while (taken.changes.size() > 0) {
         auto const left = taken.changes.take(taken.changes.size());
@@ -227,7 +200,7 @@ void consumer_session::impl::add_definition_change(definition_change const& chan
     if (!get_definition_handler()) {
         return;
     }
-    add_handler([self = shared_from_this(), change] {
+    add_report("definition of " + change.provider, [self = shared_from_this(), change] {
         if (auto const called = self->get_definition_handler()) {
             called(change);
         }
@@ -317,7 +290,7 @@ void consumer_session::impl::tell_status(
     if (!get_status_handler()) {
         return; // nothing waits for a dispatch that never comes
     }
-    add_handler([self = shared_from_this(), provider, status] {
+    add_report("state of " + provider, [self = shared_from_this(), provider, status] {
         if (auto const called = self->get_status_handler()) {
             called(provider, status);
         }

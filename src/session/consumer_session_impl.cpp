@@ -127,7 +127,7 @@ std::shared_ptr<followed_variables::impl> consumer_session::impl::follow(
     following::interest wanted, std::size_t limit) {
     auto handle = std::make_shared<followed_variables::impl>();
     handle->directory = m_directory;
-    handle->wanted = std::make_shared<following>(std::move(wanted), limit);
+    handle->wanted = std::make_shared<following>(std::move(wanted), limit, m_section);
     handle->named = m_directory->add(handle->wanted);
     handle->session = weak_from_this();
     if (m_stopping) {

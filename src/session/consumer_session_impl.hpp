@@ -153,6 +153,8 @@ private:
         session_status status{};  // as told
     };
 
+    using section_number = waiting_changes::section_number;
+
     static constexpr std::size_t lane_count = 4;
 
     // Fixed at construction.
@@ -168,6 +170,8 @@ private:
         false}; // set once; read without a lock, because late work is harmless
     std::atomic<bool> m_is_drain_posted{false}; // keeps one event from posting more than one drain
     std::atomic<bool> m_is_advance_posted{false};
+    std::shared_ptr<following::present_section> const m_section =
+        std::make_shared<following::present_section>(0);
     handler_queue m_handlers;
 
     mutable std::mutex m_handlers_mutex;
@@ -277,15 +281,12 @@ private:
     void lose(followed_provider& provider);
     void drop_handlers();
     void add_drain();
-    void drain();
-    void drain_repeatedly();
+    void drain(section_number last);
     void add_drain_after(clock::duration wait);
-    void add_handler(handler_queue::handler called);
-    void add_waiting();
-    void add_delivery(std::shared_ptr<following> const& wanted);
-    bool drain_all();
+    void add_report(std::string subject, handler_queue::handler called);
+    bool deliver_until(section_number last);
     bool has_waiting() const;
-    void deliver(following const& wanted, following::waiting& taken);
+    void deliver(following& wanted, section_number last);
     static void drop_changes(following const& wanted, following::waiting& taken);
     void deliver_changes(
         following const& wanted, present_handlers& handlers, following::waiting& taken);

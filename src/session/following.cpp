@@ -7,9 +7,11 @@
 
 namespace arvenhold::corvel::hub {
 
-following::following(interest wanted, std::size_t limit)
+following::following(
+    interest wanted, std::size_t limit, std::shared_ptr<present_section const> section)
     : m_wanted{std::move(wanted)}
     , m_limit{limit}
+    , m_section{std::move(section)}
     , m_handlers{std::make_shared<handlers>()}
     , m_latest_handlers{m_handlers.get()} {}
 
@@ -56,7 +58,7 @@ void following::add(
     std::span<waiting_change> event) {
     std::scoped_lock const lock{m_mutex};
     m_has_waiting = true;
-    m_waiting.changes.add(provider, losses, event);
+    m_waiting.changes.add(provider, losses, *m_section, event);
     while (m_limit != 0 && m_waiting.changes.size() > m_limit) {
         m_waiting.changes.drop_oldest();
         ++m_waiting.dropped;
@@ -76,12 +78,15 @@ bool following::has_waiting() const {
     return m_has_waiting;
 }
 
-void following::take(waiting& taken) {
+void following::take(waiting_changes::section_number last, waiting& taken) {
     taken.changes.clear();
     taken.dropped = 0;
     std::scoped_lock const lock{m_mutex};
-    m_has_waiting = false;
-    std::swap(m_waiting, taken);
+    m_waiting.changes.take_section(last, taken.changes);
+    m_has_waiting = m_waiting.changes.size() > 0;
+    if (taken.changes.size() > 0) {
+        taken.dropped = std::exchange(m_waiting.dropped, 0);
+    }
 }
 
 } // namespace arvenhold::corvel::hub

@@ -52,8 +52,12 @@ public:
         std::uint64_t dropped = 0; // before the first of them
     };
 
+    /// The section that changes belong to at present. Read for every change, and written by the
+    /// session's thread for each handler that begins a section.
+    using present_section = std::atomic<waiting_changes::section_number>;
+
     /// @param limit  How many changes are kept; 0 for the latest of each variable.
-    following(interest wanted, std::size_t limit);
+    following(interest wanted, std::size_t limit, std::shared_ptr<present_section const> section);
 
     [[nodiscard]] interest const& get_interest() const;
 
@@ -87,14 +91,16 @@ public:
     /// Whether changes wait. May be outdated, but never misses what has led to a drain.
     [[nodiscard]] bool has_waiting() const;
 
-    /// Moves what waits.
+    /// Moves what waits, up to the end of a section.
     ///
-    /// @param taken  Replaced; keeps its memory for the next call.
-    void take(waiting& taken) CORVEL_HUB_EXCLUDES(m_mutex);
+    /// @param taken  Replaced; keeps its memory for the next call. If this throws, what has been
+    ///               moved.
+    void take(waiting_changes::section_number last, waiting& taken) CORVEL_HUB_EXCLUDES(m_mutex);
 
 private:
     interest const m_wanted;
     std::size_t const m_limit;
+    std::shared_ptr<present_section const> const m_section;
 
     // Read for every change, without the lock: a change that a new handler misses is as one that
     // came before it.

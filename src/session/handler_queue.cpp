@@ -8,9 +8,11 @@
 #include <sys/eventfd.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cerrno>
 #include <cstdint>
 #include <exception>
+#include <iterator>
 #include <system_error>
 #include <utility>
 
@@ -41,19 +43,46 @@ handler_queue::~handler_queue() {
 }
 
 void handler_queue::add(handler called) {
+    add(entry{{}, std::move(called)});
+}
+
+void handler_queue::add_report(std::string subject, handler called) {
+    add(entry{std::move(subject), std::move(called)});
+}
+
+void handler_queue::add(entry added) {
     if (m_descriptor == no_descriptor) {
         if (!is_closed()) {
-            run(called);
+            run(added.called);
         }
         return;
     }
+    handler dropped; // destroyed without the lock
     std::scoped_lock const lock{m_mutex};
-    if (!m_closed) {
-        m_waiting.push_back(std::move(called));
-        std::uint64_t const one = 1;
-        // Fails only when the counter is at its maximum, and the descriptor is readable then.
-        [[maybe_unused]] auto const written = ::write(m_descriptor, &one, sizeof one);
+    if (m_closed) {
+        return;
     }
+    m_waiting.push_back(std::move(added));
+    std::uint64_t const one = 1;
+    // Fails only when the counter is at its maximum, and the descriptor is readable then.
+    [[maybe_unused]] auto const written = ::write(m_descriptor, &one, sizeof one);
+    if (m_waiting.size() > many_waiting) {
+        dropped = remove_outdated();
+    }
+}
+
+// Returns the oldest report with the subject of the latest one, or nothing.
+handler_queue::handler handler_queue::remove_outdated() {
+    auto const latest = std::prev(m_waiting.end());
+    auto const found = std::find_if(m_waiting.begin(), latest, [&](entry const& waiting) {
+        return waiting.subject == latest->subject;
+    });
+    if (found == latest || latest->subject.empty()) {
+        return {};
+    }
+    auto removed = std::move(found->called);
+    m_waiting.erase(found);
+    return removed;
 }
 
 int handler_queue::get_descriptor() const {
@@ -67,12 +96,12 @@ std::size_t handler_queue::dispatch() {
     std::scoped_lock const lock{m_dispatch_mutex};
     m_dispatching = std::this_thread::get_id();
     std::size_t count = 0;
-    for (auto& called : take_waiting()) {
+    for (auto& waiting : take_waiting()) {
         if (!is_closed()) {
-            run(called);
+            run(waiting.called);
             ++count;
         }
-        called = nullptr; // what it holds is released before the next one runs
+        waiting.called = nullptr; // what it holds is released before the next one runs
     }
     m_dispatching = std::thread::id{};
     return count;
@@ -84,7 +113,7 @@ void handler_queue::wait_for_dispatch() {
     }
 }
 
-std::vector<handler_queue::handler> handler_queue::take_waiting() {
+std::vector<handler_queue::entry> handler_queue::take_waiting() {
     std::scoped_lock const lock{m_mutex};
     std::uint64_t count = 0;
     // Fails only when nothing waits. Makes the descriptor unreadable until the next handler.
@@ -93,7 +122,7 @@ std::vector<handler_queue::handler> handler_queue::take_waiting() {
 }
 
 void handler_queue::close() {
-    std::vector<handler> dropped; // destroyed without the lock
+    std::vector<entry> dropped; // destroyed without the lock
     std::scoped_lock const lock{m_mutex};
     m_closed = true;
     dropped.swap(m_waiting);

@@ -23,6 +23,9 @@ class handler_queue {
 public:
     using handler = std::function<void()>;
 
+    /// How many handlers wait before reports are dropped.
+    static constexpr std::size_t many_waiting = 10'000;
+
     /// @param client_name         Named in reports.
     /// @param waits_for_dispatch  Whether handlers wait for dispatch().
     ///
@@ -35,6 +38,10 @@ public:
 
     /// Runs or enqueues a handler; does nothing after close(). Called on the session's thread.
     void add(handler called) CORVEL_HUB_EXCLUDES(m_mutex);
+
+    /// Like add(), for a report that outdates earlier ones with its subject. If many handlers wait,
+    /// the oldest of these is dropped, so that what waits is bounded.
+    void add_report(std::string subject, handler called) CORVEL_HUB_EXCLUDES(m_mutex);
 
     /// Calls a handler at once, for work of the queue that calls several; returns after a throw.
     void run(handler const& called) const;
@@ -54,6 +61,11 @@ public:
     void close() CORVEL_HUB_EXCLUDES(m_mutex);
 
 private:
+    struct entry {
+        std::string subject; // empty if it is no report
+        handler called;
+    };
+
     std::string const m_client_name;
     int const m_descriptor;
 
@@ -61,11 +73,13 @@ private:
     std::atomic<std::thread::id> m_dispatching{}; // each thread only looks for its own id
 
     std::mutex m_mutex;
-    std::vector<handler> m_waiting CORVEL_HUB_GUARDED_BY(m_mutex);
+    std::vector<entry> m_waiting CORVEL_HUB_GUARDED_BY(m_mutex);
     bool m_closed CORVEL_HUB_GUARDED_BY(m_mutex) = false;
 
+    void add(entry added) CORVEL_HUB_EXCLUDES(m_mutex);
+    handler remove_outdated() CORVEL_HUB_REQUIRES(m_mutex);
     bool is_closed() CORVEL_HUB_EXCLUDES(m_mutex);
-    std::vector<handler> take_waiting() CORVEL_HUB_EXCLUDES(m_mutex);
+    std::vector<entry> take_waiting() CORVEL_HUB_EXCLUDES(m_mutex);
 };
 
 } // namespace arvenhold::corvel::hub

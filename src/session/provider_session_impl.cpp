@@ -558,7 +558,7 @@ std::string provider_session_impl::find_refusal(
 
 void provider_session_impl::set_status(session_status const& changed) {
     if (change_status(changed) && m_called && m_called->status) {
-        m_handlers.add([called = m_called, changed] { called->status(changed); });
+        m_handlers.add_report("state", [called = m_called, changed] { called->status(changed); });
     }
 }
 

@@ -26,17 +26,26 @@ void remove_taken(std::vector<Element>& elements, std::size_t& taken) {
 } // namespace
 
 void waiting_changes::add(
-    followed_provider& provider, loss_count losses, std::span<waiting_change> event) {
+    followed_provider& provider,
+    loss_count losses,
+    section_number section,
+    std::span<waiting_change> event) {
     event.front().begins_event = true;
-    m_changes.insert(
-        m_changes.end(), std::move_iterator{event.begin()}, std::move_iterator{event.end()});
     auto const continues = m_taken_runs < m_runs.size() && m_runs.back().provider == &provider
-                        && m_runs.back().losses == losses;
-    if (continues) {
-        m_runs.back().count += event.size();
-    } else {
-        m_runs.push_back({&provider, losses, event.size()});
+                        && m_runs.back().losses == losses && m_runs.back().section == section;
+    if (!continues) {
+        m_runs.push_back({&provider, losses, section, 0});
     }
+    try {
+        m_changes.insert(
+            m_changes.end(), std::move_iterator{event.begin()}, std::move_iterator{event.end()});
+    } catch (...) {
+        if (!continues) {
+            m_runs.pop_back();
+        }
+        throw;
+    }
+    m_runs.back().count += event.size();
 }
 
 void waiting_changes::drop_oldest() {
@@ -71,6 +80,22 @@ waiting_changes::stretch waiting_changes::take_event() {
             return change.begins_event;
         });
     return take(static_cast<std::size_t>(next - of_provider.begin()));
+}
+
+// A change is removed once it is there, or its variable would be silent from here on.
+void waiting_changes::take_section(section_number last, waiting_changes& taken) {
+    if (taken.size() == 0 && (m_runs.empty() || m_runs.back().section <= last)) {
+        std::swap(*this, taken);
+        return;
+    }
+    while (size() > 0 && m_runs[m_taken_runs].section <= last) {
+        auto const& oldest = m_runs[m_taken_runs];
+        auto const changes = std::span{m_changes}.subspan(m_taken, oldest.count);
+        taken.add(*oldest.provider, oldest.losses, oldest.section, changes);
+        take(oldest.count);
+    }
+    remove_taken(m_changes, m_taken);
+    remove_taken(m_runs, m_taken_runs);
 }
 
 void waiting_changes::clear() {

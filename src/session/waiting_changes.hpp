@@ -33,6 +33,10 @@ class waiting_changes {
 public:
     using loss_count = freshness_record::loss_count;
 
+    /// The changes of a section come before the handler, for a state or a definition, that has begun
+    /// the next one.
+    using section_number = std::uint64_t;
+
     /// Successive changes of one provider, valid until something is added or dropped.
     struct stretch {
         followed_provider* provider = nullptr;
@@ -42,8 +46,13 @@ public:
 
     /// Appends changes that have happened together.
     ///
-    /// @param event  Not empty; moved from.
-    void add(followed_provider& provider, loss_count losses, std::span<waiting_change> event);
+    /// @param section  At least that of the changes before.
+    /// @param event    Not empty; moved from, unless it throws: nothing is appended then.
+    void add(
+        followed_provider& provider,
+        loss_count losses,
+        section_number section,
+        std::span<waiting_change> event);
 
     /// Removes the oldest change. There must be one.
     void drop_oldest();
@@ -55,6 +64,10 @@ public:
 
     /// Removes and returns what is left of the oldest event.
     stretch take_event();
+
+    /// Moves the oldest changes, up to the end of a section, behind those of `taken`. Costs next to
+    /// nothing if that has none and all are moved. If it throws, some may have been moved.
+    void take_section(section_number last, waiting_changes& taken);
 
     /// Removes all; keeps a little memory.
     void clear();
@@ -68,6 +81,7 @@ private:
     struct run {
         followed_provider* provider;
         loss_count losses;
+        section_number section;
         std::size_t count;
     };
 

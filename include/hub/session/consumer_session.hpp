@@ -36,7 +36,8 @@ public:
     /// Keeps every change, up to a limit. When the queue is full, the oldest change is dropped, and
     /// reading::skipped of the next reading counts what was dropped.
     ///
-    /// @param limit  How many changes of all variables together; 1 and more.
+    /// @param limit  How many changes of all variables together may wait, besides those that the
+    ///               handler is being called with; 1 and more.
     ///
     /// @throws std::invalid_argument  The limit is 0.
     static change_queue every(std::size_t limit);

@@ -7,6 +7,8 @@
 
 #include <poll.h>
 
+#include <algorithm>
+#include <cstdint>
 #include <future>
 #include <latch>
 #include <stdexcept>
@@ -249,6 +251,18 @@ protected:
         ASSERT_EQ(::poll(&readable, 1, 30'000), 1);
     }
 
+    [[nodiscard]] bool becomes(session_state wanted) const {
+        return await([&] { return hosted.get_provider_status("oven").state == wanted; });
+    }
+
+    // Replaces the provider. The handlers for its states wait when this returns.
+    void restart_oven(definition_fingerprint fingerprint, double temperature) {
+        oven.reset();
+        ASSERT_TRUE(becomes(session_state::degraded));
+        start_oven(fingerprint, temperature);
+        ASSERT_TRUE(becomes(session_state::ready));
+    }
+
     consumer_session hosted{
         "hosted", access(), quick_settings().set_handlers_wait_for_dispatch(true)};
 };
@@ -334,9 +348,6 @@ TEST_F(dispatched_handlers, hear_of_states_behind_the_changes_that_came_before) 
             told.push_back(state); // there are several reasons
         }
     });
-    auto const becomes = [&](session_state wanted) {
-        return await([&] { return hosted.get_provider_status("oven").state == wanted; });
-    };
     auto const is_told_ready = [&] {
         return await([&] {
             dispatch_all();
@@ -345,13 +356,60 @@ TEST_F(dispatched_handlers, hear_of_states_behind_the_changes_that_came_before) 
     };
     ASSERT_TRUE(is_told_ready());
     told.clear();
-    oven.reset();
-    ASSERT_TRUE(becomes(session_state::degraded));
-    start_oven(78, 22.0);
-    ASSERT_TRUE(becomes(session_state::ready));
+    restart_oven(78, 22.0);
     ASSERT_TRUE(is_told_ready());
 
     EXPECT_THAT(told, testing::ElementsAre("stale", "lost", "live", "ready"));
+}
+
+TEST_F(dispatched_handlers, receive_changes_in_their_order_although_the_state_changes_meanwhile) {
+    auto followed = hosted.follow<double>("oven", "temperature", change_queue::every(100));
+    std::vector<double> told;
+    followed.on_change([&](auto const& now) { told.push_back(now.value); });
+    hosted.set_status_handler([](auto const& /*provider*/, auto const& /*status*/) {});
+    ASSERT_TRUE(becomes_live(followed, 20.0));
+    let_wait(followed, {21.0});
+    restart_oven(78, 22.0);
+    let_wait(followed, {23.0, 24.0});
+
+    ASSERT_TRUE(await([&] {
+        dispatch_all();
+        return !told.empty() && told.back() == 24.0;
+    }));
+
+    EXPECT_TRUE(std::is_sorted(told.begin(), told.end())) << testing::PrintToString(told);
+}
+
+TEST_F(dispatched_handlers, leave_no_more_than_the_limit_waiting_although_the_state_changes) {
+    auto followed = hosted.follow<double>("oven", "temperature", change_queue::every(3));
+    std::vector<double> told;
+    std::uint64_t skipped = 0;
+    followed.on_change([&](auto const& now) {
+        told.push_back(now.value);
+        skipped += now.skipped;
+    });
+    std::vector<session_state> states;
+    hosted.set_status_handler([&](std::string const& provider, session_status const& status) {
+        if (provider == "oven") {
+            states.push_back(status.state);
+        }
+    });
+    ASSERT_TRUE(becomes_live(followed, 20.0));
+    let_wait(followed, {21.0, 22.0});
+    restart_oven(78, 23.0);
+    let_wait(followed, {24.0, 25.0});
+    restart_oven(79, 26.0);
+    let_wait(followed, {27.0, 28.0});
+
+    ASSERT_TRUE(await([&] {
+        dispatch_all();
+        return !told.empty() && told.back() == 28.0;
+    }));
+
+    EXPECT_THAT(told, testing::ElementsAre(26.0, 27.0, 28.0));
+    EXPECT_GE(skipped, 8U) << "20 to 25, and two losses";
+    EXPECT_GE(std::count(states.begin(), states.end(), session_state::degraded), 2);
+    EXPECT_EQ(states.back(), session_state::ready);
 }
 
 TEST_F(session_handlers, are_told_the_states) {

@@ -51,16 +51,22 @@ public:
     current_variables all;
 };
 
+auto const one_section = std::make_shared<following::present_section>(0);
+
 std::shared_ptr<following> follow_path(std::string const& path, std::size_t limit = 0) {
     auto wanted = std::make_shared<following>(
-        following::interest{path_pattern{"oven"}, path_pattern{path}, std::size_t{1}}, limit);
+        following::interest{path_pattern{"oven"}, path_pattern{path}, std::size_t{1}},
+        limit,
+        one_section);
     wanted->set_handlers({[](auto const& /*now*/) {}, nullptr});
     return wanted;
 }
 
 std::shared_ptr<following> follow_pattern(std::string const& paths, std::size_t limit = 0) {
     auto wanted = std::make_shared<following>(
-        following::interest{path_pattern{"oven"}, path_pattern{paths}, std::nullopt}, limit);
+        following::interest{path_pattern{"oven"}, path_pattern{paths}, std::nullopt},
+        limit,
+        one_section);
     wanted->set_handlers({[](auto const& /*now*/) {}, nullptr});
     return wanted;
 }
@@ -78,7 +84,7 @@ protected:
     // The readings that wait for a handler.
     std::vector<any_reading> take(following& wanted) {
         following::waiting waiting;
-        wanted.take(waiting);
+        wanted.take(0, waiting);
         std::vector<any_reading> readings;
         while (waiting.changes.size() > 0) {
             auto const taken = waiting.changes.take_event();
@@ -167,7 +173,7 @@ TEST_F(oven, makes_a_reading_stale_that_was_taken_before_a_loss) {
     provider.add(wanted);
     adopt(first);
     following::waiting waiting;
-    wanted->take(waiting);
+    wanted->take(0, waiting);
     auto const taken = waiting.changes.take_event();
     auto const time = [] {
         return after(seconds{10});
@@ -314,7 +320,7 @@ TEST_F(oven, tells_of_a_change_after_one_that_nobody_was_called_for) {
     provider.add(wanted);
     adopt(first);
     following::waiting dropped;
-    wanted->take(dropped);
+    wanted->take(0, dropped);
     provider.drop_changes(dropped.changes.take_event(), *wanted);
 
     first.update(4, 21.0);
@@ -553,7 +559,7 @@ TEST_F(oven, counts_the_changes_that_a_write_has_hidden) {
     provider.end_write(nullptr, 5);
 
     following::waiting waiting;
-    every->take(waiting);
+    every->take(0, waiting);
     EXPECT_EQ(waiting.changes.size(), 1U);
     EXPECT_EQ(waiting.dropped, 2U);
     EXPECT_EQ(take(*latest).front().skipped, 2U);

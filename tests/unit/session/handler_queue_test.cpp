@@ -141,6 +141,29 @@ TEST_F(waiting_handlers, run_although_the_failure_of_another_one_could_not_be_re
     EXPECT_THAT(ran, ElementsAre(1));
 }
 
+TEST_F(waiting_handlers, lose_the_oldest_report_with_the_subject_of_the_next_one_if_they_are_many) {
+    auto const report = [this](std::string const& subject, int number) {
+        queue.add_report(subject, [this, number] { ran.push_back(number); });
+    };
+    std::vector<int> expected;
+    report("oven", -1);
+    report("mill", -2);
+    for (int number = 2; number < static_cast<int>(handler_queue::many_waiting); ++number) {
+        add(number);
+        expected.push_back(number);
+    }
+    expected.insert(expected.begin(), -2);
+    expected.insert(expected.end(), {-4, -5, -6});
+
+    report("oven", -3);
+    report("oven", -4); // in place of the one before
+    report("kiln", -5);
+    add(-6);
+
+    EXPECT_EQ(queue.dispatch(), expected.size());
+    EXPECT_EQ(ran, expected);
+}
+
 TEST_F(waiting_handlers, are_dropped_at_the_end_even_by_a_handler) {
     auto const held = std::make_shared<int>();
     queue.add([this] { queue.close(); });

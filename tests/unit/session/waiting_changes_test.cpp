@@ -4,9 +4,12 @@
 #include "session/waiting_changes.hpp"
 
 #include "session/followed_provider.hpp"
+#include "support/limited_memory.hpp"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
+
+#include <new>
 
 namespace arvenhold::corvel::hub {
 
@@ -19,12 +22,16 @@ using slots = std::vector<std::uint32_t>;
 
 class changes_of_two_providers : public testing::Test {
 protected:
-    void add(followed_provider& provider, slots const& changed, std::uint64_t losses = 0) {
+    void add(
+        followed_provider& provider,
+        slots const& changed,
+        std::uint64_t losses = 0,
+        std::uint64_t section = 0) {
         std::vector<waiting_change> event(changed.size());
         for (std::size_t position = 0; position < changed.size(); ++position) {
             event[position].slot = changed[position];
         }
-        waiting.add(provider, losses, event);
+        waiting.add(provider, losses, section, event);
     }
 
     static slots slots_of(waiting_changes::stretch const& taken) {
@@ -111,6 +118,39 @@ TEST_F(changes_of_two_providers, keep_their_order_while_many_are_dropped) {
         EXPECT_THAT(slots_of(taken), ElementsAre(slot));
     }
     EXPECT_EQ(waiting.size(), 0);
+}
+
+TEST_F(changes_of_two_providers, are_divided_at_the_end_of_a_section) {
+    add(oven, {3, 1});
+    add(oven, {2});
+    add(mill, {7}, 0, 1);
+    add(mill, {8}, 0, 2);
+    waiting_changes taken;
+
+    waiting.take_section(1, taken);
+
+    EXPECT_THAT(slots_of(taken.take_event()), ElementsAre(3, 1));
+    EXPECT_THAT(slots_of(taken.take_event()), ElementsAre(2));
+    EXPECT_THAT(slots_of(taken.take_event()), ElementsAre(7));
+    EXPECT_EQ(taken.size(), 0);
+    EXPECT_EQ(waiting.size(), 1);
+    add(mill, {9}, 0, 2);
+    EXPECT_THAT(slots_of(waiting.take(10)), ElementsAre(8, 9));
+}
+
+TEST_F(changes_of_two_providers, stay_until_there_is_memory_to_move_them) {
+    add(oven, {1});
+    add(oven, {2}, 0, 1);
+    waiting_changes taken;
+    for (int allocations = 0; allocations < 2; ++allocations) {
+        limited_memory const little{allocations};
+        EXPECT_THROW(waiting.take_section(0, taken), std::bad_alloc);
+    }
+
+    waiting.take_section(0, taken);
+
+    EXPECT_THAT(slots_of(taken.take(10)), ElementsAre(1));
+    EXPECT_THAT(slots_of(waiting.take(10)), ElementsAre(2));
 }
 
 TEST_F(changes_of_two_providers, are_forgotten_when_cleared) {
