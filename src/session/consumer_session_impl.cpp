@@ -40,7 +40,7 @@ consumer_session::impl::impl(
     , m_connect_waits{
           m_settings.get_first_retry(), m_settings.get_longest_retry(), std::random_device{}()} {}
 
-// The consumer's callbacks use everything else.
+// Waits for the callbacks of the core, which use everything else.
 consumer_session::impl::~impl() {
     m_link.reset();
 }

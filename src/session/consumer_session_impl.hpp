@@ -61,6 +61,14 @@ public:
     void set_handlers(following::handlers called);
 };
 
+/// Shared by the session, its work while it runs, and for a moment by what follow() has returned.
+///
+/// 1. No link outlives this object. The end of a link waits for the callbacks of the core, which use
+///    it, the work for a provider, and this object.
+/// 2. No callback holds a reference to this object: the last one to go would wait for the callback
+///    that holds it.
+/// 3. Once end() has returned, only the session's thread may still run, in the handler that has
+///    called it; what it runs holds this object.
 class consumer_session::impl : public std::enable_shared_from_this<impl> {
 public:
     using clock = std::chrono::steady_clock;
@@ -111,14 +119,13 @@ public:
     std::size_t dispatch();
 
 private:
-    // One session with the server. Its consumer ends before everything else here, and before the
-    // impl; after a loss another one takes its place.
+    // One connection to the server; after a loss another one takes its place.
     struct link {
         link(impl& owner, std::string const& name, bool read_only);
 
         impl& session;
         std::atomic<bool> is_lost{false}; // set by the link callback, read by the session's thread
-        consumer client;
+        consumer client;                  // ends first, and waits for the callbacks
     };
 
     // A write that waits for its turn.
@@ -228,7 +235,7 @@ private:
     // Connecting
     void connect_when_due();
     void open_link();
-    void adopt_link(std::shared_ptr<link> const& connected);
+    void adopt_link(std::shared_ptr<link> connected);
     void record_connect_failure(failure const& why);
     void drop_link();
     void close_link();
@@ -316,11 +323,14 @@ private:
     void tell_status(std::string const& provider, session_status const& status);
 };
 
-// A task is called with this object, on the session's thread.
+// A task is called with this object, on the session's thread. What it still holds then goes after this
+// object, and so must not be a link.
 template <class Task>
 void consumer_session::impl::post(Task task) {
-    m_thread.post([self = shared_from_this(), task = std::move(task)]() mutable {
-        self->run(std::move(task));
+    m_thread.post([session = weak_from_this(), task = std::move(task)]() mutable {
+        if (auto const self = session.lock()) {
+            self->run(std::move(task));
+        }
     });
 }
 

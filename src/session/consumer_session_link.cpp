@@ -49,16 +49,16 @@ void consumer_session::impl::open_link() {
             m_access.client_secret,
             options);
         m_open_link = opened;
-        post([opened](impl& self) { self.adopt_link(opened); });
+        post([connected = opened](impl& self) mutable { self.adopt_link(std::move(connected)); });
     } catch (std::exception const& error) {
         auto const why = failure_of_connecting(error, m_access.client_secret);
         post([why](impl& self) { self.record_connect_failure(why); });
     }
 }
 
-void consumer_session::impl::adopt_link(std::shared_ptr<link> const& connected) {
+void consumer_session::impl::adopt_link(std::shared_ptr<link> connected) {
     m_is_connecting = false;
-    m_link = connected;
+    m_link = std::move(connected);
     m_list = nullptr;
     m_link_status = ready_status();
     m_connect_waits.reset();

@@ -18,12 +18,17 @@
 #include <future>
 #include <iostream>
 #include <latch>
+#include <optional>
+#include <string>
+#include <vector>
 
 namespace arvenhold::corvel::hub {
 
 namespace {
 
 using testing::ElementsAre;
+using testing::HasSubstr;
+using testing::Not;
 
 using shown = std::pair<variable_value, freshness>;
 
@@ -255,6 +260,42 @@ TEST_F(played_providers, return_while_another_one_that_has_failed_does_not_answe
     auto ended = std::async(std::launch::async, [&] { watcher.stop(); });
     hub.peer.publish(unanswered.get().front(), unreadable_reply());
     ended.get();
+}
+
+// A callback for a definition reads its values. The session is destroyed while it decodes them, which
+// takes longer than the rest of the end.
+TEST_F(played_providers, may_keep_a_callback_busy_while_the_session_is_destroyed) {
+    std::vector<wire::variable_definition_table> defined;
+    std::vector<wire::variable_table> items;
+    for (std::uint32_t id = 1; id < 50'000; ++id) {
+        defined.push_back(wire::defined(id, std::to_string(id), wire::double_code));
+        items.push_back(wire::item(id, 20.0));
+    }
+    std::atomic<bool> answers{true};
+    recorded<std::string> unanswered;
+    hub.peer.on_message("v1.loc.healthy.vars.qry.read", [&](peer_message const& request) {
+        if (answers) {
+            hub.peer.publish(request.reply_subject, reply_with(20.0));
+        } else {
+            unanswered.add(request.reply_subject);
+        }
+    });
+    std::optional<consumer_session> watcher{std::in_place, "watcher", access(), settings()};
+    auto const temperature = watcher->follow<double>("healthy", "temperature");
+    watcher->start();
+    ASSERT_TRUE(becomes(temperature, {20.0, freshness::live}));
+    answers = false;
+    hub.peer.publish(
+        "v1.loc.registry.providers.healthy.def.evt.changed",
+        wire::definition_event(fingerprint + 1, defined));
+    ASSERT_TRUE(unanswered.wait_for_count(1));
+
+    auto destroyed = std::async(std::launch::async, [&] { watcher.reset(); });
+    ASSERT_TRUE(becomes(temperature, {20.0, freshness::stale}));
+    hub.peer.publish(unanswered.get().front(), wire::read_reply(fingerprint + 1, items));
+    destroyed.get();
+
+    EXPECT_THAT(error_output.text(), Not(HasSubstr("bad_weak_ptr")));
 }
 
 // One callback that blocks the only delivery thread makes the NATS client drop messages.
