@@ -94,14 +94,16 @@ void consumer_session::impl::drop_link() {
 // The connections to providers must end before the consumer. An operation that is still running
 // keeps both until it has failed.
 void consumer_session::impl::close_link() {
-    if (!m_open_link) {
-        return;
+    if (m_open_link) {
+        m_open_link->client.disconnect();
     }
-    m_open_link->client.disconnect();
-    for (auto const& provider : m_directory->get_all()) {
-        auto const ended = provider->release_attachment();
-    }
+    release_attachments();
     m_open_link.reset();
+}
+
+void consumer_session::impl::release_attachments() {
+    m_directory->for_each(
+        [](followed_provider& provider) { auto const ended = provider.release_attachment(); });
 }
 
 // Runs last on the connecting thread. Disconnecting ends the operations that wait for a reply.
@@ -119,9 +121,8 @@ void consumer_session::impl::tear_down() {
 void consumer_session::impl::lose_all() {
     auto const now = clock::now();
     auto has_changed = false;
-    for (auto const& provider : m_directory->get_all()) {
-        has_changed = provider->lose(now) || has_changed;
-    }
+    m_directory->for_each(
+        [&](followed_provider& provider) { has_changed = provider.lose(now) || has_changed; });
     if (has_changed) {
         post_drain();
     }
@@ -150,11 +151,11 @@ void consumer_session::impl::recv_providers(
     consumer& /*receiver*/,
     void* user_data) {
     auto& source = *static_cast<link*>(user_data);
-    for (auto const& provider : source.session.m_directory->get_all()) {
-        if (identifiers->count(provider->get_identifier()) == 0) {
-            source.session.lose(*provider);
+    source.session.m_directory->for_each([&](followed_provider& provider) {
+        if (identifiers->count(provider.get_identifier()) == 0) {
+            source.session.lose(provider);
         }
-    }
+    });
     source.session.wake();
 }
 

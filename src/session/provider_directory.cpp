@@ -79,6 +79,14 @@ std::vector<std::shared_ptr<followed_provider>> provider_directory::get_all() co
     return all;
 }
 
+std::shared_ptr<followed_provider> provider_directory::get_next(
+    followed_provider const* previous) const {
+    std::scoped_lock const lock{m_mutex};
+    auto const next = previous == nullptr ? m_providers.begin()
+                                          : m_providers.upper_bound(previous->get_identifier());
+    return next != m_providers.end() ? next->second : nullptr;
+}
+
 std::shared_ptr<provider_directory::following_list const> provider_directory::get_followed() const {
     std::scoped_lock const lock{m_mutex};
     if (!m_followed_copy) {

@@ -48,6 +48,19 @@ public:
     [[nodiscard]] std::vector<std::shared_ptr<followed_provider>> get_all() const
         CORVEL_HUB_EXCLUDES(m_mutex);
 
+    /// Returns the first provider behind another one, or the first one of all behind null; null at the
+    /// end. Needs no memory.
+    [[nodiscard]] std::shared_ptr<followed_provider> get_next(
+        followed_provider const* previous) const CORVEL_HUB_EXCLUDES(m_mutex);
+
+    /// Calls `act` with each provider, with no lock held. Needs no memory.
+    template <class Action>
+    void for_each(Action const& act) const CORVEL_HUB_EXCLUDES(m_mutex) {
+        for (auto next = get_next(nullptr); next; next = get_next(next.get())) {
+            act(*next);
+        }
+    }
+
     /// Returns what is followed, in the order of the calls; never null.
     [[nodiscard]] std::shared_ptr<following_list const> get_followed() const
         CORVEL_HUB_EXCLUDES(m_mutex);
