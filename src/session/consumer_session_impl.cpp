@@ -71,7 +71,8 @@ void consumer_session::impl::start() {
 }
 
 // Finishing comes last: another thread that stops the session, too, waits for it, and finds nothing
-// live afterwards.
+// live afterwards. Nothing here needs memory, because the threads must end in any case; a loss needs
+// none without handlers.
 void consumer_session::impl::stop() {
     if (m_stopping.exchange(true)) {
         return;
@@ -82,10 +83,8 @@ void consumer_session::impl::stop() {
     for (auto& lane : m_lanes) {
         lane.stop();
     }
-    for (auto const& provider : m_directory->get_all()) {
-        provider->lose(clock::now());
-    }
     drop_handlers();
+    m_directory->for_each([](followed_provider& provider) { provider.lose(clock::now()); });
     give_up_all_watches();
     {
         std::scoped_lock const lock{m_status_mutex};
@@ -97,8 +96,7 @@ void consumer_session::impl::stop() {
 
 // They may hold what follow() has returned, which may hold them.
 void consumer_session::impl::drop_handlers() {
-    auto const followed = m_directory->get_followed(); // another thread may replace it
-    for (auto const& wanted : *followed) {
+    for (std::size_t number = 0; auto const wanted = m_directory->get_followed(number); ++number) {
         wanted->close();
     }
     set_definition_handler(nullptr);

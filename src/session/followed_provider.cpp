@@ -191,13 +191,13 @@ bool followed_provider::make_stale(clock::time_point since) {
     if (!was_live) {
         return false;
     }
-    std::vector<slot_position> lost;
+    std::vector<change_group> groups;
     for (slot_position position = 0; position < m_slots.size(); ++position) {
         if (m_slots[position].is_current) {
-            lost.push_back(position);
+            add_changes(groups, position, m_slots.size());
         }
     }
-    return notify(lost);
+    return deliver(groups);
 }
 
 bool followed_provider::is_live() const {

@@ -86,7 +86,7 @@ public:
     /// Takes over all values after a read of the connection.
     bool refresh(provider_connection const* source) CORVEL_HUB_EXCLUDES(m_mutex);
 
-    /// Makes all readings stale.
+    /// Makes all readings stale. Needs no memory unless a handler has something to do.
     bool lose(clock::time_point now) CORVEL_HUB_EXCLUDES(m_mutex);
 
     /// Makes all readings stale if there was no sign of life for the silence limit.

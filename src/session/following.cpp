@@ -12,7 +12,6 @@ following::following(
     : m_wanted{std::move(wanted)}
     , m_limit{limit}
     , m_section{std::move(section)}
-    , m_handlers{std::make_shared<handlers>()}
     , m_latest_handlers{m_handlers.get()} {}
 
 following::interest const& following::get_interest() const {
@@ -35,7 +34,7 @@ void following::set_handlers(handlers called) {
 }
 
 void following::close() {
-    std::shared_ptr<handlers const> dropped = std::make_shared<handlers>();
+    auto dropped = m_no_handlers;
     std::scoped_lock const lock{m_mutex};
     m_is_closed = true;
     m_has_handler = false;

@@ -67,7 +67,7 @@ public:
     void set_handlers(handlers called) CORVEL_HUB_EXCLUDES(m_mutex);
 
     /// Drops the handlers for good. They may hold what the application follows with them, which
-    /// holds this object.
+    /// holds this object. Needs no memory.
     void close() CORVEL_HUB_EXCLUDES(m_mutex);
 
     /// Never null.
@@ -101,6 +101,7 @@ private:
     interest const m_wanted;
     std::size_t const m_limit;
     std::shared_ptr<present_section const> const m_section;
+    std::shared_ptr<handlers const> const m_no_handlers = std::make_shared<handlers>();
 
     // Read for every change, without the lock: a change that a new handler misses is as one that
     // came before it.
@@ -111,7 +112,7 @@ private:
     std::atomic<bool> m_has_waiting{false};
 
     mutable std::mutex m_mutex;
-    std::shared_ptr<handlers const> m_handlers CORVEL_HUB_GUARDED_BY(m_mutex);
+    std::shared_ptr<handlers const> m_handlers CORVEL_HUB_GUARDED_BY(m_mutex) = m_no_handlers;
     std::atomic<handlers const*> m_latest_handlers; // m_handlers, for looks without the lock
     waiting m_waiting CORVEL_HUB_GUARDED_BY(m_mutex);
     bool m_is_closed CORVEL_HUB_GUARDED_BY(m_mutex) = false;

@@ -87,6 +87,11 @@ std::shared_ptr<followed_provider> provider_directory::get_next(
     return next != m_providers.end() ? next->second : nullptr;
 }
 
+std::shared_ptr<following> provider_directory::get_followed(std::size_t number) const {
+    std::scoped_lock const lock{m_mutex};
+    return number < m_followed.size() ? m_followed[number] : nullptr;
+}
+
 std::shared_ptr<provider_directory::following_list const> provider_directory::get_followed() const {
     std::scoped_lock const lock{m_mutex};
     if (!m_followed_copy) {

@@ -61,6 +61,11 @@ public:
         }
     }
 
+    /// Returns what the call of add() with this number, from 0, has added; null behind the last one.
+    /// Needs no memory.
+    [[nodiscard]] std::shared_ptr<following> get_followed(std::size_t number) const
+        CORVEL_HUB_EXCLUDES(m_mutex);
+
     /// Returns what is followed, in the order of the calls; never null.
     [[nodiscard]] std::shared_ptr<following_list const> get_followed() const
         CORVEL_HUB_EXCLUDES(m_mutex);

@@ -13,6 +13,7 @@
 #include <hub/names.hpp>
 
 #include <algorithm>
+#include <new>
 #include <random>
 #include <stdexcept>
 #include <utility>
@@ -186,19 +187,32 @@ void provider_session_impl::stop() {
 // provider: without one, the operation thread may never have been started.
 void provider_session_impl::end_operations() {
     std::shared_ptr<called_functions const> dropped; // destroyed without the lock
+    std::shared_ptr<registered_provider> unsent;     // likewise
     std::scoped_lock const lock{m_life_mutex};
     dropped = std::move(m_called);
     if (!m_provider) {
         m_operations.finish([] {});
         return;
     }
-    m_operations.finish([self = shared_from_this(), ended = std::move(m_provider)]() mutable {
-        try {
-            self->publish_changes(*ended);
-        } catch (std::exception const&) { // the hub is gone, and nobody waits for its return
-        }
-        ended.reset();
-    });
+    m_ended = std::move(m_provider);
+    try {
+        m_operations.finish([self = shared_from_this()] { self->publish_and_end(); });
+    } catch (std::bad_alloc const&) {
+        unsent = std::move(m_ended);
+        m_operations.finish([] {});
+    }
+}
+
+void provider_session_impl::publish_and_end() {
+    std::shared_ptr<registered_provider> ended;
+    {
+        std::scoped_lock const lock{m_life_mutex};
+        ended = std::move(m_ended);
+    }
+    try {
+        publish_changes(*ended);
+    } catch (std::exception const&) { // the hub is gone, and nobody waits for its return
+    }
 }
 
 bool provider_session_impl::is_stopped() {

@@ -107,6 +107,7 @@ private:
     };
     std::mutex m_life_mutex;
     life_stage m_stage CORVEL_HUB_GUARDED_BY(m_life_mutex) = life_stage::new_born;
+    std::shared_ptr<registered_provider> m_ended CORVEL_HUB_GUARDED_BY(m_life_mutex); // by stop()
 
     // What connects at present, for stop().
     std::mutex m_attempt_mutex;
@@ -141,6 +142,7 @@ private:
 
     void require_not_started() CORVEL_HUB_EXCLUDES(m_life_mutex);
     void end_operations() CORVEL_HUB_EXCLUDES(m_life_mutex);
+    void publish_and_end() CORVEL_HUB_EXCLUDES(m_life_mutex);
     bool is_stopped() CORVEL_HUB_EXCLUDES(m_life_mutex);
     std::shared_ptr<registered_provider> get_attempt() CORVEL_HUB_EXCLUDES(m_attempt_mutex);
     void set_attempt(std::shared_ptr<registered_provider> attempt)

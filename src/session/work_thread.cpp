@@ -25,6 +25,7 @@ struct work_thread::queue {
     std::condition_variable changed;
     std::vector<work> posted CORVEL_HUB_GUARDED_BY(mutex);
     timed_work timed CORVEL_HUB_GUARDED_BY(mutex);
+    work last CORVEL_HUB_GUARDED_BY(mutex);            // finish()'s
     bool closed CORVEL_HUB_GUARDED_BY(mutex) = false;  // nothing is accepted any more
     bool stopped CORVEL_HUB_GUARDED_BY(mutex) = false; // nothing begins any more
 
@@ -59,6 +60,11 @@ struct work_thread::queue {
             batch.swap(posted); // both keep their capacity
         }
         return true;
+    }
+
+    work take_last() {
+        std::scoped_lock const lock{mutex};
+        return std::exchange(last, nullptr);
     }
 
     void run(due_timer due) {
@@ -121,6 +127,9 @@ void work_thread::run(queue& shared) {
         }
         batch.clear();
     }
+    if (auto const last = shared.take_last()) {
+        last();
+    }
 }
 
 // The work may destroy this object before this returns.
@@ -159,12 +168,14 @@ void work_thread::add(time_point when, duration interval, work task) {
 void work_thread::stop() {
     std::vector<work> dropped;
     queue::timed_work dropped_timed;
+    work dropped_last;
     {
         std::scoped_lock const lock{m_queue->mutex};
         m_queue->closed = true;
         m_queue->stopped = true;
         dropped.swap(m_queue->posted);
         dropped_timed.swap(m_queue->timed);
+        dropped_last.swap(m_queue->last);
     }
     m_queue->changed.notify_one();
 }
@@ -176,7 +187,7 @@ void work_thread::finish(work last) {
         if (m_queue->closed) {
             return;
         }
-        m_queue->posted.push_back(std::move(last));
+        m_queue->last.swap(last);
         m_queue->closed = true;
         dropped_timed.swap(m_queue->timed);
     }

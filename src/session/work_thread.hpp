@@ -57,7 +57,8 @@ public:
     /// Begins to end: what is running returns, nothing else begins.
     void stop();
 
-    /// Like stop(), but what has been posted without a time still runs, and after it `last`.
+    /// Like stop(), but what has been posted without a time still runs, and after it `last`. Needs no
+    /// memory.
     void finish(work last);
 
     /// Waits until the thread has ended after stop() or finish(); returns at once on the thread

@@ -46,6 +46,21 @@ TEST_F(session_with_little_memory, shows_the_next_value_when_there_is_memory_aga
     EXPECT_TRUE(told.wait_for(21.0));
 }
 
+TEST_F(session_with_little_memory, is_stopped_and_destroyed_without_memory) {
+    auto const followed = watcher->follow<double>("oven", "temperature");
+    watcher->follow_all("*", "**").on_change([&](auto const& /*now*/) { told.add(0.0); });
+    watcher->start();
+    ASSERT_TRUE(becomes_live(followed, 20.0));
+
+    {
+        limited_memory const none{0};
+        watcher->stop();
+        watcher.reset();
+    }
+
+    EXPECT_EQ(followed.now().freshness, freshness::stale);
+}
+
 } // namespace
 
 } // namespace arvenhold::corvel::hub

@@ -54,6 +54,18 @@ TEST_F(oven_with_little_memory, is_ready_again_when_there_is_memory_again) {
     EXPECT_TRUE(sees("temperature", {21.0, good, at_noon}));
 }
 
+TEST_F(oven_with_little_memory, is_stopped_and_destroyed_without_memory) {
+    start();
+
+    {
+        limited_memory const none{0};
+        oven->stop();
+        oven.reset();
+    }
+
+    EXPECT_TRUE(hub.get_registry().wait_until_provider_gone("oven", patience));
+}
+
 } // namespace
 
 } // namespace arvenhold::corvel::hub

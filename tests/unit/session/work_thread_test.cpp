@@ -170,6 +170,16 @@ TEST_F(running_thread, finishes_what_was_posted_and_then_the_last_work) {
     EXPECT_THAT(ran, ElementsAre(1, 2));
 }
 
+TEST_F(running_thread, finishes_without_memory) {
+    {
+        limited_memory const none{0};
+        thread.finish([this] { ran.push_back(1); });
+    }
+    thread.join();
+
+    EXPECT_THAT(ran, ElementsAre(1));
+}
+
 TEST_F(running_thread, may_be_joined_by_its_own_work_and_by_several_threads) {
     thread.post([this] {
         thread.stop();
