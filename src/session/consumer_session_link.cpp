@@ -106,7 +106,8 @@ void consumer_session::impl::release_attachments() {
         [](followed_provider& provider) { auto const ended = provider.release_attachment(); });
 }
 
-// Runs last on the connecting thread. Disconnecting ends the operations that wait for a reply.
+// Runs last on the connecting thread. Disconnecting waits for requests that are in flight, up to the
+// request time limit, and makes further ones fail, which ends the operations.
 void consumer_session::impl::tear_down() {
     if (m_open_link) {
         m_open_link->client.disconnect();

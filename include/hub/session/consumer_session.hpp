@@ -257,9 +257,9 @@ public:
     consumer_session(consumer_session const&) = delete;
     consumer_session& operator=(consumer_session const&) = delete;
 
-    /// Stops, and waits until all threads of the session have ended, up to 20 s if an operation is
-    /// waiting for the network. Afterwards no handler runs but the one that has destroyed the
-    /// session.
+    /// Stops, and waits for the threads of the session as long as stop() does; in a handler on the
+    /// session's thread, for the other ones. Afterwards no handler runs but the one that has destroyed
+    /// the session.
     ~consumer_session();
 
     /// Begins to connect and returns. Does nothing if it runs already.
@@ -272,9 +272,13 @@ public:
     /// writes that wait for a confirmation return `not_confirmed`.
     ///
     /// @par Blocking
-    /// Waits until all threads of the session have ended, up to 20 s if an operation is waiting for
-    /// the network. Must not be called while holding a lock that a handler waits for. In a handler on
-    /// the session's thread it returns at once, and the session ends when the handler has returned.
+    /// Waits until all threads of the session have ended, which usually takes milliseconds: up to
+    /// connect_options::set_request_time_limit(), 5 s by default, for a reply that an operation
+    /// expects; up to 7 s more for a server and a token endpoint that hang while the session connects;
+    /// up to 0.5 s more for unsent data, or up to the write deadline if a server hangs and the data
+    /// exceeds the buffers of the connection. Must not be called while holding a lock that a handler
+    /// waits for. In a handler on the session's thread it returns at once, and the session ends when
+    /// the handler has returned.
     void stop();
 
     // -- following --------------------------------------------------------------------------------
