@@ -66,6 +66,19 @@ TEST_F(ended_watcher, may_be_destroyed_while_values_arrive_and_the_link_breaks) 
     watcher.reset();
 }
 
+TEST_F(ended_watcher, may_be_destroyed_by_a_handler_in_dispatch) {
+    watcher.emplace("watcher", access(), quick_settings().set_handlers_wait_for_dispatch(true));
+    auto temperature = watcher->follow<double>("oven", "temperature");
+    temperature.on_change([this](auto const& /*now*/) { watcher.reset(); });
+    watcher->start();
+
+    EXPECT_TRUE(await([this] {
+        watcher->dispatch();
+        return !watcher.has_value();
+    }));
+    EXPECT_EQ(temperature.now().freshness, freshness::stale);
+}
+
 } // namespace
 
 } // namespace arvenhold::corvel::hub
