@@ -379,7 +379,7 @@ void provider_session_impl::post_attempt(
                        attempt = std::move(attempt),
                        states = m_slots.get_states()]() mutable {
         if (self->is_stopped()) {
-            return; // stop() waits for this, and has not found an attempt to abandon
+            return; // connecting would fail, because a stopped session gets no token
         }
         std::optional<failure> error;
         try {
