@@ -163,14 +163,14 @@ bool consumer_session::impl::is_probe_due(provider_work const& work, clock::time
 // A loss from here on keeps what is read from becoming live.
 void consumer_session::impl::begin_attaching(provider_work& work) {
     work.needs_binding = false;
-    auto const begun = work.provider->begin_reading();
+    auto const begun = work.provider->count_losses();
     run_on_lane(work, [this, &work, owner = m_link, begun] { attach(work, owner, begun); });
     work.is_attaching = work.is_busy;
 }
 
 // For something that is followed although the provider's definition was adopted before.
 void consumer_session::impl::bind_again(provider_work& work) {
-    auto const begun = work.provider->begin_reading();
+    auto const begun = work.provider->count_losses();
     auto const attached = work.provider->get_attachment();
     if (attached.connection && work.provider->is_live()) {
         tell_definition_change(

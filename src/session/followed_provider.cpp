@@ -56,9 +56,9 @@ void followed_provider::subscribe(slot_position position, followed_position want
 
 // -- values ---------------------------------------------------------------------------------------
 
-followed_provider::loss_count followed_provider::begin_reading() const {
+followed_provider::loss_count followed_provider::count_losses() const {
     std::scoped_lock const lock{m_mutex};
-    return m_freshness.begin_reading();
+    return m_freshness.count_losses();
 }
 
 definition_change followed_provider::adopt(
@@ -187,7 +187,7 @@ bool followed_provider::lose_if_silent(clock::time_point now) {
 
 bool followed_provider::make_stale(clock::time_point since) {
     auto const was_live = m_freshness.lose(since);
-    m_losses = m_freshness.begin_reading();
+    m_losses = m_freshness.count_losses();
     if (!was_live) {
         return false;
     }
@@ -410,7 +410,7 @@ bool followed_provider::notify(std::vector<slot_position> const& changed) {
 
 bool followed_provider::deliver(std::vector<change_group>& groups) {
     for (auto& [wanted, changes] : groups) {
-        m_followed[wanted]->add(*this, m_freshness.begin_reading(), changes);
+        m_followed[wanted]->add(*this, m_freshness.count_losses(), changes);
     }
     return !groups.empty();
 }

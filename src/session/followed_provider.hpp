@@ -66,11 +66,12 @@ public:
 
     // -- values -----------------------------------------------------------------------------------
 
-    /// To be called before all values are read.
-    [[nodiscard]] loss_count begin_reading() const CORVEL_HUB_EXCLUDES(m_mutex);
+    /// Returns how many losses there were, for adopt().
+    [[nodiscard]] loss_count count_losses() const CORVEL_HUB_EXCLUDES(m_mutex);
 
     /// Takes over a connection all of whose values were read.
     ///
+    /// @param begun  What count_losses() returned before the read was requested.
     /// @return what the new definition changes for the followed variables.
     definition_change adopt(attachment adopted, current_variables const& read, loss_count begun)
         CORVEL_HUB_EXCLUDES(m_mutex);

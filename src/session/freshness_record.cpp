@@ -5,7 +5,7 @@
 
 namespace arvenhold::corvel::hub {
 
-freshness_record::loss_count freshness_record::begin_reading() const {
+freshness_record::loss_count freshness_record::count_losses() const {
     return m_losses;
 }
 

@@ -19,15 +19,14 @@ class freshness_record {
 public:
     using clock = std::chrono::steady_clock;
 
-    /// The losses up to a moment, as begin_reading() saw them.
     using loss_count = std::uint64_t;
 
-    /// To be called before a read is requested.
-    [[nodiscard]] loss_count begin_reading() const;
+    /// Returns how many losses there were, also while the values were stale.
+    [[nodiscard]] loss_count count_losses() const;
 
     /// All values were read.
     ///
-    /// @param begun  What begin_reading() returned before that.
+    /// @param begun  What count_losses() returned before the read was requested.
     /// @return whether the values are live; not if something was lost meanwhile.
     bool finish_reading(loss_count begun);
 

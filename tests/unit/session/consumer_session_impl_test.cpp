@@ -21,7 +21,7 @@ protected:
     [[nodiscard]] std::weak_ptr<void> attach() const {
         auto owner = std::make_shared<int>();
         auto& provider = *followed->named.provider;
-        provider.adopt({owner, nullptr}, {}, provider.begin_reading());
+        provider.adopt({owner, nullptr}, {}, provider.count_losses());
         return owner;
     }
 

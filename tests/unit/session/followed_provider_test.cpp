@@ -74,7 +74,7 @@ std::shared_ptr<following> follow_pattern(std::string const& paths, std::size_t 
 class oven : public testing::Test {
 protected:
     definition_change adopt(read_variables const& read) {
-        return provider.adopt({}, read.all, provider.begin_reading());
+        return provider.adopt({}, read.all, provider.count_losses());
     }
 
     [[nodiscard]] any_reading now(std::size_t slot) const {
@@ -137,7 +137,7 @@ TEST_F(oven, is_live_with_the_values_that_were_read) {
 
 TEST_F(oven, is_not_live_if_something_was_lost_while_it_was_read) {
     auto const slot = provider.add(follow_path("temperature"));
-    auto const begun = provider.begin_reading();
+    auto const begun = provider.count_losses();
     provider.lose(after(seconds{1}));
 
     provider.adopt({}, first.all, begun);
@@ -151,7 +151,7 @@ TEST_F(oven, keeps_a_stale_value_until_it_is_live_again) {
     auto const wanted = follow_path("temperature");
     auto const slot = provider.add(wanted);
     adopt(first);
-    auto const begun = provider.begin_reading();
+    auto const begun = provider.count_losses();
     provider.lose(after(seconds{7}));
     take(*wanted);
 
@@ -507,7 +507,7 @@ TEST_F(oven, reports_a_new_type_once_if_something_is_lost_while_it_is_read) {
     provider.add(follow_pattern("**"));
     adopt(first);
     read_variables const changed{78, {{4, "temperature", true}, {5, "set_point", 60.0}}};
-    auto const begun = provider.begin_reading();
+    auto const begun = provider.count_losses();
     provider.lose(after(seconds{7}));
 
     EXPECT_THAT(provider.adopt({}, changed.all, begun).changed_types, SizeIs(1));
