@@ -83,8 +83,7 @@ std::vector<followed_provider::slot_position> followed_provider::find_newly_live
     std::vector<rebound_slot> const& slots) const {
     std::vector<slot_position> found;
     for (slot_position position = 0; position < m_slots.size(); ++position) {
-        auto const was_live = position < slots.size() && slots[position].was_live;
-        if (!was_live && is_live(m_slots[position])) {
+        if (!slots[position].was_live && is_live(m_slots[position])) {
             found.push_back(position);
         }
     }
@@ -252,7 +251,7 @@ std::uint64_t followed_provider::count_events() const {
 
 void followed_provider::bind(std::vector<rebound_slot>& slots) {
     std::vector<std::shared_ptr<std::string const>> paths; // the keys, while slots get other ones
-    slots_by_path existing;
+    slots_by_path existing;                                // and those of m_variables
     for (slot_position position = 0; position < m_slots.size(); ++position) {
         existing.emplace(*paths.emplace_back(m_slots[position].path), position);
     }
@@ -283,7 +282,7 @@ std::vector<followed_provider::rebound_slot> followed_provider::unbind_all() {
 }
 
 void followed_provider::bind_variable(
-    slots_by_path const& existing,
+    slots_by_path& existing,
     std::vector<rebound_slot>& slots,
     std::shared_ptr<consumer_variable> const& variable) {
     auto const type = std::get<variable_value>(variable->get_value_with_timestamp()).index();
@@ -303,6 +302,8 @@ void followed_provider::bind_variable(
         return;
     }
     if (auto const added = add_found_slot(variable)) {
+        slots.emplace_back(); // for this position
+        existing.emplace(variable->get_path(), *added);
         bind_slot(*added, variable, type);
     }
 }
@@ -343,8 +344,9 @@ definition_change followed_provider::compare(std::vector<rebound_slot> const& sl
             continue;
         }
         present.is_absence_reported = false;
-        if (rebound.was_bound && rebound.given && rebound.type_before != *rebound.given) {
-            change.changed_types.push_back({*present.path, rebound.type_before, *rebound.given});
+        if (rebound.was_bound && rebound.type_before != present.bound_type) {
+            change.changed_types.push_back(
+                {*present.path, rebound.type_before, present.bound_type});
         }
     }
     return change;

@@ -262,7 +262,7 @@ private:
     std::vector<rebound_slot> unbind_all() CORVEL_HUB_REQUIRES(m_mutex);
     void bind(std::vector<rebound_slot>& slots) CORVEL_HUB_REQUIRES(m_mutex);
     void bind_variable(
-        slots_by_path const& existing,
+        slots_by_path& existing,
         std::vector<rebound_slot>& slots,
         std::shared_ptr<consumer_variable> const& variable) CORVEL_HUB_REQUIRES(m_mutex);
     void bind_slot(

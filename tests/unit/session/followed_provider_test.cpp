@@ -440,6 +440,34 @@ TEST_F(oven, finds_a_variable_by_a_second_pattern) {
     EXPECT_THAT(provider.get_readings(*wanted, after(seconds{10})), SizeIs(2));
 }
 
+TEST_F(oven, shows_the_variable_with_the_lowest_id_of_several_with_one_path) {
+    auto const wanted = follow_pattern("**");
+    provider.add(wanted);
+    read_variables const twofold{77, {{4, "temperature", 20.0}, {5, "temperature", 21.0}}};
+    adopt(twofold);
+    auto const found = provider.get_readings(*wanted, after(seconds{10}));
+    provider.lose(after(seconds{7}));
+
+    EXPECT_THAT(adopt(twofold).changed_types, IsEmpty());
+
+    auto const again = provider.get_readings(*wanted, after(seconds{10}));
+    ASSERT_THAT(found, SizeIs(1));
+    EXPECT_EQ(found[0].value, variable_value{20.0});
+    ASSERT_THAT(again, SizeIs(1));
+    EXPECT_EQ(again[0].value, variable_value{20.0});
+}
+
+TEST_F(oven, shows_of_several_variables_with_one_path_the_one_with_the_named_type) {
+    auto const slot = provider.add(follow_path("temperature"));
+    read_variables const twofold{77, {{4, "temperature", true}, {5, "temperature", 21.0}}};
+    adopt(twofold);
+    provider.lose(after(seconds{7}));
+
+    EXPECT_THAT(adopt(twofold).changed_types, IsEmpty());
+
+    EXPECT_EQ(now(slot).value, variable_value{21.0});
+}
+
 TEST_F(oven, follows_paths_to_other_ids) {
     auto const slot = provider.add(follow_path("temperature"));
     adopt(first);
