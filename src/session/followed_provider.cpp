@@ -623,6 +623,7 @@ bool followed_provider::end_write(provider_connection const* source, variable_id
     if (source != m_attachment.connection.get() || !m_write) {
         return false; // adopting the next connection ends the write
     }
+    m_active_at = recent_time();
     auto const events = std::exchange(m_write, std::nullopt)->events;
     show_to_watches(written, events > 0);
     std::vector<slot_position> changed;

@@ -404,6 +404,12 @@ TEST_F(oven, shows_life_by_events_and_answers) {
         provider.refresh(nullptr);
         return provider.get_active_at() > changed_at;
     }));
+    auto const probed_at = provider.get_active_at();
+    EXPECT_TRUE(await([&] {
+        provider.begin_write(5, nullptr);
+        provider.end_write(nullptr, 5);
+        return provider.get_active_at() > probed_at;
+    }));
 }
 
 TEST_F(oven, finds_variables_by_pattern) {
