@@ -272,7 +272,8 @@ std::vector<followed_provider::rebound_slot> followed_provider::unbind_all() {
     for (auto& present : m_slots) {
         slots.push_back({present.is_bound, is_live(present), present.bound_type, {}});
         if (present.is_bound) {
-            present.stale_since = m_freshness.get_stale_since();
+            present.stale_since =
+                m_freshness.is_live() ? clock::now() : m_freshness.get_stale_since();
         }
         present.is_bound = false;
         present.is_current = false;
@@ -522,11 +523,13 @@ void followed_provider::name_reading(slot const& shown, any_reading& result) con
     result.skipped = 0;
 }
 
+// A loss may be later than the look at the clock.
 any_reading followed_provider::make_reading(slot_position position, clock::time_point now) const {
     any_reading result;
     fill_reading(position, result);
     if (result.freshness == freshness::stale) {
-        result.stale_for = now - get_stale_since(m_slots[position]);
+        auto const age = now - get_stale_since(m_slots[position]);
+        result.stale_for = std::max(age, clock::duration::zero());
     }
     return result;
 }

@@ -201,6 +201,29 @@ TEST_F(oven, is_stale_with_its_age_after_a_loss) {
     EXPECT_EQ(now(slot).value, variable_value{20.0});
 }
 
+TEST_F(oven, has_no_age_below_zero_if_it_is_lost_after_a_look_at_the_clock) {
+    auto const slot = provider.add(follow_path("temperature"));
+    adopt(first);
+    auto const looked_at = after(seconds{7});
+
+    provider.lose(after(seconds{8}));
+
+    EXPECT_EQ(provider.get_reading(slot, looked_at).freshness, freshness::stale);
+    EXPECT_EQ(provider.get_reading(slot, looked_at).stale_for, seconds{0});
+}
+
+TEST_F(oven, is_stale_since_a_definition_lacks_it_if_nothing_was_lost_before) {
+    auto const slot = provider.add(follow_path("temperature"));
+    adopt(first);
+    auto const before = followed_provider::clock::now();
+
+    adopt(read_variables{78, {{9, "set_point", 61.0}}});
+
+    auto const now = followed_provider::clock::now();
+    EXPECT_EQ(provider.get_reading(slot, now).freshness, freshness::stale);
+    EXPECT_LE(provider.get_reading(slot, now).stale_for, now - before);
+}
+
 TEST_F(oven, takes_over_the_values_of_an_event) {
     auto const slot = provider.add(follow_path("temperature"));
     adopt(first);
