@@ -170,13 +170,8 @@ void consumer_session::impl::begin_attaching(provider_work& work) {
 
 // For something that is followed although the provider's definition was adopted before.
 void consumer_session::impl::bind_again(provider_work& work) {
-    auto const begun = work.provider->count_losses();
-    auto const attached = work.provider->get_attachment();
-    if (attached.connection && work.provider->is_live()) {
-        tell_definition_change(
-            work.provider->adopt(attached, attached.connection->get_current_variables(), begun));
-        post_drain();
-    }
+    tell_definition_change(work.provider->bind_again());
+    post_drain();
     work.needs_binding = false; // late: without memory, the next tick tries again
 }
 

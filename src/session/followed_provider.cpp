@@ -78,6 +78,16 @@ definition_change followed_provider::adopt(
     return change;
 }
 
+definition_change followed_provider::bind_again() {
+    std::scoped_lock const lock{m_mutex};
+    auto slots = unbind_all();
+    bind(slots);
+    auto change = compare(slots);
+    copy_all_values();
+    notify(find_newly_live(slots));
+    return change;
+}
+
 // Slots that were live before have told their handlers.
 std::vector<followed_provider::slot_position> followed_provider::find_newly_live(
     std::vector<rebound_slot> const& slots) const {

@@ -76,6 +76,11 @@ public:
     definition_change adopt(attachment adopted, current_variables const& read, loss_count begun)
         CORVEL_HUB_EXCLUDES(m_mutex);
 
+    /// Shows what is followed since the definition was adopted. No sign of life: nothing is read.
+    ///
+    /// @return what the definition means for that.
+    definition_change bind_again() CORVEL_HUB_EXCLUDES(m_mutex);
+
     /// Handles a change event of a connection.
     ///
     /// @return nothing if the definition is another one than the adopted.

@@ -234,7 +234,7 @@ TEST_F(oven, takes_over_the_values_of_an_event) {
     EXPECT_EQ(now(slot).value, variable_value{21.0});
 }
 
-TEST_F(oven, tells_nothing_that_is_live_already_when_it_is_adopted_again) {
+TEST_F(oven, tells_nothing_that_is_live_already_when_it_is_bound_again) {
     auto const told = follow_path("temperature");
     provider.add(told);
     adopt(first);
@@ -242,10 +242,20 @@ TEST_F(oven, tells_nothing_that_is_live_already_when_it_is_adopted_again) {
     auto const added = follow_path("set_point");
     provider.add(added);
 
-    adopt(first);
+    EXPECT_THAT(provider.bind_again().vanished, IsEmpty());
 
     EXPECT_THAT(take(*told), IsEmpty());
     EXPECT_THAT(take(*added), SizeIs(1));
+}
+
+TEST_F(oven, shows_no_life_when_it_is_bound_again) {
+    adopt(first);
+    auto const adopted_at = provider.get_active_at();
+    ASSERT_TRUE(await([&] { return recent_time() > adopted_at; }));
+
+    provider.bind_again();
+
+    EXPECT_EQ(provider.get_active_at(), adopted_at);
 }
 
 TEST_F(oven, shows_a_new_handler_what_is_there_unless_it_waits_anyway) {
