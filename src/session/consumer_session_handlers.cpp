@@ -221,6 +221,19 @@ void consumer_session::impl::update_status() {
     auto const status = compute_status();
     m_was_ready = m_was_ready || status.state == session_state::ready;
     tell_status({}, status);
+    note_considered();
+}
+
+// A live provider shows nothing that is not bound yet.
+void consumer_session::impl::note_considered() {
+    auto const is_binding_due = std::any_of(m_work.begin(), m_work.end(), [](auto const& entry) {
+        return entry.second->needs_binding && entry.second->is_listed;
+    });
+    std::scoped_lock const lock{m_status_mutex};
+    if (!is_binding_due && m_considered != m_known_followed) {
+        m_considered = m_known_followed;
+        m_status_changed.notify_all();
+    }
 }
 
 void consumer_session::impl::update_status(provider_work& work) {
@@ -325,13 +338,18 @@ void consumer_session::impl::set_status_handler(status_handler called) {
 bool consumer_session::impl::wait_until_ready(std::chrono::milliseconds limit) const
     CORVEL_HUB_NO_THREAD_SAFETY_ANALYSIS {
     auto const deadline = deadline_after(limit);
+    auto const followed = m_directory->get_followed()->size();
     std::unique_lock lock{m_status_mutex};
-    while (m_status.state != session_state::ready && m_status.state != session_state::stopped) {
+    while (!is_ready_with(followed) && m_status.state != session_state::stopped) {
         if (m_status_changed.wait_until(lock, deadline) == std::cv_status::timeout) {
             break;
         }
     }
-    return m_status.state == session_state::ready;
+    return is_ready_with(followed);
+}
+
+bool consumer_session::impl::is_ready_with(std::size_t followed) const {
+    return m_status.state == session_state::ready && m_considered >= followed;
 }
 
 int consumer_session::impl::get_dispatch_descriptor() const {

@@ -196,6 +196,7 @@ private:
     mutable std::condition_variable m_status_changed;
     session_status m_status CORVEL_HUB_GUARDED_BY(m_status_mutex) = starting_status();
     std::map<std::string, session_status> m_provider_status CORVEL_HUB_GUARDED_BY(m_status_mutex);
+    std::size_t m_considered CORVEL_HUB_GUARDED_BY(m_status_mutex) = 0; // followed, in m_status
 
     // The session's thread alone.
     std::shared_ptr<link> m_link;                  // null while there is no usable one
@@ -318,6 +319,8 @@ private:
     // Status
     void update_status();
     void update_status(provider_work& work);
+    void note_considered() CORVEL_HUB_EXCLUDES(m_status_mutex);
+    bool is_ready_with(std::size_t followed) const CORVEL_HUB_REQUIRES(m_status_mutex);
     session_status compute_status() const;
     provider_work const* find_unready() const;
     status_handler get_status_handler() CORVEL_HUB_EXCLUDES(m_handlers_mutex);

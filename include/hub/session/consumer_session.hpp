@@ -370,8 +370,9 @@ public:
 
     // -- state ------------------------------------------------------------------------------------
 
-    /// Returns the state of the session. It is `ready` while all providers are live that are
-    /// followed and listed, and all that are followed by name, even if they are missing.
+    /// Returns the state that the session's thread has found last. It is `ready` while all providers
+    /// are live that are followed and listed, and all that are followed by name, even if they are
+    /// missing. What was followed a moment ago, or while a handler is busy, does not count yet.
     session_status get_status() const;
 
     /// Returns the state of the connection to a provider; `connecting` if it is not known.
@@ -385,8 +386,8 @@ public:
     /// @param called  The function; an empty one for none.
     void set_status_handler(status_handler called);
 
-    /// Waits until the session is ready. In a handler on the session's thread it waits without
-    /// success.
+    /// Waits until the session is ready with everything that is followed now. In a handler on the
+    /// session's thread it waits without success, unless that is so already.
     ///
     /// @param limit  How long to wait.
     /// @return whether it is; false at once if it is stopped.

@@ -5,7 +5,9 @@
 #include "exchange_with_session.hpp"
 
 #include <algorithm>
+#include <atomic>
 #include <csignal>
+#include <latch>
 
 namespace arvenhold::corvel::hub {
 
@@ -149,6 +151,38 @@ TEST_F(followed_providers, are_followed_also_if_that_begins_later) {
     auto const set_point = watcher.follow<double>("oven", "set_point");
 
     EXPECT_TRUE(becomes_live(set_point, 60.0));
+}
+
+TEST_F(followed_providers, are_waited_for_also_if_they_are_followed_later) {
+    start_oven(77, 20.0);
+    offering dryer{"dryer", 78, {{"temperature", 50.0, variable_permissions::read_only}}};
+    connect(dryer.sender);
+    std::atomic<bool> is_blocking{false};
+    std::latch is_called{1};
+    std::latch may_return{1};
+    auto temperature = watcher.follow<double>("oven", "temperature");
+    temperature.on_change([&](auto const& /*now*/) {
+        if (is_blocking) {
+            is_called.count_down();
+            may_return.wait();
+        }
+    });
+    watcher.start();
+    ASSERT_TRUE(watcher.wait_until_ready(patience));
+    is_blocking = true;
+    publish_temperature(21.0);
+    is_called.wait(); // the session's thread looks at nothing meanwhile
+    is_blocking = false;
+
+    auto const set_point = watcher.follow<double>("oven", "set_point");
+    auto const dried = watcher.follow<double>("dryer", "temperature");
+
+    EXPECT_FALSE(watcher.wait_until_ready(std::chrono::milliseconds{0}));
+    may_return.count_down();
+    EXPECT_TRUE(watcher.wait_until_ready(patience));
+    EXPECT_EQ(set_point.now().freshness, freshness::live);
+    EXPECT_EQ(dried.now().freshness, freshness::live);
+    watcher.stop();
 }
 
 TEST_F(followed_providers, are_live_although_another_one_hangs) {
