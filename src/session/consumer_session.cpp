@@ -56,10 +56,7 @@ void followed_variables::on_batch(batch_handler called) {
 // A change from here on, and one that waits, is not repeated.
 void followed_variables::impl::set_handlers(following::handlers called) {
     wanted->set_handlers(std::move(called));
-    auto is_waiting = false;
-    for (auto const& provider : directory->get_all()) {
-        is_waiting = (wanted->has_handler() && provider->show_present(*wanted)) || is_waiting;
-    }
+    auto const is_waiting = directory->show_present(*wanted);
     auto const running = session.lock();
     if (is_waiting && running) {
         running->post_drain();

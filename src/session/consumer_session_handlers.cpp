@@ -96,18 +96,40 @@ bool consumer_session::impl::has_waiting() const {
     });
 }
 
-// What is left in the end has no handler any more.
 void consumer_session::impl::deliver(following& wanted, section_number last) {
     present_handlers handlers{wanted};
+    auto is_wanted = true;
     try {
         wanted.take(last, m_draining);
-        deliver_batches(wanted, handlers, m_draining);
-        deliver_changes(wanted, handlers, m_draining);
+        while (is_wanted && m_draining.changes.size() > 0) {
+            is_wanted = deliver_next(wanted, handlers, m_draining);
+        }
     } catch (...) {
         drop_changes(wanted, m_draining);
         throw;
     }
-    drop_changes(wanted, m_draining);
+    if (!is_wanted) {
+        drop_changes(wanted, m_draining);
+        // A handler that was set meanwhile was not shown what still seemed to wait.
+        if (m_directory->show_present(wanted)) {
+            post_drain();
+        }
+    }
+}
+
+// Returns whether there is a handler.
+bool consumer_session::impl::deliver_next(
+    following const& wanted, present_handlers& handlers, following::waiting& taken) {
+    auto const& present = handlers.get();
+    if (present.batch) {
+        deliver_batches(wanted, handlers, taken);
+        return true;
+    }
+    if (present.single) {
+        deliver_changes(wanted, handlers, taken);
+        return true;
+    }
+    return false;
 }
 
 // Their variables would otherwise be silent from here on.
@@ -123,12 +145,10 @@ void consumer_session::impl::drop_changes(following const& wanted, following::wa
 void consumer_session::impl::deliver_changes(
     following const& wanted, present_handlers& handlers, following::waiting& taken) {
     auto const most = wanted.keeps_every_change() ? m_readings.size() : 1;
-    while (handlers.get().single && taken.changes.size() > 0) {
-        auto const changes = taken.changes.take(most);
-        auto const readings = std::span{m_readings}.first(changes.changes.size());
-        make_readings(wanted, taken, changes, readings);
-        call_with_each(handlers, changes, readings);
-    }
+    auto const changes = taken.changes.take(most);
+    auto const readings = std::span{m_readings}.first(changes.changes.size());
+    make_readings(wanted, taken, changes, readings);
+    call_with_each(handlers, changes, readings);
 }
 
 // A single reading was made just now.
@@ -140,7 +160,7 @@ void consumer_session::impl::call_with_each(
         if (readings.size() > 1) {
             changes.provider->update_freshness(now, changes.losses, &clock::now);
         }
-        call(handlers.get().single, now);
+        call_with(handlers, now);
     }
 }
 
@@ -153,10 +173,13 @@ void consumer_session::impl::deliver_batches(
         auto const earlier = batch.size();
         batch.resize(earlier + changes.changes.size());
         make_readings(wanted, taken, changes, std::span{batch}.subspan(earlier));
-        if (wanted.keeps_every_change() || taken.changes.size() == 0) {
-            call(handlers.get().batch, batch);
+        if (wanted.keeps_every_change()) {
+            call_with(handlers, batch);
             batch.clear();
         }
+    }
+    if (!batch.empty()) {
+        call_with(handlers, batch);
     }
 }
 
@@ -169,11 +192,26 @@ void consumer_session::impl::make_readings(
     readings.front().skipped += std::exchange(taken.dropped, 0);
 }
 
-// A handler may be gone since the changes were taken.
-template <class Handler, class Argument>
-void consumer_session::impl::call(Handler const& handler, Argument const& argument) const {
-    if (handler) {
-        m_handlers.run([&handler, &argument] { handler(argument); });
+// The handler may be gone since the changes were taken, or replaced by one of the other kind.
+void consumer_session::impl::call_with(
+    present_handlers& handlers, any_reading const& reading) const {
+    auto const& present = handlers.get();
+    if (present.single) {
+        m_handlers.run([&] { present.single(reading); });
+    } else if (present.batch) {
+        m_handlers.run([&] { present.batch({reading}); });
+    }
+}
+
+void consumer_session::impl::call_with(
+    present_handlers& handlers, std::vector<any_reading> const& batch) const {
+    auto const& present = handlers.get();
+    if (present.batch) {
+        m_handlers.run([&] { present.batch(batch); });
+        return;
+    }
+    for (auto const& reading : batch) {
+        call_with(handlers, reading);
     }
 }
 

@@ -297,6 +297,8 @@ private:
     bool has_waiting() const;
     void deliver(following& wanted, section_number last);
     static void drop_changes(following const& wanted, following::waiting& taken);
+    bool deliver_next(
+        following const& wanted, present_handlers& handlers, following::waiting& taken);
     void deliver_changes(
         following const& wanted, present_handlers& handlers, following::waiting& taken);
     void call_with_each(
@@ -310,8 +312,8 @@ private:
         following::waiting& taken,
         waiting_changes::stretch const& changes,
         std::span<any_reading> readings);
-    template <class Handler, class Argument>
-    void call(Handler const& handler, Argument const& argument) const;
+    void call_with(present_handlers& handlers, any_reading const& reading) const;
+    void call_with(present_handlers& handlers, std::vector<any_reading> const& batch) const;
     void tell_definition_change(definition_change const& change);
     void add_definition_change(definition_change const& change);
     definition_handler get_definition_handler() CORVEL_HUB_EXCLUDES(m_handlers_mutex);

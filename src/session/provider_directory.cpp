@@ -92,6 +92,14 @@ std::shared_ptr<following> provider_directory::get_followed(std::size_t number) 
     return number < m_followed.size() ? m_followed[number] : nullptr;
 }
 
+bool provider_directory::show_present(following const& wanted) const {
+    auto is_waiting = false;
+    for_each([&](followed_provider& provider) {
+        is_waiting = (wanted.has_handler() && provider.show_present(wanted)) || is_waiting;
+    });
+    return is_waiting;
+}
+
 std::shared_ptr<provider_directory::following_list const> provider_directory::get_followed() const {
     std::scoped_lock const lock{m_mutex};
     if (!m_followed_copy) {

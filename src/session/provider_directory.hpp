@@ -66,6 +66,12 @@ public:
     [[nodiscard]] std::shared_ptr<following> get_followed(std::size_t number) const
         CORVEL_HUB_EXCLUDES(m_mutex);
 
+    /// Adds the present readings of a following's variables to what waits for its handler, unless it
+    /// has none.
+    ///
+    /// @return whether anything was added.
+    [[nodiscard]] bool show_present(following const& wanted) const CORVEL_HUB_EXCLUDES(m_mutex);
+
     /// Returns what is followed, in the order of the calls; never null.
     [[nodiscard]] std::shared_ptr<following_list const> get_followed() const
         CORVEL_HUB_EXCLUDES(m_mutex);

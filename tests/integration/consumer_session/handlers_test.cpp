@@ -11,6 +11,8 @@
 #include <cstdint>
 #include <future>
 #include <latch>
+#include <memory>
+#include <numeric>
 #include <stdexcept>
 #include <string>
 #include <thread>
@@ -319,6 +321,47 @@ TEST_F(dispatched_handlers, are_replaced_for_what_has_been_taken) {
     ASSERT_GE(told.size(), 3U);
     EXPECT_EQ(told[0], "first");
     EXPECT_EQ(told[1], "second");
+}
+
+TEST_F(dispatched_handlers, are_replaced_by_one_for_batches_for_what_has_been_taken) {
+    auto const shown = hosted.follow<double>("oven", "temperature");
+    auto followed = hosted.follow_all("oven", "temperature", change_queue::every(100));
+    std::vector<double> told;
+    followed.on_change([&](auto const& /*now*/) {
+        followed.on_batch([&](auto const& now) {
+            for (auto const& one : now) {
+                told.push_back(std::get<double>(one.value));
+            }
+        });
+    });
+    ASSERT_TRUE(becomes_live(shown, 20.0));
+    std::vector<double> sent(80);
+    std::iota(sent.begin(), sent.end(), 21.0);
+    let_wait(shown, sent);
+
+    dispatch_all();
+
+    ASSERT_GE(told.size(), sent.size());
+    told.resize(sent.size()); // what follows is the present value, which each new handler is shown
+    EXPECT_EQ(told, sent);
+}
+
+TEST_F(dispatched_handlers, hear_of_what_waited_while_there_was_none_for_a_moment) {
+    auto followed = hosted.follow_all("oven", "**");
+    std::vector<std::string> told;
+    auto const set_next = [&](void const* /*none*/) {
+        followed.on_change([&](auto const& now) { told.push_back(now.path); });
+    };
+    followed.on_change([&, called_when_it_goes = std::shared_ptr<void>{nullptr, set_next}](
+                           auto const& /*now*/) { followed.on_change({}); });
+    ASSERT_TRUE(await([&] { return followed.now().size() == 2; }));
+
+    EXPECT_TRUE(await([&] {
+        dispatch_all();
+        return told.size() == 2;
+    }));
+
+    EXPECT_THAT(told, testing::UnorderedElementsAre("temperature", "set_point"));
 }
 
 TEST_F(dispatched_handlers, see_as_live_what_has_returned_before_they_run) {
