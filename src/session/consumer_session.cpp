@@ -115,8 +115,12 @@ void consumer_session::stop() {
 
 followed_variables consumer_session::follow_one(
     std::string const& provider, std::string const& path, std::size_t type, change_queue queue) {
-    return followed_variables{
-        m_impl->follow({path_pattern{provider}, path_pattern{path}, type}, queue.get_limit())};
+    path_pattern const named{provider};
+    if (!named.is_literal()) {
+        throw std::invalid_argument{
+            "follow() cannot follow several providers (" + provider + "); call follow_all()"};
+    }
+    return followed_variables{m_impl->follow({named, path_pattern{path}, type}, queue.get_limit())};
 }
 
 followed_variables consumer_session::follow_all(

@@ -33,11 +33,13 @@ public:
     struct interest {
         path_pattern providers;
         path_pattern paths;
-        std::optional<std::size_t> type; // the only type wanted; then both patterns are literal
+        // The only type wanted. Then the provider is named, and the path is no pattern but compared
+        // as it is.
+        std::optional<std::size_t> type;
 
         /// Whether one provider is followed, which may be missing.
         [[nodiscard]] bool names_provider() const {
-            return type.has_value() || providers.is_literal();
+            return providers.is_literal();
         }
     };
 

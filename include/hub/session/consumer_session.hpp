@@ -287,8 +287,11 @@ public:
     ///
     /// @tparam T        The variable's type, one of those of variable_value.
     /// @param provider  Identifier of the provider, which need not be there yet.
-    /// @param path      The variable's path.
+    /// @param path      The variable's path. No pattern: `*` stands for itself.
     /// @param queue     What happens to changes while the handler is busy.
+    ///
+    /// @throws std::invalid_argument  The provider has a `*`, which no identifier can have. Nothing
+    ///                                is followed.
     template <class T>
     followed_variable<T> follow(
         std::string const& provider,

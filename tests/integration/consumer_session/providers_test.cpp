@@ -8,6 +8,7 @@
 #include <atomic>
 #include <csignal>
 #include <latch>
+#include <stdexcept>
 
 namespace arvenhold::corvel::hub {
 
@@ -183,6 +184,13 @@ TEST_F(followed_providers, are_waited_for_also_if_they_are_followed_later) {
     EXPECT_EQ(set_point.now().freshness, freshness::live);
     EXPECT_EQ(dried.now().freshness, freshness::live);
     watcher.stop();
+}
+
+TEST_F(followed_providers, are_named_one_by_one_if_a_type_is_named) {
+    EXPECT_THROW(watcher.follow<double>("**", "temperature"), std::invalid_argument);
+
+    watcher.start();
+    EXPECT_TRUE(watcher.wait_until_ready(patience)) << "nothing is followed";
 }
 
 TEST_F(followed_providers, are_live_although_another_one_hangs) {
