@@ -24,10 +24,18 @@ bool is_as_adopted(provider_connection& connection, followed_provider const& pro
         && connection.get_current_variables().fingerprint == provider.get_fingerprint();
 }
 
-void read_all(followed_provider const& provider, provider_connection& connection) {
-    read_undisturbed(
-        [&provider] { return provider.count_events(); },
-        [&connection] { connection.update_all_variables(); });
+void read_all(provider_connection& connection) {
+    auto const held = connection.get_current_variables();
+    std::vector<awaited_variable> variables;
+    variables.reserve(held.size());
+    for (auto const& [id, variable] : held) {
+        if (variable) {
+            variables.push_back({variable.get()});
+        }
+    }
+    read_undisturbed(std::move(variables), [&](std::vector<variable_id> const& ids) {
+        connection.read_variables(held.fingerprint, ids);
+    });
 }
 
 } // namespace
@@ -241,7 +249,7 @@ void consumer_session::impl::attach(
     connection->set_event_callback(&impl::recv_event, &work);
     connection->set_variables_changed_callback(&impl::recv_changes, &work);
     // What has changed after the first read and before the callbacks were set.
-    read_all(provider, *connection);
+    read_all(*connection);
     auto const change =
         provider.adopt({owner, connection}, connection->get_current_variables(), begun);
     if (owner->is_lost) {
@@ -257,7 +265,7 @@ void consumer_session::impl::probe(provider_work& work) {
     if (!connection) {
         return;
     }
-    read_all(*work.provider, *connection);
+    read_all(*connection);
     if (work.provider->refresh(connection.get())) {
         post_drain();
     }

@@ -161,9 +161,9 @@ void consumer_session::impl::send_write(provider_work& work, requested_write con
         provider.begin_write(id, write.watch);
         variable->set_value(write.value, std::chrono::system_clock::now());
         connection->write_variables(variables.fingerprint, {id});
-        read_undisturbed(
-            [&] { return provider.count_write_events(); },
-            [&] { connection->read_variables(variables.fingerprint, {id}); });
+        read_undisturbed({{variable.get()}}, [&](std::vector<variable_id> const& ids) {
+            connection->read_variables(variables.fingerprint, ids);
+        });
         if (provider.end_write(connection.get(), id)) {
             post_drain();
         }

@@ -105,7 +105,6 @@ std::optional<bool> followed_provider::apply(
     definition_fingerprint fingerprint,
     std::vector<variable_id> const& changed) {
     std::scoped_lock const lock{m_mutex};
-    ++m_events;
     if (source != m_attachment.connection.get()) {
         return false; // replaced meanwhile, or all values are read before it is adopted
     }
@@ -250,11 +249,6 @@ known_definition followed_provider::get_definition() const {
 followed_provider::clock::time_point followed_provider::get_active_at() const {
     std::scoped_lock const lock{m_mutex};
     return m_active_at;
-}
-
-std::uint64_t followed_provider::count_events() const {
-    std::scoped_lock const lock{m_mutex};
-    return m_events;
 }
 
 // -- the definition -------------------------------------------------------------------------------
@@ -624,11 +618,6 @@ void followed_provider::begin_write(variable_id written, std::shared_ptr<write_w
     if (watch && !watch->has_ended()) { // otherwise nobody removes it
         m_watches.push_back(std::move(watch));
     }
-}
-
-std::size_t followed_provider::count_write_events() const {
-    std::scoped_lock const lock{m_mutex};
-    return m_write ? m_write->events : 0;
 }
 
 bool followed_provider::end_write(provider_connection const* source, variable_id written) {

@@ -116,9 +116,6 @@ public:
     /// Returns when the latest event or read has brought values.
     [[nodiscard]] clock::time_point get_active_at() const CORVEL_HUB_EXCLUDES(m_mutex);
 
-    /// Returns how many events have come, also of connections that are not adopted yet.
-    [[nodiscard]] std::uint64_t count_events() const CORVEL_HUB_EXCLUDES(m_mutex);
-
     // -- readings ---------------------------------------------------------------------------------
 
     /// Adds the present readings of a following's variables to what waits for its handler.
@@ -162,9 +159,6 @@ public:
     /// @param watch  Learns about the variable from now on; null if nobody waits.
     void begin_write(variable_id written, std::shared_ptr<write_watch> watch)
         CORVEL_HUB_EXCLUDES(m_mutex);
-
-    /// Returns how many events have published the variable since it was written.
-    [[nodiscard]] std::size_t count_write_events() const CORVEL_HUB_EXCLUDES(m_mutex);
 
     /// The variable was read again after it was written.
     bool end_write(provider_connection const* source, variable_id written)
@@ -257,7 +251,6 @@ private:
     current_variables m_variables CORVEL_HUB_GUARDED_BY(m_mutex); // as adopted
     bindings m_bindings CORVEL_HUB_GUARDED_BY(m_mutex);           // ordered by id
     clock::time_point m_active_at CORVEL_HUB_GUARDED_BY(m_mutex);
-    std::uint64_t m_events CORVEL_HUB_GUARDED_BY(m_mutex) = 0;
     std::optional<active_write> m_write CORVEL_HUB_GUARDED_BY(m_mutex);
     std::vector<std::shared_ptr<write_watch>> m_watches CORVEL_HUB_GUARDED_BY(m_mutex);
 
