@@ -210,11 +210,12 @@ enum class write_outcome : std::uint32_t {
 /// A value is `live` from the moment at which all values of its provider have been read until the
 /// first sign of a loss. From then on it is `stale`, with its age, until the session has attached
 /// to the provider once more and has read everything again. Values become stale
-/// - within about 0.2 s when the connection to the server breaks, messages are dropped, the registry
-///   reports the provider as lost, or the provider's definition is announced again;
+/// - within about 0.2 s when the connection to the server breaks, messages are dropped, or the
+///   registry reports the provider as lost;
 /// - after the time of session_settings::set_ping() if the server hangs or the network drops
 ///   packets; 6 s by default;
-/// - within 0.5 s if the connection to the provider becomes `faulted`;
+/// - within 0.5 s if the connection to the provider becomes `faulted`, or the provider announces a
+///   definition with another fingerprint; docs/sessions.md says what happens if it uses one twice;
 /// - after session_settings::set_probe_interval(), connect_options::set_request_time_limit() and
 ///   0.5 s, 35.5 s by default, if the provider hangs.
 ///
@@ -283,7 +284,8 @@ public:
 
     // -- following --------------------------------------------------------------------------------
 
-    /// Follows one variable. May be called before and after start().
+    /// Follows one variable. May be called before and after start(). A variable that is followed after
+    /// stop() is never received.
     ///
     /// @tparam T        The variable's type, one of those of variable_value.
     /// @param provider  Identifier of the provider, which need not be there yet.
@@ -305,7 +307,8 @@ public:
     }
 
     /// Follows all variables whose provider and path match, also those of providers that come
-    /// later. May be called before and after start().
+    /// later. May be called before and after start(). After stop() it shows at most what was
+    /// received before, which is stale.
     ///
     /// In both patterns `*` stands for any characters but `/`, and `**` for any characters. So
     /// `"oven"` and `"**"` follow a whole provider, `"**"` and `"**"` everything. A provider whose
@@ -326,7 +329,8 @@ public:
     known_definition get_definition(std::string const& provider) const;
 
     /// Sets the function that is called when a definition lacks followed variables, or has them with
-    /// another type. Called like the other handlers, see followed_variables.
+    /// another type. Called like the other handlers, see followed_variables; but a new one is not
+    /// called with what was found before, so set it before start().
     ///
     /// @param called  The function; an empty one for none.
     void set_definition_handler(definition_handler called);
