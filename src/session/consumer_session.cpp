@@ -53,7 +53,7 @@ void followed_variables::on_batch(batch_handler called) {
     m_impl->set_handlers({nullptr, std::move(called)});
 }
 
-// A change from here on, and one that waits, is not repeated.
+// Unless every change is kept, one from here on, or one that waits, is not repeated.
 void followed_variables::impl::set_handlers(following::handlers called) {
     wanted->set_handlers(std::move(called));
     auto const is_waiting = directory->show_present(*wanted);

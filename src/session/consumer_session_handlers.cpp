@@ -111,7 +111,7 @@ void consumer_session::impl::deliver(following& wanted, section_number last) {
     if (!is_wanted) {
         drop_changes(wanted, m_draining);
         // A handler that was set meanwhile was not shown what still seemed to wait.
-        if (m_directory->show_present(wanted)) {
+        if (!wanted.keeps_every_change() && m_directory->show_present(wanted)) {
             post_drain();
         }
     }

@@ -40,10 +40,8 @@ consumer_session::impl::impl(
     , m_connect_waits{
           m_settings.get_first_retry(), m_settings.get_longest_retry(), std::random_device{}()} {}
 
-// Waits for the callbacks of the core, which use everything else. The providers may outlive this
-// object, and the session's thread may have given one its attachment back after tear_down().
+// Waits for the callbacks of the core, which use everything else.
 consumer_session::impl::~impl() {
-    release_attachments();
     m_link.reset();
 }
 

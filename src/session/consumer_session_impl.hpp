@@ -63,8 +63,8 @@ public:
 
 /// Shared by the session, its work while it runs, and for a moment by what follow() has returned.
 ///
-/// 1. No link outlives this object; the attachments of providers hold links, too. The end of a link waits for the callbacks of the core, which use
-///    it, the work for a provider, and this object.
+/// 1. No link outlives this object; the attachments of providers hold links, too. The end of a link
+///    waits for the callbacks of the core, which use it, the work for a provider, and this object.
 /// 2. No callback holds a reference to this object: the last one to go would wait for the callback
 ///    that holds it.
 /// 3. Once end() has returned, only the session's thread may still run, in the handler that has
@@ -240,7 +240,6 @@ private:
     void record_connect_failure(failure const& why);
     void drop_link();
     void close_link();
-    void release_attachments();
     void tear_down();
     void lose_all();
     static void recv_link_event(link_event event, std::uint64_t dropped, void* user_data);

@@ -8,6 +8,7 @@
 #include "session/token_pace.hpp"
 
 #include <exception>
+#include <memory>
 #include <utility>
 
 namespace arvenhold::corvel::hub {
@@ -49,7 +50,11 @@ void consumer_session::impl::open_link() {
             m_access.client_secret,
             options);
         m_open_link = opened;
-        post([connected = opened](impl& self) mutable { self.adopt_link(std::move(connected)); });
+        post([connected = std::weak_ptr{opened}](impl& self) {
+            if (auto usable = connected.lock()) { // m_open_link until it is closed
+                self.adopt_link(std::move(usable));
+            }
+        });
     } catch (std::exception const& error) {
         auto const why = failure_of_connecting(error, m_access.client_secret);
         post([why](impl& self) { self.record_connect_failure(why); });
@@ -97,13 +102,9 @@ void consumer_session::impl::close_link() {
     if (m_open_link) {
         m_open_link->client.disconnect();
     }
-    release_attachments();
-    m_open_link.reset();
-}
-
-void consumer_session::impl::release_attachments() {
     m_directory->for_each(
         [](followed_provider& provider) { auto const ended = provider.release_attachment(); });
+    m_open_link.reset();
 }
 
 // Runs last on the connecting thread. Disconnecting waits for requests that are in flight, up to the

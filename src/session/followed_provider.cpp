@@ -112,7 +112,7 @@ std::optional<bool> followed_provider::apply(
         return std::nullopt;
     }
     m_active_at = recent_time();
-    std::vector<change_group> groups;
+    change_groups groups{*this};
     auto bound = m_bindings.cbegin();
     for (auto const id : changed) {
         if (!note_published(id)) {
@@ -126,8 +126,7 @@ std::optional<bool> followed_provider::apply(
     return deliver(groups);
 }
 
-void followed_provider::copy_change(
-    std::vector<change_group>& groups, binding const& bound, std::size_t most) {
+void followed_provider::copy_change(change_groups& groups, binding const& bound, std::size_t most) {
     if (copy_value(bound)) {
         add_changes(groups, bound.slot, most);
     }
@@ -199,7 +198,7 @@ bool followed_provider::make_stale(clock::time_point since) {
     if (!was_live) {
         return false;
     }
-    std::vector<change_group> groups;
+    change_groups groups{*this};
     for (slot_position position = 0; position < m_slots.size(); ++position) {
         if (m_slots[position].is_current) {
             add_changes(groups, position, m_slots.size());
@@ -408,23 +407,33 @@ void followed_provider::copy_all_values() {
 
 // The changes of one event reach a following together.
 bool followed_provider::notify(std::vector<slot_position> const& changed) {
-    std::vector<change_group> groups;
+    change_groups groups{*this};
     for (auto const position : changed) {
         add_changes(groups, position, changed.size());
     }
     return deliver(groups);
 }
 
-bool followed_provider::deliver(std::vector<change_group>& groups) {
-    for (auto& [wanted, changes] : groups) {
-        m_followed[wanted]->add(*this, m_freshness.count_losses(), changes);
+// Not analysed: the function that collects the changes holds the lock.
+followed_provider::change_groups::~change_groups() CORVEL_HUB_NO_THREAD_SAFETY_ANALYSIS {
+    for (auto const& [wanted, changes] : list) {
+        for (auto const& change : changes) {
+            owner.end_waiting(owner.m_slots[change.slot], *owner.m_followed[wanted]);
+        }
     }
-    return !groups.empty();
+}
+
+bool followed_provider::deliver(change_groups& groups) {
+    for (auto& [wanted, changes] : groups.list) {
+        m_followed[wanted]->add(*this, m_freshness.count_losses(), changes);
+        changes.clear();
+    }
+    return !groups.list.empty();
 }
 
 bool followed_provider::show_present(following const& wanted) {
     std::scoped_lock const lock{m_mutex};
-    std::vector<change_group> groups;
+    change_groups groups{*this};
     for (slot_position position = 0; position < m_slots.size(); ++position) {
         auto const found = find_subscription(m_slots[position], wanted);
         if (found != no_subscription && m_slots[position].is_received
@@ -436,7 +445,7 @@ bool followed_provider::show_present(following const& wanted) {
 }
 
 void followed_provider::add_changes(
-    std::vector<change_group>& groups, slot_position position, std::size_t expected) {
+    change_groups& groups, slot_position position, std::size_t expected) {
     for (auto next = m_slots[position].subscriptions; next != no_subscription;) {
         auto& receiver = m_subscriptions[next];
         if (m_followed[receiver.wanted]->has_handler()) {
@@ -447,24 +456,24 @@ void followed_provider::add_changes(
 }
 
 void followed_provider::add_change(
-    std::vector<change_group>& groups,
-    slot_position position,
-    subscription& receiver,
-    std::size_t expected) {
+    change_groups& groups, slot_position position, subscription& receiver, std::size_t expected) {
     auto const keeps_all = m_followed[receiver.wanted]->keeps_every_change();
-    if (!keeps_all && receiver.waiting++ > 0) {
+    if (!keeps_all && receiver.waiting > 0) {
+        ++receiver.waiting;
         return;
     }
     // There are few groups, and the one that was used last is mostly the one.
-    auto found = std::find_if(groups.rbegin(), groups.rend(), [&](auto const& group) {
+    auto& list = groups.list;
+    auto found = std::find_if(list.rbegin(), list.rend(), [&](auto const& group) {
         return group.wanted == receiver.wanted;
     });
-    if (found == groups.rend()) {
-        groups.push_back({receiver.wanted});
-        found = groups.rbegin();
+    if (found == list.rend()) {
+        list.push_back({receiver.wanted});
+        found = list.rbegin();
         found->changes.reserve(expected);
     }
     auto& added = found->changes.emplace_back();
+    receiver.waiting = keeps_all ? 0 : 1;
     added.slot = position;
     if (keeps_all) {
         auto const& latest = m_values[position];

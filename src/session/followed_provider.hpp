@@ -235,6 +235,20 @@ private:
         std::vector<waiting_change> changes{};
     };
 
+    // Changes that are collected for handlers. What was not delivered, without memory, waits no longer,
+    // or its variables would be silent from here on.
+    struct change_groups {
+        explicit change_groups(followed_provider& provider)
+            : owner{provider} {}
+
+        change_groups(change_groups const&) = delete;
+        change_groups& operator=(change_groups const&) = delete;
+        ~change_groups();
+
+        followed_provider& owner;
+        std::vector<change_group> list{};
+    };
+
     using slots_by_path = std::unordered_multimap<std::string_view, slot_position>;
 
     std::string const m_identifier;
@@ -275,7 +289,7 @@ private:
         std::vector<rebound_slot> const& slots) const CORVEL_HUB_REQUIRES(m_mutex);
     bool make_stale(clock::time_point since) CORVEL_HUB_REQUIRES(m_mutex);
     bool copy_value(binding const& bound) CORVEL_HUB_REQUIRES(m_mutex);
-    void copy_change(std::vector<change_group>& groups, binding const& bound, std::size_t most)
+    void copy_change(change_groups& groups, binding const& bound, std::size_t most)
         CORVEL_HUB_REQUIRES(m_mutex);
     void copy_all_values() CORVEL_HUB_REQUIRES(m_mutex);
     bindings::const_iterator find_bindings(
@@ -285,16 +299,13 @@ private:
     bool note_published(variable_id changed) CORVEL_HUB_REQUIRES(m_mutex);
     void show_to_watches(variable_id changed, bool is_published) CORVEL_HUB_REQUIRES(m_mutex);
     void show_all_to_watches() CORVEL_HUB_REQUIRES(m_mutex);
-    bool deliver(std::vector<change_group>& groups) CORVEL_HUB_REQUIRES(m_mutex);
+    bool deliver(change_groups& groups) CORVEL_HUB_REQUIRES(m_mutex);
     bool notify(std::vector<slot_position> const& changed) CORVEL_HUB_REQUIRES(m_mutex);
-    void add_changes(
-        std::vector<change_group>& groups, slot_position position, std::size_t expected)
+    void add_changes(change_groups& groups, slot_position position, std::size_t expected)
         CORVEL_HUB_REQUIRES(m_mutex);
     void add_change(
-        std::vector<change_group>& groups,
-        slot_position position,
-        subscription& receiver,
-        std::size_t expected) CORVEL_HUB_REQUIRES(m_mutex);
+        change_groups& groups, slot_position position, subscription& receiver, std::size_t expected)
+        CORVEL_HUB_REQUIRES(m_mutex);
     void add_skipped(slot_position position, std::uint64_t count) CORVEL_HUB_REQUIRES(m_mutex);
     [[nodiscard]] subscription_position find_subscription(
         slot const& shown, following const& wanted) const CORVEL_HUB_REQUIRES(m_mutex);

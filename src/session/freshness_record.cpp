@@ -9,12 +9,8 @@ freshness_record::loss_count freshness_record::count_losses() const {
     return m_losses;
 }
 
-bool freshness_record::finish_reading(loss_count begun) {
-    if (begun != m_losses) {
-        return false;
-    }
-    m_live = true;
-    return true;
+void freshness_record::finish_reading(loss_count begun) {
+    m_live = m_live || begun == m_losses;
 }
 
 bool freshness_record::lose(clock::time_point now) {

@@ -24,11 +24,10 @@ public:
     /// Returns how many losses there were, also while the values were stale.
     [[nodiscard]] loss_count count_losses() const;
 
-    /// All values were read.
+    /// All values were read. They are live unless something was lost meanwhile.
     ///
     /// @param begun  What count_losses() returned before the read was requested.
-    /// @return whether the values are live; not if something was lost meanwhile.
-    bool finish_reading(loss_count begun);
+    void finish_reading(loss_count begun);
 
     /// Something shows that values may have changed without notice.
     ///

@@ -8,19 +8,13 @@
 
 namespace arvenhold::corvel::hub {
 
-namespace {
-
-// Enough for the turn after another session's. The rest of the connect time limit, by default 2 s,
-// is for the request itself.
-constexpr std::chrono::milliseconds longest_wait{1'200};
-
-} // namespace
-
-paced_credentials::paced_credentials(hub_access const& access, token_pace& pace)
+paced_credentials::paced_credentials(
+    hub_access const& access, token_pace& pace, std::chrono::milliseconds longest_wait)
     : m_own{access.client_id, access.client_secret}
     , m_callback{access.options.get_credentials_callback()}
     , m_user_data{access.options.get_credentials_user_data()}
-    , m_pace{pace} {}
+    , m_pace{pace}
+    , m_longest_wait{longest_wait} {}
 
 void paced_credentials::use_in(connect_options& options) {
     options.set_credentials_callback(
@@ -38,7 +32,7 @@ void paced_credentials::wait_for_turn() CORVEL_HUB_NO_THREAD_SAFETY_ANALYSIS {
     std::unique_lock lock{m_mutex};
     require_not_stopped();
     auto const now = std::chrono::steady_clock::now();
-    auto const turn = m_pace.reserve_request(now, now + longest_wait);
+    auto const turn = m_pace.reserve_request(now, now + m_longest_wait);
     if (!turn) {
         throw std::runtime_error{"too many token requests of this process are waiting"};
     }

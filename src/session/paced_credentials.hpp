@@ -8,6 +8,7 @@
 #include <hub/detail/thread_annotations.hpp>
 #include <hub/session/hub_access.hpp>
 
+#include <chrono>
 #include <condition_variable>
 #include <mutex>
 
@@ -17,9 +18,17 @@ namespace arvenhold::corvel::hub {
 /// but only when it is the session's turn. Thread-safe.
 class paced_credentials {
 public:
-    /// @param access  Its credentials, or those of its callback, are passed on.
-    /// @param pace    Decides when. Must outlive this object.
-    paced_credentials(hub_access const& access, token_pace& pace);
+    /// How long a token request waits for its turn: enough for the one after another session's. The
+    /// rest of the connect time limit, by default 2 s, is for the request itself.
+    static constexpr std::chrono::milliseconds usual_wait{1'200};
+
+    /// @param access        Its credentials, or those of its callback, are passed on.
+    /// @param pace          Decides when. Must outlive this object.
+    /// @param longest_wait  A request whose turn would come later gets no credentials.
+    paced_credentials(
+        hub_access const& access,
+        token_pace& pace,
+        std::chrono::milliseconds longest_wait = usual_wait);
 
     paced_credentials(paced_credentials const&) = delete;
     paced_credentials& operator=(paced_credentials const&) = delete;
@@ -38,6 +47,7 @@ private:
     credentials_callback const m_callback; // null: m_own
     void* const m_user_data;
     token_pace& m_pace;
+    std::chrono::milliseconds const m_longest_wait;
 
     std::mutex m_mutex;
     std::condition_variable m_stopping;

@@ -63,8 +63,8 @@ public:
     /// default: they run on the session's thread. Use it to run them in the application's own event
     /// loop.
     ///
-    /// What waits is bounded. Changes stay in their queue, see change_queue, and 10,000 write requests
-    /// may wait. If 10,000 handlers wait, a further change of a state drops the oldest one of the same
+    /// What waits is bounded. Changes stay in their queue, see change_queue, and further write commands
+    /// are dropped while 10,000 write requests wait. If 10,000 handlers wait, a further change of a state drops the oldest one of the same
     /// session or provider that waits, and a further definition_change that of the same provider. The
     /// latest of each is never dropped.
     ///

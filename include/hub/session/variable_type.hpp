@@ -17,10 +17,13 @@ namespace arvenhold::corvel::hub {
 /// Whether variables can have this type: `bool`, `double`, `std::int64_t`, `std::string`, timestamp
 /// or `std::chrono::nanoseconds`.
 template <class Type>
-inline constexpr bool is_variable_type =
-    std::is_same_v<
-        Type,
-        bool> || std::is_same_v<Type, double> || std::is_same_v<Type, std::int64_t> || std::is_same_v<Type, std::string> || std::is_same_v<Type, timestamp> || std::is_same_v<Type, std::chrono::nanoseconds>;
+inline constexpr bool is_variable_type = std::disjunction_v<
+    std::is_same<Type, bool>,
+    std::is_same<Type, double>,
+    std::is_same<Type, std::int64_t>,
+    std::is_same<Type, std::string>,
+    std::is_same<Type, timestamp>,
+    std::is_same<Type, std::chrono::nanoseconds>>;
 
 namespace detail {
 

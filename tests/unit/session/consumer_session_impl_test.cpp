@@ -40,15 +40,6 @@ TEST_F(session_without_link, releases_what_is_attached_when_it_stops) {
     EXPECT_TRUE(attached.expired());
 }
 
-TEST_F(session_without_link, releases_what_is_attached_when_it_is_destroyed) {
-    session->end();
-    auto const attached = attach();
-
-    session.reset();
-
-    EXPECT_TRUE(attached.expired());
-}
-
 } // namespace
 
 } // namespace arvenhold::corvel::hub

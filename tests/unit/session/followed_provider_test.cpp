@@ -4,11 +4,13 @@
 #include "session/followed_provider.hpp"
 
 #include "support/await.hpp"
+#include "support/limited_memory.hpp"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
 #include <cmath>
+#include <new>
 #include <tuple>
 
 namespace arvenhold::corvel::hub {
@@ -346,6 +348,33 @@ TEST_F(oven, coalesces_changes_to_the_latest_and_counts_them) {
     ASSERT_THAT(readings, SizeIs(1));
     EXPECT_EQ(readings[0].value, variable_value{23.0});
     EXPECT_EQ(readings[0].skipped, 2);
+}
+
+TEST_F(oven, tells_of_changes_after_one_for_which_there_was_no_memory) {
+    auto const all = follow_pattern("**");
+    auto const some = follow_pattern("temp*");
+    provider.add(all);
+    provider.add(some);
+    adopt(first);
+    std::vector<variable_id> const changed{4, 5};
+    auto const change_with = [&](int allocations) {
+        try {
+            limited_memory const limit{allocations};
+            provider.apply(nullptr, 77, changed);
+            return true;
+        } catch (std::bad_alloc const&) {
+            return false;
+        }
+    };
+
+    int allocations = 0;
+    for (take(*all), take(*some); !change_with(allocations); ++allocations) {
+        provider.apply(nullptr, 77, changed);
+        EXPECT_THAT(take(*all), SizeIs(2)) << allocations;
+        EXPECT_THAT(take(*some), SizeIs(1)) << allocations;
+    }
+
+    EXPECT_GT(allocations, 0);
 }
 
 TEST_F(oven, tells_of_a_change_after_one_that_nobody_was_called_for) {

@@ -2,6 +2,7 @@
 // SPDX-License-Identifier: Apache-2.0
 
 #include "session/paced_credentials.hpp"
+#include "support/await.hpp"
 #include "support/thrown_message.hpp"
 
 #include <gmock/gmock.h>
@@ -80,10 +81,12 @@ TEST_F(paced_credentials_test, are_refused_at_once_if_the_turn_would_come_too_la
 }
 
 TEST_F(paced_credentials_test, are_refused_to_a_caller_that_waits_when_the_session_is_stopped) {
-    token_pace slow{std::chrono::seconds{1}};
-    paced_credentials credentials{access, slow};
-    reserve(slow);
+    constexpr std::chrono::hours hour{1};
+    token_pace slow{hour};
+    paced_credentials credentials{access, slow, 2 * hour};
+    auto const earlier = reserve(slow);
     auto waiting = std::async(std::launch::async, [&] { return ask(credentials); });
+    ASSERT_TRUE(await([&] { return slow.begin_connect(clock::now()) == earlier + 2 * hour; }));
 
     credentials.stop();
 
