@@ -50,18 +50,19 @@ void consumer_session::impl::open_link() {
             m_access.client_secret,
             options);
         m_open_link = opened;
-        post([connected = std::weak_ptr{opened}](impl& self) {
-            if (auto usable = connected.lock()) { // m_open_link until it is closed
-                self.adopt_link(std::move(usable));
-            }
-        });
+        post(
+            [connected = std::weak_ptr{opened}](impl& self) { self.adopt_link(connected.lock()); });
     } catch (std::exception const& error) {
         auto const why = failure_of_connecting(error, m_access.client_secret);
         post([why](impl& self) { self.record_connect_failure(why); });
     }
 }
 
+// Null if the link has been closed meanwhile, by the end of the session.
 void consumer_session::impl::adopt_link(std::shared_ptr<link> connected) {
+    if (!connected) {
+        return;
+    }
     m_is_connecting = false;
     m_link = std::move(connected);
     m_list = nullptr;
