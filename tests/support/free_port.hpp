@@ -35,7 +35,7 @@ inline std::uint16_t find_free_port() {
     if (!found.has_value()) {
         throw std::runtime_error{"there is no free port"};
     }
-    return *found;
+    return found->number;
 }
 
 } // namespace arvenhold::corvel::hub

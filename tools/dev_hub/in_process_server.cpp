@@ -176,7 +176,7 @@ in_process_server::in_process_server(event_log& log)
     : m_token{make_random_token()}
     , m_log{log} {
     std::scoped_lock const lock{m_mutex};
-    auto const found = find_usable_port([this](auto candidate) {
+    auto found = find_usable_port([this](auto candidate) {
         try {
             start_locked(candidate);
         } catch (port_unavailable const&) {
@@ -187,6 +187,7 @@ in_process_server::in_process_server(event_log& log)
     if (!found.has_value()) {
         throw dev_hub_failure{"the server in the process found no free port"};
     }
+    m_claim.emplace(std::move(found->claim));
 }
 
 in_process_server::~in_process_server() {

@@ -6,10 +6,12 @@
 #pragma once
 
 #include "dev_hub/message_server.hpp"
+#include "dev_hub/port_candidate.hpp"
 
 #include <cstdint>
 #include <memory>
 #include <mutex>
+#include <optional>
 #include <string>
 
 namespace arvenhold::corvel::hub::dev {
@@ -53,6 +55,7 @@ private:
     std::string const m_token;
     event_log& m_log;
     std::uint16_t m_port = 0; // fixed when the constructor returns
+    std::optional<port_claim> m_claim;
 
     std::mutex m_mutex;                       // guards the server
     std::unique_ptr<running_server> m_server; // null while it is away

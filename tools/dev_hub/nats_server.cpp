@@ -52,7 +52,7 @@ std::string get_installed(std::string const& executable) {
 
 // Tries the port; if it is 0, tries others until one can be used, which becomes the port.
 template <class Try>
-void find_port(std::uint16_t& port, Try try_port) {
+void find_port(std::uint16_t& port, std::optional<port_claim>& claim, Try try_port) {
     if (port != 0) {
         if (!try_port(port)) {
             throw dev_hub_failure{
@@ -61,11 +61,12 @@ void find_port(std::uint16_t& port, Try try_port) {
         }
         return;
     }
-    auto const found = find_usable_port(try_port);
+    auto found = find_usable_port(try_port);
     if (!found.has_value()) {
         throw dev_hub_failure{"nats-server found no free port"};
     }
-    port = *found;
+    port = found->number;
+    claim.emplace(std::move(found->claim));
 }
 
 } // namespace
@@ -197,10 +198,11 @@ void nats_server::start_locked() {
         return;
     }
     if (!runs) {
-        find_port(m_direct_port, [this](auto port) { return try_port_locked(port); });
+        find_port(
+            m_direct_port, m_direct_claim, [this](auto port) { return try_port_locked(port); });
     }
     if (needs_proxy) {
-        find_port(m_port, [this](auto port) { return try_proxy_locked(port); });
+        find_port(m_port, m_claim, [this](auto port) { return try_proxy_locked(port); });
     } else if (!m_options.behind_proxy) {
         m_port = m_direct_port;
     }

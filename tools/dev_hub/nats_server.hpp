@@ -6,6 +6,7 @@
 #pragma once
 
 #include "dev_hub/message_server.hpp"
+#include "dev_hub/port_candidate.hpp"
 
 #include <sys/types.h>
 
@@ -128,6 +129,8 @@ private:
     // Fixed when the constructor returns; different behind a proxy.
     std::uint16_t m_port = 0;        // for clients
     std::uint16_t m_direct_port = 0; // of the process
+    std::optional<port_claim> m_claim;
+    std::optional<port_claim> m_direct_claim;
 
     mutable std::mutex m_mutex; // guards the process and its proxy
     std::unique_ptr<child_process> m_process;

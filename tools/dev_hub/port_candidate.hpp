@@ -5,8 +5,11 @@
 
 #pragma once
 
+#include "dev_hub/file_descriptor.hpp"
+
 #include <cstdint>
 #include <optional>
+#include <utility>
 
 namespace arvenhold::corvel::hub::dev {
 
@@ -19,15 +22,38 @@ constexpr int port_attempts = 50;
 /// connection on this machine can take it while its service is down.
 [[nodiscard]] std::uint16_t make_port_candidate();
 
+/// Keeps find_usable_port() in every process of this machine from a port while the object exists, so
+/// that the port stays free for a service that is down.
+class port_claim {
+public:
+    explicit port_claim(std::uint16_t port);
+
+    /// Returns whether another object has claimed the port.
+    [[nodiscard]] bool is_refused() const {
+        return m_is_refused;
+    }
+
+private:
+    file_descriptor m_socket;
+    bool m_is_refused;
+};
+
+/// A port that could be used, for as long as it is claimed.
+struct usable_port {
+    std::uint16_t number;
+    port_claim claim;
+};
+
 /// Calls `try_port` with candidates until it returns true.
 ///
 /// @return the port that could be used; nothing if there was none.
 template <class Try>
-[[nodiscard]] std::optional<std::uint16_t> find_usable_port(Try try_port) {
+[[nodiscard]] std::optional<usable_port> find_usable_port(Try try_port) {
     for (int attempt = 0; attempt < port_attempts; ++attempt) {
         auto const candidate = make_port_candidate();
-        if (try_port(candidate)) {
-            return candidate;
+        port_claim claim{candidate};
+        if (!claim.is_refused() && try_port(candidate)) {
+            return usable_port{candidate, std::move(claim)};
         }
     }
     return {};

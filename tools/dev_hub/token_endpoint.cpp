@@ -215,13 +215,14 @@ public:
             listen_locked();
             return;
         }
-        auto const found = find_usable_port([this](auto candidate) {
+        auto found = find_usable_port([this](auto candidate) {
             m_port = candidate;
             return try_listen_locked();
         });
         if (!found.has_value()) {
             throw dev_hub_failure{"the token endpoint found no free port"};
         }
+        m_claim.emplace(std::move(found->claim));
     }
 
     impl(impl const&) = delete;
@@ -412,6 +413,7 @@ private:
     std::string const m_token;
     event_log& m_log;
     std::uint16_t m_port; // fixed when the constructor returns
+    std::optional<port_claim> m_claim;
 
     mutable std::mutex m_mutex; // guards what the request threads share, down to m_closing
     mutable std::condition_variable m_changed;

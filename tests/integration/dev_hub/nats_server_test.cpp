@@ -6,6 +6,7 @@
 #include "dev_hub/dev_hub_failure.hpp"
 #include "dev_hub/event_log.hpp"
 #include "dev_hub/nats_server.hpp"
+#include "dev_hub/port_candidate.hpp"
 #include "support/await.hpp"
 #include "support/free_port.hpp"
 #include "support/raw_peer.hpp"
@@ -15,6 +16,7 @@
 #include <gtest/gtest.h>
 
 #include <chrono>
+#include <memory>
 #include <string>
 #include <utility>
 
@@ -51,6 +53,25 @@ TEST_F(nats_server_test, says_that_a_given_port_is_taken) {
     });
 
     EXPECT_EQ(message, "nats-server cannot use port " + port + ": another program listens there");
+}
+
+TEST_F(nats_server_test, keeps_its_port_while_it_is_down) {
+    auto const port = server.get_port();
+    server.stop();
+    EXPECT_TRUE(port_claim{port}.is_refused());
+
+    server.start();
+
+    EXPECT_EQ(server.get_port(), port);
+}
+
+TEST_F(nats_server_test, leaves_its_port_when_it_ends) {
+    auto other = std::make_unique<nats_server>(nats_server_options{}, log);
+    auto const port = other->get_port();
+
+    other.reset();
+
+    EXPECT_FALSE(port_claim{port}.is_refused());
 }
 
 TEST_F(nats_server_test, names_the_package_when_the_program_is_missing) {

@@ -3,6 +3,7 @@
 
 #include "dev_hub/dev_hub_failure.hpp"
 #include "dev_hub/event_log.hpp"
+#include "dev_hub/port_candidate.hpp"
 #include "dev_hub/token_endpoint.hpp"
 #include "support/case_name.hpp"
 #include "support/raw_peer.hpp"
@@ -304,6 +305,8 @@ TEST_F(token_endpoint_test, refuses_connections_while_it_does_not_listen) {
 TEST_F(token_endpoint_test, listens_again_on_the_same_port) {
     auto const url = endpoint.get_url();
     endpoint.stop_listening();
+    auto const port = static_cast<std::uint16_t>(std::stoi(url.substr(url.rfind(':') + 1)));
+    EXPECT_TRUE(port_claim{port}.is_refused());
 
     endpoint.listen_again();
     endpoint.listen_again();
