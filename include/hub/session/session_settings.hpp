@@ -63,10 +63,10 @@ public:
     /// default: they run on the session's thread. Use it to run them in the application's own event
     /// loop.
     ///
-    /// What waits is bounded. Changes stay in their queue, see change_queue, and further write commands
-    /// are dropped while 10,000 write requests wait. If 10,000 handlers wait, a further change of a state drops the oldest one of the same
-    /// session or provider that waits, and a further definition_change that of the same provider. The
-    /// latest of each is never dropped.
+    /// What waits is bounded. Changes stay in their queue, see change_queue, and further write
+    /// commands are dropped while 10,000 write requests wait. If 10,000 handlers wait, a further
+    /// change of a state drops the oldest one of the same session or provider that waits, and a
+    /// further definition_change that of the same provider. The latest of each is never dropped.
     ///
     /// @param wait  Whether they wait.
     session_settings& set_handlers_wait_for_dispatch(bool wait);
